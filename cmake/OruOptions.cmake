@@ -1,0 +1,20 @@
+# What every target of the project is compiled with. A target takes it by
+#   target_link_libraries(NAME PRIVATE oru_options)
+add_library(oru_options INTERFACE)
+
+target_compile_options(oru_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wimplicit-fallthrough
+  $<$<BOOL:${ORU_WERROR}>:-Werror>)
+
+# Includes are written from the repository's root.
+target_include_directories(oru_options INTERFACE "${PROJECT_SOURCE_DIR}")
+
+if(ORU_SANITIZE)
+  add_compile_options(-fsanitize=${ORU_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${ORU_SANITIZE})
+endif()
+
+if(ORU_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
+endif()

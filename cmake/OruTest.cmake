@@ -1,0 +1,27 @@
+# oru_add_test(NAME SOURCES file... [LIBS target...] [LABELS label...] [TIMEOUT seconds] [DEFINES name=value...])
+# A GoogleTest program; each of its tests becomes a CTest test "NAME.Suite.Test" that runs in a process of its own.
+# Labels: "threads" is run under the thread sanitizer too; "no-asan" is left out under the address sanitizer;
+# "long" is run only by `scripts/test --long`; "serial" runs with nothing beside it.
+include(GoogleTest)
+find_package(GTest REQUIRED)
+
+function(oru_add_test name)
+  cmake_parse_arguments(arg "" "TIMEOUT" "SOURCES;LIBS;LABELS;DEFINES" ${ARGN})
+  if(NOT arg_TIMEOUT)
+    set(arg_TIMEOUT 60)
+  endif()
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE oru_options ${arg_LIBS} oru_test_support GTest::gtest)
+  if(arg_DEFINES)
+    target_compile_definitions(${name} PRIVATE ${arg_DEFINES})
+  endif()
+  set(properties TIMEOUT ${arg_TIMEOUT})
+  if(arg_LABELS)
+    list(JOIN arg_LABELS "\;" labels)
+    list(APPEND properties LABELS "${labels}")
+    if("serial" IN_LIST arg_LABELS)
+      list(APPEND properties RUN_SERIAL TRUE)
+    endif()
+  endif()
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." PROPERTIES ${properties} DISCOVERY_TIMEOUT 60)
+endfunction()
