@@ -6,6 +6,9 @@ target_compile_options(oru_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wimplicit-fallthrough
   $<$<BOOL:${ORU_WERROR}>:-Werror>)
 
+# Logs and check reports name sources from the repository's root, wherever it was built.
+target_compile_options(oru_options INTERFACE "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+
 # Includes are written from the repository's root.
 target_include_directories(oru_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
