@@ -1,0 +1,44 @@
+// Reads of this process's own memory that cannot fault, and memory that does not come from the
+// heap.
+//
+// Everything here may run in a signal handler, with the allocator's or the loader's lock held by
+// anyone.
+#ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_MEMORY_H_
+#define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_MEMORY_H_
+
+#include <cstddef>
+#include <cstdint>
+
+namespace CrashHandler::machine {
+
+// Copies `count` bytes of this process from `source` to `destination` through the kernel, so that a
+// bad source gives a code instead of a fault. All or nothing counts as success; on failure the
+// destination may be partly written. Returns 0, or the platform's code (a kernel code on macOS, an
+// errno value on Linux).
+int CopyMemory(const void* source, void* destination, size_t count);
+
+// Pages straight from the kernel, zeroed; unmapped at the end of the scope.
+class ScratchMemory {
+ public:
+  ScratchMemory() = default;
+  explicit ScratchMemory(size_t size) { Allocate(size); }
+  ~ScratchMemory();
+  ScratchMemory(const ScratchMemory&) = delete;
+  ScratchMemory& operator=(const ScratchMemory&) = delete;
+
+  // Replaces what it holds. False (and null data) when the kernel gives none, or for size 0.
+  bool Allocate(size_t size);
+  // Gives the pages up without unmapping them: for memory that late readers may still touch.
+  void* Leak();
+
+  void* data() const { return data_; }
+  size_t size() const { return size_; }
+
+ private:
+  void* data_ = nullptr;
+  size_t size_ = 0;
+};
+
+}  // namespace CrashHandler::machine
+
+#endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_MEMORY_H_

@@ -1,0 +1,30 @@
+#include <sys/mman.h>
+
+#include "media_core/biz_engine/crash_handler/machine/memory.h"
+
+namespace CrashHandler::machine {
+
+ScratchMemory::~ScratchMemory() {
+  if (data_ != nullptr) munmap(data_, size_);
+}
+
+bool ScratchMemory::Allocate(size_t size) {
+  if (data_ != nullptr) munmap(data_, size_);
+  data_ = nullptr;
+  size_ = 0;
+  if (size == 0) return false;
+  void* pages = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
+  if (pages == MAP_FAILED) return false;
+  data_ = pages;
+  size_ = size;
+  return true;
+}
+
+void* ScratchMemory::Leak() {
+  void* pages = data_;
+  data_ = nullptr;
+  size_ = 0;
+  return pages;
+}
+
+}  // namespace CrashHandler::machine
