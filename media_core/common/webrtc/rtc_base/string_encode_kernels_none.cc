@@ -1,0 +1,12 @@
+// Processors without kernels of their own.
+#include "media_core/common/webrtc/rtc_base/string_encode_kernels.h"
+
+namespace rtc {
+namespace string_encode_internal {
+
+const EncodeKernels& BestKernels() { return kPlainKernels; }
+
+std::vector<const EncodeKernels*> SupportedKernels() { return {&kPlainKernels}; }
+
+}  // namespace string_encode_internal
+}  // namespace rtc
