@@ -1,0 +1,42 @@
+#import <Foundation/Foundation.h>
+
+#include "helper/command_line.h"
+#import "helper/readable_string.h"
+#include "helper/upload_bridge.h"
+
+namespace {
+
+void LogArgument(int index, const char *key, const char *value) {
+  @autoreleasepool {
+    NSLog(@"SAT:Arg %d: %@ - %@", index, ReadableString(key), ReadableString(value));
+  }
+}
+
+int32_t UploadLog(const CommandLine &command) {
+  if (command.library_path.empty()) {
+    NSLog(@"varnook UploadLog LibraryPath coiuldn't be empty!");
+    return 0;
+  }
+  return HandleActionUploadLog(
+      command.library_path.c_str(), command.app_id.c_str(), command.access_key_id.c_str(),
+      command.access_key_secret.c_str(), command.security_token.c_str(), command.endpoint.c_str(),
+      command.bucket.c_str(), command.log_path.c_str(), DelaySeconds(command.delay));
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  int32_t result = 0;
+  @autoreleasepool {
+    NSLog(@"varnook upload_log");
+    CommandLine command = ParseCommandLine(argc, argv, LogArgument);
+    if (command.library_path.empty()) {
+      NSLog(@"varnook LibraryPath was empty!");
+      return 0;
+    }
+    if (command.log_path.empty()) command.log_path = GetDefaultLogDirPath();
+    if (command.action == kUploadLogActionCode) result = UploadLog(command);
+  }
+  NSLog(@"varnook upload_log return:%d", result);
+  return result;
+}

@@ -1,0 +1,53 @@
+// GNUstep reads the process's arguments and environment in a library constructor and ends the
+// process when one of them is not UTF-8. The system's own interface promises no encoding: such
+// strings are made plain before the libraries start, and are given back their bytes before `main`.
+// So only GNUstep's copy (NSProcessInfo) sees question marks; argv and getenv have every byte.
+#include <cstdlib>
+#include <cstring>
+
+#include "helper/readable_text.h"
+
+namespace {
+
+struct HiddenString {
+  HiddenString* next;
+  char* place;
+  char* original;
+};
+
+// Constant-initialised: the list is filled before any constructor runs.
+HiddenString* sHidden = nullptr;
+
+void HideOne(char* text) {
+  if (IsUtf8(text)) return;
+  auto* hidden = static_cast<HiddenString*>(malloc(sizeof(HiddenString)));
+  char* original = strdup(text);
+  // Without memory for this there is none to start GNUstep either.
+  if (hidden == nullptr || original == nullptr) abort();
+  *hidden = {sHidden, text, original};
+  sHidden = hidden;
+  for (char* byte = text; *byte != '\0'; ++byte) {
+    if ((*byte & 0x80) != 0) *byte = '?';
+  }
+}
+
+void Hide(int, char** arguments, char** environment) {
+  for (; *arguments != nullptr; ++arguments) HideOne(*arguments);
+  for (; *environment != nullptr; ++environment) HideOne(*environment);
+}
+
+// The program's own constructors run after those of its libraries.
+__attribute__((constructor)) void Restore() {
+  while (sHidden != nullptr) {
+    HiddenString* hidden = sHidden;
+    sHidden = hidden->next;
+    strcpy(hidden->place, hidden->original);
+    free(hidden->original);
+    free(hidden);
+  }
+}
+
+__attribute__((section(".preinit_array"), used)) void (*const kHideAtStart)(int, char**,
+                                                                            char**) = Hide;
+
+}  // namespace
