@@ -1,0 +1,67 @@
+// The platform-independent half of the crash handler: settings, identity, dump directory, callback.
+#ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_CRASH_HANDLER_PROXY_IMPL_H_
+#define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_CRASH_HANDLER_PROXY_IMPL_H_
+
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
+
+namespace CrashHandler {
+
+// First word of a report's file name. A copy in every file that includes this, so that it is made
+// before that file's own statics.
+static const std::string CrashDumpFilePrxfix = "Crash";
+
+// The order of the virtual functions and of the members is part of the binary interface.
+class CrashHandlerProxyImpl : public CrashHandlerProxy {
+ public:
+  // "Unknown-App", a fresh random session id of 8 characters, "1.0.dev", no extra info.
+  CrashHandlerProxyImpl();
+  CrashHandlerProxyImpl(const CrashHandlerProxyImpl&) = delete;
+  CrashHandlerProxyImpl& operator=(const CrashHandlerProxyImpl&) = delete;
+
+  void UpdateCrashHandlerConfig(CrashHandlerConfig& config) override;
+  CrashHandlerConfig GetCrashHandlerConfig() override;
+  void SetCrashDumpDirPath(const char* path) override;
+  const char* GetCrashDumpDirPath() override;
+  void SetTraceInfo(CrashTraceInfo& info) override;
+  CrashTraceInfo GetTraceInfo() override;
+  void SetCrashHandlerCallback(void (*callback)(void* handler, CrashType type)) override;
+  void SetDebugLogSinkCallback(void (*sink)(CrashHandlerLogLevel level, const char* tag,
+                                            const char* file, int line, char* message)) override;
+
+  // The identity; not locked against SetTraceInfo.
+  virtual std::string GetAppId();
+  virtual std::string GetSessionId();
+  virtual std::string GetSDKVersion();
+  virtual std::string GetExtraInfo();
+  // Calls the callback, if there is one, with this object and always with `Exception`. The lock it
+  // holds meanwhile is recursive: the callback may set another callback.
+  virtual void TrigerCrashHanlerCallback(CrashType type);
+
+ protected:
+  ~CrashHandlerProxyImpl() = default;
+
+ private:
+  std::string crashDumpDirPath_;  // guarded by dirMutex_
+  CrashHandlerConfig config_;
+  CrashTraceInfo traceInfo_;  // never written
+  std::recursive_mutex callbackMutex_;
+  std::recursive_mutex dirMutex_;
+  void (*crashCallback_)(void*, CrashType) = nullptr;  // guarded by callbackMutex_
+  std::string appId_ = "Unknown-App";
+  std::string sessionId_;
+  std::string sdkVersion_ = "1.0.dev";
+  std::string extraInfo_;
+
+ protected:
+  // Nothing uses these two; the flags of the derived class keep their place behind them.
+  bool attached_ = false;
+  std::shared_ptr<void> attachedOwner_;
+};
+
+}  // namespace CrashHandler
+
+#endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_CRASH_HANDLER_PROXY_IMPL_H_

@@ -1,0 +1,121 @@
+#include <signal.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
+
+namespace CrashHandler::machine {
+namespace {
+
+// The kernel's own number; the C library's timers allocate.
+using KernelTimer = int;
+
+constexpr KernelTimer kNoTimer = -1;
+constexpr int kKillAfterMs = 1000;
+
+std::atomic<int> sLimitMs{kCrashDeadlineMs};
+// Written by the starting thread only. The expiry handler, on any thread, reads sSignal alone.
+std::atomic<int> sSignal{0};
+int sTimerSignal = 0;
+KernelTimer sTimer = kNoTimer;
+KernelTimer sKillTimer = kNoTimer;
+struct sigaction sPreviousAction;
+sigset_t sPreviousMask;
+
+void SetOnly(sigset_t* set, int signo) {
+  sigemptyset(set);
+  sigaddset(set, signo);
+}
+
+// Ends the process as the crash would have ended it without a handler.
+void OnDeadline(int /*signo*/) {
+  const int original = sSignal.load(std::memory_order_acquire);
+  if (original == 0) return;
+  struct sigaction action = {};
+  action.sa_handler = SIG_DFL;
+  sigaction(original, &action, nullptr);
+  sigset_t mask;
+  SetOnly(&mask, original);
+  pthread_sigmask(SIG_UNBLOCK, &mask, nullptr);
+  syscall(SYS_tgkill, getpid(), syscall(SYS_gettid), original);
+}
+
+// A real-time signal that nobody in the process handles or ignores; 0 when there is none.
+int FindFreeSignal() {
+  for (int signo = SIGRTMIN; signo <= SIGRTMAX; ++signo) {
+    struct sigaction current;
+    if (sigaction(signo, nullptr, &current) == 0 && current.sa_handler == SIG_DFL) return signo;
+  }
+  return 0;
+}
+
+KernelTimer StartTimer(int signo, int milliseconds) {
+  sigevent event = {};
+  event.sigev_notify = SIGEV_SIGNAL;
+  event.sigev_signo = signo;
+  KernelTimer timer = kNoTimer;
+  if (syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &timer) != 0) return kNoTimer;
+  itimerspec when = {};
+  when.it_value.tv_sec = milliseconds / 1000;
+  when.it_value.tv_nsec = (milliseconds % 1000) * 1000000L;
+  // A zero would disarm it instead.
+  if (milliseconds <= 0) when.it_value.tv_nsec = 1;
+  syscall(SYS_timer_settime, timer, 0, &when, nullptr);
+  return timer;
+}
+
+void DeleteTimer(KernelTimer* timer) {
+  if (*timer != kNoTimer) syscall(SYS_timer_delete, *timer);
+  *timer = kNoTimer;
+}
+
+}  // namespace
+
+bool StartCrashDeadline(int signo) {
+  StopCrashDeadline();
+  sTimerSignal = FindFreeSignal();
+  if (sTimerSignal == 0) return false;
+  sSignal.store(signo, std::memory_order_release);
+
+  struct sigaction action = {};
+  action.sa_handler = OnDeadline;
+  action.sa_flags = SA_ONSTACK | SA_RESTART;
+  sigaction(sTimerSignal, &action, &sPreviousAction);
+  sigset_t mask;
+  SetOnly(&mask, sTimerSignal);
+  pthread_sigmask(SIG_UNBLOCK, &mask, &sPreviousMask);
+
+  const int limit = sLimitMs.load(std::memory_order_relaxed);
+  sTimer = StartTimer(sTimerSignal, limit);
+  sKillTimer = StartTimer(SIGKILL, limit + kKillAfterMs);
+  if (sTimer != kNoTimer) return true;
+  StopCrashDeadline();
+  return false;
+}
+
+void StopCrashDeadline() {
+  if (sTimerSignal == 0) return;
+  DeleteTimer(&sKillTimer);
+  DeleteTimer(&sTimer);
+  sSignal.store(0, std::memory_order_release);
+  // Ignoring drops an expiry that is already under way to a thread.
+  struct sigaction ignore = {};
+  ignore.sa_handler = SIG_IGN;
+  sigaction(sTimerSignal, &ignore, nullptr);
+  sigaction(sTimerSignal, &sPreviousAction, nullptr);
+  if (sigismember(&sPreviousMask, sTimerSignal) == 1) {
+    sigset_t mask;
+    SetOnly(&mask, sTimerSignal);
+    pthread_sigmask(SIG_BLOCK, &mask, nullptr);
+  }
+  sTimerSignal = 0;
+}
+
+void SetCrashDeadlineForTesting(int milliseconds) {
+  sLimitMs.store(milliseconds, std::memory_order_relaxed);
+}
+
+}  // namespace CrashHandler::machine
