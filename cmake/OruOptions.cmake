@@ -15,6 +15,9 @@ target_include_directories(oru_options INTERFACE "${PROJECT_SOURCE_DIR}")
 if(ORU_SANITIZE)
   add_compile_options(-fsanitize=${ORU_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ORU_SANITIZE})
+  # Every program carries what the sanitizers leave out of the system's libraries.
+  target_sources(oru_options INTERFACE
+    "$<$<STREQUAL:$<TARGET_PROPERTY:TYPE>,EXECUTABLE>:${PROJECT_SOURCE_DIR}/tests/sanitizers/defaults.cc>")
 endif()
 
 if(ORU_COVERAGE)

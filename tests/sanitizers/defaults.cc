@@ -1,0 +1,24 @@
+// What the sanitizers leave out, built into every program of a sanitizer build: it holds for tests,
+// for the programs they start with whatever environment, and for runs by hand.
+//
+// Only whole libraries of the system are named, never anything of this project. GCC's Objective-C
+// runtime and GNUstep keep blocks for the life of the process without a pointer the leak check can
+// follow, and take their start-up locks in both orders on one thread.
+//
+// Environment variables (LSAN_OPTIONS, TSAN_OPTIONS) still override these.
+
+#define ORU_SANITIZER_HOOK \
+  extern "C" __attribute__((used, visibility("default"), no_sanitize("all"))) const char*
+
+// The list of suppressions that matched is no report; it would only mix with a program's own lines.
+ORU_SANITIZER_HOOK __lsan_default_options() { return "print_suppressions=0"; }
+
+ORU_SANITIZER_HOOK __lsan_default_suppressions() {
+  return "leak:libobjc.so\n"
+         "leak:libgnustep-base.so\n";
+}
+
+ORU_SANITIZER_HOOK __tsan_default_suppressions() {
+  return "deadlock:libobjc.so\n"
+         "deadlock:libgnustep-base.so\n";
+}
