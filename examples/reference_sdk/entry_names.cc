@@ -1,0 +1,88 @@
+#include "examples/reference_sdk/entry_names.h"
+
+#include <cstdio>
+#include <unordered_set>
+
+namespace reference_sdk {
+namespace {
+
+unsigned ByteAt(const std::string& text, size_t i) {
+  return i < text.size() ? static_cast<unsigned char>(text[i]) : 0;
+}
+
+bool InRange(unsigned byte, unsigned lowest, unsigned highest) {
+  return byte >= lowest && byte <= highest;
+}
+
+// Bytes of the well-formed character at `i`, or 0 (the table of the Unicode standard, section 3.9).
+size_t CharacterLength(const std::string& text, size_t i) {
+  const unsigned b0 = ByteAt(text, i);
+  if (b0 < 0x80) return 1;
+  const unsigned b1 = ByteAt(text, i + 1);
+  if (InRange(b0, 0xc2, 0xdf)) return InRange(b1, 0x80, 0xbf) ? 2 : 0;
+  const bool third = InRange(ByteAt(text, i + 2), 0x80, 0xbf);
+  if (InRange(b0, 0xe0, 0xef)) {
+    const unsigned lowest = b0 == 0xe0 ? 0xa0 : 0x80;
+    const unsigned highest = b0 == 0xed ? 0x9f : 0xbf;
+    return InRange(b1, lowest, highest) && third ? 3 : 0;
+  }
+  if (!InRange(b0, 0xf0, 0xf4)) return 0;
+  const unsigned lowest = b0 == 0xf0 ? 0x90 : 0x80;
+  const unsigned highest = b0 == 0xf4 ? 0x8f : 0xbf;
+  const bool fourth = InRange(ByteAt(text, i + 3), 0x80, 0xbf);
+  return InRange(b1, lowest, highest) && third && fourth ? 4 : 0;
+}
+
+std::string Hex(unsigned byte) {
+  char hex[4];
+  snprintf(hex, sizeof hex, "%%%02X", byte);
+  return hex;
+}
+
+}  // namespace
+
+bool IsUtf8(const std::string& text) {
+  for (size_t i = 0; i < text.size();) {
+    const size_t length = CharacterLength(text, i);
+    if (length == 0) return false;
+    i += length;
+  }
+  return true;
+}
+
+std::string EscapeToUtf8(const std::string& text) {
+  std::string escaped;
+  for (size_t i = 0; i < text.size();) {
+    const size_t length = CharacterLength(text, i);
+    if (length == 0 || text[i] == '%') {
+      escaped += Hex(ByteAt(text, i));
+      ++i;
+      continue;
+    }
+    escaped.append(text, i, length);
+    i += length;
+  }
+  return escaped;
+}
+
+std::vector<std::string> MakeEntryNames(const std::vector<LogFile>& files) {
+  std::vector<std::string> names;
+  names.reserve(files.size());
+  std::vector<size_t> to_escape;
+  for (const LogFile& file : files) {
+    if (!IsUtf8(file.path)) to_escape.push_back(names.size());
+    names.push_back(file.path);
+  }
+  // Nearly always there is nothing to escape, and then no set is built.
+  if (to_escape.empty()) return names;
+  std::unordered_set<std::string> taken(names.begin(), names.end());
+  for (const size_t i : to_escape) {
+    const std::string escaped = EscapeToUtf8(names[i]);
+    names[i] = escaped;
+    for (int n = 1; !taken.insert(names[i]).second; ++n)
+      names[i] = escaped + "~" + std::to_string(n);
+  }
+  return names;
+}
+
+}  // namespace reference_sdk

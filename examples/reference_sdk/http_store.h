@@ -1,0 +1,38 @@
+// Puts an archive into an S3-compatible object store.
+#ifndef EXAMPLES_REFERENCE_SDK_HTTP_STORE_H_
+#define EXAMPLES_REFERENCE_SDK_HTTP_STORE_H_
+
+#include <cstdint>
+#include <string>
+
+#include "examples/reference_sdk/upload_options.h"
+#include "examples/reference_sdk/upload_status.h"
+
+namespace reference_sdk {
+
+struct Credentials {
+  std::string access_key_id;
+  std::string access_key_secret;
+  // Not sent when empty.
+  std::string security_token;
+};
+
+// What a failed upload may say about itself; never holds a credential or anything the store sent.
+struct StoreFailure {
+  // The answer's status code, 0 without one.
+  long http_code = 0;
+  // The network library's own words, "" without any.
+  std::string reason;
+};
+
+// PUTs the first `size` bytes of `fd` to `url`, signed with AWS signature version 4 (of curl), in
+// up to kUploadTries tries: another one only after a connection that failed, broke or stalled and
+// after a 5xx answer. A certificate that is not trusted is not tried twice. Returns kStored,
+// kStoreUnreachable, kStoreRefused, kStoreFailed, or kArchiveNotWritten when `fd` cannot be read.
+UploadStatus PutToStore(int fd, uint64_t size, const std::string& url,
+                        const Credentials& credentials, const UploadOptions& options,
+                        StoreFailure* failure);
+
+}  // namespace reference_sdk
+
+#endif  // EXAMPLES_REFERENCE_SDK_HTTP_STORE_H_
