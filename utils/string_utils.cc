@@ -1,0 +1,57 @@
+#include "utils/string_utils.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "media_core/biz_engine/crash_handler/tools/shared_text.h"
+
+namespace tessik {
+namespace utils {
+
+std::vector<std::string> splitString(const std::string& text, const std::string& delims,
+                                     bool keep_delims) {
+  return crash_handler_tools::SplitAtSet(text, delims, keep_delims);
+}
+
+std::vector<std::string> splitString(const std::string& text, char delimiter) {
+  std::vector<std::string> pieces;
+  pieces.reserve(static_cast<size_t>(std::count(text.begin(), text.end(), delimiter)) + 1);
+  size_t begin = 0;
+  for (size_t cut = text.find(delimiter); cut != std::string::npos;
+       cut = text.find(delimiter, begin)) {
+    if (cut != begin) pieces.emplace_back(text, begin, cut - begin);
+    begin = cut + 1;
+  }
+  pieces.emplace_back(text, begin, std::string::npos);
+  return pieces;
+}
+
+std::vector<std::string> splitStringByPatten(std::string text, const std::string& pattern) {
+  // An empty pattern is found everywhere and never moves on.
+  if (pattern.empty()) return {std::move(text)};
+  text += pattern;
+  std::vector<std::string> pieces;
+  size_t begin = 0;
+  for (size_t cut = text.find(pattern); cut != std::string::npos; cut = text.find(pattern, begin)) {
+    pieces.emplace_back(text, begin, cut - begin);
+    begin = cut + pattern.size();
+  }
+  return pieces;
+}
+
+std::string removeJsonKey(const std::string& json, const std::string& key_pattern) {
+  const std::vector<std::string> pieces = splitStringByPatten(json, key_pattern);
+  std::string result = pieces.front();
+  for (size_t i = 1; i < pieces.size(); ++i) {
+    const std::vector<std::string> values = splitStringByPatten(pieces[i], ",");
+    for (size_t k = 1; k < values.size(); ++k) {
+      if (values[k].empty()) continue;
+      result += values[k];
+      result += ',';
+    }
+  }
+  return result;
+}
+
+}  // namespace utils
+}  // namespace tessik
