@@ -28,6 +28,8 @@ class ScratchMemory {
 
   // Replaces what it holds. False (and null data) when the kernel gives none, or for size 0.
   bool Allocate(size_t size);
+  // Exchanges what the two hold.
+  void Swap(ScratchMemory* other);
   // Gives the pages up without unmapping them: for memory that late readers may still touch.
   void* Leak();
 

@@ -14,7 +14,7 @@ int CopyMemory(const void* source, void* destination, size_t count) {
   struct iovec local = {destination, count};
   struct iovec remote = {const_cast<void*>(source), count};
   // The bare call: wrappers of checking tools would look at the source themselves.
-  const long copied = syscall(SYS_process_vm_readv, getpid(), &local, 1, &remote, 1, 0);
+  const long copied = syscall(SYS_process_vm_readv, getpid(), &local, 1UL, &remote, 1UL, 0UL);
   int code = 0;
   if (copied < 0) {
     code = errno;

@@ -1,5 +1,7 @@
 #include <sys/mman.h>
 
+#include <utility>
+
 #include "media_core/biz_engine/crash_handler/machine/memory.h"
 
 namespace CrashHandler::machine {
@@ -18,6 +20,11 @@ bool ScratchMemory::Allocate(size_t size) {
   data_ = pages;
   size_ = size;
   return true;
+}
+
+void ScratchMemory::Swap(ScratchMemory* other) {
+  std::swap(data_, other->data_);
+  std::swap(size_, other->size_);
 }
 
 void* ScratchMemory::Leak() {

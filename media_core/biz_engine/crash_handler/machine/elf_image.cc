@@ -1,0 +1,278 @@
+#include "media_core/biz_engine/crash_handler/machine/elf_image.h"
+
+#include <elf.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace CrashHandler::machine {
+
+namespace {
+
+// More than any linker writes; they bound the work on damaged input.
+constexpr size_t kMaxProgramHeaders = 256;
+constexpr size_t kMaxSections = 100000;
+constexpr uint64_t kMaxNotesSize = 1 << 20;
+constexpr uint64_t kMaxDynamicEntries = 4096;
+constexpr uint32_t kMaxChain = 1 << 16;
+constexpr uint64_t kMaxSymbols = 1 << 26;
+
+void AddLoad(const Elf64_Phdr& header, ElfSegments* segments) {
+  if (header.p_memsz == 0) return;
+  if (header.p_vaddr + header.p_memsz < header.p_vaddr) return;
+  if (segments->load_count == 0 || header.p_vaddr < segments->first) {
+    segments->first = header.p_vaddr;
+  }
+  if (segments->load_count < kMaxLoadSegments) {
+    segments->loads[segments->load_count++] = {header.p_vaddr, header.p_memsz};
+  } else {
+    ElfRange& last = segments->loads[kMaxLoadSegments - 1];
+    last.size = std::max(last.address + last.size, header.p_vaddr + header.p_memsz) - last.address;
+  }
+  if ((header.p_flags & PF_X) == 0) return;
+  ElfRange& code = segments->code;
+  if (code.size == 0) {
+    code = {header.p_vaddr, header.p_memsz};
+    return;
+  }
+  const uint64_t end = std::max(code.address + code.size, header.p_vaddr + header.p_memsz);
+  code.address = std::min(code.address, header.p_vaddr);
+  code.size = end - code.address;
+}
+
+void AddProgramHeader(const Elf64_Phdr& header, ElfSegments* segments) {
+  switch (header.p_type) {
+    case PT_LOAD:
+      AddLoad(header, segments);
+      break;
+    case PT_DYNAMIC:
+      segments->dynamic = {header.p_vaddr, header.p_memsz};
+      break;
+    case PT_GNU_EH_FRAME:
+      segments->unwind_index = {header.p_vaddr, header.p_memsz};
+      break;
+    case PT_NOTE:
+      if (segments->note_count == kMaxNoteSegments) break;
+      segments->notes[segments->note_count++] = {header.p_vaddr, header.p_offset, header.p_filesz};
+      break;
+    default:
+      break;
+  }
+}
+
+uint64_t RoundUp4(uint64_t size) { return (size + 3) & ~uint64_t{3}; }
+
+bool IsElf64(const Elf64_Ehdr& header) {
+  return memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 && header.e_ident[EI_CLASS] == ELFCLASS64 &&
+         header.e_ident[EI_DATA] == ELFDATA2LSB;
+}
+
+// The highest symbol index of a GNU hash table plus one; 0 when it cannot be told.
+uint64_t CountGnuHash(const ByteSource& source, uint64_t address) {
+  struct {
+    uint32_t bucket_count, first_symbol, bloom_size, bloom_shift;
+  } header;
+  if (!source.Read(address, &header, sizeof(header)) || header.bucket_count > kMaxSymbols) return 0;
+  const uint64_t buckets = address + sizeof(header) + uint64_t{header.bloom_size} * 8;
+  uint32_t highest = 0;
+  for (uint32_t done = 0; done < header.bucket_count;) {
+    uint32_t piece[256];
+    const uint32_t wanted = std::min<uint32_t>(256, header.bucket_count - done);
+    if (!source.Read(buckets + uint64_t{done} * 4, piece, wanted * sizeof(uint32_t))) return 0;
+    highest = std::max(highest, *std::max_element(piece, piece + wanted));
+    done += wanted;
+  }
+  if (highest < header.first_symbol) {
+    return header.first_symbol <= kMaxSymbols ? header.first_symbol : 0;
+  }
+  const uint64_t chains = buckets + uint64_t{header.bucket_count} * 4;
+  for (uint32_t step = 0; step < kMaxChain && highest < kMaxSymbols; ++step, ++highest) {
+    uint32_t hash;
+    const uint64_t at = chains + uint64_t{highest - header.first_symbol} * 4;
+    if (!source.Read(at, &hash, sizeof(hash))) return 0;
+    if ((hash & 1) != 0) return uint64_t{highest} + 1;
+  }
+  return 0;
+}
+
+uint64_t CountSysvHash(const ByteSource& source, uint64_t address) {
+  uint32_t header[2];
+  if (!source.Read(address, header, sizeof(header))) return 0;
+  return header[1] <= kMaxSymbols ? header[1] : 0;
+}
+
+bool NamesAnAddress(const Elf64_Sym& symbol) {
+  if (symbol.st_value == 0) return false;
+  const int type = ELF64_ST_TYPE(symbol.st_info);
+  return type != STT_SECTION && type != STT_FILE && type != STT_TLS;
+}
+
+// Puts a symbol into the first bucket whose address it does not exceed. Within a bucket the
+// greatest value is kept, of equals the last.
+void OfferSymbol(const Elf64_Sym& symbol, const uint64_t* addresses, ElfSymbolMatch* matches,
+                 size_t count) {
+  const uint64_t* bucket = std::lower_bound(addresses, addresses + count, symbol.st_value);
+  if (bucket == addresses + count) return;
+  ElfSymbolMatch& match = matches[bucket - addresses];
+  if (match.found && symbol.st_value < match.value) return;
+  match = {symbol.st_value, symbol.st_name, true};
+}
+
+}  // namespace
+
+bool ElfSegments::Holds(uint64_t address) const {
+  for (size_t i = 0; i < load_count; ++i) {
+    if (address - loads[i].address < loads[i].size) return true;
+  }
+  return false;
+}
+
+bool ElfBuildId::operator==(const ElfBuildId& other) const {
+  return size == other.size && memcmp(bytes, other.bytes, size) == 0;
+}
+
+bool ReadElfProgramHeaders(const ByteSource& source, uint64_t position, size_t count,
+                           ElfSegments* segments) {
+  *segments = ElfSegments();
+  count = std::min(count, kMaxProgramHeaders);
+  constexpr size_t kPiece = 16;
+  Elf64_Phdr headers[kPiece];
+  for (size_t done = 0; done < count;) {
+    const size_t wanted = std::min(kPiece, count - done);
+    if (!source.Read(position + done * sizeof(Elf64_Phdr), headers, wanted * sizeof(Elf64_Phdr))) {
+      return false;
+    }
+    for (size_t i = 0; i < wanted; ++i) AddProgramHeader(headers[i], segments);
+    done += wanted;
+  }
+  return segments->load_count != 0;
+}
+
+bool ReadElfSegments(const ByteSource& source, uint64_t position, ElfSegments* segments) {
+  Elf64_Ehdr header;
+  if (!source.Read(position, &header, sizeof(header)) || !IsElf64(header)) return false;
+  if (header.e_phentsize != sizeof(Elf64_Phdr)) return false;
+  return ReadElfProgramHeaders(source, position + header.e_phoff, header.e_phnum, segments);
+}
+
+bool ReadElfBuildId(const ByteSource& source, uint64_t position, uint64_t size, ElfBuildId* id) {
+  id->size = 0;
+  size = std::min(size, kMaxNotesSize);
+  for (uint64_t at = 0; size - at >= sizeof(Elf64_Nhdr) && at <= size;) {
+    Elf64_Nhdr note;
+    if (!source.Read(position + at, &note, sizeof(note))) return false;
+    const uint64_t name = at + sizeof(note);
+    const uint64_t content = name + RoundUp4(note.n_namesz);
+    const uint64_t next = content + RoundUp4(note.n_descsz);
+    if (note.n_type == NT_GNU_BUILD_ID && note.n_namesz == sizeof("GNU")) {
+      char owner[sizeof("GNU")];
+      if (!source.Read(position + name, owner, sizeof(owner))) return false;
+      if (memcmp(owner, "GNU", sizeof(owner)) == 0) {
+        if (note.n_descsz == 0 || note.n_descsz > kMaxBuildIdSize || next > size + 3) return false;
+        if (!source.Read(position + content, id->bytes, note.n_descsz)) return false;
+        id->size = note.n_descsz;
+        return true;
+      }
+    }
+    at = next;
+    if (at > size) return false;
+  }
+  return false;
+}
+
+bool FindElfFileSymbols(const ByteSource& source, ElfSymbolTable* table) {
+  Elf64_Ehdr header;
+  if (!source.Read(0, &header, sizeof(header)) || !IsElf64(header)) return false;
+  if (header.e_shentsize != sizeof(Elf64_Shdr) || header.e_shoff == 0) return false;
+  Elf64_Shdr section;
+  uint64_t section_count = header.e_shnum;
+  if (section_count == 0) {  // too many for the header: the count is in the first section
+    if (!source.Read(header.e_shoff, &section, sizeof(section))) return false;
+    section_count = section.sh_size;
+  }
+  section_count = std::min<uint64_t>(section_count, kMaxSections);
+  for (uint64_t i = 0; i < section_count; ++i) {
+    if (!source.Read(header.e_shoff + i * sizeof(section), &section, sizeof(section))) return false;
+    if (section.sh_type != SHT_SYMTAB || section.sh_entsize != sizeof(Elf64_Sym)) continue;
+    Elf64_Shdr strings;
+    const uint64_t at = header.e_shoff + uint64_t{section.sh_link} * sizeof(strings);
+    if (section.sh_link >= section_count || !source.Read(at, &strings, sizeof(strings)))
+      return false;
+    if (strings.sh_type != SHT_STRTAB) return false;
+    table->symbols = section.sh_offset;
+    table->count = std::min(section.sh_size / sizeof(Elf64_Sym), kMaxSymbols);
+    table->strings = strings.sh_offset;
+    table->strings_size = strings.sh_size;
+    return table->count != 0;
+  }
+  return false;
+}
+
+bool FindElfDynamicSymbols(const ByteSource& source, const ElfRange& dynamic, uint64_t bias,
+                           ElfSymbolTable* table) {
+  uint64_t gnu_hash = 0;
+  uint64_t sysv_hash = 0;
+  *table = ElfSymbolTable();
+  // The loader replaces addresses in most images by final ones, but not in those it cannot write.
+  const auto final_address = [bias](uint64_t value) { return value < bias ? value + bias : value; };
+  const uint64_t entries = std::min(dynamic.size / sizeof(Elf64_Dyn), kMaxDynamicEntries);
+  for (uint64_t i = 0; i < entries; ++i) {
+    Elf64_Dyn entry;
+    if (!source.Read(dynamic.address + i * sizeof(entry), &entry, sizeof(entry))) return false;
+    if (entry.d_tag == DT_NULL) break;
+    if (entry.d_tag == DT_SYMTAB) table->symbols = final_address(entry.d_un.d_ptr);
+    if (entry.d_tag == DT_STRTAB) table->strings = final_address(entry.d_un.d_ptr);
+    if (entry.d_tag == DT_STRSZ) table->strings_size = entry.d_un.d_val;
+    if (entry.d_tag == DT_GNU_HASH) gnu_hash = final_address(entry.d_un.d_ptr);
+    if (entry.d_tag == DT_HASH) sysv_hash = final_address(entry.d_un.d_ptr);
+  }
+  if (table->symbols == 0 || table->strings == 0) return false;
+  if (sysv_hash != 0) table->count = CountSysvHash(source, sysv_hash);
+  if (table->count == 0 && gnu_hash != 0) table->count = CountGnuHash(source, gnu_hash);
+  return table->count != 0;
+}
+
+void MatchElfSymbols(const ByteSource& source, const ElfSymbolTable& table,
+                     const uint64_t* addresses, ElfSymbolMatch* matches, size_t count, void* buffer,
+                     size_t buffer_size) {
+  for (size_t i = 0; i < count; ++i) matches[i] = {0, 0, false};
+  const size_t room = buffer_size / sizeof(Elf64_Sym);
+  if (count == 0 || room == 0) return;
+  const uint64_t lowest = 1;
+  const uint64_t highest = addresses[count - 1];
+  for (uint64_t done = 0; done < table.count;) {
+    const uint64_t wanted = std::min<uint64_t>(room, table.count - done);
+    const uint64_t at = table.symbols + done * sizeof(Elf64_Sym);
+    if (!source.Read(at, buffer, wanted * sizeof(Elf64_Sym))) break;
+    const auto* symbols = static_cast<const Elf64_Sym*>(buffer);
+    for (uint64_t i = 0; i < wanted; ++i) {
+      if (symbols[i].st_value - lowest >= highest) continue;  // zero, or beyond every address
+      if (NamesAnAddress(symbols[i])) OfferSymbol(symbols[i], addresses, matches, count);
+    }
+    done += wanted;
+  }
+  // An address without a symbol of its own has the one of the address before it.
+  for (size_t i = 1; i < count; ++i) {
+    if (!matches[i].found) matches[i] = matches[i - 1];
+  }
+}
+
+size_t ReadElfName(const ByteSource& source, const ElfSymbolTable& table, uint32_t index,
+                   char* name, size_t room) {
+  if (room == 0) return 0;
+  name[0] = '\0';
+  size_t length = 0;
+  while (length + 1 < room) {
+    const uint64_t at = uint64_t{index} + length;
+    if (at >= table.strings_size) break;
+    const size_t wanted = std::min<uint64_t>({64, room - 1 - length, table.strings_size - at});
+    if (!source.Read(table.strings + at, name + length, wanted)) break;
+    const size_t piece = strnlen(name + length, wanted);
+    length += piece;
+    if (piece < wanted) break;
+  }
+  name[length] = '\0';
+  return length;
+}
+
+}  // namespace CrashHandler::machine
