@@ -14,6 +14,6 @@
 // On macOS it is NSBundle itself. GNUstep's cannot load with a reason, refuses relative paths and
 // flat frameworks, and reads its own resources and the user's defaults before it does anything: on
 // Linux it is a class of this program that goes to the dynamic linker.
-Class FrameworkBundleClass(void);
+Class FrameworkBundleClass();
 
 #endif  // HELPER_FRAMEWORK_BUNDLE_H_

@@ -32,7 +32,7 @@ std::string AbsolutePath(const std::string &path) {
 // optional; flat ones have it directly inside.
 std::string ExecutablePath(const std::string &framework) {
   const std::string name = ExecutableName(framework);
-  const std::string versioned = framework + "/Versions/Current/" + name;
+  std::string versioned = framework + "/Versions/Current/" + name;
   if (access(versioned.c_str(), F_OK) == 0) return versioned;
   return framework + "/" + name;
 }
@@ -84,4 +84,4 @@ NSError *LoadError(const char *reason) {
 
 @end
 
-Class FrameworkBundleClass(void) { return [OruRTCFrameworkBundle class]; }
+Class FrameworkBundleClass() { return [OruRTCFrameworkBundle class]; }

@@ -1,3 +1,3 @@
 #import "helper/framework_bundle.h"
 
-Class FrameworkBundleClass(void) { return [NSBundle class]; }
+Class FrameworkBundleClass() { return [NSBundle class]; }

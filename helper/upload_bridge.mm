@@ -29,14 +29,12 @@ bool FrameworkExists(const char *library_path, NSString *framework_path) {
   return IsUtf8(library_path) && [[NSFileManager defaultManager] fileExistsAtPath:framework_path];
 }
 
-// For a class without the method methodForSelector: hands out the runtime's forwarding function,
-// which would look for the receiver that an entry point is not given: that is no implementation.
+// A class without the method would answer methodForSelector: with the runtime's forwarding function
+// (GNUstep raises instead), which looks for the receiver that an entry point is not given: a method
+// that is not there has no implementation.
 EntryPoint EntryPointOf(Class engine, SEL selector) {
-  const IMP implementation = [engine methodForSelector:selector];
-  if (implementation == nullptr || class_getClassMethod(engine, selector) == nullptr) {
-    return nullptr;
-  }
-  return reinterpret_cast<EntryPoint>(implementation);
+  if (class_getClassMethod(engine, selector) == nullptr) return nullptr;
+  return reinterpret_cast<EntryPoint>([engine methodForSelector:selector]);
 }
 
 // The upload function of the loaded framework; null, and a line in the log, when it offers none.

@@ -1,0 +1,75 @@
+// A small OruRTCSdk for tests. It appends what happens to it to the file ORU_TEST_RECORD, each
+// entry ended by a NUL, and behaves as ORU_TEST_SDK_MODE says:
+//   (unset)            hands out an upload function that returns ORU_TEST_STATUS
+//   null               hands out a null upload function
+//   not-responding     denies to respond to the selector
+//   no-implementation  has no implementation to show for the selector
+#import <Foundation/Foundation.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <initializer_list>
+
+#ifdef ORU_TEST_SDK_CALLS_MISSING_FUNCTION
+extern "C" void OruTestFunctionThatNobodyDefines();
+#endif
+
+namespace {
+
+[[maybe_unused]] void Record(const char *entry) {
+  FILE *file = fopen(getenv("ORU_TEST_RECORD"), "ab");
+  if (file == nullptr) abort();
+  fwrite(entry, strlen(entry) + 1, 1, file);
+  fclose(file);
+}
+
+[[maybe_unused]] bool ModeIs(const char *name) {
+  const char *mode = getenv("ORU_TEST_SDK_MODE");
+  return mode != nullptr && strcmp(mode, name) == 0;
+}
+
+[[maybe_unused]] int32_t Upload(const char *app_id, const char *access_key_id,
+                                const char *access_key_secret, const char *security_token,
+                                const char *endpoint, const char *bucket, const char *log_path) {
+  Record("upload");
+  for (const char *text :
+       {app_id, access_key_id, access_key_secret, security_token, endpoint, bucket, log_path}) {
+    Record(text);
+  }
+#ifdef ORU_TEST_SDK_CALLS_MISSING_FUNCTION
+  OruTestFunctionThatNobodyDefines();
+#endif
+  const char *status = getenv("ORU_TEST_STATUS");
+  return status != nullptr ? atoi(status) : 0;
+}
+
+__attribute__((constructor)) void Loaded() { Record("loaded"); }
+
+}  // namespace
+
+#ifndef ORU_TEST_SDK_WITHOUT_CLASS
+@interface OruRtcEngineImpl : NSObject
+@end
+
+@implementation OruRtcEngineImpl
+
+#ifndef ORU_TEST_SDK_WITHOUT_METHOD
++ (void *)getUploadLogPrivate {
+  Record("getUploadLogPrivate");
+  return ModeIs("null") ? nullptr : reinterpret_cast<void *>(Upload);
+}
+#endif
+
++ (BOOL)respondsToSelector:(SEL)selector {
+  Record("respondsToSelector:");
+  return ModeIs("not-responding") ? NO : [super respondsToSelector:selector];
+}
+
++ (IMP)methodForSelector:(SEL)selector {
+  return ModeIs("no-implementation") ? nullptr : [super methodForSelector:selector];
+}
+
+@end
+#endif
