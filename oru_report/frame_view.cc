@@ -1,0 +1,49 @@
+#include "oru_report/frame_view.h"
+
+#include <cinttypes>
+#include <cstdio>
+
+#include "oru_report/escape.h"
+
+namespace oru_report {
+namespace {
+
+std::string Hex(uint64_t value, const char* format) {
+  char text[32];
+  snprintf(text, sizeof text, format, value);
+  return text;
+}
+
+// A nameless frame is told by its distance from the image's start: what symbolising tools ask for.
+std::string UnnamedFrame(const Report& report, const Frame& frame) {
+  const Image* image = report.ImageOf(frame.address);
+  if (image == nullptr) return "?";
+  return image->name + Hex(frame.address - image->start, " + 0x%" PRIx64);
+}
+
+}  // namespace
+
+FrameView ViewFrame(const Report& report, const Frame& frame, size_t index, SourceLookup* sources) {
+  FrameView view;
+  view.number = "#" + std::to_string(index);
+  if (!frame.parsed) {
+    view.function = frame.text;
+    return view;
+  }
+  view.image = frame.image;
+  view.address = Hex(frame.address, "0x%016" PRIx64);
+  SourcePlace place;
+  if (sources != nullptr && sources->Find(frame.address, index != 0, &place) && place.line > 0) {
+    view.place = place.file + ":" + std::to_string(place.line);
+  }
+  if (!frame.symbol.empty()) {
+    view.function = Demangle(frame.symbol) + " + " + std::to_string(frame.offset);
+  } else if (!place.function.empty()) {
+    view.function = Demangle(place.function);
+  } else {
+    view.function = UnnamedFrame(report, frame);
+  }
+  return view;
+}
+
+}  // namespace oru_report

@@ -1,0 +1,124 @@
+#include "oru_report/report_parser.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "tests/oru_report/sample.h"
+
+namespace oru_report {
+namespace {
+
+using oru_report_test::kExceptionReport;
+using oru_report_test::kSignalReport;
+
+Report Parsed(const std::string& text) {
+  Report report;
+  std::string error;
+  EXPECT_TRUE(ParseReport(text, &report, &error)) << error;
+  return report;
+}
+
+TEST(ReportParser, ReadsTheHeader) {
+  const Report report = Parsed(kSignalReport);
+  ASSERT_EQ(report.header.size(), 6U);
+  EXPECT_EQ(report.HeaderValue("Harware Model"), "x86_64");
+  EXPECT_EQ(report.HeaderValue("Date/Time"), "2024-03-05 07:08:09 123");
+  EXPECT_EQ(report.HeaderValue("absent"), "");
+}
+
+TEST(ReportParser, ReadsLinuxCrashFrames) {
+  const Report report = Parsed(kSignalReport);
+  ASSERT_EQ(report.crash_frames.size(), 3U);
+  EXPECT_EQ(report.crash_frames[0].image, "host");
+  EXPECT_EQ(report.crash_frames[0].symbol, "");
+  EXPECT_EQ(report.crash_frames[0].address, 0x401234U);
+  EXPECT_EQ(report.crash_frames[1].symbol, "_ZN6OruRTC6Engine4joinEi");
+  EXPECT_EQ(report.crash_frames[1].offset, 0x1cU);
+  EXPECT_EQ(report.crash_frames[1].address, 0x7f0000001010U);
+}
+
+TEST(ReportParser, ReadsMacFramesWithBlanksInSymbols) {
+  const Report report = Parsed(kExceptionReport);
+  ASSERT_EQ(report.crash_frames.size(), 1U);
+  EXPECT_EQ(report.crash_frames[0].image, "OruRTCSdk");
+  EXPECT_EQ(report.crash_frames[0].symbol, "-[Engine join:]");
+  EXPECT_EQ(report.crash_frames[0].offset, 44U);
+}
+
+TEST(ReportParser, SplitsThreadsAndFailureTextsWithoutLineEnd) {
+  const Report report = Parsed(kSignalReport);
+  ASSERT_EQ(report.threads.size(), 2U);
+  EXPECT_EQ(report.threads[0].number, 100U);
+  EXPECT_EQ(report.threads[0].name, "main");
+  EXPECT_EQ(report.threads[0].frames.size(), 2U);
+  EXPECT_EQ(report.threads[1].name, "worker <1>");
+  ASSERT_EQ(report.thread_notes.size(), 1U);
+  EXPECT_EQ(report.thread_notes[0], "Fail to get information about thread: 102");
+}
+
+TEST(ReportParser, FindsTheCrashedThread) {
+  ASSERT_NE(Parsed(kSignalReport).CrashThread(), nullptr);
+  EXPECT_EQ(Parsed(kSignalReport).CrashThread()->number, 101U);
+}
+
+TEST(ReportParser, FindsTheCrashedThreadOfANumberPrintedSigned) {
+  const Report report = Parsed(kExceptionReport);
+  ASSERT_NE(report.CrashThread(), nullptr);
+  EXPECT_EQ(report.CrashThread()->number, 4294967291U);
+}
+
+TEST(ReportParser, LeavesOutTheBaseThatStandsForAMissingSymbol) {
+  const Report report = Parsed(kSignalReport);
+  ASSERT_EQ(report.threads[1].frames.size(), 2U);
+  EXPECT_EQ(report.threads[1].frames[1].symbol, "");
+  EXPECT_EQ(report.threads[1].frames[1].address, 0x42U);
+}
+
+TEST(ReportParser, ReadsImagesWithBlanksInTheirNames) {
+  const Report report = Parsed(kSignalReport);
+  ASSERT_EQ(report.images.size(), 3U);
+  EXPECT_EQ(report.images[2].name, "my lib.so");
+  EXPECT_EQ(report.images[2].path, "/lib/my lib.so");
+  EXPECT_EQ(report.images[1].uuid, "fedcba9876543210fedcba9876543210");
+  EXPECT_EQ(report.ImageOf(0x7f000000ffff), &report.images[1]);
+  EXPECT_EQ(report.ImageOf(0x7f0000010000), nullptr);
+}
+
+TEST(ReportParser, KeepsSectionTitlesInTheHostsOwnText) {
+  EXPECT_EQ(Parsed(kSignalReport).custom_info, "build=7\nBinary Images:\n<b>bold</b>");
+}
+
+TEST(ReportParser, KeepsAnExceptionsReasonOfSeveralLines) {
+  EXPECT_EQ(Parsed(kExceptionReport).exception,
+            "*** Terminating app due to uncaught exception 'Range', reason: 'beyond\nthe end'");
+}
+
+TEST(ReportParser, RefusesOtherTexts) {
+  Report report;
+  std::string error;
+  EXPECT_FALSE(ParseReport("", &report, &error));
+  EXPECT_NE(error, "");
+  EXPECT_FALSE(ParseReport("some log\nlines\n", &report, &error));
+  EXPECT_FALSE(ParseReport("Crash Thread Backtrace:\nAll Thread Backtrace:\n", &report, &error));
+}
+
+TEST(ReportParser, TakesAReportCutAnywhere) {
+  const std::string whole = kSignalReport;
+  for (size_t length = 0; length <= whole.size(); ++length) {
+    Report report;
+    std::string error;
+    if (!ParseReport(whole.substr(0, length), &report, &error)) EXPECT_NE(error, "");
+  }
+}
+
+TEST(ParseFrame, KeepsALineOfNoKnownForm) {
+  for (const char* line : {"", "words only", "] [0x", "(", "x(", ") [0x12]]", "a 0xz"}) {
+    const Frame frame = ParseFrame(line);
+    EXPECT_EQ(frame.text, line);
+  }
+  EXPECT_FALSE(ParseFrame("words only").parsed);
+}
+
+}  // namespace
+}  // namespace oru_report
