@@ -1,0 +1,149 @@
+#include "media_core/common/webrtc/rtc_base/log_stream.h"
+
+#include <cstring>
+#include <string_view>
+
+namespace rtc {
+namespace {
+
+// A stream that grew beyond this is not kept.
+constexpr size_t kMaxKeptCapacity = 64 * 1024;
+
+}  // namespace
+
+LogStreamBuffer::int_type LogStreamBuffer::overflow(int_type c) {
+  used_by_stream_ = true;
+  if (!traits_type::eq_int_type(c, traits_type::eof())) {
+    text_.push_back(traits_type::to_char_type(c));
+  }
+  return traits_type::not_eof(c);
+}
+
+std::streamsize LogStreamBuffer::xsputn(const char* data, std::streamsize size) {
+  used_by_stream_ = true;
+  text_.append(data, static_cast<size_t>(size));
+  return size;
+}
+
+LogStreamBuffer::pos_type LogStreamBuffer::seekoff(off_type offset,
+                                                   std::ios_base::seekdir direction,
+                                                   std::ios_base::openmode mode) {
+  if (offset != 0 || direction != std::ios_base::cur || (mode & std::ios_base::out) == 0) {
+    return pos_type(off_type(-1));
+  }
+  return pos_type(static_cast<off_type>(text_.size()));
+}
+
+void LogStreamBuffer::imbue(const std::locale& /*locale*/) { used_by_stream_ = true; }
+
+// The idle streams of each thread.
+class LogStreamPool {
+ public:
+  static LogStream* Take() {
+    LogStream* const stream = t_idle;
+    if (stream == nullptr) {
+      return Make();
+    }
+    t_idle = stream->next_;
+    stream->Reset();
+    return stream;
+  }
+
+  static void Return(LogStream* stream) {
+    if (t_phase != Phase::kOpen || stream->text().capacity() > kMaxKeptCapacity) {
+      delete stream;
+      return;
+    }
+    stream->next_ = t_idle;
+    t_idle = stream;
+  }
+
+ private:
+  // A thread that ends runs destructors that may log after its streams are gone.
+  enum class Phase : char { kUnused, kOpen, kClosed };
+
+  struct Closer {
+    Closer() { t_phase = Phase::kOpen; }
+    ~Closer() {
+      t_phase = Phase::kClosed;
+      while (LogStream* const stream = t_idle) {
+        t_idle = stream->next_;
+        delete stream;
+      }
+    }
+    Closer(const Closer&) = delete;
+    Closer& operator=(const Closer&) = delete;
+    // Makes the thread's object exist.
+    void Touch() const {}
+  };
+
+  static LogStream* Make() {
+    if (t_phase != Phase::kClosed) {
+      thread_local const Closer closer;
+      closer.Touch();
+    }
+    LogStream* const stream = new LogStream();
+    stream->Reset();
+    return stream;
+  }
+
+  // Plain values: touching them costs no look at a guard.
+  static thread_local LogStream* t_idle;
+  static thread_local Phase t_phase;
+};
+
+thread_local LogStream* LogStreamPool::t_idle = nullptr;
+thread_local LogStreamPool::Phase LogStreamPool::t_phase = LogStreamPool::Phase::kUnused;
+
+void LogStream::Recycler::operator()(LogStream* stream) const { LogStreamPool::Return(stream); }
+
+LogStream::Owner LogStream::Take() { return Owner(LogStreamPool::Take()); }
+
+LogStream::LogStream() : std::ostream(nullptr), classic_locale_(locale_ == std::locale::classic()) {
+  rdbuf(&buffer_);
+}
+
+bool LogStream::FormatTouched() const {
+  return buffer_.used_by_stream() || flags() != kOrdinaryFlags || width() != 0 ||
+         precision() != 6 || fill() != ' ' || rdstate() != goodbit || exceptions() != goodbit;
+}
+
+void LogStream::Reset() {
+  text().clear();
+  if (FormatTouched()) {
+    // Everything a message can set: format, locale, the words of custom manipulators, callbacks.
+    static const std::ios pristine(nullptr);
+    exceptions(goodbit);
+    rdbuf(&buffer_);
+    clear();
+    copyfmt(pristine);
+    imbue(locale_);
+    buffer_.set_used_by_stream(false);
+  }
+  const std::locale current;
+  if (current != locale_) {
+    locale_ = current;
+    classic_locale_ = locale_ == std::locale::classic();
+    imbue(locale_);
+    buffer_.set_used_by_stream(false);
+  }
+}
+
+LogStream& LogStream::WriteText(const char* data, size_t size) {
+  if (PlainText()) {
+    text().append(data, size);
+  } else {
+    static_cast<std::ostream&>(*this) << std::string_view(data, size);
+  }
+  return *this;
+}
+
+LogStream& LogStream::WriteText(const char* text) {
+  if (text == nullptr) {
+    setstate(badbit);
+    return *this;
+  }
+  return WriteText(text, strlen(text));
+}
+
+}  // namespace rtc
