@@ -25,6 +25,7 @@ std::ostream& operator<<(std::ostream& out, const std::vector<int>& values) {
 
 namespace {
 
+using ::operator<<;
 using rtc::LogStream;
 
 // The same operations on a log stream and on a string stream give the same text.

@@ -278,7 +278,7 @@ TEST(ALOG, EachSeverityHasItsSourceLine) {
 }
 
 TEST(ALOG, TextThatFillsTheBufferKeeps4088Characters) {
-  for (const size_t length : {4087, 4088, 4089, 4090, 10000}) {
+  for (const size_t length : {4087u, 4088u, 4089u, 4090u, 10000u}) {
     const LogCapture capture;
     rtc::ALOG(rtc::LS_INFO, "%s", std::string(length, 'x').c_str());
     EXPECT_EQ(capture.OnlyLine(),

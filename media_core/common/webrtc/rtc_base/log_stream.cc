@@ -34,7 +34,7 @@ LogStreamBuffer::pos_type LogStreamBuffer::seekoff(off_type offset,
   return pos_type(static_cast<off_type>(text_.size()));
 }
 
-void LogStreamBuffer::imbue(const std::locale& /*locale*/) { used_by_stream_ = true; }
+void LogStreamBuffer::imbue(const std::locale& /*locale*/) { imbued_ = true; }
 
 // The idle streams of each thread.
 class LogStreamPool {
@@ -104,8 +104,9 @@ LogStream::LogStream() : std::ostream(nullptr), classic_locale_(locale_ == std::
 }
 
 bool LogStream::FormatTouched() const {
-  return buffer_.used_by_stream() || flags() != kOrdinaryFlags || width() != 0 ||
-         precision() != 6 || fill() != ' ' || rdstate() != goodbit || exceptions() != goodbit;
+  return buffer_.used_by_stream() || buffer_.imbued() || flags() != kOrdinaryFlags ||
+         width() != 0 || precision() != 6 || fill() != ' ' || rdstate() != goodbit ||
+         exceptions() != goodbit;
 }
 
 void LogStream::Reset() {
@@ -118,14 +119,14 @@ void LogStream::Reset() {
     clear();
     copyfmt(pristine);
     imbue(locale_);
-    buffer_.set_used_by_stream(false);
+    buffer_.ForgetUse();
   }
   const std::locale current;
   if (current != locale_) {
     locale_ = current;
     classic_locale_ = locale_ == std::locale::classic();
     imbue(locale_);
-    buffer_.set_used_by_stream(false);
+    buffer_.ForgetUse();
   }
 }
 

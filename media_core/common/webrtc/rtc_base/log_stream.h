@@ -19,9 +19,11 @@ class LogStreamBuffer : public std::streambuf {
   // What was written so far. May be appended to directly.
   std::string& text() { return text_; }
   const std::string& text() const { return text_; }
-  // Whether characters came in, or a locale was set, through the standard stream's operations.
+  // Whether characters came in through the standard stream's operations.
   bool used_by_stream() const { return used_by_stream_; }
-  void set_used_by_stream(bool used) { used_by_stream_ = used; }
+  // Whether a locale was set.
+  bool imbued() const { return imbued_; }
+  void ForgetUse() { used_by_stream_ = imbued_ = false; }
 
  protected:
   // There is no put area, so that every character of the standard stream passes through these.
@@ -35,6 +37,7 @@ class LogStreamBuffer : public std::streambuf {
  private:
   std::string text_;
   bool used_by_stream_ = false;
+  bool imbued_ = false;
 };
 
 // A std::ostream over a string. Everything that can be streamed into a std::ostream can be streamed
@@ -81,7 +84,9 @@ class LogStream : public std::ostream {
   // Text may be appended without asking the standard stream: nothing failed, no width is set.
   bool PlainText() const { return rdstate() == goodbit && width() == 0; }
   // The same for integers: decimal digits, no sign or base shown, no locale with grouping.
-  bool PlainNumbers() const { return PlainText() && flags() == kOrdinaryFlags && classic_locale_; }
+  bool PlainNumbers() const {
+    return PlainText() && flags() == kOrdinaryFlags && classic_locale_ && !buffer_.imbued();
+  }
 
   static constexpr std::ios_base::fmtflags kOrdinaryFlags = skipws | dec;
 
