@@ -1,0 +1,106 @@
+#include "utils/random_utils.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <vector>
+
+#include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
+
+namespace {
+
+namespace utils = tessik::utils;
+
+// The hash in 64-bit steps cut to 32 bits, another way than the product's.
+int32_t HashReference(const std::string& text) {
+  uint64_t hash = 0;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const int64_t signed_ch = static_cast<signed char>(text[i]);
+    const uint64_t ch = static_cast<uint64_t>(signed_ch) & 0xFFFFFFFF;
+    const uint64_t mixed = i % 2 == 0 ? (hash * 128) ^ ch ^ (hash / 8)
+                                      : 0xFFFFFFFF ^ ((hash * 2048) ^ ch ^ (hash / 32));
+    hash = (hash ^ mixed) & 0xFFFFFFFF;
+  }
+  return static_cast<int32_t>(hash & 0x7FFFFFFF);
+}
+
+std::string Identifier(uint32_t seed, uint32_t hash, int length) {
+  const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+  std::srand(seed);
+  std::string text;
+  uint32_t count = 1;
+  while (text.size() < static_cast<size_t>(length)) {
+    if (hash != 0) {
+      text += alphabet[hash % 62];
+      hash /= 62;
+    } else {
+      text += alphabet[(static_cast<uint32_t>(std::rand()) + ++count) % 62];
+    }
+  }
+  return text;
+}
+
+TEST(ApHash, EmptyAndNullAreZero) {
+  EXPECT_EQ(0, utils::APHash(""));
+  EXPECT_EQ(0, utils::APHash(nullptr));
+}
+TEST(ApHash, OneCharacterIsItself) { EXPECT_EQ('a', utils::APHash("a")); }
+TEST(ApHash, AgreesWithTheReferenceAndIsNeverNegative) {
+  for (const char* text : {"ab", "abc", "key", "\xFF", "a\xC3\xA9", "session-0123456789"}) {
+    EXPECT_EQ(HashReference(text), utils::APHash(text)) << text;
+    EXPECT_GE(utils::APHash(text), 0);
+  }
+}
+TEST(ApHash, CharactersAreSigned) {
+  EXPECT_EQ(0x7FFFFFFF, utils::APHash("\xFF"));
+  EXPECT_EQ(0x7FFFFF80, utils::APHash("\x80"));
+}
+
+TEST(RandomString, HashDigitsThenRandomCharacters) {
+  const time_t before = std::time(nullptr);
+  const std::string actual = utils::randomString(2050, 30, "user");
+  bool found = false;
+  for (time_t now = before; now <= std::time(nullptr); ++now) {
+    const auto hash = static_cast<uint32_t>(HashReference("user"));
+    found = found || actual == Identifier(static_cast<uint32_t>(now) + 2, hash, 30);
+  }
+  EXPECT_TRUE(found) << actual;
+}
+TEST(RandomString, ShortLengthCutsTheHash) {
+  const std::string longer = utils::randomString(0, 12, "user");
+  EXPECT_EQ(longer.substr(0, 3), utils::randomString(0, 3, "user"));
+}
+TEST(RandomString, KeepsItsCountersApartFromTheCrashModules) {
+  CrashHandler::GenerateRandomString(500, 10, "");
+  const time_t before = std::time(nullptr);
+  const std::string actual = utils::randomString(0, 30, "");
+  bool found = false;
+  for (time_t now = before; now <= std::time(nullptr); ++now) {
+    found = found || actual == Identifier(static_cast<uint32_t>(now), 0, 30);
+  }
+  EXPECT_TRUE(found) << actual;
+}
+TEST(RandomString, LengthThatIsNotPositiveGivesNothing) {
+  EXPECT_EQ("", utils::randomString(0, 0, "user"));
+  EXPECT_EQ("", utils::randomString(0, 0xFFFFFFFFU, "user"));
+}
+
+TEST(CreateRandomString, ZeroLengthIsEmpty) { EXPECT_EQ("", utils::createRandomString(0)); }
+TEST(CreateRandomString, IsSeededByTheSecond) {
+  const std::string table = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789zyxwvutsrqponmlkjihgfedcba";
+  const time_t before = std::time(nullptr);
+  const std::string actual = utils::createRandomString(50);
+  bool found = false;
+  for (time_t now = before; now <= std::time(nullptr); ++now) {
+    std::srand(static_cast<unsigned>(now));
+    std::string expected;
+    while (expected.size() < 50) expected += table[static_cast<size_t>(std::rand()) % 62];
+    found = found || expected == actual;
+  }
+  EXPECT_TRUE(found) << actual;
+}
+
+}  // namespace
