@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
 
 namespace {
 
@@ -86,6 +87,28 @@ TEST(RandomString, KeepsItsCountersApartFromTheCrashModules) {
 TEST(RandomString, LengthThatIsNotPositiveGivesNothing) {
   EXPECT_EQ("", utils::randomString(0, 0, "user"));
   EXPECT_EQ("", utils::randomString(0, 0xFFFFFFFFU, "user"));
+}
+
+class FixedClock : public rtc::ClockInterface {
+ public:
+  int64_t TimeNanos() const override { return 1234567890123LL * 1000000; }
+};
+
+TEST(RandomStringForSignal, IsSeededByTheClockInMilliseconds) {
+  FixedClock clock;
+  rtc::SetClockForTesting(&clock);
+  const auto now = static_cast<uint32_t>(1234567890123LL);
+  const auto hash = static_cast<uint32_t>(HashReference("user"));
+  EXPECT_EQ(Identifier(now + 2, hash, 30), utils::randomStringForSignal(2050, 30, "user"));
+  rtc::SetClockForTesting(nullptr);
+}
+TEST(RandomStringForSignal, CounterMovesOnAndKeepsItsFirstSeed) {
+  FixedClock clock;
+  rtc::SetClockForTesting(&clock);
+  EXPECT_EQ("", utils::randomStringForSignal(-5, 0, ""));
+  const auto now = static_cast<uint32_t>(1234567890123LL);
+  EXPECT_EQ(Identifier(now - 4, 0, 30), utils::randomStringForSignal(77, 30, ""));
+  rtc::SetClockForTesting(nullptr);
 }
 
 TEST(CreateRandomString, ZeroLengthIsEmpty) { EXPECT_EQ("", utils::createRandomString(0)); }

@@ -75,7 +75,7 @@ TEST(RemoveUrlKeyOfUtils, SortsTheOthers) {
 TEST(RemoveUrlKeyOfUtils, UrlWithoutQueryIsItsFirstToken) {
   EXPECT_EQ("abc", utils::removeUrlKey("abc", "k"));
   EXPECT_EQ("abc", utils::removeUrlKey("abc", ""));
-  EXPECT_EQ("abc", utils::removeUrlKey("abc=1", "abc"));
+  EXPECT_EQ("abc?=1", utils::removeUrlKey("abc=1", "abc"));
 }
 TEST(RemoveUrlKeyOfUtils, ExtractAndBuildGoRoundForOrderedUrls) {
   utils::UrlParts parts = utils::extractUrl("base?a=1&b=2&c=3");
