@@ -68,7 +68,8 @@ struct MachOImageScan {
 
 // Updates `scan` from the image's load commands and, when the image is a main executable or a
 // dynamic library, fills `entry` (its uuid points into `scan`) and returns true. False for images
-// of other types, which still update the carried values, and for images without a header.
+// of other types, which still update the carried values, and for images without a header. An
+// unknown magic is read as a 32-bit header here.
 bool ScanMachOImage(const MachOImage& image, MachOImageScan* scan, ImageListEntry* entry);
 
 }  // namespace CrashHandler::machine
