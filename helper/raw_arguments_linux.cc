@@ -1,7 +1,8 @@
-// GNUstep reads the process's arguments and environment in a library constructor and ends the
-// process when one of them is not UTF-8. The system's own interface promises no encoding: such
-// strings are made plain before the libraries start, and are given back their bytes before `main`.
-// So only GNUstep's copy (NSProcessInfo) sees question marks; argv and getenv have every byte.
+// GNUstep copies the process's arguments and environment in a library constructor, and ends the
+// process when it comes to make strings of them (for NSProcessInfo, the user's defaults, its own
+// log) and one is not UTF-8. The system promises no encoding: such strings are made plain before
+// the libraries start, and are given back their bytes before `main`. So only NSProcessInfo's copy
+// has question marks; argv and getenv have every byte.
 #include <cstdlib>
 #include <cstring>
 

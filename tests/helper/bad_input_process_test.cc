@@ -58,6 +58,19 @@ TEST_F(BadInput, AnEnvironmentValueThatIsNotUtf8ReachesTheFrameworkUnchanged) {
   EXPECT_TRUE(PathExists(dir_.Join("rec\xff")));
 }
 
+TEST_F(BadInput, AFrameworkThatAsksFoundationForArgumentsGetsThem) {
+  options_.env["ORU_TEST_SDK_MODE"] = "process-info";
+  options_.env["ORU_TEST_TEXT"] = "e\xff";
+  options_.env["ORU_OTHER\xfe"] = "\xff";
+  const VarnookRun run = RunUpload({"-apid", "\xc3\xa9\xff("});
+  ASSERT_EQ(run.sdk.size(), 14U) << run.process.err;
+  EXPECT_EQ(run.sdk[3], std::string(3, '?') + "(");
+  EXPECT_EQ(run.sdk[4], "e?");
+  EXPECT_EQ(run.sdk[5], "e\xff");
+  EXPECT_EQ(run.sdk[7], "\xc3\xa9\xff(");
+  EXPECT_EQ(run.process.Ending(), "exit 0");
+}
+
 TEST_F(BadInput, AHomeThatIsNotUtf8IsInTheDefaultLogPath) {
   options_.env["HOME"] = "/h\xe9me/\xff";
   const VarnookRun run = RunUpload();

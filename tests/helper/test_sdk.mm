@@ -3,6 +3,8 @@
 //   (unset)            hands out an upload function that returns ORU_TEST_STATUS
 //   null               hands out a null upload function
 //   not-responding     denies to respond to the selector
+//   process-info       the upload asks Foundation for the arguments and a value "ORU_TEST_TEXT" of
+//                      the environment first
 //   no-implementation  has no implementation to show for the selector
 #import <Foundation/Foundation.h>
 
@@ -30,9 +32,19 @@ namespace {
   return mode != nullptr && strcmp(mode, name) == 0;
 }
 
+[[maybe_unused]] void RecordProcessInfo() {
+  @autoreleasepool {
+    NSProcessInfo *info = [NSProcessInfo processInfo];
+    Record([[[info arguments] lastObject] UTF8String]);
+    Record([[[info environment] objectForKey:@"ORU_TEST_TEXT"] UTF8String]);
+    Record(getenv("ORU_TEST_TEXT"));
+  }
+}
+
 [[maybe_unused]] int32_t Upload(const char *app_id, const char *access_key_id,
                                 const char *access_key_secret, const char *security_token,
                                 const char *endpoint, const char *bucket, const char *log_path) {
+  if (ModeIs("process-info")) RecordProcessInfo();
   Record("upload");
   for (const char *text :
        {app_id, access_key_id, access_key_secret, security_token, endpoint, bucket, log_path}) {
