@@ -6,12 +6,4 @@ namespace platform_thread_internal {
 PlatformThreadId QueryCurrentThreadId() { return pthread_mach_thread_np(pthread_self()); }
 
 }  // namespace platform_thread_internal
-
-void SetCurrentThreadName(const char* name) {
-  if (name == nullptr) {
-    return;
-  }
-  pthread_setname_np(name);
-}
-
 }  // namespace rtc

@@ -155,11 +155,18 @@ inline ArgValue MakeArg(const TraceStringWithCopy& value) {
 inline ArgValue MakeArg(const std::string& value) {
   return {kTypeCopyString, reinterpret_cast<unsigned long long>(value.c_str())};
 }
-// Every other number and every enumeration; float widens to double above.
+// Every other integer and every enumeration; float widens to double above.
+template <class T, bool kIsEnum = std::is_enum<T>::value>
+struct IntegerOf {
+  using Type = T;
+};
+template <class T>
+struct IntegerOf<T, true> {
+  using Type = std::underlying_type_t<T>;
+};
 template <class T, std::enable_if_t<std::is_integral<T>::value || std::is_enum<T>::value, int> = 0>
 ArgValue MakeArg(T value) {
-  // An enumeration is as signed as the type below it, which a cast of -1 shows.
-  constexpr bool kIsSigned = static_cast<long long>(static_cast<T>(-1)) < 0 && sizeof(T) <= 8;
+  constexpr bool kIsSigned = std::is_signed<typename IntegerOf<T>::Type>::value;
   return {kIsSigned ? kTypeInt : kTypeUint, static_cast<unsigned long long>(value)};
 }
 
