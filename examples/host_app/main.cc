@@ -1,0 +1,160 @@
+// A host application as a user of the SDK writes it: it logs to a file, records a trace, installs
+// crash capture, does some work, and crashes when it is told to.
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "examples/host_app/crash_deeds.h"
+#include "examples/host_app/options.h"
+#include "examples/host_app/sample_sdk.h"
+#include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
+
+namespace host_app {
+namespace {
+
+using CrashHandler::CrashHandlerProxy;
+
+// What a report needs on the alternate stack, with room to spare.
+constexpr size_t kAlternateStackSize = size_t{256} << 10;
+
+// A crashed process may hold the lock of a stream: straight to the descriptor.
+void WriteLine(const char* line, int length, size_t room) {
+  if (length <= 0) return;
+  const size_t count = static_cast<size_t>(length) < room ? static_cast<size_t>(length) : room - 1;
+  if (write(STDERR_FILENO, line, count) < 0) return;
+}
+
+void OnCrash(void* /*handler*/, CrashHandler::CrashType kind) {
+  char line[128];
+  const int length = snprintf(line, sizeof line, "host_app: crash callback, kind %d\n", kind);
+  WriteLine(line, length, sizeof line);
+}
+
+void OnModuleLog(CrashHandler::CrashHandlerLogLevel level, const char* tag, const char* /*file*/,
+                 int /*line*/, char* message) {
+  char line[4096];
+  const int length = snprintf(line, sizeof line, "%s %d %s\n", tag, level, message);
+  WriteLine(line, length, sizeof line);
+}
+
+const char* TextOrNull(const std::string& text) { return text.empty() ? nullptr : text.c_str(); }
+
+void InstallCrashCapture(const Options& options) {
+  CrashHandlerProxy* handler = CrashHandlerProxy::CreateCrashHandler();
+  CrashHandler::CrashHandlerConfig config = handler->GetCrashHandlerConfig();
+  config.outputLogToConsole = options.console;
+  handler->UpdateCrashHandlerConfig(config);
+  CrashHandler::CrashTraceInfo info{TextOrNull(options.app_id), TextOrNull(options.session_id),
+                                    TextOrNull(options.sdk_version),
+                                    TextOrNull(options.extra_info)};
+  handler->SetTraceInfo(info);
+  if (!options.dump_dir.empty()) handler->SetCrashDumpDirPath(options.dump_dir.c_str());
+  handler->SetCrashHandlerCallback(OnCrash);
+  if (options.show_module_log) handler->SetDebugLogSinkCallback(OnModuleLog);
+  handler->InstallCrashHandler();
+}
+
+// Without a stack of its own the handler of a stack overflow has nowhere to run. Each thread that
+// wants to be covered needs one; it must outlive the thread's work.
+std::unique_ptr<char[]> UseAlternateStack() {
+  auto memory = std::make_unique<char[]>(kAlternateStackSize);
+  stack_t stack = {};
+  stack.ss_sp = memory.get();
+  stack.ss_size = kAlternateStackSize;
+  sigaltstack(&stack, nullptr);
+  return memory;
+}
+
+void NameThread(const std::string& name) {
+#if defined(__APPLE__)
+  pthread_setname_np(name.c_str());
+#else
+  pthread_setname_np(pthread_self(), name.c_str());
+#endif
+}
+
+// Threads that wait until the end.
+class IdleThreads {
+ public:
+  explicit IdleThreads(int count) {
+    for (int i = 0; i < count; ++i) threads_.emplace_back([this, i] { Wait(i); });
+  }
+  ~IdleThreads() {
+    {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      done_ = true;
+    }
+    wake_.notify_all();
+    for (std::thread& thread : threads_) thread.join();
+  }
+  IdleThreads(const IdleThreads&) = delete;
+  IdleThreads& operator=(const IdleThreads&) = delete;
+
+ private:
+  void Wait(int index) {
+    NameThread("idle-" + std::to_string(index));
+    std::unique_lock<std::mutex> lock(mutex_);
+    wake_.wait(lock, [this] { return done_; });
+  }
+
+  std::mutex mutex_;
+  std::condition_variable wake_;
+  bool done_ = false;
+  std::vector<std::thread> threads_;
+};
+
+void Crash(const Options& options) {
+  if (options.outside_sdk) {
+    DoCrashDeed(options.crash, options.crash_threads);
+  } else {
+    OruRTCSampleCrash(options.crash.c_str(), options.crash_threads);
+  }
+}
+
+void CrashOnWorker(const Options& options) {
+  std::thread([&options] {
+    NameThread("worker");
+    const auto stack = options.alternate_stack ? UseAlternateStack() : nullptr;
+    Crash(options);
+  }).join();
+}
+
+int Run(const Options& options) {
+  InstallCrashCapture(options);
+  const auto stack = options.alternate_stack ? UseAlternateStack() : nullptr;
+  const IdleThreads idle(options.idle_threads);
+  if (options.crash.empty()) return 0;
+  if (options.on_worker) {
+    CrashOnWorker(options);
+  } else {
+    Crash(options);
+  }
+  fputs("host_app: still running\n", stderr);
+  return 0;
+}
+
+}  // namespace
+}  // namespace host_app
+
+int main(int argc, char** argv) {
+  host_app::Options options;
+  std::string error;
+  if (!host_app::ParseOptions(argc, argv, &options, &error)) {
+    fprintf(stderr, "host_app: %s (try --help)\n", error.c_str());
+    return 2;
+  }
+  if (options.help) {
+    fputs(host_app::Usage().c_str(), stdout);
+    return 0;
+  }
+  return host_app::Run(options);
+}

@@ -1,0 +1,55 @@
+#include "media_core/biz_engine/crash_handler/darwin/crash_report_file.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <climits>
+#include <cstring>
+
+namespace CrashHandler {
+namespace {
+
+constexpr mode_t kFileMode = 0644;
+// Only names left behind by earlier processes stand in the way.
+constexpr int kMaxNames = 100;
+
+// Opens a new file "PATH.PID.N.tmp"; its name goes to `name`. -1 when that fails.
+int CreateBeside(const char* path, char* name, size_t room) {
+  for (int i = 0; i < kMaxNames; ++i) {
+    const int length = snprintf(name, room, "%s.%d.%d.tmp", path, static_cast<int>(getpid()), i);
+    if (length < 0 || static_cast<size_t>(length) >= room) return -1;
+    const int fd = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
+    if (fd >= 0 || errno != EEXIST) return fd;
+  }
+  return -1;
+}
+
+bool WriteAll(int fd, const char* bytes, size_t count) {
+  while (count > 0) {
+    const ssize_t written = write(fd, bytes, count);
+    if (written < 0 && errno == EINTR) continue;
+    if (written <= 0) return false;
+    bytes += written;
+    count -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
+}  // namespace
+
+bool ReplaceFile(const char* path, const void* bytes, size_t count) {
+  char temporary[PATH_MAX];
+  const int fd = CreateBeside(path, temporary, sizeof temporary);
+  if (fd < 0) return false;
+  const bool written = WriteAll(fd, static_cast<const char*>(bytes), count);
+  // Some file systems tell only at the end that there was no room.
+  const bool closed = close(fd) == 0;
+  if (written && closed && rename(temporary, path) == 0) return true;
+  unlink(temporary);
+  return false;
+}
+
+}  // namespace CrashHandler

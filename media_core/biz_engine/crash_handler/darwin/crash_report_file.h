@@ -1,0 +1,17 @@
+// Writing a report file in one step.
+#ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_REPORT_FILE_H_
+#define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_REPORT_FILE_H_
+
+#include <cstddef>
+
+namespace CrashHandler {
+
+// Makes `path` a file with these bytes, replacing a file of that name: the bytes go to a temporary
+// file beside it, which is then renamed, so that a reader finds the whole report or none. On
+// failure nothing is left and false is returned; nothing is logged. The file gets the permissions
+// that an ordinary new file gets. May run in a signal handler.
+bool ReplaceFile(const char* path, const void* bytes, size_t count);
+
+}  // namespace CrashHandler
+
+#endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_REPORT_FILE_H_

@@ -1,0 +1,96 @@
+#include "media_core/biz_engine/crash_handler/darwin/crash_turn.h"
+
+#include <time.h>
+
+#include <atomic>
+
+#include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/machine/threads.h"
+
+namespace CrashHandler {
+namespace {
+
+constexpr int kPollMs = 5;
+// After the other thread is through, its own end comes first.
+constexpr int kGraceMs = 100;
+constexpr int kRefusalPauseMs = 100;
+constexpr int kMaxRefusals = 10;
+
+// The number of the thread that has the turn; 0 when nobody has.
+std::atomic<machine::ThreadNumber> sTurn{0};
+std::atomic<int> sRefusedAllocations{0};
+
+void Pause(int milliseconds) {
+  const timespec time = {milliseconds / 1000, (milliseconds % 1000) * 1000000L};
+  nanosleep(&time, nullptr);
+}
+
+int64_t NowMs() {
+  timespec now;
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
+}
+
+bool AnotherThreadHasTurn() {
+  const machine::ThreadNumber owner = sTurn.load(std::memory_order_acquire);
+  return owner != 0 && owner != machine::CurrentThreadNumber();
+}
+
+// False when the other thread still has the turn at the end of the time.
+bool AwaitOtherThread() {
+  const int64_t end = NowMs() + machine::kCrashDeadlineMs;
+  while (AnotherThreadHasTurn()) {
+    if (NowMs() >= end) return false;
+    Pause(kPollMs);
+  }
+  Pause(kGraceMs);
+  return true;
+}
+
+// Whether the processor raised it at an instruction that is repeated after the handler. (Traps go
+// on behind the instruction, a refused system call behind the call.)
+bool Recurs(int signo, const siginfo_t* info) {
+  const bool fault = signo == SIGSEGV || signo == SIGBUS || signo == SIGFPE || signo == SIGILL;
+  return fault && info != nullptr && info->si_code > 0;
+}
+
+void SetDefaultAction(int signo) {
+  struct sigaction action = {};
+  action.sa_handler = SIG_DFL;
+  sigaction(signo, &action, nullptr);
+}
+
+}  // namespace
+
+bool TakeCrashTurn(int signo) {
+  machine::ThreadNumber nobody = 0;
+  if (!sTurn.compare_exchange_strong(nobody, machine::CurrentThreadNumber(),
+                                     std::memory_order_acq_rel)) {
+    return false;
+  }
+  machine::StartCrashDeadline(signo);
+  return true;
+}
+
+void EndCrashDeadline() { machine::StopCrashDeadline(); }
+
+void GiveCrashTurnBack() {
+  machine::StopCrashDeadline();
+  sTurn.store(0, std::memory_order_release);
+}
+
+void LeaveToEarlierCrash(int signo, const siginfo_t* info) {
+  const bool recurs = Recurs(signo, info);
+  if (!recurs && signo != SIGABRT) return;
+  if (AnotherThreadHasTurn() && AwaitOtherThread()) return;
+  if (recurs) SetDefaultAction(signo);
+}
+
+bool RefuseFailedAllocation() {
+  if (AnotherThreadHasTurn()) AwaitOtherThread();
+  if (sRefusedAllocations.fetch_add(1, std::memory_order_relaxed) == 0) return false;
+  Pause(kRefusalPauseMs);
+  return sRefusedAllocations.load(std::memory_order_relaxed) > kMaxRefusals;
+}
+
+}  // namespace CrashHandler

@@ -1,0 +1,44 @@
+// One crash at a time: which thread handles a crash, and what the others do meanwhile.
+//
+// A crash takes the turn, and with it a deadline (machine/crash_deadline.h). Crashes that come
+// while the turn is taken, or after a crash was handled, are only logged by their handlers.
+// Returning from such a handler must neither repeat a hardware fault for ever nor end the process
+// under the feet of the thread that still writes the report; LeaveToEarlierCrash sees to both.
+//
+// Everything here may run in a signal handler.
+#ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_TURN_H_
+#define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_TURN_H_
+
+#include <signal.h>
+
+namespace CrashHandler {
+
+// Takes the turn for the calling thread and starts the deadline: when the turn's report is not done
+// in time, the process ends by `signo`. False when a thread (this one too) has the turn.
+bool TakeCrashTurn(int signo);
+
+// The report is written and what follows is the host's (its older handlers may take their time or
+// jump out): stops the deadline, keeps the turn.
+void EndCrashDeadline();
+
+// Gives the turn back; the deadline is stopped too.
+void GiveCrashTurnBack();
+
+// For a handler that was refused the turn, or found that a crash was handled before, and has logged
+// that. `signo` and `info` are the signal's, `info` null for what is no signal (then `signo` says
+// how the process ends when the handler returns).
+//  - A fault in the turn's own thread, or after the turn is over, would recur for ever: its signal
+//    gets the default action, so that returning ends the process by it.
+//  - A fault or an abort while another thread has the turn waits for that thread, within the
+//    deadline, and then goes its way.
+//  - A signal that was only raised or sent returns at once.
+void LeaveToEarlierCrash(int signo, const siginfo_t* info);
+
+// The same for a failed allocation, which `operator new` repeats while the handler returns: it
+// waits for another thread's turn. True when the refusals have come so often (each is slowed down)
+// that the caller should get out of the way.
+bool RefuseFailedAllocation();
+
+}  // namespace CrashHandler
+
+#endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_TURN_H_
