@@ -160,6 +160,19 @@ TEST_F(BadInput, AClosedStandardErrorDoesNotKeepTheUploadBack) {
   EXPECT_EQ(run.sdk.size(), 11U);
 }
 
+TEST_F(BadInput, AReaderOfStandardErrorThatIsGoneDoesNotKeepTheUploadBack) {
+  options_.before = [] {
+    int ends[2];
+    if (pipe(ends) != 0 || dup2(ends[1], STDERR_FILENO) < 0) _exit(125);
+    close(ends[0]);
+    close(ends[1]);
+  };
+  options_.env["ORU_TEST_STATUS"] = "4";
+  const VarnookRun run = RunUpload();
+  EXPECT_EQ(run.process.Ending(), "exit 4");
+  EXPECT_EQ(run.sdk.size(), 11U);
+}
+
 TEST_F(BadInput, AVanishedWorkingFolderOnlyMattersToRelativePaths) {
   options_.before = [this] {
     const std::string gone = dir_.Join("gone");
