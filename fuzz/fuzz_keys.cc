@@ -1,0 +1,91 @@
+// URL parameters, JSON keys and the names of crash files.
+#include <map>
+
+#include "fuzz/fuzz_support.h"
+#include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
+#include "utils/string_utils.h"
+#include "utils/url_utils.h"
+
+using oru_fuzz::Require;
+using Fields = std::vector<std::string>;
+using Parameters = std::map<std::string, std::string>;
+
+namespace {
+
+bool IsDelimiter(const std::string& token) { return token == "?" || token == "=" || token == "&"; }
+
+std::string Build(const std::string& base, const Parameters& parameters) {
+  std::string url = base;
+  for (const auto& parameter : parameters) {
+    url +=
+        (&parameter == &*parameters.begin() ? "?" : "&") + parameter.first + "=" + parameter.second;
+  }
+  return url;
+}
+
+Parameters Extract(const Fields& tokens, const std::string* removed) {
+  Parameters parameters;
+  std::string previous;
+  std::string name;
+  for (const std::string& token : tokens) {
+    if (IsDelimiter(token)) {
+      previous = token;
+      continue;
+    }
+    if (removed != nullptr && name == *removed) {
+      name = "";
+      continue;
+    }
+    if (previous == "?" || previous == "&") name = token;
+    if (previous == "=" && parameters.count(name) == 0) parameters[name] = token;
+  }
+  return parameters;
+}
+
+void CheckUrl(const std::string& url, const std::string& key) {
+  const Fields tokens = oru_test::SplitAtSetReference(url, "?=&", true);
+  const tessik::utils::UrlParts parts = tessik::utils::extractUrl(url);
+  Require(parts.first.empty() && parts.second == Extract(tokens, nullptr), "extractUrl");
+  Require(tessik::utils::buildUrl({url, parts.second}) == Build(url, parts.second), "buildUrl");
+  const std::string expected = Build(tokens[0], Extract(tokens, &key));
+  Require(tessik::utils::removeUrlKey(url, key) == expected, "removeUrlKey");
+  Require(CrashHandler::RemoveUrlKey(url, key) == expected, "RemoveUrlKey");
+}
+
+void CheckJson(const std::string& json, const std::string& key) {
+  const std::string result = tessik::utils::removeJsonKey(json, key);
+  if (key.empty() || (json + key).find(key) == json.size()) {
+    Require(result == json, "nothing to remove");
+    return;
+  }
+  const size_t first = (json + key).find(key);
+  Require(result.compare(0, first, json, 0, first) == 0, "the text before the first key stays");
+  Require(result.size() == first || result.back() == ',', "the rest ends with a comma");
+}
+
+void CheckCrashName(const std::string& name) {
+  std::string fields[4] = {"A", "B", "C", "D"};
+  const bool good = CrashHandler::ParseCrashInfoFromFileName(name, &fields[0], &fields[1],
+                                                             &fields[2], &fields[3]);
+  const size_t dot = name.rfind('.');
+  Fields expected;
+  if (dot != std::string::npos && dot != 0) {
+    expected = oru_test::PiecesOf(name.substr(0, dot), '_', true);
+    if (expected.back().empty()) expected.pop_back();
+  }
+  Require(good == (expected.size() == 5), "crash file name");
+  if (!good) expected = {"", "A", "B", "C", "D"};
+  for (size_t i = 0; i < 4; ++i) Require(fields[i] == expected[i + 1], "crash file field");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  oru_fuzz::Input input(data, size);
+  const std::string key = input.Text(input.Byte() % 5);
+  const std::string text = input.Rest();
+  CheckUrl(text, key);
+  CheckJson(text, key);
+  CheckCrashName(text);
+  return 0;
+}
