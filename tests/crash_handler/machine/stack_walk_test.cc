@@ -122,7 +122,9 @@ TEST(MemoryTest, ARangeThatRunsIntoAnUnmappedPageGivesACode) {
   EXPECT_NE(CopyMemory(data + kPage - 31, copy, 32), 0);
 }
 
-TEST(MemoryTest, ACopyOfNothingSucceedsFromAnywhere) { EXPECT_EQ(CopyMemory(nullptr, nullptr, 0), 0); }
+TEST(MemoryTest, ACopyOfNothingSucceedsFromAnywhere) {
+  EXPECT_EQ(CopyMemory(nullptr, nullptr, 0), 0);
+}
 
 TEST(MemoryTest, ScratchMemoryIsZeroedAndLargeSizesFailQuietly) {
   ScratchMemory memory(10000);

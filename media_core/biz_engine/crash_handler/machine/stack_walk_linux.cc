@@ -112,10 +112,8 @@ class Walk {
   bool Advance() {
     // A return address points behind its call, which may be the last instruction of its function.
     const uint64_t lookup = exact_ ? ip() : ip() - 1;
-    const bool innermost = innermost_;
-    innermost_ = false;
     const UnwindRow* row = Row(lookup);
-    if (row == nullptr) return AdvanceWithoutTable(innermost);
+    if (row == nullptr) return AdvanceWithoutTable();
     exact_ = row->signal_frame;
     return ApplyUnwindRow({&ReadStack, state_}, *row, &registers_);
   }
@@ -135,10 +133,11 @@ class Walk {
     return known.found ? &known.row : nullptr;
   }
 
-  bool AdvanceWithoutTable(bool innermost) {
+  bool AdvanceWithoutTable() {
+    const bool interrupted = exact_;
     exact_ = false;
     const LoadedImage* image = state_->images.Find(ip());
-    if (innermost && (image == nullptr || !image->HoldsCode(ip()))) return AdvanceFromWildCall();
+    if (interrupted && (image == nullptr || !image->HoldsCode(ip()))) return AdvanceFromWildCall();
     return AdvanceByFramePointer();
   }
 
@@ -174,7 +173,6 @@ class Walk {
   UnwindRegisters registers_;
   uint64_t last_sp_ = 0;
   bool exact_ = true;
-  bool innermost_ = true;
 };
 
 // Fills the chain up to and without the outermost frame. False when there is no second frame.
