@@ -10,6 +10,7 @@
 // A line goes out in one write; what standard error does not take goes to the system log. A reader
 // of standard error that has gone away does not end the process: the upload matters more.
 #import <Foundation/Foundation.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -64,17 +65,24 @@ class ScopedPipeSignalBlock {
   bool failed_ = false;
 };
 
+void WaitUntilWritable(int fd) {
+  pollfd waited{fd, POLLOUT, 0};
+  poll(&waited, 1, -1);
+}
+
 bool WriteAll(const std::string &line) {
   ScopedPipeSignalBlock block;
   size_t done = 0;
   while (done < line.size()) {
     const ssize_t put = write(STDERR_FILENO, line.data() + done, line.size() - done);
-    if (put < 0 && errno == EINTR) continue;
-    if (put < 0) {
+    if (put >= 0) {
+      done += static_cast<size_t>(put);
+    } else if (errno == EAGAIN) {
+      WaitUntilWritable(STDERR_FILENO);
+    } else if (errno != EINTR) {
       if (errno == EPIPE) block.NoteFailure();
       return false;
     }
-    done += static_cast<size_t>(put);
   }
   return true;
 }

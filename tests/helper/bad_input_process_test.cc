@@ -1,4 +1,5 @@
 // Arguments and environments that no one should pass, seen from outside the process.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "tests/helper/varnook_process.h"
@@ -123,6 +124,15 @@ TEST_F(BadInput, ValuesOf100KilobytesPass) {
   EXPECT_EQ(run.sdk[7], value + "\xff");
   EXPECT_EQ(run.log[3], "SAT:Arg 5: -akid - " + value);
   EXPECT_EQ(run.log[4], "SAT:Arg 7: -sectkn - " + value + "\\xFF");
+}
+
+TEST_F(BadInput, LongLinesPassThroughAnErrorOutputThatDoesNotBlock) {
+  options_.before = [] { fcntl(STDERR_FILENO, F_SETFL, O_NONBLOCK); };
+  const std::string value(100000, 'v');
+  const VarnookRun run = Run({"-apid", value, "-bukt", value, "-edpt", value, "-libp", "/x"});
+  EXPECT_EQ(run.log, (Lines{"varnook upload_log", "SAT:Arg 1: -apid - " + value,
+                            "SAT:Arg 3: -bukt - " + value, "SAT:Arg 5: -edpt - " + value,
+                            "SAT:Arg 7: -libp - /x", "varnook upload_log return:0"}));
 }
 
 TEST_F(BadInput, ALibraryPathOf100KilobytesIsMissing) {
