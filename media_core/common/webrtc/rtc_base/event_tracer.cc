@@ -1,0 +1,108 @@
+#include "media_core/common/webrtc/rtc_base/event_tracer.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+
+#include "media_core/common/webrtc/rtc_base/checks.h"
+#include "media_core/common/webrtc/rtc_base/event_logger.h"
+#include "media_core/common/webrtc/rtc_base/logging.h"
+#include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
+
+namespace rtc {
+namespace tracing {
+namespace {
+
+// Null until set up.
+std::atomic<EventLogger*> g_event_logger{nullptr};
+
+// Returns what was there.
+EventLogger* SwapLogger(EventLogger* expected, EventLogger* wanted) {
+  g_event_logger.compare_exchange_strong(expected, wanted);
+  return expected;
+}
+
+const unsigned char* InternalGetCategoryEnabled(const char* name) {
+  constexpr char kPrefix[] = "disabled-by-default-";
+  const bool disabled = strncmp(name, kPrefix, sizeof(kPrefix) - 1) == 0;
+  // A category is its own enabled byte, so that the pointer serves as its name later.
+  return reinterpret_cast<const unsigned char*>(disabled ? "" : name);
+}
+
+// Id and flags are not recorded.
+void InternalAddTraceEvent(char phase, const unsigned char* category_enabled, const char* name,
+                           unsigned long long /*id*/, int num_args, const char** arg_names,
+                           const unsigned char* arg_types, const unsigned long long* arg_values,
+                           unsigned char /*flags*/) {
+  if (g_event_logging_active.load(std::memory_order_relaxed) == 0) {
+    return;
+  }
+  EventLogger* const logger = g_event_logger.load(std::memory_order_acquire);
+  if (logger == nullptr) {
+    return;
+  }
+  constexpr int kMaxArgs = std::numeric_limits<uint16_t>::max();
+  const auto timestamp = static_cast<uint64_t>(TimeMicros());
+  logger->AddTraceEvent({{name, category_enabled, timestamp, /*size=*/0, CurrentThreadId(),
+                          static_cast<uint16_t>(std::clamp(num_args, 0, kMaxArgs)), phase},
+                         arg_names,
+                         arg_types,
+                         arg_values});
+}
+
+}  // namespace
+
+void SetupInternalTracer() {
+  auto* const logger = new EventLogger();
+  ORU_CHECK_AT(__FILE__, __LINE__,
+               "rtc::AtomicOps::CompareAndSwapPtr( &g_event_logger, "
+               "static_cast<EventLogger*>(nullptr), new EventLogger()) == nullptr",
+               SwapLogger(nullptr, logger) == nullptr);
+  webrtc::SetupEventTracer(InternalGetCategoryEnabled, InternalAddTraceEvent);
+}
+
+bool StartInternalCapture(const char* filename) {
+  EventLogger* const logger = g_event_logger.load();
+  if (logger == nullptr) {
+    return false;
+  }
+  FILE* const file = filename == nullptr ? nullptr : fopen(filename, "w");
+  if (file == nullptr) {
+    ORU_LOG(LS_ERROR) << "Failed to open trace file '" << (filename == nullptr ? "" : filename)
+                      << "' for writing.";
+    return false;
+  }
+  logger->Start(file, /*owned=*/true);
+  return true;
+}
+
+void StartInternalCaptureToFile(FILE* file) {
+  EventLogger* const logger = g_event_logger.load();
+  if (logger != nullptr && file != nullptr) {
+    logger->Start(file, /*owned=*/false);
+  }
+}
+
+void StopInternalCapture() {
+  EventLogger* const logger = g_event_logger.load();
+  if (logger != nullptr) {
+    logger->Stop();
+  }
+}
+
+void ShutdownInternalTracer() {
+  StopInternalCapture();
+  EventLogger* const old_logger = g_event_logger.load();
+  ORU_CHECK_AT(__FILE__, __LINE__,
+               "rtc::AtomicOps::CompareAndSwapPtr( &g_event_logger, old_logger, "
+               "static_cast<EventLogger*>(nullptr)) == old_logger",
+               SwapLogger(old_logger, nullptr) == old_logger);
+  delete old_logger;
+  webrtc::SetupEventTracer(nullptr, nullptr);
+}
+
+}  // namespace tracing
+}  // namespace rtc

@@ -1,0 +1,50 @@
+// The built-in tracer: writes the events of trace_event.h's annotations to a file.
+//
+//   rtc::tracing::SetupInternalTracer();
+//   rtc::tracing::StartInternalCapture("/tmp/trace.json");
+//   ...
+//   rtc::tracing::StopInternalCapture();
+//   rtc::tracing::ShutdownInternalTracer();
+//
+// While a capture runs, events are queued in memory and a thread writes them about ten times a
+// second, each time whole lines, as one JSON document: an object that holds the array
+// "traceEvents". Trace viewers read it. A document without its last line "]}" belongs to a capture
+// that was not stopped. Every category is recorded except those that begin with
+// "disabled-by-default-".
+//
+// Names, categories and string arguments that are not copied must stay valid until they are
+// written. The functions here are called by one thread at a time; events come from any.
+#ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_EVENT_TRACER_H_
+#define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_EVENT_TRACER_H_
+
+#include <cstdio>
+
+#include "media_core/common/webrtc/rtc_base/sprintfn.h"
+#include "media_core/common/webrtc/rtc_base/trace_event.h"
+
+namespace rtc {
+namespace tracing {
+
+// Installs the tracer. Setting it up while it is set up ends the process.
+void SetupInternalTracer();
+
+// Begins a capture into a file, which is created or emptied. Returns false, having changed nothing,
+// when the file cannot be opened (this is logged as an error) or the tracer is not set up. Starting
+// while a capture runs ends the process. Events from before the start are not in the file.
+bool StartInternalCapture(const char* filename);
+
+// The same with an open file, which stays the caller's: flushed, but not closed, at the end. Null,
+// or a tracer that is not set up, gives no capture.
+void StartInternalCaptureToFile(FILE* file);
+
+// Ends the capture and waits until the file is complete. Harmless when none runs.
+void StopInternalCapture();
+
+// Ends a capture that may be running and takes the tracer (or another that took its place) out.
+// Threads must have stopped emitting events. Harmless when it is not set up.
+void ShutdownInternalTracer();
+
+}  // namespace tracing
+}  // namespace rtc
+
+#endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_EVENT_TRACER_H_

@@ -1,0 +1,24 @@
+// Trace events as JSON text. For the tracer's sources only.
+#ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_TRACE_EVENT_JSON_H_
+#define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_TRACE_EVENT_JSON_H_
+
+#include <string>
+
+#include "media_core/common/webrtc/rtc_base/trace_event_queue.h"
+
+namespace rtc {
+namespace tracing {
+
+inline constexpr char kTraceHeader[] = "{ \"traceEvents\": [\n";
+inline constexpr char kTraceFooter[] = "]}\n";
+
+// Appends the event's line. The document's first event is not preceded by a comma.
+//
+// In strings only backslashes and double quotes are escaped. An empty string argument is not
+// supported: its terminator is taken for its first character, and what follows is read on.
+void AppendTraceEventJson(std::string* json, const TraceEvent& event, bool is_first);
+
+}  // namespace tracing
+}  // namespace rtc
+
+#endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_TRACE_EVENT_JSON_H_

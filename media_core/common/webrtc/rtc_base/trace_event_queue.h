@@ -1,0 +1,115 @@
+// The trace events that wait to be written. For the tracer's sources only.
+#ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_TRACE_EVENT_QUEUE_H_
+#define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_TRACE_EVENT_QUEUE_H_
+
+#include <cstddef>
+#include <cstdint>
+
+#include "media_core/common/webrtc/rtc_base/critical_section.h"
+
+namespace rtc {
+namespace tracing {
+
+struct TraceArg {
+  const char* name;
+  // What the type says: a number, a double's bits, an address. A copied string's address is that of
+  // the copy, which stands behind the arguments.
+  uint64_t value;
+  // One of webrtc::trace_event_internal::ArgType.
+  unsigned char type;
+};
+
+// One event; its arguments stand behind it in memory.
+struct TraceEvent {
+  const char* name;
+  const unsigned char* category_enabled;
+  // Microseconds.
+  uint64_t timestamp;
+  // All that stands behind the event included.
+  size_t size;
+  uint32_t tid;
+  uint16_t num_args;
+  char phase;
+
+  const TraceArg* args() const { return reinterpret_cast<const TraceArg*>(this + 1); }
+};
+
+// An event as AddTraceEvent gets it. The arrays hold `event.num_args` entries.
+struct TraceEventInput {
+  // Its size is not looked at.
+  TraceEvent event;
+  const char* const* arg_names;
+  const unsigned char* arg_types;
+  const unsigned long long* arg_values;
+};
+
+// A piece of memory filled with events from front to back.
+struct TraceChunk {
+  TraceChunk* next;
+  size_t capacity;
+  size_t used;
+
+  char* data() { return reinterpret_cast<char*>(this + 1); }
+};
+
+// Events taken out of the queue, in queue order.
+class TraceBatch {
+ public:
+  explicit TraceBatch(TraceChunk* first) : first_(first) {}
+
+  // Calls `visit(const TraceEvent&)` for each event.
+  template <class Visitor>
+  void ForEach(const Visitor& visit) const;
+
+ private:
+  friend class TraceEventQueue;
+  TraceChunk* first_;
+};
+
+// A queue without bound, appended to by any thread, emptied by one. Events are kept in chunks, so
+// that appending one never moves those before it and the whole queue is taken in one step.
+class TraceEventQueue {
+ public:
+  TraceEventQueue() = default;
+  ~TraceEventQueue();
+  TraceEventQueue(const TraceEventQueue&) = delete;
+  TraceEventQueue& operator=(const TraceEventQueue&) = delete;
+
+  // Copies the event, its arguments and the strings among them that ask for it.
+  void Append(const TraceEventInput& input);
+
+  // Takes all events. Give the batch back with Recycle().
+  TraceBatch TakeAll();
+  // Takes the batch's memory back for later events.
+  void Recycle(TraceBatch batch);
+  // Drops all events.
+  void Clear();
+
+ private:
+  // These expect the lock to be held.
+  char* Reserve(size_t size);
+  void AddChunk(size_t size);
+
+  CriticalSection crit_;
+  // Guarded by crit_: the waiting events' chunks in order, and empty ones to spare.
+  TraceChunk* first_ = nullptr;
+  TraceChunk* last_ = nullptr;
+  TraceChunk* spare_ = nullptr;
+  size_t num_spare_ = 0;
+};
+
+template <class Visitor>
+void TraceBatch::ForEach(const Visitor& visit) const {
+  for (TraceChunk* chunk = first_; chunk != nullptr; chunk = chunk->next) {
+    for (size_t offset = 0; offset < chunk->used;) {
+      const auto& event = *reinterpret_cast<const TraceEvent*>(chunk->data() + offset);
+      visit(event);
+      offset += event.size;
+    }
+  }
+}
+
+}  // namespace tracing
+}  // namespace rtc
+
+#endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_TRACE_EVENT_QUEUE_H_
