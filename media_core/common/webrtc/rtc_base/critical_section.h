@@ -26,20 +26,62 @@ class CriticalSection {
 
   // Takes the lock, waiting for it without limit. A thread that holds it already may enter again,
   // and must leave as often as it entered.
-  void Enter() const;
+  void Enter() const {
+    const PlatformThreadRef self = CurrentThreadRef();
+    if (HeldByCaller(self)) {
+      ++recursion_count_;
+      return;
+    }
+    if (!TryTakeFree()) {
+      EnterContended();
+    }
+    BecomeOwner(self);
+  }
   // Takes the lock if it is free or held by the caller; returns whether it did. Never waits.
-  bool TryEnter() const;
+  bool TryEnter() const {
+    const PlatformThreadRef self = CurrentThreadRef();
+    if (HeldByCaller(self)) {
+      ++recursion_count_;
+      return true;
+    }
+    if (!TryTakeFree()) {
+      return false;
+    }
+    BecomeOwner(self);
+    return true;
+  }
   // Undoes one Enter() or TryEnter() of the calling thread, which must hold the lock.
-  void Leave() const;
+  void Leave() const {
+    if (--recursion_count_ != 0) {
+      return;
+    }
+    owning_thread_.store(PlatformThreadRef(), std::memory_order_relaxed);
+    // Nothing of this object may be touched once the count is 0: the next owner may destroy it.
+    if (lock_queue_.fetch_sub(1, std::memory_order_release) > 1) {
+      WakeSleeper();
+    }
+  }
 
   // For debug checks only; always true: ownership is not tested.
   bool CurrentThreadIsOwner() const;
 
  private:
-  bool HeldByCaller(PlatformThreadRef self) const;
-  bool TryTakeFree() const;
-  void BecomeOwner(PlatformThreadRef self) const;
+  bool HeldByCaller(PlatformThreadRef self) const {
+    return IsThreadRefEqual(owning_thread_.load(std::memory_order_relaxed), self);
+  }
+  bool TryTakeFree() const {
+    int32_t expected = 0;
+    return lock_queue_.load(std::memory_order_relaxed) == 0 &&
+           lock_queue_.compare_exchange_strong(expected, 1, std::memory_order_acquire,
+                                               std::memory_order_relaxed);
+  }
+  void BecomeOwner(PlatformThreadRef self) const {
+    owning_thread_.store(self, std::memory_order_relaxed);
+    ++recursion_count_;
+  }
+  // After a first failed attempt: the other attempts, then the sleep.
   void EnterContended() const;
+  void WakeSleeper() const;
 
   // The threads that hold the lock or wait for it. Changed only by atomic read-modify-writes; who
   // moves it from 0 to 1 has the lock, who moves it from 1 to 0 has freed it. The owner's repeated
