@@ -1,0 +1,274 @@
+#include "media_core/common/webrtc/rtc_base/file_log_sink.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "media_core/common/webrtc/rtc_base/logging.h"
+#include "tests/support/child_process.h"
+#include "tests/support/files.h"
+
+namespace {
+
+using oru_test::ReadFile;
+using oru_test::RunInFork;
+using oru_test::TempDir;
+using rtc::FileLogSink;
+using rtc::FileLogSinkOptions;
+
+FileLogSinkOptions Unbuffered() {
+  FileLogSinkOptions options;
+  options.buffer_bytes = 0;
+  return options;
+}
+
+// The descriptor that stands for the file, or -1.
+int DescriptorOf(const std::string& path) {
+  struct stat wanted = {};
+  stat(path.c_str(), &wanted);
+  for (int fd = 3; fd < 100; ++fd) {
+    struct stat info = {};
+    if (fstat(fd, &info) == 0 && info.st_ino == wanted.st_ino && info.st_dev == wanted.st_dev) {
+      return fd;
+    }
+  }
+  return -1;
+}
+
+TEST(FileLogSink, LinesReachTheFileAtItsEnd) {
+  const TempDir dir;
+  {
+    FileLogSink sink(dir.Join("log"), {});
+    EXPECT_TRUE(sink.is_open());
+    sink.OnLogLine("one\n");
+    sink.OnLogLine("two\n");
+    EXPECT_EQ(ReadFile(dir.Join("log")), "") << "buffered";
+  }
+  EXPECT_EQ(ReadFile(dir.Join("log")), "one\ntwo\n");
+}
+
+TEST(FileLogSink, ReceivesTheLog) {
+  const TempDir dir;
+  FileLogSink sink(dir.Join("log"), {});
+  rtc::LogMessage::AddLogToStream(&sink, rtc::LS_INFO);
+  rtc::LogMessage("f.cc", 3, rtc::LS_INFO).stream() << "text";
+  rtc::LogMessage::RemoveLogToStream(&sink);
+  EXPECT_TRUE(sink.Flush());
+  EXPECT_EQ(ReadFile(dir.Join("log")), "[I] (f.cc:3): text\n");
+}
+
+TEST(FileLogSink, SinkIdIsTheOptions) {
+  const TempDir dir;
+  FileLogSinkOptions options;
+  options.sink_id = 9;
+  EXPECT_EQ(FileLogSink(dir.Join("log"), options).sink_id(), 9);
+}
+
+TEST(FileLogSink, FlushWritesAtOnce) {
+  const TempDir dir;
+  FileLogSink sink(dir.Join("log"), {});
+  sink.OnLogLine("one\n");
+  EXPECT_TRUE(sink.Flush());
+  EXPECT_EQ(ReadFile(dir.Join("log")), "one\n");
+  EXPECT_TRUE(sink.Flush()) << "nothing to write";
+}
+
+TEST(FileLogSink, FullBufferIsWrittenInWholeLines) {
+  const TempDir dir;
+  FileLogSinkOptions options;
+  options.buffer_bytes = 10;
+  FileLogSink sink(dir.Join("log"), options);
+  sink.OnLogLine("1234\n");
+  sink.OnLogLine("5678\n");
+  EXPECT_EQ(ReadFile(dir.Join("log")), "");
+  sink.OnLogLine("9\n");
+  EXPECT_EQ(ReadFile(dir.Join("log")), "1234\n5678\n");
+  sink.OnLogLine("longer than the buffer\n");
+  EXPECT_EQ(ReadFile(dir.Join("log")), "1234\n5678\n9\nlonger than the buffer\n");
+}
+
+TEST(FileLogSink, WithoutABufferEveryLineIsWritten) {
+  const TempDir dir;
+  FileLogSink sink(dir.Join("log"), Unbuffered());
+  sink.OnLogLine("one\n");
+  EXPECT_EQ(ReadFile(dir.Join("log")), "one\n");
+}
+
+TEST(FileLogSink, ExistingFileIsContinuedOnANewLine) {
+  const TempDir dir;
+  oru_test::WriteFile(dir.Join("log"), "old\ncut");
+  {
+    FileLogSink sink(dir.Join("log"), {});
+    sink.OnLogLine("new\n");
+  }
+  EXPECT_EQ(ReadFile(dir.Join("log")), "old\ncut\nnew\n");
+}
+
+TEST(FileLogSink, UnopenableFileDropsAndCountsUntilItCanBeOpened) {
+  const TempDir dir;
+  FileLogSink sink(dir.Join("missing/log"), Unbuffered());
+  EXPECT_FALSE(sink.is_open());
+  sink.OnLogLine("lost\n");
+  sink.OnLogLine("lost too\n");
+  EXPECT_EQ(sink.dropped_lines(), 2u);
+  oru_test::MakeDirs(dir.Join("missing"));
+  sink.OnLogLine("kept\n");
+  EXPECT_TRUE(sink.is_open());
+  EXPECT_EQ(sink.dropped_lines(), 2u);
+  EXPECT_EQ(ReadFile(dir.Join("missing/log")), "kept\n");
+}
+
+TEST(FileLogSink, ClosedDescriptorIsOpenedAnew) {
+  const TempDir dir;
+  FileLogSink sink(dir.Join("log"), Unbuffered());
+  sink.OnLogLine("one\n");
+  close(DescriptorOf(dir.Join("log")));
+  sink.OnLogLine("two\n");
+  EXPECT_EQ(ReadFile(dir.Join("log")), "one\ntwo\n");
+}
+
+TEST(FileLogSink, DescriptorTakenByAnotherFileIsLeftAlone) {
+  const TempDir dir;
+  FileLogSink sink(dir.Join("log"), Unbuffered());
+  sink.OnLogLine("one\n");
+  const int fd = DescriptorOf(dir.Join("log"));
+  ASSERT_GE(fd, 0);
+  const int other = open(dir.Join("other").c_str(), O_RDWR | O_CREAT, 0600);
+  ASSERT_EQ(dup2(other, fd), fd);
+  sink.OnLogLine("two\n");
+  EXPECT_EQ(ReadFile(dir.Join("other")), "");
+  EXPECT_EQ(ReadFile(dir.Join("log")), "one\ntwo\n");
+  EXPECT_NE(fcntl(fd, F_GETFD), -1) << "closed what was not its own";
+  close(fd);
+  close(other);
+}
+
+TEST(FileLogSink, FullDiskLeavesWholeLinesAndCountsTheRest) {
+  const TempDir dir;
+  const std::string path = dir.Join("log");
+  const oru_test::ChildResult child = RunInFork([&] {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {10, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    FileLogSink sink(path, {});
+    sink.OnLogLine("1234\n");
+    sink.OnLogLine("56789\n");
+    sink.OnLogLine("0\n");
+    errno = 77;
+    if (sink.Flush() || errno != 77 || sink.dropped_lines() != 2) {
+      return 1;
+    }
+    if (ReadFile(path) != "1234\n") {
+      return 2;
+    }
+    const rlimit room = {1000, RLIM_INFINITY};
+    setrlimit(RLIMIT_FSIZE, &room);
+    sink.OnLogLine("later\n");
+    return sink.Flush() ? 0 : 3;
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.err;
+  EXPECT_EQ(ReadFile(path), "1234\nlater\n");
+}
+
+TEST(FileLogSink, DeviceThatTakesNothingIsSurvived) {
+  FileLogSink sink("/dev/full", Unbuffered());
+  sink.OnLogLine("x\n");
+  EXPECT_EQ(sink.dropped_lines(), 1u);
+}
+
+TEST(FileLogSink, KilledProcessLeavesWholeLines) {
+  const TempDir dir;
+  const oru_test::ChildResult child = RunInFork([&] {
+    FileLogSink sink(dir.Join("log"), {});
+    for (int i = 0; i < 10000; ++i) {
+      sink.OnLogLine("line number " + std::to_string(i) + "\n");
+    }
+    raise(SIGKILL);
+    return 0;
+  });
+  EXPECT_EQ(child.signal, SIGKILL);
+  const std::string text = ReadFile(dir.Join("log"));
+  ASSERT_FALSE(text.empty());
+  EXPECT_EQ(text.back(), '\n');
+}
+
+TEST(FileLogSink, ForkedChildDoesNotWriteItsParentsLines) {
+  const TempDir dir;
+  FileLogSink sink(dir.Join("log"), {});
+  sink.OnLogLine("parent\n");
+  const oru_test::ChildResult child = RunInFork([&] {
+    sink.OnLogLine("child\n");
+    return sink.Flush() ? 0 : 1;
+  });
+  EXPECT_EQ(child.exit_code, 0);
+  EXPECT_EQ(ReadFile(dir.Join("log")), "child\n");
+  sink.Flush();
+  EXPECT_EQ(ReadFile(dir.Join("log")), "child\nparent\n");
+}
+
+TEST(FileLogSink, FullFileBecomesABackup) {
+  const TempDir dir;
+  FileLogSinkOptions options = Unbuffered();
+  options.max_file_bytes = 10;
+  options.max_backups = 2;
+  FileLogSink sink(dir.Join("log"), options);
+  for (const char* line : {"1234\n", "5678\n", "abcd\n", "efgh\n", "much longer line\n", "z\n"}) {
+    sink.OnLogLine(line);
+  }
+  EXPECT_EQ(ReadFile(dir.Join("log")), "z\n");
+  EXPECT_EQ(ReadFile(dir.Join("log.1")), "much longer line\n");
+  EXPECT_EQ(ReadFile(dir.Join("log.2")), "abcd\nefgh\n");
+  EXPECT_EQ(oru_test::ListDir(dir.path()).size(), 3u);
+  EXPECT_EQ(sink.dropped_lines(), 0u);
+}
+
+TEST(FileLogSink, FullFileIsRemovedWhenNoBackupsAreKept) {
+  const TempDir dir;
+  FileLogSinkOptions options = Unbuffered();
+  options.max_file_bytes = 10;
+  options.max_backups = 0;
+  FileLogSink sink(dir.Join("log"), options);
+  for (const char* line : {"1234\n", "5678\n", "abcd\n"}) {
+    sink.OnLogLine(line);
+  }
+  EXPECT_EQ(ReadFile(dir.Join("log")), "abcd\n");
+  EXPECT_EQ(oru_test::ListDir(dir.path()).size(), 1u);
+}
+
+TEST(FileLogSinkInThreads, FlushesBetweenLinesLoseNothing) {
+  const TempDir dir;
+  constexpr int kLines = 2000;
+  FileLogSink sink(dir.Join("log"), {});
+  rtc::LogMessage::AddLogToStream(&sink, rtc::LS_INFO);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([] {
+      for (int i = 0; i < kLines; ++i) {
+        rtc::LogMessage(nullptr, 0, rtc::LS_INFO).stream() << "x" << i;
+      }
+    });
+  }
+  for (int i = 0; i < 100; ++i) {
+    EXPECT_TRUE(sink.Flush());
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  rtc::LogMessage::RemoveLogToStream(&sink);
+  sink.Flush();
+  const std::vector<std::string> lines = oru_test::SplitLines(ReadFile(dir.Join("log")));
+  EXPECT_EQ(lines.size(), 4u * kLines);
+  for (const std::string& line : lines) {
+    EXPECT_EQ(line.substr(0, 5), "[I] x");
+  }
+}
+
+}  // namespace
