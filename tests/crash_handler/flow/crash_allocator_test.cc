@@ -1,0 +1,50 @@
+// Crashes around the allocator's lock and failed allocations, which a sanitizer's own allocator and
+// `operator new` do not have.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include "tests/crash_handler/flow/crash_scenario_test.h"
+
+namespace {
+
+using oru_test::ChildResult;
+using oru_test::kRealDeadlineMs;
+using oru_test::kRefused;
+using CrashAllocatorTest = oru_test::CrashScenarioTest;
+
+TEST_F(CrashAllocatorTest, FaultWhileHoldingTheAllocatorEndsByTheOriginalSignal) {
+  const ChildResult result = Run("FaultHoldingTheAllocator");
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+}
+
+TEST_F(CrashAllocatorTest, FaultWhileAFrozenThreadHoldsTheAllocatorEndsByTheOriginalSignal) {
+  const ChildResult result = Run("FaultWhileAnotherHoldsTheAllocator");
+  EXPECT_EQ(result.signal, SIGFPE) << result.Ending();
+}
+
+TEST_F(CrashAllocatorTest, RefusedFailedAllocationGetsItsExceptionAfterABoundedLog) {
+  const ChildResult result = Run("FailedAllocationAfterSurvivedSignal", kRealDeadlineMs);
+  EXPECT_EQ(result.exit_code, 0) << result.Ending();
+  EXPECT_LE(Count(result, "2 DarwinCrashHandler::already had crash hanppend"), 12);
+  ExpectOneWholeReport();
+}
+
+TEST_F(CrashAllocatorTest, ThrowingPredecessorOfTheNewHandlerIsKept) {
+  const ChildResult result = Run("FailedAllocationWithThrowingPredecessor", kRealDeadlineMs);
+  EXPECT_EQ(result.exit_code, 0) << result.Ending();
+  ExpectOneWholeReport();
+}
+
+TEST_F(CrashAllocatorTest, FaultAfterAFailedAllocationEndsByThatSignal) {
+  const ChildResult result = Run("FaultAfterFailedAllocation");
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+  EXPECT_EQ(Count(result, kRefused), 1);
+}
+
+TEST_F(CrashAllocatorTest, FaultOnAnotherThreadAfterAFailedAllocationEndsByThatSignal) {
+  const ChildResult result = Run("FaultOnAnotherThreadAfterFailedAllocation");
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+  EXPECT_EQ(Count(result, kRefused), 1);
+}
+
+}  // namespace
