@@ -16,8 +16,9 @@ struct HiddenString {
   char* original;
 };
 
-// Constant-initialised: the list is filled before any constructor runs.
-HiddenString* sHidden = nullptr;
+// Constant-initialised: the list is filled before any constructor runs. Volatile, or the compiler
+// takes it for empty in one.
+HiddenString* volatile sHidden = nullptr;
 
 void HideOne(char* text) {
   if (IsUtf8(text)) return;
