@@ -3,15 +3,14 @@
 //
 // - The text is written as UTF-8 whatever the locale.
 // - No autorelease pool is needed around it.
-// - The user's defaults are not consulted. GNUstep's reads them at the first line: a fifth of the
+// - The user's defaults are not consulted. GNUstep's reads them at the first line: a sixth of the
 //   time of a whole run, and it takes this program's arguments for defaults, so that
 //   "-GSLogSyslog YES" would take the lines away from standard error.
 //
-// A line goes out in one write; what standard error does not take goes to the system log. A reader
-// of standard error that has gone away does not end the process: the upload matters more.
+// A line goes out in one write; what standard error does not take goes to the system log: a
+// reader that has gone does not end the process, as GNUstep ignores SIGPIPE.
 #import <Foundation/Foundation.h>
 #include <poll.h>
-#include <signal.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
 #include <syslog.h>
@@ -40,38 +39,12 @@ std::string LinePrefix() {
   return std::string(date) + milliseconds + ReadableText(program_invocation_short_name) + numbers;
 }
 
-// Keeps a write to a pipe without a reader from raising SIGPIPE on this thread.
-class ScopedPipeSignalBlock {
- public:
-  ScopedPipeSignalBlock() {
-    sigemptyset(&pipe_);
-    sigaddset(&pipe_, SIGPIPE);
-    pthread_sigmask(SIG_BLOCK, &pipe_, &before_);
-  }
-  // One that was pending before is left to its owner: then the signal was blocked anyway.
-  ~ScopedPipeSignalBlock() {
-    const timespec now{};
-    if (failed_ && sigismember(&before_, SIGPIPE) == 0) sigtimedwait(&pipe_, nullptr, &now);
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
-  ScopedPipeSignalBlock(const ScopedPipeSignalBlock &) = delete;
-  ScopedPipeSignalBlock &operator=(const ScopedPipeSignalBlock &) = delete;
-
-  void NoteFailure() { failed_ = true; }
-
- private:
-  sigset_t pipe_;
-  sigset_t before_;
-  bool failed_ = false;
-};
-
 void WaitUntilWritable(int fd) {
   pollfd waited{fd, POLLOUT, 0};
   poll(&waited, 1, -1);
 }
 
 bool WriteAll(const std::string &line) {
-  ScopedPipeSignalBlock block;
   size_t done = 0;
   while (done < line.size()) {
     const ssize_t put = write(STDERR_FILENO, line.data() + done, line.size() - done);
@@ -80,7 +53,6 @@ bool WriteAll(const std::string &line) {
     } else if (errno == EAGAIN) {
       WaitUntilWritable(STDERR_FILENO);
     } else if (errno != EINTR) {
-      if (errno == EPIPE) block.NoteFailure();
       return false;
     }
   }
