@@ -143,11 +143,14 @@ extern "C" __attribute__((noinline)) void CompareWithBacktrace() {
   const int expected_count = backtrace(expected, 64);
   const std::vector<NamedChain> chains = ChainsOf({CurrentThreadNumber()});
   const CallChain& chain = chains[0].chain;
-  // Ours begins with frames of the capture; the caller's address is the common point.
+  // Each begins with frames of its own means; this function's caller is the first common point.
+  const auto caller = reinterpret_cast<uintptr_t>(__builtin_return_address(0));
   size_t at = 0;
-  while (at < chain.length && chain.entries[at] != reinterpret_cast<uintptr_t>(expected[1])) ++at;
+  while (at < chain.length && chain.entries[at] != caller) ++at;
+  int same = 0;
+  while (same < expected_count && reinterpret_cast<uintptr_t>(expected[same]) != caller) ++same;
   ASSERT_LT(at, chain.length);
-  int same = 1;
+  ASSERT_LT(same, expected_count);
   for (; at < chain.length && same < expected_count; ++at, ++same) {
     EXPECT_EQ(chain.entries[at], reinterpret_cast<uintptr_t>(expected[same])) << same;
   }

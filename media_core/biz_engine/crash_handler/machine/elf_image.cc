@@ -168,7 +168,8 @@ bool ReadElfBuildId(const ByteSource& source, uint64_t position, uint64_t size, 
       char owner[sizeof("GNU")];
       if (!source.Read(position + name, owner, sizeof(owner))) return false;
       if (memcmp(owner, "GNU", sizeof(owner)) == 0) {
-        if (note.n_descsz == 0 || note.n_descsz > kMaxBuildIdSize || next > size + 3) return false;
+        if (note.n_descsz == 0 || note.n_descsz > kMaxBuildIdSize) return false;
+        if (content + note.n_descsz > size) return false;
         if (!source.Read(position + content, id->bytes, note.n_descsz)) return false;
         id->size = note.n_descsz;
         return true;
