@@ -137,6 +137,26 @@ TEST(CallChainTest, TwoHundredBlockedThreadsEachShowTheFunctionTheyWaitIn) {
   for (std::thread& thread : threads) thread.join();
 }
 
+// Not among the tests for the thread sanitizer, which holds signals back while a thread reads.
+TEST(CallChainTest, ASleepingReadIsNotInterrupted) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  std::atomic<ThreadNumber> number{0};
+  ssize_t got = -1;
+  std::thread reader([&] {
+    number = CurrentThreadNumber();
+    char byte;
+    got = read(ends[0], &byte, 1);
+  });
+  while (number == 0) std::this_thread::yield();
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(ChainsOf({number})[0].chain.status, ChainStatus::kComplete);
+  }
+  ASSERT_EQ(write(ends[1], "x", 1), 1);
+  reader.join();
+  EXPECT_EQ(got, 1);
+}
+
 // The frames that the system's own backtrace finds, from this function's caller on.
 extern "C" __attribute__((noinline)) void CompareWithBacktrace() {
   void* expected[64];

@@ -110,6 +110,8 @@ TEST(ThreadListTest, HoldsMoreThreadsThanOneReadOfTheSystemGives) {
 }
 
 TEST(ThreadListTest, CanBeReadAgain) {
+  // The first thread of a process may bring another one of a checking build's own.
+  const WaitingThreads first(1);
   ThreadList list;
   ASSERT_TRUE(list.Read());
   const size_t before = list.size();
@@ -234,23 +236,6 @@ TEST(CaptureTest, ASignalThatTheHostUsesIsLeftAlone) {
   const WaitingThreads threads(4);
   EXPECT_EQ(CountKnown(threads.numbers()), 4U);
   EXPECT_EQ(sHostSignals, 0);
-}
-
-TEST(CaptureTest, ASleepingReadIsNotInterrupted) {
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
-  std::atomic<ThreadNumber> number{0};
-  ssize_t got = -1;
-  std::thread reader([&] {
-    number = CurrentThreadNumber();
-    char byte;
-    got = read(ends[0], &byte, 1);
-  });
-  while (number == 0) std::this_thread::yield();
-  for (int i = 0; i < 20; ++i) EXPECT_EQ(CountKnown({number}), 1U);
-  ASSERT_EQ(write(ends[1], "x", 1), 1);
-  reader.join();
-  EXPECT_EQ(got, 1);
 }
 
 TEST(CaptureTest, TwoCapturesAtATimeFollowOneAnother) {
