@@ -1,12 +1,15 @@
 #include "utils/string_utils.h"
 
-#include <algorithm>
-#include <cstring>
+#include <utility>
 
 #include "media_core/biz_engine/crash_handler/tools/shared_text.h"
+#include "media_core/common/webrtc/rtc_base/string_pieces.h"
 
 namespace tessik {
 namespace utils {
+
+using rtc::string_encode_internal::CountOf;
+using rtc::string_encode_internal::ForEachPiece;
 
 std::vector<std::string> splitString(const std::string& text, const std::string& delims,
                                      bool keep_delims) {
@@ -15,14 +18,11 @@ std::vector<std::string> splitString(const std::string& text, const std::string&
 
 std::vector<std::string> splitString(const std::string& text, char delimiter) {
   std::vector<std::string> pieces;
-  pieces.reserve(static_cast<size_t>(std::count(text.begin(), text.end(), delimiter)) + 1);
-  size_t begin = 0;
-  for (size_t cut = text.find(delimiter); cut != std::string::npos;
-       cut = text.find(delimiter, begin)) {
-    if (cut != begin) pieces.emplace_back(text, begin, cut - begin);
-    begin = cut + 1;
-  }
-  pieces.emplace_back(text, begin, std::string::npos);
+  pieces.reserve(CountOf(text.data(), text.size(), delimiter) + 1);
+  const char* const end = text.data() + text.size();
+  ForEachPiece(text.data(), text.size(), delimiter, [&](const char* from, const char* to) {
+    if (from != to || to == end) pieces.emplace_back(from, to);
+  });
   return pieces;
 }
 

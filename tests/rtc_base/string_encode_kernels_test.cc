@@ -6,6 +6,7 @@
 #include <cstring>
 #include <random>
 #include <string>
+#include <vector>
 
 #include "tests/support/guarded_buffer.h"
 
@@ -107,6 +108,20 @@ TEST_P(Kernels, CopyOrdinary) {
         ASSERT_EQ(expected.Text(run), actual.Text(run));
         ASSERT_TRUE(actual.Intact());
       }
+    }
+  }
+}
+
+TEST_P(Kernels, FindAll) {
+  std::mt19937 random(6);
+  for (const unsigned rarity : {1U, 4U, 40U, 1000000U}) {
+    for (size_t length = 0; length < 300; ++length) {
+      const std::string source = Source(&random, length, ",", rarity);
+      std::vector<uint16_t> expected(length + 1, 0xA5A5);
+      std::vector<uint16_t> actual(length + 1, 0xA5A5);
+      const size_t found = kPlainKernels.find_all(expected.data(), source.data(), length, ',');
+      ASSERT_EQ(found, GetParam()->find_all(actual.data(), source.data(), length, ','));
+      ASSERT_EQ(expected, actual);
     }
   }
 }

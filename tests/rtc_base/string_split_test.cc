@@ -121,6 +121,19 @@ TEST(TokenizeFirst, MayConsumeItsOwnSource) {
   EXPECT_EQ("c", rest);
 }
 
+TEST(Split, PiecesAcrossStretchesOfTheSearch) {
+  for (const size_t length : {1022U, 1023U, 1024U, 1025U, 2048U, 5000U}) {
+    const std::string piece(length, 'x');
+    Fields fields;
+    EXPECT_EQ(3U, rtc::split(piece + "," + piece + ",", ',', &fields));
+    EXPECT_EQ((Fields{piece, piece, ""}), fields);
+    const std::string delimiters(length, ',');
+    EXPECT_EQ(length + 1, rtc::split(delimiters, ',', &fields));
+    EXPECT_EQ(Fields(length + 1), fields);
+    EXPECT_EQ(0U, rtc::tokenize(delimiters, ',', &fields));
+  }
+}
+
 TEST(SplitRandom, AgreesWithTheReference) {
   std::mt19937 random(31);
   const std::string alphabet = "ab,[]";

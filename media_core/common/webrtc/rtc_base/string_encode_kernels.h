@@ -4,6 +4,7 @@
 #define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_STRING_ENCODE_KERNELS_H_
 
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 namespace rtc {
@@ -30,6 +31,9 @@ struct EncodeKernels {
   // Copies the bytes before the first that has an entity, and with `stop_at_high` before the first
   // of 0x80 or above; returns their number. May write anything behind them, inside `n` bytes.
   size_t (*copy_ordinary)(char* out, const char* in, size_t n, bool stop_at_high);
+  // Writes the positions of `ch` in ascending order, up to `n` of them; returns their number. `n`
+  // is at most 65536.
+  size_t (*find_all)(uint16_t* out, const char* in, size_t n, char ch);
 };
 
 extern const EncodeKernels kPlainKernels;

@@ -75,10 +75,18 @@ size_t CopyOrdinary(char* out, const char* in, size_t n, bool stop_at_high) {
   return i;
 }
 
+size_t FindAll(uint16_t* out, const char* in, size_t n, char ch) {
+  size_t found = 0;
+  for (size_t i = 0; i < n; ++i) {
+    if (in[i] == ch) out[found++] = static_cast<uint16_t>(i);
+  }
+  return found;
+}
+
 }  // namespace
 
-const EncodeKernels kPlainKernels = {"plain",   HexEncode, HexDecode,
-                                     UrlEncode, UrlDecode, CopyOrdinary};
+const EncodeKernels kPlainKernels = {"plain",   HexEncode,    HexDecode, UrlEncode,
+                                     UrlDecode, CopyOrdinary, FindAll};
 
 }  // namespace string_encode_internal
 }  // namespace rtc

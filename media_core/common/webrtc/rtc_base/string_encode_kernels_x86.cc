@@ -340,12 +340,42 @@ size_t CopyOrdinarySse2(char* out, const char* in, size_t n, bool stop_at_high) 
   return i + kPlainKernels.copy_ordinary(out + i, in + i, n - i, stop_at_high);
 }
 
+// ---- Positions ----
+
+// Bits of the bytes that are `wanted` among the 64 from `from`.
+uint64_t MatchMask(const char* from, __m128i wanted) {
+  uint64_t mask = 0;
+  for (unsigned k = 0; k < 4; ++k) {
+    const uint64_t part = MaskOf(_mm_cmpeq_epi8(Load(from + k * kBlock), wanted));
+    mask |= part << (k * kBlock);
+  }
+  return mask;
+}
+
+size_t FindAllSse2(uint16_t* out, const char* in, size_t n, char ch) {
+  const __m128i wanted = _mm_set1_epi8(ch);
+  size_t found = 0;
+  size_t i = 0;
+  for (; i + 64 <= n; i += 64) {
+    for (uint64_t mask = MatchMask(in + i, wanted); mask != 0; mask &= mask - 1) {
+      const auto place = static_cast<size_t>(__builtin_ctzll(mask));
+      out[found++] = static_cast<uint16_t>(i + place);
+    }
+  }
+  for (; i < n; ++i) {
+    if (in[i] == ch) out[found++] = static_cast<uint16_t>(i);
+  }
+  return found;
+}
+
 // ---- Choice ----
 
 constexpr EncodeKernels kSsse3Kernels = {"ssse3",        HexEncodeSsse3, HexDecodeSsse3,
-                                         UrlEncodeSsse3, UrlDecodeSsse3, CopyOrdinarySse2};
+                                         UrlEncodeSsse3, UrlDecodeSsse3, CopyOrdinarySse2,
+                                         FindAllSse2};
 constexpr EncodeKernels kAvx2Kernels = {"avx2",         HexEncodeAvx2,  HexDecodeAvx2,
-                                        UrlEncodeSsse3, UrlDecodeSsse3, CopyOrdinarySse2};
+                                        UrlEncodeSsse3, UrlDecodeSsse3, CopyOrdinarySse2,
+                                        FindAllSse2};
 
 bool HasSsse3() {
   __builtin_cpu_init();

@@ -1,45 +1,58 @@
-#include <algorithm>
-#include <cstring>
 #include <utility>
 
 #include "media_core/common/webrtc/rtc_base/string_encode.h"
+#include "media_core/common/webrtc/rtc_base/string_pieces.h"
 
 namespace rtc {
+
+using string_encode_internal::CountOf;
+using string_encode_internal::ForEachPiece;
 
 namespace {
 
 using Fields = std::vector<std::string>;
 
-// Calls `piece(begin, end)` for every piece between delimiters, empty ones included.
-template <typename Piece>
-void ForEachPiece(const char* begin, const char* end, char delimiter, Piece piece) {
-  while (true) {
-    const auto* cut = static_cast<const char*>(
-        begin == end ? nullptr : std::memchr(begin, delimiter, static_cast<size_t>(end - begin)));
-    if (cut == nullptr) break;
-    piece(begin, cut);
-    begin = cut + 1;
-  }
-  piece(begin, end);
-}
+// Fills `fields` from its start. Strings that stand there already are assigned to: cutting into the
+// same list again and again then allocates nothing.
+class FieldWriter {
+ public:
+  explicit FieldWriter(Fields* fields) : fields_(fields) {}
 
-void AppendTokens(const char* begin, const char* end, char delimiter, Fields* fields) {
-  ForEachPiece(begin, end, delimiter, [fields](const char* from, const char* to) {
-    if (from != to) fields->emplace_back(from, to);
-  });
+  void Add(const char* from, const char* to) {
+    if (used_ < fields_->size()) {
+      (*fields_)[used_].assign(from, static_cast<size_t>(to - from));
+    } else {
+      fields_->emplace_back(from, to);
+    }
+    ++used_;
+  }
+  // Drops what was there before and was not filled; returns the number of fields.
+  size_t Finish() {
+    fields_->resize(used_);
+    return used_;
+  }
+
+ private:
+  Fields* fields_;
+  size_t used_ = 0;
+};
+
+void AddTokens(const char* begin, const char* end, char delimiter, FieldWriter* writer) {
+  ForEachPiece(begin, static_cast<size_t>(end - begin), delimiter,
+               [writer](const char* from, const char* to) {
+                 if (from != to) writer->Add(from, to);
+               });
 }
 
 }  // namespace
 
 size_t split(const std::string& source, char delimiter, Fields* fields) {
   if (fields == nullptr) return 0;
-  fields->clear();
-  const char* const begin = source.data();
-  const char* const end = begin + source.size();
-  fields->reserve(static_cast<size_t>(std::count(begin, end, delimiter)) + 1);
-  ForEachPiece(begin, end, delimiter,
-               [fields](const char* from, const char* to) { fields->emplace_back(from, to); });
-  return fields->size();
+  fields->reserve(CountOf(source.data(), source.size(), delimiter) + 1);
+  FieldWriter writer(fields);
+  ForEachPiece(source.data(), source.size(), delimiter,
+               [&writer](const char* from, const char* to) { writer.Add(from, to); });
+  return writer.Finish();
 }
 
 size_t tokenize_with_empty_tokens(const std::string& source, char delimiter, Fields* fields) {
@@ -48,21 +61,24 @@ size_t tokenize_with_empty_tokens(const std::string& source, char delimiter, Fie
 
 size_t tokenize(const std::string& source, char delimiter, Fields* fields) {
   if (fields == nullptr) return 0;
-  fields->clear();
-  return tokenize_append(source, delimiter, fields);
+  FieldWriter writer(fields);
+  AddTokens(source.data(), source.data() + source.size(), delimiter, &writer);
+  return writer.Finish();
 }
 
 size_t tokenize_append(const std::string& source, char delimiter, Fields* fields) {
   if (fields == nullptr) return 0;
   const size_t before = fields->size();
-  AppendTokens(source.data(), source.data() + source.size(), delimiter, fields);
+  ForEachPiece(source.data(), source.size(), delimiter, [fields](const char* from, const char* to) {
+    if (from != to) fields->emplace_back(from, to);
+  });
   return fields->size() - before;
 }
 
 size_t tokenize(const std::string& source, char delimiter, char start_mark, char end_mark,
                 Fields* fields) {
   if (fields == nullptr) return 0;
-  fields->clear();
+  FieldWriter writer(fields);
   const char* const data = source.data();
   size_t begin = 0;
   while (true) {
@@ -70,12 +86,12 @@ size_t tokenize(const std::string& source, char delimiter, char start_mark, char
     if (start == std::string::npos) break;
     const size_t end = source.find(end_mark, start + 1);
     if (end == std::string::npos) break;
-    if (start > begin) AppendTokens(data + begin, data + start - 1, delimiter, fields);
-    fields->emplace_back(data + start + 1, data + end);
+    if (start > begin) AddTokens(data + begin, data + start - 1, delimiter, &writer);
+    writer.Add(data + start + 1, data + end);
     begin = end + 1;
   }
-  AppendTokens(data + begin, data + source.size(), delimiter, fields);
-  return fields->size();
+  AddTokens(data + begin, data + source.size(), delimiter, &writer);
+  return writer.Finish();
 }
 
 bool tokenize_first(const std::string& source, char delimiter, std::string* token,
