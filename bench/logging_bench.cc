@@ -1,0 +1,182 @@
+// A log line beside two other loggers: to a callback, to a buffered file, and not at all. Every
+// side writes the same things: time, thread id, severity, source file and line, and a text with a
+// number. The names are SUBJECT/SIDE; the first side of a subject is this project's.
+#include <benchmark/benchmark.h>
+// Both of these define macros of common names; glog's are the ones used.
+#include <glog/logging.h>
+#include <spdlog/sinks/base_sink.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/spdlog.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include "media_core/common/webrtc/rtc_base/event.h"
+#include "media_core/common/webrtc/rtc_base/file_log_sink.h"
+#include "media_core/common/webrtc/rtc_base/logging.h"
+
+namespace {
+
+// The C library takes shortcuts while a process has one thread: this one keeps them away.
+class SecondThread {
+ public:
+  SecondThread() : thread_([this] { quit_.Wait(rtc::Event::kForever); }) {}
+  ~SecondThread() {
+    quit_.Set();
+    thread_.join();
+  }
+
+ private:
+  rtc::Event quit_{true, false};
+  std::thread thread_;
+};
+
+// What each callback does with a line.
+std::atomic<size_t> sBytes{0};
+void Take(size_t size) { sBytes.fetch_add(size, std::memory_order_relaxed); }
+
+std::string TempFile(const char* name) {
+  return "/tmp/oru_bench_" + std::to_string(getpid()) + "_" + name;
+}
+
+class CallbackSink : public rtc::LogSink {
+ public:
+  void OnLogLine(const std::string& line) override { Take(line.size()); }
+};
+
+class SpdlogCallbackSink : public spdlog::sinks::base_sink<std::mutex> {
+ protected:
+  void sink_it_(const spdlog::details::log_msg& message) override {
+    spdlog::memory_buf_t text;
+    formatter_->format(message, text);
+    Take(text.size());
+  }
+  void flush_() override {}
+};
+
+constexpr char kSpdlogPattern[] = "[%H:%M:%S.%e] [%P:%t] [%L] (%s:%#): %v";
+
+class GlogCallbackSink : public google::LogSink {
+ public:
+  void send(google::LogSeverity severity, const char* /*full*/, const char* base, int line,
+            const google::LogMessageTime& time, const char* text, size_t size) override {
+    Take(ToString(severity, base, line, time, text, size).size());
+  }
+};
+
+void OwnLines(benchmark::State& state, rtc::LogSink* sink) {
+  if (state.thread_index() == 0) {
+    rtc::LogMessage::LogTimestamps(true);
+    rtc::LogMessage::LogThreads(true);
+    rtc::LogMessage::AddLogToStream(sink, rtc::LS_INFO);
+  }
+  int i = 0;
+  for (auto _ : state) {
+    ORU_LOG(LS_INFO) << "Frame " << ++i << " of the stream was decoded";
+  }
+  if (state.thread_index() == 0) {
+    rtc::LogMessage::RemoveLogToStream(sink);
+  }
+}
+
+void SpdlogLines(benchmark::State& state, spdlog::logger* logger) {
+  int i = 0;
+  for (auto _ : state) {
+    SPDLOG_LOGGER_INFO(logger, "Frame {} of the stream was decoded", ++i);
+  }
+}
+
+void BM_CallbackLine_Own(benchmark::State& state) {
+  static CallbackSink sink;
+  OwnLines(state, &sink);
+}
+
+void BM_CallbackLine_Spdlog(benchmark::State& state) {
+  static spdlog::logger* const logger = [] {
+    auto* const made = new spdlog::logger("callback", std::make_shared<SpdlogCallbackSink>());
+    made->set_pattern(kSpdlogPattern);
+    return made;
+  }();
+  SpdlogLines(state, logger);
+}
+
+void BM_CallbackLine_Glog(benchmark::State& state) {
+  static GlogCallbackSink sink;
+  int i = 0;
+  for (auto _ : state) {
+    LOG_TO_SINK_BUT_NOT_TO_LOGFILE(&sink, INFO) << "Frame " << ++i << " of the stream was decoded";
+  }
+}
+
+void BM_FileLine_Own(benchmark::State& state) {
+  const std::string path = TempFile("own");
+  {
+    rtc::FileLogSink sink(path, {});
+    OwnLines(state, &sink);
+  }
+  unlink(path.c_str());
+}
+
+void BM_FileLine_Spdlog(benchmark::State& state) {
+  const std::string path = TempFile("spdlog");
+  {
+    spdlog::logger logger("file", std::make_shared<spdlog::sinks::basic_file_sink_mt>(path, true));
+    logger.set_pattern(kSpdlogPattern);
+    SpdlogLines(state, &logger);
+  }
+  unlink(path.c_str());
+}
+
+void BM_DisabledLevel_Own(benchmark::State& state) {
+  int i = 0;
+  for (auto _ : state) {
+    ORU_LOG(LS_INFO) << "Frame " << i;
+    benchmark::DoNotOptimize(++i);
+  }
+}
+
+void BM_DisabledLevel_GlogVlog(benchmark::State& state) {
+  int i = 0;
+  for (auto _ : state) {
+    VLOG(2) << "Frame " << i;
+    benchmark::DoNotOptimize(++i);
+  }
+}
+
+void BM_DisabledLevel_Spdlog(benchmark::State& state) {
+  static spdlog::logger logger("disabled", std::make_shared<SpdlogCallbackSink>());
+  logger.set_level(spdlog::level::err);
+  int i = 0;
+  for (auto _ : state) {
+    SPDLOG_LOGGER_INFO(&logger, "Frame {}", i);
+    benchmark::DoNotOptimize(++i);
+  }
+}
+
+BENCHMARK(BM_CallbackLine_Own)->Name("CallbackLine/own")->Threads(1)->Threads(4)->UseRealTime();
+BENCHMARK(BM_CallbackLine_Spdlog)
+    ->Name("CallbackLine/spdlog")
+    ->Threads(1)
+    ->Threads(4)
+    ->UseRealTime();
+BENCHMARK(BM_CallbackLine_Glog)->Name("CallbackLine/glog")->Threads(1)->Threads(4)->UseRealTime();
+BENCHMARK(BM_FileLine_Own)->Name("FileLine/own")->UseRealTime();
+BENCHMARK(BM_FileLine_Spdlog)->Name("FileLine/spdlog")->UseRealTime();
+BENCHMARK(BM_DisabledLevel_Own)->Name("DisabledLevel/own");
+BENCHMARK(BM_DisabledLevel_Spdlog)->Name("DisabledLevel/spdlog");
+BENCHMARK(BM_DisabledLevel_GlogVlog)->Name("DisabledLevel/glog VLOG");
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const SecondThread second_thread;
+  google::InitGoogleLogging(argv[0]);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}

@@ -1,0 +1,124 @@
+// What the built-in tracer costs: an annotation while capturing, and writing the events.
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <string>
+#include <thread>
+
+#include "media_core/common/webrtc/rtc_base/event.h"
+#include "media_core/common/webrtc/rtc_base/event_tracer.h"
+#include "media_core/common/webrtc/rtc_base/trace_event_json.h"
+#include "media_core/common/webrtc/rtc_base/trace_event_queue.h"
+
+namespace {
+
+// The C library takes shortcuts while a process has one thread: this one keeps them away.
+class SecondThread {
+ public:
+  SecondThread() : thread_([this] { quit_.Wait(rtc::Event::kForever); }) {}
+  ~SecondThread() {
+    quit_.Set();
+    thread_.join();
+  }
+
+ private:
+  rtc::Event quit_{true, false};
+  std::thread thread_;
+};
+
+enum class Tracer { kNone, kIdle, kCapturing };
+
+void Begin(const benchmark::State& state, Tracer tracer) {
+  if (state.thread_index() != 0 || tracer == Tracer::kNone) {
+    return;
+  }
+  rtc::tracing::SetupInternalTracer();
+  if (tracer == Tracer::kCapturing) {
+    rtc::tracing::StartInternalCapture("/dev/null");
+  }
+}
+
+void End(const benchmark::State& state, Tracer tracer) {
+  if (state.thread_index() == 0 && tracer != Tracer::kNone) {
+    rtc::tracing::ShutdownInternalTracer();
+  }
+}
+
+void BM_Instant(benchmark::State& state, Tracer tracer) {
+  Begin(state, tracer);
+  for (auto _ : state) {
+    ORU_TRACE_EVENT_INSTANT0("webrtc", "instant");
+  }
+  End(state, tracer);
+}
+
+void BM_InstantWithArg(benchmark::State& state, Tracer tracer) {
+  Begin(state, tracer);
+  int i = 0;
+  for (auto _ : state) {
+    ORU_TRACE_EVENT_INSTANT1("webrtc", "instant", "number", ++i);
+  }
+  End(state, tracer);
+}
+
+void BM_Scope(benchmark::State& state, Tracer tracer) {
+  Begin(state, tracer);
+  for (auto _ : state) {
+    ORU_TRACE_EVENT0("webrtc", "scope");
+  }
+  End(state, tracer);
+}
+
+// From the queue to the file, with a number as argument; per event.
+void BM_Flush(benchmark::State& state) {
+  constexpr int kEvents = 200000;
+  const char* const name = "number";
+  const unsigned char type = webrtc::trace_event_internal::kTypeInt;
+  FILE* const file = fopen("/tmp/oru_bench_trace.json", "w");
+  std::string text;
+  for (auto _ : state) {
+    state.PauseTiming();
+    rtc::tracing::TraceEventQueue queue;
+    for (int i = 0; i < kEvents; ++i) {
+      const unsigned long long value = static_cast<unsigned long long>(i);
+      queue.Append({{"Encoder::Encode", reinterpret_cast<const unsigned char*>("webrtc"),
+                     123456789012ull + value, 0, 4711, 1, 'I'},
+                    &name,
+                    &type,
+                    &value});
+    }
+    rewind(file);
+    state.ResumeTiming();
+    const rtc::tracing::TraceBatch batch = queue.TakeAll();
+    batch.ForEach([&](const rtc::tracing::TraceEvent& event) {
+      rtc::tracing::AppendTraceEventJson(&text, event, false);
+      if (text.size() > 64 * 1024) {
+        fwrite(text.data(), 1, text.size(), file);
+        text.clear();
+      }
+    });
+    queue.Recycle(batch);
+  }
+  fclose(file);
+  unlink("/tmp/oru_bench_trace.json");
+  state.SetItemsProcessed(state.iterations() * kEvents);
+}
+
+BENCHMARK_CAPTURE(BM_Instant, capturing, Tracer::kCapturing)->Threads(1)->Threads(4)->UseRealTime();
+BENCHMARK_CAPTURE(BM_InstantWithArg, capturing, Tracer::kCapturing)->UseRealTime();
+BENCHMARK_CAPTURE(BM_Scope, capturing, Tracer::kCapturing)->Threads(1)->Threads(4)->UseRealTime();
+BENCHMARK_CAPTURE(BM_Instant, no_capture, Tracer::kIdle);
+BENCHMARK_CAPTURE(BM_Instant, no_tracer, Tracer::kNone);
+BENCHMARK_CAPTURE(BM_Scope, no_capture, Tracer::kIdle);
+BENCHMARK_CAPTURE(BM_Scope, no_tracer, Tracer::kNone);
+BENCHMARK(BM_Flush)->UseRealTime();
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const SecondThread second_thread;
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  return 0;
+}
