@@ -13,7 +13,8 @@ constexpr int kMaxAttempts = 3000;
 void CriticalSection::EnterContended() const {
   for (int attempt = 1; attempt < kMaxAttempts; ++attempt) {
     sched_yield();
-    if (TryTakeFree()) {
+    // Looks first: an exchange would take the cache line away from the owner.
+    if (lock_queue_.load(std::memory_order_relaxed) == 0 && TryTakeFree()) {
       return;
     }
   }

