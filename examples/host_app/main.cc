@@ -1,6 +1,5 @@
 // A host application as a user of the SDK writes it: it logs to a file, records a trace, installs
 // crash capture, does some work, and crashes when it is told to.
-#include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -15,8 +14,12 @@
 
 #include "examples/host_app/crash_deeds.h"
 #include "examples/host_app/options.h"
+#include "examples/host_app/recording.h"
 #include "examples/host_app/sample_sdk.h"
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
+#include "media_core/common/webrtc/rtc_base/logging.h"
+#include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
+#include "media_core/common/webrtc/rtc_base/trace_event.h"
 
 namespace host_app {
 namespace {
@@ -61,6 +64,8 @@ void InstallCrashCapture(const Options& options) {
   handler->SetCrashHandlerCallback(OnCrash);
   if (options.show_module_log) handler->SetDebugLogSinkCallback(OnModuleLog);
   handler->InstallCrashHandler();
+  ORU_LOG(LS_INFO) << "Crash capture installed, reports go to "
+                   << (options.dump_dir.empty() ? "the default directory" : options.dump_dir);
 }
 
 // Without a stack of its own the handler of a stack overflow has nowhere to run. Each thread that
@@ -72,14 +77,6 @@ std::unique_ptr<char[]> UseAlternateStack() {
   stack.ss_size = kAlternateStackSize;
   sigaltstack(&stack, nullptr);
   return memory;
-}
-
-void NameThread(const std::string& name) {
-#if defined(__APPLE__)
-  pthread_setname_np(name.c_str());
-#else
-  pthread_setname_np(pthread_self(), name.c_str());
-#endif
 }
 
 // Threads that wait until the end.
@@ -101,7 +98,7 @@ class IdleThreads {
 
  private:
   void Wait(int index) {
-    NameThread("idle-" + std::to_string(index));
+    rtc::SetCurrentThreadName(("idle-" + std::to_string(index)).c_str());
     std::unique_lock<std::mutex> lock(mutex_);
     wake_.wait(lock, [this] { return done_; });
   }
@@ -113,6 +110,8 @@ class IdleThreads {
 };
 
 void Crash(const Options& options) {
+  ORU_TRACE_EVENT0("host_app", "Crash");
+  ORU_LOG(LS_WARNING) << "Crashing on request: " << options.crash;
   if (options.outside_sdk) {
     DoCrashDeed(options.crash, options.crash_threads);
   } else {
@@ -122,16 +121,27 @@ void Crash(const Options& options) {
 
 void CrashOnWorker(const Options& options) {
   std::thread([&options] {
-    NameThread("worker");
+    rtc::SetCurrentThreadName("worker");
     const auto stack = options.alternate_stack ? UseAlternateStack() : nullptr;
     Crash(options);
   }).join();
 }
 
+// What an app does all day.
+void Work() {
+  ORU_TRACE_EVENT0("host_app", "Work");
+  for (int round = 0; round < 3; ++round) {
+    ORU_TRACE_EVENT1("host_app", "Round", "round", round);
+    ORU_LOG(LS_INFO) << "Round " << round;
+  }
+}
+
 int Run(const Options& options) {
+  const Recording recording(options.log_dir.empty() ? DefaultLogDir() : options.log_dir);
   InstallCrashCapture(options);
   const auto stack = options.alternate_stack ? UseAlternateStack() : nullptr;
   const IdleThreads idle(options.idle_threads);
+  Work();
   if (options.crash.empty()) return 0;
   if (options.on_worker) {
     CrashOnWorker(options);
