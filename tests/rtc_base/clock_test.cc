@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <thread>
 #include <vector>
 
@@ -81,6 +82,7 @@ TEST(SimulatedClock, BeforeItsStartCutsTowardZero) {
 TEST(SimulatedClock, IsReadWhileItIsAdvanced) {
   SimulatedClock clock(0);
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 2; ++i) {
     threads.emplace_back([&clock] {
       for (int round = 0; round < 2000; ++round) {
@@ -136,8 +138,9 @@ TEST(RealTimeClock, NtpTimeIsTheWallClocks) {
   const int64_t before = rtc::TimeUTCMicros();
   const NtpTime now = Clock::GetRealTimeClock()->CurrentNtpTime();
   const int64_t after = rtc::TimeUTCMicros();
-  const int64_t micros = (int64_t{now.seconds()} - int64_t{kNtpJan1970}) * 1000000 +
-                         static_cast<int64_t>(now.fractions() / 4294.967296 + 0.5);
+  const double fraction_us = now.fractions() / 4294.967296;
+  const int64_t micros =
+      (int64_t{now.seconds()} - int64_t{kNtpJan1970}) * 1000000 + std::lround(fraction_us);
   EXPECT_LE(before, micros);
   EXPECT_LE(micros, after);
 }

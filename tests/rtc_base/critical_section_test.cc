@@ -192,6 +192,7 @@ TEST(CriticalSection, KeepsThreadsApartUnderContention) {
   int inside = 0;
   bool overlapped = false;
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < kRounds; ++i) {
@@ -216,6 +217,7 @@ TEST(CriticalSection, TryEnterUnderContentionNeverLetsTwoIn) {
   long count = 0;
   std::atomic<long> successes{0};
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&] {
       for (int i = 0; i < 20000; ++i) {
@@ -302,6 +304,7 @@ TEST(GlobalLockPod, UnlockedWhileFreeStaysFree) {
 TEST(GlobalLockPod, KeepsThreadsApart) {
   long count = 0;
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int t = 0; t < 3; ++t) {
     threads.emplace_back([&count] {
       for (int i = 0; i < 5000; ++i) {

@@ -89,6 +89,7 @@ TEST(RWLock, KeepsWritersApartFromEachOtherAndFromReaders) {
   long second = 0;
   std::atomic<int> torn{0};
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 2; ++i) {
     threads.emplace_back([&] {
       for (int round = 0; round < 5000; ++round) {

@@ -47,6 +47,7 @@ TEST(ThreadChecker, DetachedBindsToOneOfManyCallersAtOnce) {
   std::atomic<int> valid{0};
   std::atomic<int> done{0};
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {
       valid += checker.CalledOnValidThread() ? 1 : 0;

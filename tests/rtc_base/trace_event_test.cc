@@ -379,6 +379,7 @@ TEST_F(TraceEventTest, StringsGoByReferenceUnlessCopied) {
 TEST_F(TraceEventTest, ThreadsEmitAtOnce) {
   Install();
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([] {
       for (int i = 0; i < 500; ++i) {
