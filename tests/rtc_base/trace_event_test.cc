@@ -44,7 +44,11 @@ Recorder* g_recorder = nullptr;
 
 constexpr unsigned char kCategoryText[] = "the category";
 constexpr unsigned char kDisabled = 0;
-std::atomic<unsigned char> g_switched{1};
+// An enabled byte that is switched; what the recorder takes for its text ends after it.
+struct {
+  std::atomic<unsigned char> enabled{1};
+  const unsigned char end = 0;
+} g_switched;
 
 const unsigned char* CategoryEnabled(const char* name) {
   const rtc::CritScope scope(&g_recorder->lock);
@@ -53,7 +57,7 @@ const unsigned char* CategoryEnabled(const char* name) {
     return &kDisabled;
   }
   if (strcmp(name, "switched") == 0) {
-    return reinterpret_cast<const unsigned char*>(&g_switched);
+    return reinterpret_cast<const unsigned char*>(&g_switched.enabled);
   }
   return kCategoryText;
 }
@@ -77,7 +81,7 @@ class TraceEventTest : public testing::Test {
  protected:
   TraceEventTest() {
     g_recorder = &recorder_;
-    g_switched = 1;
+    g_switched.enabled = 1;
   }
   ~TraceEventTest() override { SetupEventTracer(nullptr, nullptr); }
 
@@ -268,9 +272,9 @@ void MarkSwitched() { ORU_TRACE_EVENT_INSTANT0("switched", "instant"); }
 TEST_F(TraceEventTest, ACategorySwitchedByItsByteIsFollowedAtOnce) {
   Install();
   MarkSwitched();
-  g_switched = 0;
+  g_switched.enabled = 0;
   MarkSwitched();
-  g_switched = 1;
+  g_switched.enabled = 1;
   MarkSwitched();
   EXPECT_EQ(Phases(), "II");
   EXPECT_EQ(recorder_.lookups, 1);
@@ -280,17 +284,17 @@ TEST_F(TraceEventTest, AScopeWhoseCategoryWasDisabledMeanwhileHasNoEnd) {
   Install();
   {
     ORU_TRACE_EVENT0("switched", "scope");
-    g_switched = 0;
+    g_switched.enabled = 0;
   }
   EXPECT_EQ(Phases(), "B");
 }
 
 TEST_F(TraceEventTest, AScopeWhoseCategoryWasEnabledMeanwhileHasNoEndEither) {
   Install();
-  g_switched = 0;
+  g_switched.enabled = 0;
   {
     ORU_TRACE_EVENT0("switched", "scope");
-    g_switched = 1;
+    g_switched.enabled = 1;
   }
   EXPECT_EQ(Phases(), "");
 }

@@ -10,7 +10,7 @@
 namespace rtc {
 
 // Priorities under the system's first-in-first-out policy.
-enum ThreadPriority {
+enum ThreadPriority : int {
   kLowPriority = 1,
   kNormalPriority = 2,
   kHighPriority = 3,
