@@ -67,6 +67,23 @@ bool IsElf64(const Elf64_Ehdr& header) {
          header.e_ident[EI_DATA] == ELFDATA2LSB;
 }
 
+bool IsSymbolTable(const Elf64_Shdr& section) {
+  return section.sh_type == SHT_SYMTAB && section.sh_entsize == sizeof(Elf64_Sym);
+}
+
+// A symbol table's section tells which other section holds its strings.
+bool ReadSymbolTable(const ByteSource& source, const Elf64_Shdr& section, uint64_t sections,
+                     ElfSymbolTable* table) {
+  Elf64_Shdr strings;
+  const uint64_t at = sections + uint64_t{section.sh_link} * sizeof(strings);
+  if (!source.Read(at, &strings, sizeof(strings)) || strings.sh_type != SHT_STRTAB) return false;
+  table->symbols = section.sh_offset;
+  table->count = std::min(section.sh_size / sizeof(Elf64_Sym), kMaxSymbols);
+  table->strings = strings.sh_offset;
+  table->strings_size = strings.sh_size;
+  return table->count != 0;
+}
+
 // The highest symbol index of a GNU hash table plus one; 0 when it cannot be told.
 uint64_t CountGnuHash(const ByteSource& source, uint64_t address) {
   struct {
@@ -192,19 +209,16 @@ bool FindElfFileSymbols(const ByteSource& source, ElfSymbolTable* table) {
     section_count = section.sh_size;
   }
   section_count = std::min<uint64_t>(section_count, kMaxSections);
-  for (uint64_t i = 0; i < section_count; ++i) {
-    if (!source.Read(header.e_shoff + i * sizeof(section), &section, sizeof(section))) return false;
-    if (section.sh_type != SHT_SYMTAB || section.sh_entsize != sizeof(Elf64_Sym)) continue;
-    Elf64_Shdr strings;
-    const uint64_t at = header.e_shoff + uint64_t{section.sh_link} * sizeof(strings);
-    if (section.sh_link >= section_count || !source.Read(at, &strings, sizeof(strings)))
-      return false;
-    if (strings.sh_type != SHT_STRTAB) return false;
-    table->symbols = section.sh_offset;
-    table->count = std::min(section.sh_size / sizeof(Elf64_Sym), kMaxSymbols);
-    table->strings = strings.sh_offset;
-    table->strings_size = strings.sh_size;
-    return table->count != 0;
+  constexpr uint64_t kPiece = 16;
+  Elf64_Shdr sections[kPiece];
+  for (uint64_t done = 0; done < section_count; done += kPiece) {
+    const uint64_t wanted = std::min(kPiece, section_count - done);
+    const uint64_t at = header.e_shoff + done * sizeof(section);
+    if (!source.Read(at, sections, wanted * sizeof(section))) return false;
+    const Elf64_Shdr* found = std::find_if(sections, sections + wanted, IsSymbolTable);
+    if (found == sections + wanted) continue;
+    if (found->sh_link >= section_count) return false;
+    return ReadSymbolTable(source, *found, header.e_shoff, table);
   }
   return false;
 }

@@ -3,6 +3,8 @@
 #include <limits.h>
 #include <link.h>
 #include <sys/auxv.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -66,93 +68,169 @@ const ByteSource kOwnMemory = {&ReadOwnMemory, nullptr};
 struct ImageTable::Content {
   size_t count;
   size_t path_bytes;
-  size_t last_found;
+  bool complete;  // every record of the linker's list gave an image
   LoadedImage images[kMaxImages];
   char paths[kPathBytes];
+
+  void AddLink(const struct link_map& link, uint64_t at, const Content* known);
+  bool CopyPath(const char* path, LoadedImage* image);
 };
 
 namespace {
+
 // The content read at installation; never unmapped, as a crashing thread may be reading it.
 std::atomic<const void*> sKnown{nullptr};
+
+// Reads records of the linker and their names, a few dozen at once.
+class RecordCheck {
+ public:
+  // False when the image does not fit any more.
+  bool Add(const LoadedImage& image) {
+    if (count_ == kImages || name_bytes_ + image.name_size > sizeof(names_)) return false;
+    images_[count_] = &image;
+    sources_[2 * count_] = {reinterpret_cast<void*>(image.link), sizeof(struct link_map)};
+    targets_[2 * count_] = {&links_[count_], sizeof(struct link_map)};
+    sources_[2 * count_ + 1] = {reinterpret_cast<void*>(image.linker_name), image.name_size};
+    targets_[2 * count_ + 1] = {names_ + name_bytes_, image.name_size};
+    name_bytes_ += image.name_size;
+    ++count_;
+    return true;
+  }
+
+  // Whether all of them are as they were, each followed by the next and the last one by `next`.
+  bool AreCurrent(uint64_t next) {
+    const size_t parts = 2 * count_;
+    size_t wanted = 0;
+    for (size_t i = 0; i < parts; ++i) wanted += targets_[i].iov_len;
+    const long got = syscall(SYS_process_vm_readv, getpid(), targets_, parts, sources_, parts, 0UL);
+    if (got < 0 || static_cast<size_t>(got) != wanted) return false;
+    for (size_t i = 0; i < count_; ++i) {
+      const uint64_t follower = i + 1 < count_ ? images_[i + 1]->link : next;
+      if (!IsSame(*images_[i], links_[i], follower)) return false;
+      // The main program's name is not the linker's.
+      const auto* name = static_cast<const char*>(targets_[2 * i + 1].iov_base);
+      const bool named = images_[i]->name_size > 1;
+      if (named && memcmp(name, images_[i]->path, images_[i]->name_size) != 0) return false;
+    }
+    return true;
+  }
+
+ private:
+  static constexpr size_t kImages = 32;
+
+  static bool IsSame(const LoadedImage& image, const struct link_map& link, uint64_t follower) {
+    return link.l_addr == image.bias && reinterpret_cast<uint64_t>(link.l_ld) == image.dynamic &&
+           reinterpret_cast<uint64_t>(link.l_name) == image.linker_name &&
+           reinterpret_cast<uint64_t>(link.l_next) == follower;
+  }
+
+  size_t count_ = 0;
+  size_t name_bytes_ = 0;
+  const LoadedImage* images_[kImages];
+  struct link_map links_[kImages];
+  struct iovec sources_[2 * kImages];
+  struct iovec targets_[2 * kImages];
+  char names_[4096];
+};
+
 }  // namespace
 
-ImageTable::ImageTable() : memory_(sizeof(Content)) {
-  known_ = static_cast<const Content*>(sKnown.load(std::memory_order_acquire));
-  if (content() != nullptr) Read();
+ImageTable::ImageTable() {
+  const auto* known = static_cast<const Content*>(sKnown.load(std::memory_order_acquire));
+  if (known != nullptr && IsCurrent(*known)) {
+    content_ = known;
+    return;
+  }
+  if (!memory_.Allocate(sizeof(Content))) return;
+  auto* content = static_cast<Content*>(memory_.data());
+  Read(known, content);
+  content_ = content;
 }
 
-size_t ImageTable::size() const { return content() == nullptr ? 0 : content()->count; }
+size_t ImageTable::size() const { return content_ == nullptr ? 0 : content_->count; }
 
-const LoadedImage& ImageTable::operator[](size_t index) const { return content()->images[index]; }
+const LoadedImage& ImageTable::operator[](size_t index) const { return content_->images[index]; }
 
 const LoadedImage* ImageTable::Find(uint64_t address) const {
-  Content* all = content();
-  if (all == nullptr) return nullptr;
+  const size_t count = size();
   // Addresses of one stack stay in the same few images.
-  if (all->last_found < all->count && all->images[all->last_found].Holds(address)) {
-    return &all->images[all->last_found];
+  if (last_found_ < count && content_->images[last_found_].Holds(address)) {
+    return &content_->images[last_found_];
   }
-  for (size_t i = 0; i < all->count; ++i) {
-    if (!all->images[i].Holds(address)) continue;
-    all->last_found = i;
-    return &all->images[i];
+  for (size_t i = 0; i < count; ++i) {
+    if (!content_->images[i].Holds(address)) continue;
+    last_found_ = i;
+    return &content_->images[i];
   }
   return nullptr;
 }
 
-void ImageTable::Read() {
-  struct link_map link;
-  const struct link_map* next = _r_debug.r_map;
-  for (size_t i = 0; next != nullptr && i < kMaxImages; ++i) {
-    if (CopyMemory(next, &link, sizeof(link)) != 0) return;
-    AddLink(link, i == 0);
-    next = link.l_next;
+bool ImageTable::IsCurrent(const Content& content) {
+  const auto first = reinterpret_cast<uint64_t>(_r_debug.r_map);
+  if (!content.complete || content.count == 0 || content.images[0].link != first) return false;
+  for (size_t i = 0; i < content.count;) {
+    RecordCheck check;
+    const size_t before = i;
+    while (i < content.count && check.Add(content.images[i])) ++i;
+    if (i == before) return false;  // a name too long to check
+    if (!check.AreCurrent(i < content.count ? content.images[i].link : 0)) return false;
   }
+  return true;
 }
 
-void ImageTable::AddLink(const struct link_map& link, bool main_program) {
-  Content* all = content();
-  LoadedImage& image = all->images[all->count];
+void ImageTable::Read(const Content* known, Content* content) {
+  struct link_map link;
+  const struct link_map* next = _r_debug.r_map;
+  size_t records = 0;
+  for (; next != nullptr && records < kMaxImages; ++records) {
+    if (CopyMemory(next, &link, sizeof(link)) != 0) return;
+    content->AddLink(link, reinterpret_cast<uint64_t>(next), known);
+    next = link.l_next;
+  }
+  content->complete = next == nullptr && content->count == records;
+}
+
+void ImageTable::Content::AddLink(const struct link_map& link, uint64_t at, const Content* known) {
+  const bool main_program = count == 0;
+  LoadedImage& image = images[count];
   const auto dynamic = reinterpret_cast<uint64_t>(link.l_ld);
   const auto name = reinterpret_cast<uint64_t>(link.l_name);
   char path[PATH_MAX] = "";
   if (!main_program && !CopyString(name, path, sizeof(path))) return;
-  // Usually nothing has changed since installation: the known image has the same place in the list.
-  const size_t index = all->count;
-  if (known_ != nullptr && index < known_->count) {
-    const LoadedImage& known = known_->images[index];
-    if (known.bias == link.l_addr && known.dynamic == dynamic && known.linker_name == name &&
-        (main_program || strcmp(known.path, path) == 0)) {
-      image = known;
-      ++all->count;
+  // After a library was opened or closed most of the others are still as they were.
+  if (known != nullptr && count < known->count) {
+    const LoadedImage& same = known->images[count];
+    if (same.bias == link.l_addr && same.dynamic == dynamic && same.link == at &&
+        same.linker_name == name && (main_program || strcmp(same.path, path) == 0)) {
+      image = same;
+      ++count;
       return;
     }
   }
-  changed_ = true;
   image.bias = link.l_addr;
   image.dynamic = dynamic;
+  image.link = at;
   image.linker_name = name;
+  image.name_size = strlen(path) + 1;
   if (!ReadSegments(link, main_program, &image.segments)) return;
   ReadBuildId(&image);
   if (main_program) ProgramPath(path, sizeof(path));
-  if (CopyPath(path, &image)) ++all->count;
+  if (CopyPath(path, &image)) ++count;
 }
 
-bool ImageTable::CopyPath(const char* path, LoadedImage* image) {
-  Content* all = content();
+bool ImageTable::Content::CopyPath(const char* path, LoadedImage* image) {
   const size_t size = strlen(path) + 1;
-  if (size > kPathBytes - all->path_bytes) return false;
-  char* copy = all->paths + all->path_bytes;
+  if (size > kPathBytes - path_bytes) return false;
+  char* copy = paths + path_bytes;
   memcpy(copy, path, size);
-  all->path_bytes += size;
+  path_bytes += size;
   image->path = copy;
   return true;
 }
 
 void PrepareImageTable() {
   ImageTable table;
-  const bool known = table.known_ != nullptr && table.known_->count == table.size();
-  if (table.content() == nullptr || (known && !table.changed_)) return;
+  if (table.memory_.data() == nullptr) return;  // what is known is still true, or no memory
   // Its paths may still lie in the content before it, which therefore stays too.
   sKnown.store(table.memory_.Leak(), std::memory_order_release);
 }

@@ -19,8 +19,10 @@ namespace CrashHandler::machine {
 struct LoadedImage {
   uint64_t bias;
   uint64_t dynamic;      // where the linker keeps the image's dynamic section; tells images apart
+  uint64_t link;         // address of the linker's record
   uint64_t linker_name;  // address of the linker's copy of the name
-  const char* path;      // inside the table
+  size_t name_size;      // of that copy, with its terminating zero
+  const char* path;      // inside a table; the linker's name, but for the main program
   ElfSegments segments;
   ElfBuildId build_id;
 
@@ -34,8 +36,8 @@ constexpr size_t kMaxImages = 4096;
 // A byte source over this process's memory, by safe reads.
 extern const ByteSource kOwnMemory;
 
-// Reads one list and remembers it for all tables read later, which then only look for changes. For
-// installation; safe beside readers.
+// Reads one list and remembers it for all tables made later. While it is still true, which two or
+// three reads tell, they share it. For installation; safe beside readers.
 void PrepareImageTable();
 
 class ImageTable {
@@ -54,15 +56,12 @@ class ImageTable {
   friend void PrepareImageTable();
   struct Content;
 
-  void Read();
-  void AddLink(const struct link_map& link, bool main_program);
-  bool CopyPath(const char* path, LoadedImage* image);
+  static bool IsCurrent(const Content& content);
+  static void Read(const Content* known, Content* content);
 
-  Content* content() const { return static_cast<Content*>(memory_.data()); }
-
-  ScratchMemory memory_;
-  const Content* known_ = nullptr;
-  bool changed_ = false;  // whether something differs from what is known
+  ScratchMemory memory_;              // unused while the content known from before is current
+  const Content* content_ = nullptr;  // null without memory
+  mutable size_t last_found_ = 0;
 };
 
 }  // namespace CrashHandler::machine

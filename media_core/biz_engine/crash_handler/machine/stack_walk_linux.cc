@@ -13,25 +13,26 @@ namespace CrashHandler::machine {
 
 namespace {
 
-constexpr uint64_t kPageSize = 4096;
-constexpr size_t kTablePages = 256;
-constexpr size_t kStackPages = 16;
+// Memory is copied in blocks of this size, which divides that of a page.
+constexpr uint64_t kBlockSize = 4096;
+constexpr size_t kTableBlocks = 128;
+constexpr size_t kStackBlocks = 16;
 constexpr size_t kRows = 128;
 
-// Pages of this process, copied when first asked for. Direct-mapped.
-template <size_t kPages>
-class PageCache {
+// Blocks of this process, copied when first asked for. Direct-mapped.
+template <size_t kBlocks>
+class BlockCache {
  public:
-  PageCache() { Forget(); }
+  BlockCache() { Forget(); }
 
   bool Read(uint64_t position, void* destination, size_t count) {
     auto* to = static_cast<char*>(destination);
     while (count != 0) {
-      const uint64_t in_page = position % kPageSize;
-      const size_t piece = count < kPageSize - in_page ? count : kPageSize - in_page;
-      const char* page = Page(position - in_page);
-      if (page == nullptr) return false;
-      memcpy(to, page + in_page, piece);
+      const uint64_t in_block = position % kBlockSize;
+      const size_t piece = count < kBlockSize - in_block ? count : kBlockSize - in_block;
+      const char* block = Block(position - in_block);
+      if (block == nullptr) return false;
+      memcpy(to, block + in_block, piece);
       to += piece;
       position += piece;
       count -= piece;
@@ -44,35 +45,53 @@ class PageCache {
   }
 
  private:
-  const char* Page(uint64_t start) {
-    const size_t slot = start / kPageSize % kPages;
+  const char* Block(uint64_t start) {
+    const size_t slot = start / kBlockSize % kBlocks;
     if (start == 0) return nullptr;
-    if (tags_[slot] == start) return pages_[slot];
+    if (tags_[slot] == start) return blocks_[slot];
     tags_[slot] = 0;
-    if (CopyMemory(reinterpret_cast<const void*>(start), pages_[slot], kPageSize) != 0) {
+    if (CopyMemory(reinterpret_cast<const void*>(start), blocks_[slot], kBlockSize) != 0) {
       return nullptr;
     }
     tags_[slot] = start;
-    return pages_[slot];
+    return blocks_[slot];
   }
 
-  uint64_t tags_[kPages];  // page addresses; 0: empty
-  char pages_[kPages][kPageSize];
+  uint64_t tags_[kBlocks];  // block addresses; 0: empty
+  char blocks_[kBlocks][kBlockSize];
 };
 
-// A row found before; threads wait in the same few places.
-struct KnownRow {
-  uint64_t address = 0;  // 0: empty
-  bool found = false;
-  UnwindRow row;
+// Rows found before; threads wait in the same few places.
+class RowCache {
+ public:
+  // The place of an address. `known` tells whether it holds that address's row already, or that
+  // there is none.
+  struct Place {
+    bool known;
+    bool* found;
+    UnwindRow* row;
+  };
+
+  Place Find(uint64_t address) {
+    const size_t slot = (address ^ address >> 9) % kRows;
+    const bool known = addresses_[slot] == address;
+    addresses_[slot] = address;
+    return {known, &found_[slot], reinterpret_cast<UnwindRow*>(rows_ + slot * sizeof(UnwindRow))};
+  }
+
+ private:
+  uint64_t addresses_[kRows] = {};  // 0: empty
+  bool found_[kRows] = {};
+  // Rows are written whole before they are read; most of this memory is never touched.
+  alignas(UnwindRow) char rows_[kRows * sizeof(UnwindRow)];
 };
 
 // Lives in memory of its own; most of it is not touched.
 struct WalkerState {
   ImageTable images;
-  PageCache<kTablePages> tables;
-  PageCache<kStackPages> stack;
-  KnownRow rows[kRows];
+  BlockCache<kTableBlocks> tables;
+  BlockCache<kStackBlocks> stack;
+  RowCache rows;
 };
 
 bool ReadTable(const void* context, uint64_t position, void* destination, size_t count) {
@@ -118,19 +137,19 @@ class Walk {
     return ApplyUnwindRow({&ReadStack, state_}, *row, &registers_);
   }
 
+  // Null where the tables say nothing.
   const UnwindRow* Row(uint64_t address) {
-    KnownRow& known = state_->rows[(address ^ address >> 9) % kRows];
-    if (known.address != address) {
-      known.address = address;
-      const LoadedImage* image = state_->images.Find(address);
-      known.found = image != nullptr && image->segments.unwind_index.size != 0;
-      if (known.found) {
-        const ElfRange& index = image->segments.unwind_index;
-        known.found = FindUnwindRow({&ReadTable, state_}, {image->bias + index.address, index.size},
-                                    address, &known.row);
-      }
-    }
-    return known.found ? &known.row : nullptr;
+    const RowCache::Place place = state_->rows.Find(address);
+    if (!place.known) *place.found = FindRow(address, place.row);
+    return *place.found ? place.row : nullptr;
+  }
+
+  bool FindRow(uint64_t address, UnwindRow* row) {
+    const LoadedImage* image = state_->images.Find(address);
+    if (image == nullptr || image->segments.unwind_index.size == 0) return false;
+    ElfRange index = image->segments.unwind_index;
+    index.address += image->bias;
+    return FindUnwindRow({&ReadTable, state_}, index, address, row);
   }
 
   bool AdvanceWithoutTable() {
