@@ -58,12 +58,12 @@ bool StartsWith(const std::string& text, const std::string& start) {
 
 // The text of the reference at the start of `rest` and its length, or 0.
 size_t Reference(const std::string& rest, std::string* text) {
-  static const char* const kNamed[][2] = {
+  static const std::string kNamed[][2] = {
       {"&lt;", "<"}, {"&gt;", ">"}, {"&apos;", "'"}, {"&quot;", "\""}, {"&amp;", "&"}};
   for (const auto& named : kNamed) {
     if (!StartsWith(rest, named[0])) continue;
     *text = named[1];
-    return std::strlen(named[0]);
+    return named[0].size();
   }
   const size_t end = rest.find(';');
   if (!StartsWith(rest, "&#") || end == std::string::npos) return 0;
@@ -139,7 +139,7 @@ Units HtmlEncodeUnits(const std::string& source) {
       continue;
     }
     unsigned long code = byte;
-    const size_t length = Utf8Length(source.substr(i), &code);
+    const size_t length = Utf8Length(source.substr(i, 4), &code);
     units.push_back("&#" + std::to_string(code) + ";");
     i += length == 0 ? 1 : length;
   }
