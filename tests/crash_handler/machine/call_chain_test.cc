@@ -1,13 +1,19 @@
 // Chains of real threads, by the platform's way of walking, with their symbols.
 #include <execinfo.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <malloc.h>
 #include <setjmp.h>
 #include <signal.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <condition_variable>
+#include <cstddef>
 #include <cstring>
 #include <mutex>
 #include <string>
@@ -135,6 +141,30 @@ TEST(CallChainTest, TwoHundredBlockedThreadsEachShowTheFunctionTheyWaitIn) {
   const std::string bytes(200, 'x');
   ASSERT_EQ(write(sPipe[1], bytes.data(), bytes.size()), 200);
   for (std::thread& thread : threads) thread.join();
+}
+
+// Makes the kernel refuse the call that memory is usually read with.
+void ForbidMemoryCall() {
+  struct sock_filter filter[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(struct seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_process_vm_readv, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  const struct sock_fprog program = {sizeof(filter) / sizeof(filter[0]), filter};
+  ASSERT_EQ(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+  ASSERT_EQ(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+}
+
+TEST(CallChainTest, WhereTheSystemForbidsTheMemoryCallTheChainIsTheSame) {
+  std::vector<NamedChain> chains;
+  ForbidMemoryCall();
+  char byte = 0;
+  EXPECT_NE(CopyMemory(nullptr, &byte, 1), 0);
+  chains = ChainsOf({CurrentThreadNumber()});
+  EXPECT_EQ(chains[0].chain.status, ChainStatus::kComplete);
+  EXPECT_TRUE(chains[0].Names("ChainsOf"));
+  EXPECT_TRUE(chains[0].Names("main"));
 }
 
 // Not among the tests for the thread sanitizer, which holds signals back while a thread reads.

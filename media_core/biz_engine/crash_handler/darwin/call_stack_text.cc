@@ -188,6 +188,8 @@ void PrepareCallStacks() {
   machine::PrepareThreads();
   machine::PrepareImages();
   machine::PrepareStackWalk();
+  // One whole stack brings in the code and the memory that a crash will use.
+  TextOfThread(machine::CurrentThreadNumber());
 }
 
 }  // namespace CrashHandler

@@ -96,8 +96,11 @@ void* Pointer(uint64_t address) { return reinterpret_cast<void*>(address); }
 struct SymbolizerState {
   ImageTable table;
   size_t name_bytes = 0;
-  char names[kNameBytes];  // left as the kernel gives it
+  char piece[kPieceBytes];  // of a symbol table
+  char names[kNameBytes];   // left as the kernel gives it
 };
+
+SpareMemory sSpareState(sizeof(SymbolizerState));
 
 // Resolves sorted queries that all lie in one image.
 class ImageResolver {
@@ -113,14 +116,14 @@ class ImageResolver {
   }
 
   void Resolve(const Query* queries, size_t count, uint64_t* addresses, ElfSymbolMatch* matches,
-               void* piece, SymbolInformation* records) {
+               SymbolInformation* records) {
     size_t distinct = 0;
     for (size_t i = 0; i < count; ++i) {
       if (i == 0 || queries[i].address != queries[i - 1].address) {
         addresses[distinct++] = queries[i].address;
       }
     }
-    MatchElfSymbols(source_, table_, addresses, matches, distinct, piece, kPieceBytes);
+    MatchElfSymbols(source_, table_, addresses, matches, distinct, state_->piece, kPieceBytes);
     size_t at = 0;
     for (size_t i = 0; i < count; ++i) {
       while (addresses[at] != queries[i].address) ++at;
@@ -176,22 +179,22 @@ void VisitImages(ImageListVisitor visit, void* context) {
   }
 }
 
-Symbolizer::Symbolizer() : memory_(sizeof(SymbolizerState)) {
-  if (memory_.data() != nullptr) new (memory_.data()) SymbolizerState;
+Symbolizer::Symbolizer() {
+  if (sSpareState.Take(&memory_)) new (memory_.data()) SymbolizerState;
 }
 
 Symbolizer::~Symbolizer() {
   if (memory_.data() != nullptr) static_cast<SymbolizerState*>(memory_.data())->~SymbolizerState();
+  sSpareState.GiveBack(&memory_);
 }
 
 void Symbolizer::Resolve(const uintptr_t* addresses, SymbolInformation* records, size_t count) {
   for (size_t i = 0; i < count; ++i) records[i] = {nullptr, nullptr, nullptr, nullptr};
   auto* state = static_cast<SymbolizerState*>(memory_.data());
   constexpr size_t kEach = sizeof(Query) + sizeof(uint64_t) + sizeof(ElfSymbolMatch);
-  const ScratchMemory scratch(kPieceBytes + count * kEach);
+  const ScratchMemory scratch(count * kEach);
   if (state == nullptr || scratch.data() == nullptr || count == 0) return;
-  auto* piece = static_cast<char*>(scratch.data());
-  auto* queries = reinterpret_cast<Query*>(piece + kPieceBytes);
+  auto* queries = static_cast<Query*>(scratch.data());
   auto* distinct = reinterpret_cast<uint64_t*>(queries + count);
   auto* matches = reinterpret_cast<ElfSymbolMatch*>(distinct + count);
 
@@ -205,7 +208,7 @@ void Symbolizer::Resolve(const uintptr_t* addresses, SymbolInformation* records,
     size_t end = start + 1;
     while (end < known && queries[end].image == queries[start].image) ++end;
     ImageResolver resolver(state, *queries[start].image);
-    resolver.Resolve(queries + start, end - start, distinct, matches, piece, records);
+    resolver.Resolve(queries + start, end - start, distinct, matches, records);
     start = end;
   }
 }

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -7,6 +8,21 @@
 #include "media_core/biz_engine/crash_handler/machine/memory.h"
 
 namespace CrashHandler::machine {
+
+namespace {
+
+// The way for systems that forbid the call below, as some containers do.
+int CopyThroughFile(const void* source, void* destination, size_t count) {
+  const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
+  if (memory < 0) return errno;
+  const auto position = static_cast<off_t>(reinterpret_cast<uintptr_t>(source));
+  const ssize_t copied = pread(memory, destination, count, position);
+  const int code = copied < 0 ? errno : EFAULT;
+  close(memory);
+  return copied >= 0 && static_cast<size_t>(copied) == count ? 0 : code;
+}
+
+}  // namespace
 
 int CopyMemory(const void* source, void* destination, size_t count) {
   if (count == 0) return 0;
@@ -18,6 +34,8 @@ int CopyMemory(const void* source, void* destination, size_t count) {
   int code = 0;
   if (copied < 0) {
     code = errno;
+    const bool forbidden = code == EPERM || code == ENOSYS;
+    if (forbidden) code = CopyThroughFile(source, destination, count);
   } else if (static_cast<size_t>(copied) != count) {
     code = EFAULT;
   }

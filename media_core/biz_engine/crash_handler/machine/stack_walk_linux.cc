@@ -94,6 +94,8 @@ struct WalkerState {
   RowCache rows;
 };
 
+SpareMemory sSpareState(sizeof(WalkerState));
+
 bool ReadTable(const void* context, uint64_t position, void* destination, size_t count) {
   auto* state = static_cast<WalkerState*>(const_cast<void*>(context));
   return state->tables.Read(position, destination, count);
@@ -214,12 +216,13 @@ bool WalkByTables(WalkerState* state, const Registers& registers, CallChain* cha
 
 void PrepareStackWalk() { PrepareImageTable(); }
 
-StackWalker::StackWalker() : memory_(sizeof(WalkerState)) {
-  if (memory_.data() != nullptr) new (memory_.data()) WalkerState;
+StackWalker::StackWalker() {
+  if (sSpareState.Take(&memory_)) new (memory_.data()) WalkerState;
 }
 
 StackWalker::~StackWalker() {
   if (memory_.data() != nullptr) static_cast<WalkerState*>(memory_.data())->~WalkerState();
+  sSpareState.GiveBack(&memory_);
 }
 
 void StackWalker::Walk(const Registers& registers, CallChain* chain) {
