@@ -1,6 +1,7 @@
 #include "media_core/common/webrtc/rtc_base/event_tracer.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -397,6 +398,28 @@ TEST(EventTracer, KilledProcessLeavesWholeLinesAndNoEnd) {
   const std::string text = ReadFile(path);
   EXPECT_EQ(text.substr(text.size() - 2), "}\n");
   EXPECT_EQ(text.find("]}"), std::string::npos);
+}
+
+TEST(EventTracer, ForkedChildLeavesTheParentsCaptureAlone) {
+  const TempDir dir;
+  rtc::tracing::SetupInternalTracer();
+  ASSERT_TRUE(rtc::tracing::StartInternalCapture(dir.Join("parent").c_str()));
+  EmitInstant();
+  const pid_t child = fork();
+  if (child == 0) {
+    EmitInstant();
+    rtc::tracing::StopInternalCapture();
+    rtc::tracing::ShutdownInternalTracer();
+    rtc::tracing::SetupInternalTracer();
+    rtc::tracing::ShutdownInternalTracer();
+    _exit(0);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EmitInstant();
+  rtc::tracing::ShutdownInternalTracer();
+  EXPECT_EQ(SplitLines(ReadFile(dir.Join("parent"))).size(), 6u);
 }
 
 TEST(EventTracerFatal, SettingUpTwiceEndsTheProcess) {

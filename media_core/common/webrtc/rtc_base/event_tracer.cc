@@ -1,5 +1,7 @@
 #include "media_core/common/webrtc/rtc_base/event_tracer.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <atomic>
 #include <cstdint>
@@ -53,9 +55,21 @@ void InternalAddTraceEvent(char phase, const unsigned char* category_enabled, co
                          arg_values});
 }
 
+// Runs in a forked child, which has neither the writer thread nor a use for the parent's file: its
+// events are dropped, and it may set up a tracer of its own. The parent's logger is kept, unused,
+// because its thread cannot be joined here.
+void ForgetParentsTracer() {
+  static EventLogger* parents = nullptr;
+  parents = g_event_logger.exchange(nullptr);
+  static_cast<void>(parents);
+  g_event_logging_active.store(0);
+}
+
 }  // namespace
 
 void SetupInternalTracer() {
+  static const int fork_handled = pthread_atfork(nullptr, nullptr, &ForgetParentsTracer);
+  static_cast<void>(fork_handled);
   auto* const logger = new EventLogger();
   ORU_CHECK_AT(__FILE__, __LINE__,
                "rtc::AtomicOps::CompareAndSwapPtr( &g_event_logger, "
@@ -75,6 +89,8 @@ bool StartInternalCapture(const char* filename) {
                       << "' for writing.";
     return false;
   }
+  // The writer collects whole lines itself; a second buffer would tear them.
+  setvbuf(file, nullptr, _IONBF, 0);
   logger->Start(file, /*owned=*/true);
   return true;
 }

@@ -12,6 +12,8 @@
 // that was not stopped. Every category is recorded except those that begin with
 // "disabled-by-default-".
 //
+// A forked child has no tracer: its events are dropped, until it sets up one of its own.
+//
 // Names, categories and string arguments that are not copied must stay valid until they are
 // written. The functions here are called by one thread at a time; events come from any.
 #ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_EVENT_TRACER_H_
