@@ -1,19 +1,26 @@
-// The module's own port in front of the kernel's exception chain (macOS). An exception that arrives
-// there is handed back: the ports found at installation are restored and the kernel is told that
-// the exception was not handled, so that it becomes the signal that the signal handlers report.
+// The crash module's place in front of the Mach exception ports of its own task.
 //
-// Where the system has no Mach exceptions both functions do nothing.
+// A hardware fault or software trap reaches the task's exception port before it becomes a signal.
+// This handler writes no report: when an exception arrives it puts the ports back that it found at
+// installation, answers the kernel with a failure, so that the exception goes on to whoever was
+// there before or to the signal path, and ends its thread. One exception is handled an
+// installation.
+//
+// On a system without Mach both functions do nothing.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_MACH_EXCEPTION_HANDLER_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_MACH_EXCEPTION_HANDLER_H_
 
 namespace CrashHandler {
 
-// Saves the task's exception ports, puts the module's port in their place and starts the thread
-// that serves it. Skipped while a debugger is attached. Failures are logged and undone. Not
-// thread-safe: install and release on one thread at a time.
+// Saves the task's exception ports, puts a port of its own there and starts the thread that listens
+// on it. Skipped, with a log line, while a debugger is attached: it owns the exception ports. A
+// step that fails is logged and undoes what was done before it. Install and release are expected on
+// one thread at a time.
 void InitOruRTCMachExceptionHandler();
 
-// Restores the saved ports and ends the handler thread. Safe when nothing is installed.
+// Puts the saved ports back, tells the thread to end (it is not joined) and forgets the port. The
+// handler thread calls it too, when an exception arrives, and then goes on to its own end. Safe
+// when nothing is installed, and safe to repeat.
 void ReleaseOruRTCMachExceptionHandler();
 
 }  // namespace CrashHandler

@@ -1,4 +1,4 @@
-// Where the system has no Mach exceptions, faults reach the signal handlers directly.
+// For systems without Mach exceptions: the signal path is all there is.
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
 
 namespace CrashHandler {

@@ -1,0 +1,36 @@
+// Stand-in for the platform's <mach/host_info.h>: the host's basic facts.
+#ifndef TESTS_MACH_DOUBLE_INCLUDE_MACH_HOST_INFO_H_
+#define TESTS_MACH_DOUBLE_INCLUDE_MACH_HOST_INFO_H_
+
+#include <mach/machine.h>
+#include <mach/message.h>
+#include <stdint.h>
+
+typedef mach_port_t host_t;
+typedef integer_t* host_info_t;
+typedef integer_t host_flavor_t;
+
+#define HOST_BASIC_INFO 1
+
+#pragma pack(push, 4)
+struct host_basic_info {
+  integer_t max_cpus;
+  integer_t avail_cpus;
+  natural_t memory_size;
+  cpu_type_t cpu_type;
+  cpu_subtype_t cpu_subtype;
+  cpu_threadtype_t cpu_threadtype;
+  integer_t physical_cpu;
+  integer_t physical_cpu_max;
+  integer_t logical_cpu;
+  integer_t logical_cpu_max;
+  uint64_t max_mem;
+};
+#pragma pack(pop)
+typedef struct host_basic_info host_basic_info_data_t;
+typedef struct host_basic_info* host_basic_info_t;
+
+#define HOST_BASIC_INFO_COUNT \
+  ((mach_msg_type_number_t)(sizeof(host_basic_info_data_t) / sizeof(integer_t)))
+
+#endif  // TESTS_MACH_DOUBLE_INCLUDE_MACH_HOST_INFO_H_
