@@ -13,8 +13,6 @@
 
 namespace {
 
-using mach_double::Call;
-
 constexpr exception_mask_t kFaultMask = 0x6e;
 const auto kWide = static_cast<exception_behavior_t>(EXCEPTION_DEFAULT | MACH_EXCEPTION_CODES);
 

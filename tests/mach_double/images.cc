@@ -42,7 +42,7 @@ const Image* ImageAt(uint32_t index) {
   return index < images.size() ? images[index].get() : nullptr;
 }
 
-void Add(Image image) {
+void Add(const Image& image) {
   Loader& loader = TheLoader();
   std::vector<ImageCallback> callbacks;
   {

@@ -1,0 +1,16 @@
+// Code for this platform keeps frame pointers, its system libraries included: no tables are needed.
+#include "media_core/biz_engine/crash_handler/machine/stack_walk.h"
+
+namespace CrashHandler::machine {
+
+void PrepareStackWalk() {}
+
+StackWalker::StackWalker() = default;
+
+StackWalker::~StackWalker() = default;
+
+void StackWalker::Walk(const Registers& registers, CallChain* chain) {
+  WalkFramePointers(registers, &CopyMemory, chain);
+}
+
+}  // namespace CrashHandler::machine
