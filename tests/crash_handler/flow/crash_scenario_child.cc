@@ -22,6 +22,7 @@
 
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
 #include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
+#include "tests/crash_handler/flow/frozen_allocator.h"
 
 // What the filter finds on the stack.
 extern "C" int OruRTCScenario(void (*run)());
@@ -35,7 +36,6 @@ using CrashHandler::CrashType;
 
 CrashHandlerProxy* sHandler = nullptr;
 std::atomic<bool> sInCallback{false};
-std::atomic<bool> sAllocatorFrozen{false};
 sigjmp_buf sJump;
 
 void Sink(CrashHandler::CrashHandlerLogLevel level, const char* /*tag*/, const char* /*file*/,
@@ -346,58 +346,25 @@ constexpr Scenario kScenarios[] = {
 
 }  // namespace
 
-// An allocator whose lock can be held on purpose: while it is frozen, every allocation waits.
-extern "C" {
-void* __libc_malloc(size_t size);
-void* __libc_calloc(size_t count, size_t size);
-void* __libc_realloc(void* memory, size_t size);
-void __libc_free(void* memory);
-}
-
 namespace {
 
-void AwaitAllocator() {
-  while (sAllocatorFrozen.load()) pause();
-}
-
 void FaultHoldingTheAllocator() {
-  sAllocatorFrozen = true;
+  crash_test::allocator_frozen = true;
   WriteToNull();
 }
 
 void FaultWhileAnotherHoldsTheAllocator() {
   std::thread holder([] {
-    sAllocatorFrozen = true;
+    crash_test::allocator_frozen = true;
     SleepForEver();
   });
-  while (!sAllocatorFrozen) {
+  while (!crash_test::allocator_frozen) {
   }
   DivideByZero();
   holder.join();
 }
 
 }  // namespace
-
-#if !defined(ORU_SANITIZED)
-extern "C" {
-__attribute__((visibility("default"))) void* malloc(size_t size) {
-  AwaitAllocator();
-  return __libc_malloc(size);
-}
-__attribute__((visibility("default"))) void* calloc(size_t count, size_t size) {
-  AwaitAllocator();
-  return __libc_calloc(count, size);
-}
-__attribute__((visibility("default"))) void* realloc(void* memory, size_t size) {
-  AwaitAllocator();
-  return __libc_realloc(memory, size);
-}
-__attribute__((visibility("default"))) void free(void* memory) {
-  AwaitAllocator();
-  __libc_free(memory);
-}
-}
-#endif
 
 extern "C" __attribute__((noinline, visibility("default"))) int OruRTCScenario(void (*run)()) {
   run();

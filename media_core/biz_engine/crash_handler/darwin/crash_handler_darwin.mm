@@ -28,6 +28,7 @@ std::new_handler OruRTCOldNewFailedHandler = nullptr;
 namespace {
 
 constexpr int kMaxFrames = 128;
+constexpr int kCrashKinds = 4;
 
 using SignalAction = void (*)(int, siginfo_t*, void*);
 
@@ -57,11 +58,13 @@ bool BeginCrash(int signo) {
   return false;
 }
 
-void CallHost(int kind) {
-  DarwinCrashHandler::GetInstance()->TrigerCrashHanlerCallback(static_cast<CrashType>(kind));
+void CallHost(CrashType kind) {
+  DarwinCrashHandler::GetInstance()->TrigerCrashHanlerCallback(kind);
 }
 
-// Takes over nothing: the strings are never freed, the process is about to end.
+// Never freed, and kept in sight so that nobody takes them for lost: the process is about to end.
+char** sFrameStrings[kCrashKinds] = {};
+
 NSMutableArray* SymbolArray(char** symbols, int count) {
   NSMutableArray* array = [NSMutableArray array];
   for (int i = 0; symbols != nullptr && i < count; ++i) {
@@ -91,11 +94,12 @@ void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
     return;
   }
   LOG_PROGRESS("DarwinCrashHandler::singal happend, signal = %d ", signo);
-  CallHost(0);
+  CallHost(Signal);
   @autoreleasepool {
     void* frames[kMaxFrames];
     const int count = backtrace(frames, kMaxFrames);
-    NSMutableArray* symbols = SymbolArray(backtrace_symbols(frames, count), count);
+    sFrameStrings[Signal] = backtrace_symbols(frames, count);
+    NSMutableArray* symbols = SymbolArray(sFrameStrings[Signal], count);
     [CreateOruRTCCrashReport() reportCrashWithSignal:signo
                                                 info:info
                                              context:context
@@ -161,7 +165,7 @@ void OruRTCExceptionHandler(NSException* exception) {
     return;
   }
   LOG_PROGRESS("DarwinCrashHandler::exception happend");
-  CallHost(1);
+  CallHost(Exception);
   @autoreleasepool {
     [CreateOruRTCCrashReport() reportCrashWithException:exception];
   }
@@ -207,10 +211,11 @@ void OruRTCTerminateCatchHandler() {
     return;
   }
   LOG_PROGRESS("DarwinCrashHandler::terminate hanppend");
-  CallHost(3);
+  CallHost(Terminate);
   void* frames[kMaxFrames];
   const int count = backtrace(frames, kMaxFrames);
   char** symbols = backtrace_symbols(frames, count);
+  sFrameStrings[Terminate] = symbols;
   if (IsRethrownException(symbols, count)) {
     LeaveToExceptionHandler();
     return;
@@ -246,11 +251,12 @@ void OruRTCNewFailedCatchHandler() {
   }
   LOG_PROGRESS("DarwinCrashHandler::new failed hanppend");
   ReleaseCrashReserve();
-  CallHost(2);
+  CallHost(MemoryError);
   @autoreleasepool {
     void* frames[kMaxFrames];
     const int count = backtrace(frames, kMaxFrames);
-    NSMutableArray* symbols = SymbolArray(backtrace_symbols(frames, count), count);
+    sFrameStrings[MemoryError] = backtrace_symbols(frames, count);
+    NSMutableArray* symbols = SymbolArray(sFrameStrings[MemoryError], count);
     [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
   }
   LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",

@@ -1,0 +1,8 @@
+// For sanitizer builds, which bring an allocator of their own: nothing waits.
+#include "tests/crash_handler/flow/frozen_allocator.h"
+
+namespace crash_test {
+
+std::atomic<bool> allocator_frozen{false};
+
+}  // namespace crash_test
