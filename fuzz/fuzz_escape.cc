@@ -10,7 +10,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const size_t capacity = input.Size();
   const char escape = input.Char();
   // A terminated string, as the functions take it.
-  const std::string illegal(input.Text(input.Byte() % 8).c_str());
+  std::string illegal = input.Text(input.Byte() % 8);
+  illegal = illegal.substr(0, illegal.find('\0'));
   const std::string source = input.Rest();
 
   const std::string escaped =

@@ -60,6 +60,7 @@ void Memcpy(benchmark::State& state) {
   std::vector<char> buffer(kSize);
   for ([[maybe_unused]] auto _ : state) {
     std::memcpy(buffer.data(), source.data(), kSize);
+    benchmark::DoNotOptimize(buffer.data());
     benchmark::ClobberMemory();
   }
   Finish(state, kSize);

@@ -19,8 +19,9 @@ namespace utils = tessik::utils;
 int32_t HashReference(const std::string& text) {
   uint64_t hash = 0;
   for (size_t i = 0; i < text.size(); ++i) {
-    const int64_t signed_ch = static_cast<signed char>(text[i]);
-    const uint64_t ch = static_cast<uint64_t>(signed_ch) & 0xFFFFFFFF;
+    // A signed character, widened to 32 bits.
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const uint64_t ch = byte < 0x80 ? byte : 0xFFFFFF00U | byte;
     const uint64_t mixed = i % 2 == 0 ? (hash * 128) ^ ch ^ (hash / 8)
                                       : 0xFFFFFFFF ^ ((hash * 2048) ^ ch ^ (hash / 32));
     hash = (hash ^ mixed) & 0xFFFFFFFF;
