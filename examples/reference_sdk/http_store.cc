@@ -75,8 +75,8 @@ size_t DropAnswer(char* /*data*/, size_t item, size_t items, void* opaque) {
 bool AddHeader(CurlHeaders* headers, const std::string& line) {
   curl_slist* longer = curl_slist_append(headers->get(), line.c_str());
   if (longer == nullptr) return false;
-  headers->release();
-  headers->reset(longer);
+  // A list that has a head keeps it.
+  if (headers->get() == nullptr) headers->reset(longer);
   return true;
 }
 

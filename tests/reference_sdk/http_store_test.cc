@@ -106,7 +106,7 @@ TEST_F(HttpStoreTest, ClientErrorsAreNotTriedAgain) {
 }
 
 TEST_F(HttpStoreTest, ARefusalBeforeTheBodyIsHeard) {
-  SetBody(std::string(20000000, 'b'));
+  SetBody(std::string(8000000, 'b'));
   ScriptedServer server({{403, "", true}});
   EXPECT_EQ(Put(server.endpoint()), kStoreRefused);
   const auto requests = server.requests();
@@ -126,7 +126,7 @@ TEST_F(HttpStoreTest, RedirectsAreNotFollowed) {
 }
 
 TEST_F(HttpStoreTest, AConnectionThatBreaksInMidUploadIsTriedThreeTimes) {
-  SetBody(std::string(20000000, 'b'));
+  SetBody(std::string(8000000, 'b'));
   ScriptedAnswer answer;
   answer.close_after = 1000000;
   ScriptedServer server({answer});

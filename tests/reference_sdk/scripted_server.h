@@ -14,7 +14,7 @@ struct ScriptedAnswer {
   // 0: the connection is closed without an answer.
   int status = 200;
   // Header lines, each ending in "\r\n".
-  std::string headers = "";
+  std::string headers = {};
   // Answer before the body was asked for or read.
   bool before_body = false;
   // Read the head, then nothing more, and keep the connection open until the server ends.

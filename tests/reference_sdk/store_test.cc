@@ -74,6 +74,7 @@ class StoreTest : public testing::Test {
 TEST_F(StoreTest, TwoHundredMegabytesInTwoThousandFilesComeBackByteForByte) {
   std::mt19937 random(42);
   std::vector<std::string> lines;
+  lines.reserve(5000);
   for (int i = 0; i < 5000; ++i) {
     lines.push_back("[INFO][rtc.engine] ssrc=" + std::to_string(random()) +
                     " seq=" + std::to_string(random() % 65536) +
