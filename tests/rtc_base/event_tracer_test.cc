@@ -449,6 +449,7 @@ TEST(EventTracerInThreads, NoEventIsLostAndEachThreadKeepsItsOrder) {
   rtc::tracing::SetupInternalTracer();
   ASSERT_TRUE(rtc::tracing::StartInternalCapture(dir.Join("t").c_str()));
   std::vector<std::thread> threads;
+  threads.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([t] {
       for (int i = 0; i < kEvents; ++i) {

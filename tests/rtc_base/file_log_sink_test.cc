@@ -249,6 +249,7 @@ TEST(FileLogSinkInThreads, FlushesBetweenLinesLoseNothing) {
   FileLogSink sink(dir.Join("log"), {});
   rtc::LogMessage::AddLogToStream(&sink, rtc::LS_INFO);
   std::vector<std::thread> threads;
+  threads.reserve(4);
   for (int t = 0; t < 4; ++t) {
     threads.emplace_back([] {
       for (int i = 0; i < kLines; ++i) {

@@ -281,6 +281,7 @@ TEST(LogSinksInThreads, NoLineIsLostOrTornWhileSinksComeAndGo) {
     }
   });
   std::vector<std::thread> loggers;
+  loggers.reserve(kThreads);
   for (int t = 0; t < kThreads; ++t) {
     loggers.emplace_back([t] {
       for (int i = 0; i < kLines; ++i) {
