@@ -88,8 +88,10 @@ TEST(ElfSymbolsTest, OnePassGivesWhatALinearScanPerAddressGives) {
   std::mt19937_64 random(20170401);
   for (int round = 0; round < 200; ++round) {
     std::vector<Elf64_Sym> symbols;
+    symbols.reserve(60);
     for (uint32_t i = 0; i < 60; ++i) symbols.push_back(SymbolAt(random() % 64, i));
     std::vector<uint64_t> addresses;
+    addresses.reserve(20);
     for (int i = 0; i < 20; ++i) addresses.push_back(random() % 80);
     std::sort(addresses.begin(), addresses.end());
     // Sizes of the buffer that cut the table into pieces in many ways.
@@ -120,7 +122,7 @@ TEST(ElfNamesTest, ANameIsReadToItsEndAndCutToItsRoom) {
 }
 
 TEST(ElfNamesTest, AnIndexOutsideTheStringsGivesAnEmptyName) {
-  const std::string strings("\0x", 3);
+  const std::string strings("\0x\0", 3);
   const ElfSymbolTable table = {0, 0, 0, strings.size()};
   char name[8] = "old";
   EXPECT_EQ(ReadElfName(SourceOf(strings), table, 3, name, sizeof(name)), 0U);
@@ -136,9 +138,9 @@ TEST(ElfBuildIdTest, IsFoundBehindOtherNotes) {
     bytes.resize((bytes.size() + 3) & ~size_t{3});
     return bytes;
   };
-  const std::string gnu("GNU", 4);
+  const std::string gnu("GNU\0", 4);
   const std::string notes = note(NT_GNU_ABI_TAG, gnu, "12345") +
-                            note(NT_GNU_BUILD_ID, std::string("Go", 3), "no") +
+                            note(NT_GNU_BUILD_ID, std::string("Go\0", 3), "no") +
                             note(NT_GNU_BUILD_ID, gnu, "0123456789abcdefXYZ!");
   ElfBuildId id;
   ASSERT_TRUE(ReadElfBuildId(SourceOf(notes), 0, notes.size(), &id));

@@ -242,6 +242,7 @@ TEST(CaptureTest, TwoCapturesAtATimeFollowOneAnother) {
   const WaitingThreads threads(50);
   std::atomic<size_t> known{0};
   std::vector<std::thread> capturers;
+  capturers.reserve(4);
   for (int i = 0; i < 4; ++i) {
     capturers.emplace_back([&] { known += CountKnown(threads.numbers()); });
   }
@@ -270,6 +271,7 @@ TEST(CaptureTest, ACaptureInsideACaptureKnowsOnlyItself) {
 TEST(CaptureTest, ThreadsThatStartAndEndMeanwhileDoNoHarm) {
   std::atomic<bool> stop{false};
   std::vector<std::thread> spawners;
+  spawners.reserve(2);
   for (int i = 0; i < 2; ++i) {
     spawners.emplace_back([&] {
       while (!stop) std::thread([] {}).join();
