@@ -6,6 +6,12 @@ target_compile_options(oru_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wimplicit-fallthrough
   $<$<BOOL:${ORU_WERROR}>:-Werror>)
 
+# The one place where warnings that the macOS SDK itself causes are silenced, each by its name.
+if(APPLE)
+  # Its dirfd is a macro made of a statement expression.
+  target_compile_options(oru_options INTERFACE -Wno-gnu-statement-expression-from-macro-expansion)
+endif()
+
 # Logs and check reports name sources from the repository's root, wherever it was built.
 target_compile_options(oru_options INTERFACE "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
 

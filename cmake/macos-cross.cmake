@@ -30,9 +30,7 @@ set(CMAKE_OSX_DEPLOYMENT_TARGET "" CACHE STRING "" FORCE)
 set(CMAKE_OSX_SYSROOT "" CACHE STRING "" FORCE)
 set(target x86_64-apple-macosx10.12)
 # Newer calls than the deployment target's are warned about, and so are errors here.
-# dirfd is a statement expression in the SDK's headers; that alone is let through.
-set(sdk_flags
-  "-isystem ${sdk_include} -iframework ${sdk_frameworks} -Wunguarded-availability -Wno-gnu-statement-expression-from-macro-expansion")
+set(sdk_flags "-isystem ${sdk_include} -iframework ${sdk_frameworks} -Wunguarded-availability")
 foreach(lang C CXX OBJCXX)
   set(CMAKE_${lang}_COMPILER_TARGET ${target})
 endforeach()
