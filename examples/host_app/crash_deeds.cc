@@ -31,8 +31,9 @@ DEED void ReadWildPointer() {
 }
 
 DEED void DivideByZero() {
+  volatile int number = 100;
   volatile int zero = 0;
-  printf("%d\n", 1 / zero);
+  printf("%d\n", number / zero);
 }
 
 DEED void ExecuteIllegalInstruction() { __builtin_trap(); }

@@ -51,8 +51,9 @@ CHILD_FUNCTION void WriteToNull() {
 }
 
 CHILD_FUNCTION void DivideByZero() {
+  volatile int number = 100;
   volatile int zero = 0;
-  printf("%d\n", 1 / zero);
+  printf("%d\n", number / zero);
 }
 
 void SleepForEver() {
