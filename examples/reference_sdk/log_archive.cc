@@ -56,6 +56,39 @@ size_t ReadFully(int fd, unsigned char* data, size_t length) {
   return got;
 }
 
+void PutNumber(std::string* bytes, uint64_t number, int width) {
+  for (int i = 0; i < width; ++i) *bytes += static_cast<char>(number >> (8 * i) & 0xffU);
+}
+
+// minizip 1.1 writes the zip64 end of the directory only for archives of 4 GiB and more. One with
+// more entries than the plain end can count gets it here, between the directory and that end.
+bool AddZip64End(uint64_t entries, uint64_t directory_start, ArchiveFile* archive) {
+  constexpr uint64_t kPlainEndBytes = 22;
+  const uint64_t end = archive->size() - kPlainEndBytes;
+  const uint64_t directory_size = end - directory_start;
+  std::string bytes = "PK\x06\x06";
+  PutNumber(&bytes, 44, 8);
+  PutNumber(&bytes, 45, 2);
+  PutNumber(&bytes, 45, 2);
+  PutNumber(&bytes, 0, 8);
+  PutNumber(&bytes, entries, 8);
+  PutNumber(&bytes, entries, 8);
+  PutNumber(&bytes, directory_size, 8);
+  PutNumber(&bytes, directory_start, 8);
+  bytes += "PK\x06\x07";
+  PutNumber(&bytes, 0, 4);
+  PutNumber(&bytes, end, 8);
+  PutNumber(&bytes, 1, 4);
+  bytes += "PK\x05\x06";
+  PutNumber(&bytes, 0, 4);
+  PutNumber(&bytes, 0xffffffff, 4);
+  PutNumber(&bytes, directory_size, 4);
+  PutNumber(&bytes, directory_start, 4);
+  PutNumber(&bytes, 0, 2);
+  return archive->Seek(end, ZLIB_FILEFUNC_SEEK_SET) && archive->Write(bytes.data(), bytes.size()) &&
+         archive->Flush();
+}
+
 // A piece on its way through the pool, with what the writer needs to know about it.
 struct Piece {
   DeflateJob job;
@@ -126,7 +159,7 @@ class Packer {
   Packer& operator=(const Packer&) = delete;
 
   bool Add(int fd, const struct stat& info, const std::string& name);
-  bool Finish();
+  bool Finish(ArchiveFile* archive);
 
  private:
   bool WriteOldest();
@@ -137,11 +170,13 @@ class Packer {
   EntryWriter writer_;
   Progress progress_;
   uint64_t packed_ = 0;
+  uint64_t entries_ = 0;
 };
 
 bool Packer::Add(int fd, const struct stat& info, const std::string& name) {
   const auto size = static_cast<uint64_t>(info.st_size);
   uint64_t left = size;
+  ++entries_;
   bool last = false;
   for (bool first = true; !last; first = false) {
     if (free_.empty() && !WriteOldest()) return false;
@@ -183,11 +218,14 @@ bool Packer::WriteOldest() {
   return written;
 }
 
-bool Packer::Finish() {
+bool Packer::Finish(ArchiveFile* archive) {
   while (!busy_.empty()) {
     if (!WriteOldest()) return false;
   }
-  return writer_.Close();
+  const uint64_t directory_start = archive->position();
+  if (!writer_.Close()) return false;
+  if (entries_ < 0xffff || directory_start >= 0xffffffff) return true;
+  return AddZip64End(entries_, directory_start, archive);
 }
 
 }  // namespace
@@ -202,7 +240,7 @@ bool PackLogs(const LogFiles& files, long threads, int fd, uint64_t* size) {
     const ScopedFd file(files.Open(files.files()[i], &info));
     if (file.valid() && !packer.Add(file.get(), info, names[i])) return false;
   }
-  if (!packer.Finish()) return false;
+  if (!packer.Finish(&archive)) return false;
   *size = archive.size();
   return true;
 }
