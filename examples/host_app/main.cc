@@ -79,11 +79,13 @@ std::unique_ptr<char[]> UseAlternateStack() {
   return memory;
 }
 
-// Threads that wait until the end.
+// Threads that wait until the end; once made, they all do.
 class IdleThreads {
  public:
   explicit IdleThreads(int count) {
     for (int i = 0; i < count; ++i) threads_.emplace_back([this, i] { Wait(i); });
+    std::unique_lock<std::mutex> lock(mutex_);
+    all_wait_.wait(lock, [this, count] { return waiting_ == count; });
   }
   ~IdleThreads() {
     {
@@ -100,11 +102,15 @@ class IdleThreads {
   void Wait(int index) {
     rtc::SetCurrentThreadName(("idle-" + std::to_string(index)).c_str());
     std::unique_lock<std::mutex> lock(mutex_);
+    ++waiting_;
+    all_wait_.notify_one();
     wake_.wait(lock, [this] { return done_; });
   }
 
   std::mutex mutex_;
   std::condition_variable wake_;
+  std::condition_variable all_wait_;
+  int waiting_ = 0;
   bool done_ = false;
   std::vector<std::thread> threads_;
 };
