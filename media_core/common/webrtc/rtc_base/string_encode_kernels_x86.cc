@@ -1,6 +1,7 @@
 // Kernels of x86_64: SSSE3 in blocks of 16 bytes, and AVX2 in blocks of 32 where that pays. Which
 // set runs is decided once, by what the processor offers; what is left behind the last block goes
 // to the plain kernels. Loads and stores stay inside the source and the room.
+#include <cpuid.h>
 #include <immintrin.h>
 
 #include <cstdint>
@@ -377,12 +378,39 @@ constexpr EncodeKernels kAvx2Kernels = {"avx2",         HexEncodeAvx2,  HexDecod
                                         UrlEncodeSsse3, UrlDecodeSsse3, CopyOrdinarySse2,
                                         FindAllSse2};
 
+// The processor itself is asked: the compiler's own test needs its runtime library, which a
+// cross-linked program may lack.
 bool HasSsse3() {
-  __builtin_cpu_init();
-  return __builtin_cpu_supports("ssse3") != 0 && __builtin_cpu_supports("popcnt") != 0;
+  unsigned a = 0;
+  unsigned b = 0;
+  unsigned c = 0;
+  unsigned d = 0;
+  if (__get_cpuid(1, &a, &b, &c, &d) == 0) return false;
+  return (c & bit_SSSE3) != 0 && (c & bit_POPCNT) != 0;
 }
 
-bool HasAvx2() { return HasSsse3() && __builtin_cpu_supports("avx2") != 0; }
+// Whether the system saves the wide registers when it switches threads.
+bool SystemKeepsWideRegisters() {
+  constexpr unsigned kSseAndAvxState = 6;
+  unsigned a = 0;
+  unsigned b = 0;
+  unsigned c = 0;
+  unsigned d = 0;
+  if (__get_cpuid(1, &a, &b, &c, &d) == 0 || (c & bit_OSXSAVE) == 0) return false;
+  unsigned low = 0;
+  unsigned high = 0;
+  __asm__ volatile("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+  return (low & kSseAndAvxState) == kSseAndAvxState;
+}
+
+bool HasAvx2() {
+  unsigned a = 0;
+  unsigned b = 0;
+  unsigned c = 0;
+  unsigned d = 0;
+  if (!HasSsse3() || !SystemKeepsWideRegisters()) return false;
+  return __get_cpuid_count(7, 0, &a, &b, &c, &d) != 0 && (b & bit_AVX2) != 0;
+}
 
 }  // namespace
 
