@@ -1,0 +1,99 @@
+// The runtime base's macOS variants on the stand-in.
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "media_core/common/webrtc/rtc_base/counting_semaphore.h"
+#include "media_core/common/webrtc/rtc_base/log_preference.h"
+#include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
+#include "tests/mach_double/mach_double.h"
+
+namespace rtc {
+namespace {
+
+using mach_double::Call;
+
+TEST(MachClock, TicksAreMultipliedBeforeTheyAreDivided) {
+  mach_double::SetTimebase(125, 3);
+  mach_double::SetAbsoluteTime(7);
+  EXPECT_EQ(291, SystemTimeNanos());  // 875 / 3
+  mach_double::SetAbsoluteTime(3000000);
+  EXPECT_EQ(125000000, SystemTimeNanos());
+}
+
+TEST(MachClock, TheTimebaseIsAskedForOnce) {
+  SystemTimeNanos();
+  SystemTimeNanos();
+  EXPECT_EQ(1, mach_double::CallCount(Call::kTimebaseInfo));
+}
+
+TEST(MachSemaphore, AWaiterSleepsUntilTheSignal) {
+  CountingSemaphore semaphore;
+  std::atomic<bool> woken{false};
+  std::thread waiter([&] {
+    semaphore.Wait();
+    woken = true;
+  });
+  EXPECT_FALSE(woken);
+  semaphore.Signal();
+  waiter.join();
+  EXPECT_TRUE(woken);
+}
+
+TEST(MachSemaphore, ASignalBeforeTheWaitIsKept) {
+  CountingSemaphore semaphore;
+  semaphore.Signal();
+  semaphore.Signal();
+  semaphore.Wait();
+  semaphore.Wait();
+}
+
+TEST(MachThreadNumber, ItIsTheThreadsPort) {
+  EXPECT_EQ(pthread_mach_thread_np(pthread_self()), CurrentThreadId());
+  PlatformThreadId other = 0;
+  std::thread([&] { other = CurrentThreadId(); }).join();
+  EXPECT_NE(0u, other);
+  EXPECT_NE(CurrentThreadId(), other);
+}
+
+TEST(MachThreadName, AThreadNamesItself) {
+  SetCurrentThreadName(nullptr);
+  SetCurrentThreadName("a name of more than fifteen bytes");
+  char name[64];
+  ASSERT_EQ(0, pthread_getname_np(pthread_self(), name, sizeof(name)));
+  EXPECT_STREQ("a name of more than fifteen bytes", name);
+}
+
+TEST(MachPreference, WithoutAnIdentifierThereIsNoBundle) {
+  EXPECT_EQ(LogPreference::kNoBundle, ReadPlatformLogPreference());
+  mach_double::SetMainBundleExists(false);
+  EXPECT_EQ(LogPreference::kNoBundle, ReadPlatformLogPreference());
+  EXPECT_EQ(0, mach_double::LiveObjects());
+}
+
+TEST(MachPreference, WithoutAKeyThereIsNoBundle) {
+  mach_double::SetBundleIdentifier("org.example.app");
+  mach_double::FailOnce(Call::kStringCreate, 0);
+  EXPECT_EQ(LogPreference::kNoBundle, ReadPlatformLogPreference());
+}
+
+TEST(MachPreference, EveryValueIsReadAndTheKeyReleased) {
+  mach_double::SetBundleIdentifier("org.example.app");
+  EXPECT_EQ(LogPreference::kUnset, ReadPlatformLogPreference());
+  mach_double::SetBooleanPreference("org.example.other", "logToStdErr", true);
+  EXPECT_EQ(LogPreference::kUnset, ReadPlatformLogPreference());
+  mach_double::SetBooleanPreference("org.example.app", "logToStdErr", true);
+  EXPECT_EQ(LogPreference::kTrue, ReadPlatformLogPreference());
+  mach_double::SetBooleanPreference("org.example.app", "logToStdErr", false);
+  EXPECT_EQ(LogPreference::kFalse, ReadPlatformLogPreference());
+  mach_double::SetInvalidPreference("org.example.app", "logToStdErr");
+  EXPECT_EQ(LogPreference::kUnset, ReadPlatformLogPreference());
+  EXPECT_EQ(0, mach_double::LiveObjects());
+}
+
+}  // namespace
+}  // namespace rtc
