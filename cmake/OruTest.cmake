@@ -25,3 +25,12 @@ function(oru_add_test name)
   endif()
   gtest_discover_tests(${name} TEST_PREFIX "${name}." PROPERTIES ${properties} DISCOVERY_TIMEOUT 60)
 endfunction()
+
+# oru_add_script_test(NAME LABELS command [argument...]): a test that is a script of its own; LABELS may be "".
+function(oru_add_script_test name labels)
+  add_test(NAME "${name}" COMMAND ${ARGN})
+  set_tests_properties("${name}" PROPERTIES TIMEOUT 120)
+  if(labels)
+    set_tests_properties("${name}" PROPERTIES LABELS "${labels}")
+  endif()
+endfunction()

@@ -1,7 +1,9 @@
 #include "oru_report/frame_view.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
+#include <vector>
 
 #include "oru_report/escape.h"
 
@@ -21,6 +23,27 @@ std::string UnnamedFrame(const Report& report, const Frame& frame) {
   return image->name + Hex(frame.address - image->start, " + 0x%" PRIx64);
 }
 
+// Without "." and "NAME/..", which compilers leave in the names they were given. Only what is shown
+// is shortened, so that a symbolic link on the way does no harm.
+std::string ShortPath(const std::string& path) {
+  std::vector<std::string> kept;
+  const bool absolute = !path.empty() && path[0] == '/';
+  for (size_t start = 0; start <= path.size();) {
+    const size_t end = std::min(path.find('/', start), path.size());
+    const std::string part = path.substr(start, end - start);
+    start = end + 1;
+    if (part.empty() || part == ".") continue;
+    if (part == ".." && !kept.empty() && kept.back() != "..") {
+      kept.pop_back();
+    } else if (part != ".." || !absolute) {
+      kept.push_back(part);
+    }
+  }
+  std::string text;
+  for (const std::string& part : kept) text += (text.empty() && !absolute ? "" : "/") + part;
+  return text;
+}
+
 }  // namespace
 
 FrameView ViewFrame(const Report& report, const Frame& frame, size_t index, SourceLookup* sources) {
@@ -34,7 +57,7 @@ FrameView ViewFrame(const Report& report, const Frame& frame, size_t index, Sour
   view.address = Hex(frame.address, "0x%016" PRIx64);
   SourcePlace place;
   if (sources != nullptr && sources->Find(frame.address, index != 0, &place) && place.line > 0) {
-    view.place = place.file + ":" + std::to_string(place.line);
+    view.place = ShortPath(place.file) + ":" + std::to_string(place.line);
   }
   if (!frame.symbol.empty()) {
     view.function = Demangle(frame.symbol) + " + " + std::to_string(frame.offset);

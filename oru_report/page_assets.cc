@@ -22,6 +22,14 @@ details, .frames { border: 1px solid var(--line); border-radius: .4rem; margin: 
 summary { cursor: pointer; } .top { margin-left: .8rem; }
 .wide { overflow-x: auto; } table { border-collapse: collapse; width: 100%; }
 th, td { text-align: left; padding: .2rem .8rem .2rem 0; border-bottom: 1px solid var(--line); white-space: nowrap; }
+td { vertical-align: top; } .path { white-space: normal; overflow-wrap: anywhere; min-width: 16rem; }
+td:first-child { white-space: normal; overflow-wrap: anywhere; min-width: 8rem; }
+[hidden] { display: none !important; }
+@media (max-width: 50rem) {
+  thead { display: none; } tr { display: block; padding: .3rem 0; border-bottom: 1px solid var(--line); }
+  td, td:first-child { display: block; border: 0; padding: 0; white-space: normal; overflow-wrap: anywhere; }
+}
+tbody tr:hover { background: #8882; }
 input { font: inherit; width: min(26rem, 100%); padding: .25rem .5rem; } button { font: inherit; }
 pre { white-space: pre-wrap; overflow-wrap: anywhere; }
 )css";
@@ -29,7 +37,7 @@ pre { white-space: pre-wrap; overflow-wrap: anywhere; }
 const char kPageScript[] = R"js(
 (function () {
   var fold = document.getElementById('fold');
-  fold.addEventListener('click', function () {
+  if (fold) fold.addEventListener('click', function () {
     var all = document.querySelectorAll('details'), open = fold.textContent === 'Unfold all';
     all.forEach(function (d) { d.open = open || d.classList.contains('crashed'); });
     fold.textContent = open ? 'Fold all' : 'Unfold all';
@@ -45,7 +53,7 @@ const char kPageScript[] = R"js(
     var address = BigInt(text);
     return entry.start <= address && address <= entry.end;
   }
-  search.addEventListener('input', function () {
+  if (search) search.addEventListener('input', function () {
     var text = search.value.trim().toLowerCase(), count = 0;
     rows.forEach(function (entry) {
       var show = text === '' || matches(entry, text);

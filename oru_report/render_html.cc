@@ -9,6 +9,13 @@
 namespace oru_report {
 namespace {
 
+constexpr char kNone[] = "<p class=none>none</p>\n";
+
+std::string Heading(const char* text, size_t count) {
+  return "<h2>" + std::string(text) + " <span class=count>" + std::to_string(count) +
+         "</span></h2>\n";
+}
+
 std::string FrameRow(const FrameView& view) {
   std::string row = "<li><code class=fn>" + ForHtml(view.function) + "</code>";
   if (!view.place.empty()) row += "<span class=place>" + ForHtml(view.place) + "</span>";
@@ -45,22 +52,23 @@ std::string ImageRow(const Image& image) {
   snprintf(range, sizeof range, "0x%012" PRIx64 "&nbsp;–&nbsp;0x%012" PRIx64, image.start,
            image.end);
   return "<tr><td><b>" + ForHtml(image.name) + "</b></td><td><code>" + range +
-         "</code></td><td><code>" + ForHtml(image.uuid) + "</code></td><td>" + ForHtml(image.path) +
-         "</td></tr>\n";
+         "</code></td><td><code>" + ForHtml(image.uuid) + "</code></td><td class=path>" +
+         ForHtml(image.path) + "</td></tr>\n";
 }
 
 std::string Header(const Report& report) {
   std::string html = "<dl>\n";
   for (const auto& [label, value] : report.header) {
-    html += "<dt>" + ForHtml(label) + "</dt><dd>" + ForHtml(value) + "</dd>\n";
+    html += "<dt>" + ForHtml(label) + "</dt><dd>" +
+            (value.empty() ? "<span class=none>none</span>" : ForHtml(value)) + "</dd>\n";
   }
   return html + "</dl>\n";
 }
 
 std::string Threads(const Report& report, SourceLookup* sources) {
   const Thread* crashed = report.CrashThread();
-  std::string html = "<h2>Threads <span class=count>" + std::to_string(report.threads.size()) +
-                     "</span></h2>\n<p><button id=fold>Unfold all</button></p>\n";
+  std::string html = Heading("Threads", report.threads.size());
+  html += report.threads.empty() ? kNone : "<p><button id=fold>Unfold all</button></p>\n";
   if (crashed != nullptr) html += ThreadBlock(report, *crashed, true, sources);
   for (const Thread& thread : report.threads) {
     if (&thread != crashed) html += ThreadBlock(report, thread, false, sources);
@@ -70,11 +78,13 @@ std::string Threads(const Report& report, SourceLookup* sources) {
 }
 
 std::string Images(const Report& report) {
-  std::string html = "<h2>Images <span class=count>" + std::to_string(report.images.size()) +
-                     "</span></h2>\n<p><input id=search type=search placeholder=\"Name, path, "
-                     "UUID or address\" aria-label=\"Search images\"> <span id=found></span></p>\n"
-                     "<div class=wide><table id=images>\n<thead><tr><th>Name</th><th>Code</th>"
-                     "<th>UUID</th><th>Path</th></tr></thead>\n<tbody>\n";
+  std::string html = Heading("Images", report.images.size());
+  if (report.images.empty()) return html + kNone;
+  html +=
+      "<p><input id=search type=search placeholder=\"Name, path, UUID or address\" "
+      "aria-label=\"Search images\"> <span id=found role=status></span></p>\n"
+      "<div class=wide><table id=images>\n<thead><tr><th>Name</th><th>Code</th><th>UUID</th>"
+      "<th>Path</th></tr></thead>\n<tbody>\n";
   for (const Image& image : report.images) html += ImageRow(image);
   return html + "</tbody></table></div>\n";
 }
