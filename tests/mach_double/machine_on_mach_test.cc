@@ -278,7 +278,7 @@ TEST(MachThreads, ARunningThreadsRegistersPointIntoItsLoop) {
   });
   while (number == 0) std::this_thread::yield();
   Registers registers = {};
-  EXPECT_TRUE(ReadRegisters(number, &registers));
+  EXPECT_TRUE(fillThreadStateIntoMachineContext(number, &registers));
   EXPECT_NE(0u, registers.rip);
   EXPECT_NE(0u, registers.rsp);
   ThreadList list;
@@ -287,7 +287,7 @@ TEST(MachThreads, ARunningThreadsRegistersPointIntoItsLoop) {
             std::find(list.numbers(), list.numbers() + list.size(), number.load()));
   stop = true;
   spinner.join();
-  EXPECT_FALSE(ReadRegisters(number, &registers));
+  EXPECT_FALSE(fillThreadStateIntoMachineContext(number, &registers));
 }
 
 TEST(MachThreads, AFailingNameIsEmpty) {
@@ -306,11 +306,11 @@ TEST(MachThreads, AFailingNameIsEmpty) {
 TEST(MachMemory, ABadAddressIsACodeNotAFault) {
   int from = 42;
   int to = 0;
-  EXPECT_EQ(0, CopyMemory(&from, &to, sizeof(to)));
+  EXPECT_EQ(0, mach_copyMem(&from, &to, sizeof(to)));
   EXPECT_EQ(42, to);
-  EXPECT_EQ(KERN_INVALID_ADDRESS, CopyMemory(reinterpret_cast<void*>(8), &to, sizeof(to)));
+  EXPECT_EQ(KERN_INVALID_ADDRESS, mach_copyMem(reinterpret_cast<void*>(8), &to, sizeof(to)));
   mach_double::FailOnce(Call::kVmReadOverwrite, KERN_PROTECTION_FAILURE);
-  EXPECT_EQ(KERN_PROTECTION_FAILURE, CopyMemory(&from, &to, sizeof(to)));
+  EXPECT_EQ(KERN_PROTECTION_FAILURE, mach_copyMem(&from, &to, sizeof(to)));
 }
 
 TEST(MachHost, EveryProcessorTypeHasItsWord) {

@@ -160,7 +160,7 @@ TEST(CallChainTest, WhereTheSystemForbidsTheMemoryCallTheChainIsTheSame) {
   std::vector<NamedChain> chains;
   ForbidMemoryCall();
   char byte = 0;
-  EXPECT_NE(CopyMemory(nullptr, &byte, 1), 0);
+  EXPECT_NE(mach_copyMem(nullptr, &byte, 1), 0);
   chains = ChainsOf({CurrentThreadNumber()});
   EXPECT_EQ(chains[0].chain.status, ChainStatus::kComplete);
   EXPECT_TRUE(chains[0].Names("ChainsOf"));

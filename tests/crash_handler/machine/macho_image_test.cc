@@ -128,7 +128,7 @@ class HandMade {
 
 SymbolInformation Find(const HandMade& made, uintptr_t offset) {
   SymbolInformation record;
-  MachOSymbolAt(made.image(), made.At(offset), &CopyMemory, &record);
+  _dladdr(made.image(), made.At(offset), &mach_copyMem, &record);
   return record;
 }
 
@@ -183,7 +183,7 @@ TEST(MachOImageTest, AnUnknownMagicHasNoCommands) {
 TEST(MachOImageTest, AnUnknownMagicGivesNameAndBaseButFails) {
   const HandMade made(0x12345678);
   SymbolInformation record;
-  EXPECT_FALSE(MachOSymbolAt(made.image(), made.At(0), &CopyMemory, &record));
+  EXPECT_FALSE(_dladdr(made.image(), made.At(0), &mach_copyMem, &record));
   EXPECT_STREQ(record.dli_fname, "/lib/hand.dylib");
   EXPECT_EQ(record.dli_fbase, reinterpret_cast<void*>(made.At(0)));
   EXPECT_EQ(record.dli_sname, nullptr);
@@ -203,7 +203,7 @@ TEST(MachOImageTest, ABaseOfZeroFailsWithAnEmptyRecord) {
   MachOImage image = made.image();
   image.slide = 0;
   SymbolInformation record = {"x", &record, "y", &record};
-  EXPECT_FALSE(MachOSymbolAt(image, made.At(0), &CopyMemory, &record));
+  EXPECT_FALSE(_dladdr(image, made.At(0), &mach_copyMem, &record));
   EXPECT_EQ(record.dli_fname, nullptr);
   EXPECT_EQ(record.dli_fbase, nullptr);
   EXPECT_EQ(record.dli_sname, nullptr);
@@ -213,7 +213,7 @@ TEST(MachOImageTest, ABaseOfZeroFailsWithAnEmptyRecord) {
 TEST(MachOImageTest, AHeaderWithoutCommandsGivesNameAndBase) {
   const HandMade made(kMachOMagic64);
   SymbolInformation record;
-  EXPECT_TRUE(MachOSymbolAt(made.image(), made.At(0), &CopyMemory, &record));
+  EXPECT_TRUE(_dladdr(made.image(), made.At(0), &mach_copyMem, &record));
   EXPECT_STREQ(record.dli_fname, "/lib/hand.dylib");
   EXPECT_EQ(record.dli_sname, nullptr);
 }
@@ -410,7 +410,7 @@ TEST(RealMachOTest, EveryAddressGivesTheSymbolThatTheSymbolListerGives) {
     }
     SymbolInformation record;
     const uintptr_t here = address + static_cast<uintptr_t>(real.image().slide);
-    ASSERT_TRUE(MachOSymbolAt(real.image(), here, &CopyMemory, &record));
+    ASSERT_TRUE(_dladdr(real.image(), here, &mach_copyMem, &record));
     if (nearest == nullptr) {
       ASSERT_EQ(record.dli_sname, nullptr) << address;
       continue;
@@ -463,8 +463,8 @@ TEST(RealMachOTest, AnImageCutAnywhereIsReadWithoutAFault) {
     ImageListEntry entry;
     ScanMachOImage(image, &scan, &entry);
     SymbolInformation record;
-    MachOSymbolAt(image, reinterpret_cast<uintptr_t>(real.image().header) + 0x380, &CopyMemory,
-                  &record);
+    _dladdr(image, reinterpret_cast<uintptr_t>(real.image().header) + 0x380, &mach_copyMem,
+            &record);
     EXPECT_FALSE(MachOImageContains(image, 1));
   }
 }

@@ -31,7 +31,7 @@ class FakeStack {
     registers.rip = ip;
     registers.rbp = fp;
     CallChain chain;
-    WalkFramePointers(registers, &CopyMemory, &chain);
+    WalkFramePointers(registers, &mach_copyMem, &chain);
     return chain;
   }
 
@@ -100,17 +100,28 @@ TEST(StackWalkTest, AMissingInstructionIsReportedBeforeAMissingFrame) {
   EXPECT_EQ(FakeStack::WalkFrom(0, 0).status, ChainStatus::kNoInstruction);
 }
 
+TEST(RegistersTest, EachAccessorReadsOneRegisterAndThereIsNoLinkRegister) {
+  Registers registers = {};
+  registers.rip = 1;
+  registers.rbp = 2;
+  registers.rsp = 3;
+  EXPECT_EQ(mach_instructionAddress(registers), 1U);
+  EXPECT_EQ(mach_framePointer(registers), 2U);
+  EXPECT_EQ(mach_stackPointer(registers), 3U);
+  EXPECT_EQ(mach_linkRegister(registers), 0U);
+}
+
 TEST(MemoryTest, CopiesWhatIsReadable) {
   const char source[] = "bytes";
   char copy[sizeof(source)] = "";
-  EXPECT_EQ(CopyMemory(source, copy, sizeof(source)), 0);
+  EXPECT_EQ(mach_copyMem(source, copy, sizeof(source)), 0);
   EXPECT_STREQ(copy, "bytes");
 }
 
 TEST(MemoryTest, NullAndUnmappedSourcesGiveACode) {
   char copy[16];
-  EXPECT_NE(CopyMemory(nullptr, copy, sizeof(copy)), 0);
-  EXPECT_NE(CopyMemory(reinterpret_cast<const void*>(0xffff800000000000), copy, 1), 0);
+  EXPECT_NE(mach_copyMem(nullptr, copy, sizeof(copy)), 0);
+  EXPECT_NE(mach_copyMem(reinterpret_cast<const void*>(0xffff800000000000), copy, 1), 0);
 }
 
 TEST(MemoryTest, ARangeThatRunsIntoAnUnmappedPageGivesACode) {
@@ -118,12 +129,12 @@ TEST(MemoryTest, ARangeThatRunsIntoAnUnmappedPageGivesACode) {
   char* data = static_cast<char*>(pages.data());
   ASSERT_EQ(mprotect(data + kPage, kPage, PROT_NONE), 0);
   char copy[32];
-  EXPECT_EQ(CopyMemory(data + kPage - 32, copy, 32), 0);
-  EXPECT_NE(CopyMemory(data + kPage - 31, copy, 32), 0);
+  EXPECT_EQ(mach_copyMem(data + kPage - 32, copy, 32), 0);
+  EXPECT_NE(mach_copyMem(data + kPage - 31, copy, 32), 0);
 }
 
 TEST(MemoryTest, ACopyOfNothingSucceedsFromAnywhere) {
-  EXPECT_EQ(CopyMemory(nullptr, nullptr, 0), 0);
+  EXPECT_EQ(mach_copyMem(nullptr, nullptr, 0), 0);
 }
 
 TEST(MemoryTest, ScratchMemoryIsZeroedAndLargeSizesFailQuietly) {

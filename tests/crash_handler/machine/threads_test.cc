@@ -138,7 +138,7 @@ TEST(ThreadNameTest, AThreadThatDoesNotExistHasNone) {
 
 TEST(RegistersTest, OfTheCallingThread) {
   Registers registers = {};
-  ASSERT_TRUE(ReadRegisters(CurrentThreadNumber(), &registers));
+  ASSERT_TRUE(fillThreadStateIntoMachineContext(CurrentThreadNumber(), &registers));
   EXPECT_NE(registers.rip, 0U);
   const auto here = reinterpret_cast<uint64_t>(__builtin_frame_address(0));
   EXPECT_LT(here - registers.rsp, 65536U);
@@ -147,7 +147,7 @@ TEST(RegistersTest, OfTheCallingThread) {
 TEST(RegistersTest, OfAWaitingThread) {
   const WaitingThreads threads(1);
   Registers registers = {};
-  ASSERT_TRUE(ReadRegisters(threads.numbers()[0], &registers));
+  ASSERT_TRUE(fillThreadStateIntoMachineContext(threads.numbers()[0], &registers));
   EXPECT_NE(registers.rip, 0U);
 }
 
@@ -161,7 +161,7 @@ TEST(RegistersTest, OfARunningThread) {
   });
   while (number == 0) std::this_thread::yield();
   Registers registers = {};
-  EXPECT_TRUE(ReadRegisters(number, &registers));
+  EXPECT_TRUE(fillThreadStateIntoMachineContext(number, &registers));
   EXPECT_NE(registers.rip, 0U);
   stop = true;
   runner.join();
@@ -172,7 +172,7 @@ TEST(RegistersTest, AThreadThatHasEndedGivesNoneAtOnce) {
   std::thread([&] { number = CurrentThreadNumber(); }).join();
   const auto start = Clock::now();
   Registers registers = {};
-  EXPECT_FALSE(ReadRegisters(number, &registers));
+  EXPECT_FALSE(fillThreadStateIntoMachineContext(number, &registers));
   EXPECT_LT(MillisecondsSince(start), kCaptureLimitMs);
 }
 
@@ -261,7 +261,8 @@ TEST(CaptureTest, ACaptureInsideACaptureKnowsOnlyItself) {
       [](void* context, size_t, const Registers*) {
         auto* out = static_cast<Outer*>(context);
         Registers registers;
-        out->inner_known = ReadRegisters(out->threads->numbers()[0], &registers) ? 1 : 0;
+        out->inner_known =
+            fillThreadStateIntoMachineContext(out->threads->numbers()[0], &registers) ? 1 : 0;
       },
       &outer);
   EXPECT_EQ(outer.inner_known, 0U);

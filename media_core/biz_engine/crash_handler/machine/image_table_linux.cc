@@ -25,7 +25,7 @@ bool CopyString(uint64_t source, char* destination, size_t room) {
   while (length < room) {
     const uint64_t at = source + length;
     const auto piece = std::min<uint64_t>({kPageSize - at % kPageSize, room - length, 128});
-    if (CopyMemory(reinterpret_cast<const void*>(at), destination + length, piece) != 0) {
+    if (mach_copyMem(reinterpret_cast<const void*>(at), destination + length, piece) != 0) {
       return false;
     }
     if (memchr(destination + length, '\0', piece) != nullptr) return true;
@@ -35,7 +35,7 @@ bool CopyString(uint64_t source, char* destination, size_t room) {
 }
 
 bool ReadOwnMemory(const void*, uint64_t position, void* destination, size_t count) {
-  return CopyMemory(reinterpret_cast<const void*>(position), destination, count) == 0;
+  return mach_copyMem(reinterpret_cast<const void*>(position), destination, count) == 0;
 }
 
 // The program's own name is not in the linker's list.
@@ -183,7 +183,7 @@ void ImageTable::Read(const Content* known, Content* content) {
   const struct link_map* next = _r_debug.r_map;
   size_t records = 0;
   for (; next != nullptr && records < kMaxImages; ++records) {
-    if (CopyMemory(next, &link, sizeof(link)) != 0) return;
+    if (mach_copyMem(next, &link, sizeof(link)) != 0) return;
     content->AddLink(link, reinterpret_cast<uint64_t>(next), known);
     next = link.l_next;
   }

@@ -43,7 +43,7 @@ bool Symbolizer::ResolveOne(uintptr_t address, SymbolInformation* record) {
   for (uint32_t i = 0; i < count; ++i) {
     const MachOImage image = ImageAt(i);
     if (MachOImageContains(image, address)) {
-      return MachOSymbolAt(image, address, &CopyMemory, record);
+      return _dladdr(image, address, &mach_copyMem, record);
     }
   }
   return false;

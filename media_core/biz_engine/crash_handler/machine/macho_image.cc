@@ -242,8 +242,8 @@ uintptr_t segmentBaseOfImageIndex(const MachOImage& image) {
   return 0;
 }
 
-bool MachOSymbolAt(const MachOImage& image, uintptr_t address, MachOReader read,
-                   SymbolInformation* record) {
+bool _dladdr(const MachOImage& image, uintptr_t address, MachOReader read,
+             SymbolInformation* record) {
   *record = {nullptr, nullptr, nullptr, nullptr};
   const uintptr_t base = segmentBaseOfImageIndex(image) + static_cast<uintptr_t>(image.slide);
   if (base == 0) return false;

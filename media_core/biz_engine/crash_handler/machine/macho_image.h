@@ -32,7 +32,7 @@ struct MachOImage {
   intptr_t slide = 0;
 };
 
-// Copies `count` bytes at an address of the (loaded) image; 0 when it could, as CopyMemory does.
+// Copies `count` bytes at an address of the (loaded) image; 0 when it could, as mach_copyMem does.
 using MachOReader = int (*)(const void* source, void* destination, size_t count);
 
 // Address of the first load command, or 0 for a null header or an unknown magic: 28 bytes behind
@@ -55,8 +55,8 @@ uintptr_t segmentBaseOfImageIndex(const MachOImage& image);
 // otherwise, with the nearest symbol of the first symbol table that has one. A name loses one
 // leading "_". A match of type 3 that is the header itself loses its name. `dli_sname` points into
 // the image's string table.
-bool MachOSymbolAt(const MachOImage& image, uintptr_t address, MachOReader read,
-                   SymbolInformation* record);
+bool _dladdr(const MachOImage& image, uintptr_t address, MachOReader read,
+             SymbolInformation* record);
 
 // What an image list carries from one image to the next: an image without a UUID or a "__TEXT"
 // segment is shown with the values of the last one that had them.

@@ -16,7 +16,7 @@ namespace CrashHandler::machine {
 // bad source gives a code instead of a fault. All or nothing counts as success; on failure the
 // destination may be partly written. Returns 0, or the platform's code (a kernel code on macOS, an
 // errno value on Linux).
-int CopyMemory(const void* source, void* destination, size_t count);
+int mach_copyMem(const void* source, void* destination, size_t count);
 
 // Pages straight from the kernel, zeroed; unmapped at the end of the scope.
 class ScratchMemory {

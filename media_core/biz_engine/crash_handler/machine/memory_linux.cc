@@ -24,7 +24,7 @@ int CopyThroughFile(const void* source, void* destination, size_t count) {
 
 }  // namespace
 
-int CopyMemory(const void* source, void* destination, size_t count) {
+int mach_copyMem(const void* source, void* destination, size_t count) {
   if (count == 0) return 0;
   const int saved_errno = errno;
   struct iovec local = {destination, count};

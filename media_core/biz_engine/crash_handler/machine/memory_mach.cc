@@ -4,7 +4,7 @@
 
 namespace CrashHandler::machine {
 
-int CopyMemory(const void* source, void* destination, size_t count) {
+int mach_copyMem(const void* source, void* destination, size_t count) {
   vm_size_t copied = 0;
   return vm_read_overwrite(mach_task_self(), reinterpret_cast<vm_address_t>(source), count,
                            reinterpret_cast<vm_address_t>(destination), &copied);

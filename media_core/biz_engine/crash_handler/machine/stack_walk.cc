@@ -14,18 +14,18 @@ struct FrameEntry {
 
 void WalkFramePointers(const Registers& registers, MemoryReader read, CallChain* chain) {
   chain->length = 0;
-  if (registers.rip == 0) {
+  if (mach_instructionAddress(registers) == 0) {
     chain->status = ChainStatus::kNoInstruction;
     return;
   }
   FrameEntry frame;
-  const auto* source = reinterpret_cast<const void*>(registers.rbp);
-  if (registers.rbp == 0 || read(source, &frame, sizeof(frame)) != 0) {
+  const auto* source = reinterpret_cast<const void*>(mach_framePointer(registers));
+  if (mach_framePointer(registers) == 0 || read(source, &frame, sizeof(frame)) != 0) {
     chain->status = ChainStatus::kNoFrame;
     return;
   }
   chain->status = ChainStatus::kComplete;
-  chain->entries[0] = registers.rip;
+  chain->entries[0] = mach_instructionAddress(registers);
   size_t length = 1;
   for (; length < kMaxChainEntries; ++length) {
     chain->entries[length] = frame.return_address;

@@ -29,7 +29,7 @@ struct CallChain {
   ChainStatus status;
 };
 
-// Copies `count` bytes from `source`; 0 when it could, as CopyMemory does.
+// Copies `count` bytes from `source`; 0 when it could, as mach_copyMem does.
 using MemoryReader = int (*)(const void* source, void* destination, size_t count);
 
 // The walk over saved frame pointers. At each frame the caller's frame pointer and the return

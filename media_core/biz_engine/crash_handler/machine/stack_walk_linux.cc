@@ -50,7 +50,7 @@ class BlockCache {
     if (start == 0) return nullptr;
     if (tags_[slot] == start) return blocks_[slot];
     tags_[slot] = 0;
-    if (CopyMemory(reinterpret_cast<const void*>(start), blocks_[slot], kBlockSize) != 0) {
+    if (mach_copyMem(reinterpret_cast<const void*>(start), blocks_[slot], kBlockSize) != 0) {
       return nullptr;
     }
     tags_[slot] = start;
@@ -199,7 +199,7 @@ class Walk {
 // Fills the chain up to and without the outermost frame. False when there is no second frame.
 bool WalkByTables(WalkerState* state, const Registers& registers, CallChain* chain) {
   Walk walk(state, registers);
-  chain->entries[0] = registers.rip;
+  chain->entries[0] = mach_instructionAddress(registers);
   size_t length = 1;
   while (walk.Step()) {
     if (length == kMaxChainEntries) {
@@ -227,14 +227,14 @@ StackWalker::~StackWalker() {
 
 void StackWalker::Walk(const Registers& registers, CallChain* chain) {
   auto* state = static_cast<WalkerState*>(memory_.data());
-  if (state != nullptr && registers.rip != 0) {
+  if (state != nullptr && mach_instructionAddress(registers) != 0) {
     state->stack.Forget();
     if (WalkByTables(state, registers, chain)) {
       chain->status = ChainStatus::kComplete;
       return;
     }
   }
-  WalkFramePointers(registers, &CopyMemory, chain);
+  WalkFramePointers(registers, &mach_copyMem, chain);
 }
 
 }  // namespace CrashHandler::machine

@@ -10,7 +10,7 @@ StackWalker::StackWalker() = default;
 StackWalker::~StackWalker() = default;
 
 void StackWalker::Walk(const Registers& registers, CallChain* chain) {
-  WalkFramePointers(registers, &CopyMemory, chain);
+  WalkFramePointers(registers, &mach_copyMem, chain);
 }
 
 }  // namespace CrashHandler::machine

@@ -22,6 +22,12 @@ struct Registers {
   uint64_t rip;
 };
 
+// One register each. x86_64 has no link register: a call leaves its return address on the stack.
+inline uint64_t mach_instructionAddress(const Registers& context) { return context.rip; }
+inline uint64_t mach_framePointer(const Registers& context) { return context.rbp; }
+inline uint64_t mach_stackPointer(const Registers& context) { return context.rsp; }
+inline uint64_t mach_linkRegister(const Registers&) { return 0; }
+
 // Room for a thread's name with its terminating zero.
 constexpr size_t kThreadNameSize = 256;
 
@@ -53,7 +59,7 @@ bool ThreadName(ThreadNumber number, char* name, size_t room);
 // Reads the registers of one thread, the calling one included. False when the thread has ended or
 // does not answer in time (on Linux: it blocks every signal or is stopped). Never waits longer
 // than kCaptureLimitMs.
-bool ReadRegisters(ThreadNumber number, Registers* registers);
+bool fillThreadStateIntoMachineContext(ThreadNumber number, Registers* registers);
 
 // What CaptureThreads tells about one thread; `registers` is null when they could not be read, and
 // valid during the call only. `index` is that of the number in the array.

@@ -451,7 +451,7 @@ bool ThreadName(ThreadNumber number, char* name, size_t room) {
   return true;
 }
 
-bool ReadRegisters(ThreadNumber number, Registers* registers) {
+bool fillThreadStateIntoMachineContext(ThreadNumber number, Registers* registers) {
   struct Result {
     Registers* registers;
     bool known;

@@ -34,7 +34,7 @@ bool ThreadName(ThreadNumber number, char* name, size_t room) {
   return false;
 }
 
-bool ReadRegisters(ThreadNumber number, Registers* registers) {
+bool fillThreadStateIntoMachineContext(ThreadNumber number, Registers* registers) {
   x86_thread_state64_t state;
   mach_msg_type_number_t count = x86_THREAD_STATE64_COUNT;
   const kern_return_t result = thread_get_state(number, x86_THREAD_STATE64,
@@ -49,7 +49,7 @@ bool ReadRegisters(ThreadNumber number, Registers* registers) {
 void CaptureThreads(const ThreadNumber* numbers, size_t count, ThreadVisitor visit, void* context) {
   for (size_t i = 0; i < count; ++i) {
     Registers registers;
-    const bool read = ReadRegisters(numbers[i], &registers);
+    const bool read = fillThreadStateIntoMachineContext(numbers[i], &registers);
     visit(context, i, read ? &registers : nullptr);
   }
 }
