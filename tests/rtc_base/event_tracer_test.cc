@@ -17,6 +17,7 @@
 
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
+#include "media_core/common/webrtc/rtc_base/trace_event_queue.h"
 #include "tests/rtc_base/log_capture.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
@@ -204,6 +205,36 @@ TEST(EventTracer, LongCopiedStringsAreWhole) {
   });
   EXPECT_NE(text.find("{ \"a\": \"" + big + "\", \"b\": \"small\" }"), std::string::npos);
   EXPECT_NE(text.find("{ \"a\": \"" + big + "\" }}\n"), std::string::npos);
+}
+
+// Strings that look into the memory where the event itself comes to stand are short when they are
+// measured and long when they are copied.
+TEST(EventTracer, StringsThatGrowWhileTheyAreCopiedStayInTheirEvent) {
+  using rtc::tracing::TraceEvent;
+  const char* no_name = nullptr;
+  const unsigned char number = webrtc::trace_event_internal::kTypeUint;
+  const unsigned long long zero = 0;
+  rtc::tracing::TraceEventQueue queue;
+  queue.Append({{"e", nullptr, 0, 0, 1, 1, 'I'}, &no_name, &number, &zero});
+  unsigned long long place = 0;
+  rtc::tracing::TraceBatch batch = queue.TakeAll();
+  batch.ForEach([&place](const TraceEvent& event) { place = Address(event.args()); });
+  queue.Recycle(batch);
+
+  const auto* const letters = reinterpret_cast<const char*>(0x4141414141414141);
+  const char* names[] = {letters, letters};
+  const unsigned char types[] = {7, 7};
+  const unsigned long long values[] = {place, place};
+  queue.Append({{"e", nullptr, 0, 0, 1, 2, 'I'}, names, types, values});
+  batch = queue.TakeAll();
+  batch.ForEach([&](const TraceEvent& event) {
+    ASSERT_EQ(Address(event.args()), place) << "the memory was not used again";
+    for (int i = 0; i < 2; ++i) {
+      const auto* const copy = reinterpret_cast<const char*>(event.args()[i].value);
+      EXPECT_LT(Address(copy + strlen(copy)), Address(&event) + event.size) << i;
+    }
+  });
+  queue.Recycle(batch);
 }
 
 TEST(EventTracer, ScopeIsABeginAndAnEnd) {

@@ -27,6 +27,14 @@ const char* StringOf(const TraceEventInput& input, size_t i) {
   return reinterpret_cast<const char*>(input.arg_values[i]);
 }
 
+size_t CopyCount(const TraceEventInput& input) {
+  size_t count = 0;
+  for (size_t i = 0; i < input.event.num_args; ++i) {
+    count += IsCopied(input, i) ? 1 : 0;
+  }
+  return count;
+}
+
 size_t SizeInQueue(const TraceEventInput& input) {
   size_t size = sizeof(TraceEvent) + input.event.num_args * sizeof(TraceArg);
   for (size_t i = 0; i < input.event.num_args; ++i) {
@@ -37,11 +45,10 @@ size_t SizeInQueue(const TraceEventInput& input) {
   return (size + kAlignment - 1) / kAlignment * kAlignment;
 }
 
-// Copies a string to `to`; returns where the next one goes. No more is copied than was measured,
-// whatever another thread does to the string.
-char* CopyString(char* to, const char* end, const char* string) {
-  const size_t room = static_cast<size_t>(end - to) - kTerminators;
-  const size_t length = strnlen(string, room);
+// Copies a string to `to`; returns where the next one goes. `room` bounds it, terminators included:
+// the string may be longer than it was when it was measured.
+char* CopyString(char* to, size_t room, const char* string) {
+  const size_t length = strnlen(string, room - kTerminators);
   memcpy(to, string, length);
   memset(to + length, '\0', kTerminators);
   return to + length + kTerminators;
@@ -54,13 +61,16 @@ void Fill(char* to, size_t size, const TraceEventInput& input) {
     return;
   }
   const char* const end = to + size;
+  // What the copies still to come need at least.
+  size_t reserved = CopyCount(input) * kTerminators;
   TraceArg* const args = reinterpret_cast<TraceArg*>(event + 1);
   char* copies = reinterpret_cast<char*>(args + event->num_args);
   for (size_t i = 0; i < event->num_args; ++i) {
     new (&args[i]) TraceArg{input.arg_names[i], input.arg_values[i], input.arg_types[i]};
     if (IsCopied(input, i)) {
       args[i].value = reinterpret_cast<uint64_t>(copies);
-      copies = CopyString(copies, end, StringOf(input, i));
+      reserved -= kTerminators;
+      copies = CopyString(copies, static_cast<size_t>(end - copies) - reserved, StringOf(input, i));
     }
   }
 }
