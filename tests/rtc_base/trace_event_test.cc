@@ -1,6 +1,8 @@
 #include "media_core/common/webrtc/rtc_base/trace_event.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstring>
@@ -419,6 +421,29 @@ TEST_F(TraceEventTest, ATracerMayComeAndGoWhileThreadsEmit) {
   }
   stop = true;
   emitter.join();
+}
+
+TEST_F(TraceEventTest, AChildForkedWhileTracersChangeMayAnnotateAndInstallItsOwn) {
+  std::atomic<bool> stop{false};
+  std::thread changer([&stop] {
+    while (!stop) {
+      SetupEventTracer(nullptr, nullptr);
+    }
+  });
+  int status = 0;
+  for (int i = 0; i < 300 && status == 0; ++i) {
+    const pid_t child = fork();
+    if (child == 0) {
+      alarm(10);
+      SetupEventTracer(nullptr, nullptr);
+      MarkInstant();
+      _exit(0);
+    }
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+  }
+  stop = true;
+  changer.join();
+  EXPECT_EQ(status, 0);
 }
 
 struct Runs {

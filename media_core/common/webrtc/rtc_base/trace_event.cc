@@ -11,15 +11,21 @@ namespace trace_event_internal {
 
 // The annotations that have run, to be told of a new tracer. Its lock is never held while a
 // tracer's function runs: that may be annotated itself.
+//
+// A child may be forked while another thread holds the lock. It gets a lock of its own, and a list
+// that is whole: a site is linked by one store. (To wait for the lock before a fork would order it
+// behind locks under which annotations run.)
 class CallSiteList {
  public:
   // Installs the pair and makes every listed site ask again.
   static void Install(GetCategoryEnabledPtr get_category_enabled, AddTraceEventPtr add_event) {
+    HandleForks();
     pthread_mutex_lock(&mutex_);
     g_get_category_enabled_ptr.store(get_category_enabled, std::memory_order_relaxed);
     g_add_trace_event_ptr.store(add_event, std::memory_order_relaxed);
     ++generation_;
-    for (CallSite* site = first_; site != nullptr; site = site->next_) {
+    CallSite* site = first_.load(std::memory_order_relaxed);
+    for (; site != nullptr; site = site->next_) {
       site->enabled_.store(&CallSite::kUnresolved, std::memory_order_relaxed);
     }
     pthread_mutex_unlock(&mutex_);
@@ -27,11 +33,12 @@ class CallSiteList {
 
   // Lists the site and returns which installation it is about to ask.
   static unsigned long long Add(CallSite* site) {
+    HandleForks();
     pthread_mutex_lock(&mutex_);
     if (!site->listed_) {
       site->listed_ = true;
-      site->next_ = first_;
-      first_ = site;
+      site->next_ = first_.load(std::memory_order_relaxed);
+      first_.store(site, std::memory_order_release);
     }
     const unsigned long long generation = generation_;
     pthread_mutex_unlock(&mutex_);
@@ -49,14 +56,20 @@ class CallSiteList {
   }
 
  private:
+  static void HandleForks() {
+    static const int handled = pthread_atfork(nullptr, nullptr, &RenewLock);
+    static_cast<void>(handled);
+  }
+  static void RenewLock() { pthread_mutex_init(&mutex_, nullptr); }
+
   // All constant-initialised: annotations may run in static initialisers.
   static pthread_mutex_t mutex_;
-  static CallSite* first_;
+  static std::atomic<CallSite*> first_;
   static unsigned long long generation_;
 };
 
 pthread_mutex_t CallSiteList::mutex_ = PTHREAD_MUTEX_INITIALIZER;
-CallSite* CallSiteList::first_ = nullptr;
+std::atomic<CallSite*> CallSiteList::first_{nullptr};
 unsigned long long CallSiteList::generation_ = 0;
 
 const unsigned char* CallSite::Resolve() {
