@@ -11,6 +11,7 @@
 
 #include "media_core/common/webrtc/rtc_base/log_preference.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "tests/rtc_base/log_capture.h"
 #include "tests/support/child_process.h"
 
@@ -118,6 +119,18 @@ TEST(LogStartTimes, StayAsFirstAsked) {
   EXPECT_EQ(LogMessage::WallClockStartTime(), wall);
   EXPECT_LE(wall, static_cast<uint32_t>(time(nullptr)));
   EXPECT_GE(wall + 60, static_cast<uint32_t>(time(nullptr)));
+}
+
+TEST(LogStartTimes, AreBothFixedByTheFirstLineThatShowsTheTime) {
+  LogMessage::LogTimestamps(true);
+  LineOf("f.cc", rtc::LS_INFO);
+  const auto shown_by = static_cast<uint32_t>(time(nullptr));
+  const int64_t shown_by_ms = rtc::SystemTimeMillis();
+  while (static_cast<uint32_t>(time(nullptr)) == shown_by) {
+    usleep(10000);
+  }
+  EXPECT_LE(LogMessage::WallClockStartTime(), shown_by);
+  EXPECT_LE(LogMessage::LogStartTime(), shown_by_ms);
 }
 
 TEST(LogError, ErrnoContextAppendsNumberAndText) {
@@ -322,13 +335,15 @@ TEST(LogCallCost, NullNameIsEmpty) {
   EXPECT_TRUE(Matches(capture.OnlyLine(), R"(\[I\] \(logging\.cc:717\):  call cost\[us\] \d+\n)"));
 }
 
-TEST(LogToStderr, NothingReachesItWithoutSinksAndThresholds) {
-  const ChildResult child = RunInFork([] {
-    LogMessage::SetLogToStderr(true);
-    LogMessage("f.cc", 1, rtc::LS_ERROR).stream() << "x";
-    return 0;
-  });
-  EXPECT_EQ(child.err, "");
+TEST(LogToStderr, NothingReachesItWithoutSinksAndThresholdsWhateverTheDefault) {
+  for (const bool by_default : {true, false}) {
+    const ChildResult child = RunInFork([by_default] {
+      LogMessage::SetLogToStderr(by_default);
+      LogMessage("f.cc", 1, rtc::LS_ERROR).stream() << "x";
+      return 0;
+    });
+    EXPECT_EQ(child.err, "");
+  }
 }
 
 TEST(LogToStderr, BundleWithoutPreferenceWritesNothingWhateverTheDefault) {

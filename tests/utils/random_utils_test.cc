@@ -29,11 +29,11 @@ int32_t HashReference(const std::string& text) {
   return static_cast<int32_t>(hash & 0x7FFFFFFF);
 }
 
-std::string Identifier(uint32_t seed, uint32_t hash, int length) {
+// `count` is what the function's counter of random characters stands at before the call.
+std::string Identifier(uint32_t seed, uint32_t hash, int length, uint32_t count = 1) {
   const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
   std::srand(seed);
   std::string text;
-  uint32_t count = 1;
   while (text.size() < static_cast<size_t>(length)) {
     if (hash != 0) {
       text += alphabet[hash % 62];
@@ -92,24 +92,37 @@ TEST(RandomString, LengthThatIsNotPositiveGivesNothing) {
 
 class FixedClock : public rtc::ClockInterface {
  public:
+  FixedClock() { rtc::SetClockForTesting(this); }
+  ~FixedClock() override { rtc::SetClockForTesting(nullptr); }
   int64_t TimeNanos() const override { return 1234567890123LL * 1000000; }
 };
 
 TEST(RandomStringForSignal, IsSeededByTheClockInMilliseconds) {
-  FixedClock clock;
-  rtc::SetClockForTesting(&clock);
+  const FixedClock clock;
   const auto now = static_cast<uint32_t>(1234567890123LL);
   const auto hash = static_cast<uint32_t>(HashReference("user"));
   EXPECT_EQ(Identifier(now + 2, hash, 30), utils::randomStringForSignal(2050, 30, "user"));
-  rtc::SetClockForTesting(nullptr);
 }
 TEST(RandomStringForSignal, CounterMovesOnAndKeepsItsFirstSeed) {
-  FixedClock clock;
-  rtc::SetClockForTesting(&clock);
+  const FixedClock clock;
   EXPECT_EQ("", utils::randomStringForSignal(-5, 0, ""));
   const auto now = static_cast<uint32_t>(1234567890123LL);
   EXPECT_EQ(Identifier(now - 4, 0, 30), utils::randomStringForSignal(77, 30, ""));
-  rtc::SetClockForTesting(nullptr);
+}
+TEST(RandomStringForSignal, CountsItsRandomCharactersOverAllCalls) {
+  const FixedClock clock;
+  const auto now = static_cast<uint32_t>(1234567890123LL);
+  EXPECT_EQ(Identifier(now, 0, 30), utils::randomStringForSignal(0, 30, ""));
+  EXPECT_EQ(Identifier(now + 1, 0, 30, 31), utils::randomStringForSignal(0, 30, ""));
+  // The two digits of the hash are no random characters.
+  EXPECT_EQ(Identifier(now + 2, 'a', 9, 61), utils::randomStringForSignal(0, 9, "a"));
+  EXPECT_EQ(Identifier(now + 3, 0, 30, 68), utils::randomStringForSignal(0, 30, ""));
+}
+TEST(RandomStringForSignal, KeepsItsCountersApartFromRandomString) {
+  const FixedClock clock;
+  utils::randomString(500, 10, "");
+  const auto now = static_cast<uint32_t>(1234567890123LL);
+  EXPECT_EQ(Identifier(now, 0, 30), utils::randomStringForSignal(0, 30, ""));
 }
 
 TEST(CreateRandomString, ZeroLengthIsEmpty) { EXPECT_EQ("", utils::createRandomString(0)); }
