@@ -1,6 +1,6 @@
 // A log line beside two other loggers: to a callback, to a buffered file, and not at all. Every
 // side writes the same things: time, thread id, severity, source file and line, and a text with a
-// number. The names are SUBJECT/SIDE; the first side of a subject is this project's.
+// number. The names are OPERATION/SIDE/VARIANT.
 #include <benchmark/benchmark.h>
 // Both of these define macros of common names; glog's are the ones used.
 #include <glog/logging.h>
@@ -158,18 +158,14 @@ void BM_DisabledLevel_Spdlog(benchmark::State& state) {
   }
 }
 
-BENCHMARK(BM_CallbackLine_Own)->Name("CallbackLine/own")->Threads(1)->Threads(4)->UseRealTime();
-BENCHMARK(BM_CallbackLine_Spdlog)
-    ->Name("CallbackLine/spdlog")
-    ->Threads(1)
-    ->Threads(4)
-    ->UseRealTime();
-BENCHMARK(BM_CallbackLine_Glog)->Name("CallbackLine/glog")->Threads(1)->Threads(4)->UseRealTime();
-BENCHMARK(BM_FileLine_Own)->Name("FileLine/own")->UseRealTime();
-BENCHMARK(BM_FileLine_Spdlog)->Name("FileLine/spdlog")->UseRealTime();
-BENCHMARK(BM_DisabledLevel_Own)->Name("DisabledLevel/own");
-BENCHMARK(BM_DisabledLevel_Spdlog)->Name("DisabledLevel/spdlog");
-BENCHMARK(BM_DisabledLevel_GlogVlog)->Name("DisabledLevel/glog VLOG");
+BENCHMARK(BM_CallbackLine_Own)->Name("log_callback/oru")->ThreadRange(1, 8)->UseRealTime();
+BENCHMARK(BM_CallbackLine_Spdlog)->Name("log_callback/spdlog")->ThreadRange(1, 8)->UseRealTime();
+BENCHMARK(BM_CallbackLine_Glog)->Name("log_callback/glog")->ThreadRange(1, 8)->UseRealTime();
+BENCHMARK(BM_FileLine_Own)->Name("log_file/oru")->UseRealTime();
+BENCHMARK(BM_FileLine_Spdlog)->Name("log_file/spdlog")->UseRealTime();
+BENCHMARK(BM_DisabledLevel_Own)->Name("log_disabled/oru");
+BENCHMARK(BM_DisabledLevel_Spdlog)->Name("log_disabled/spdlog");
+BENCHMARK(BM_DisabledLevel_GlogVlog)->Name("log_disabled/glog_vlog");
 
 }  // namespace
 

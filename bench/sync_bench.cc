@@ -1,5 +1,5 @@
 // Locks, events, clocks and trace annotations beside their peers: one line an operation and side.
-// The names are SUBJECT/SIDE; the first side of a subject is this project's.
+// The names are OPERATION/SIDE/VARIANT.
 #include <absl/synchronization/mutex.h>
 #include <benchmark/benchmark.h>
 #include <pthread.h>
@@ -78,7 +78,7 @@ void LockFree(benchmark::State& state) {
     lock.Unlock();
   }
 }
-BENCHMARK(LockFree<OwnLock>)->Name("lock_free/CriticalSection");
+BENCHMARK(LockFree<OwnLock>)->Name("lock_free/oru");
 BENCHMARK(LockFree<PthreadRecursive>)->Name("lock_free/pthread_recursive");
 BENCHMARK(LockFree<StdMutex>)->Name("lock_free/std_mutex");
 BENCHMARK(LockFree<AbslMutex>)->Name("lock_free/absl_mutex");
@@ -95,7 +95,7 @@ void LockAgain(benchmark::State& state) {
   }
   lock.Unlock();
 }
-BENCHMARK(LockAgain<OwnLock>)->Name("lock_again/CriticalSection");
+BENCHMARK(LockAgain<OwnLock>)->Name("lock_again/oru");
 BENCHMARK(LockAgain<PthreadRecursive>)->Name("lock_again/pthread_recursive");
 
 // All threads add to one number under one lock; the time is that of one addition by any of them.
@@ -112,7 +112,7 @@ void LockContended(benchmark::State& state) {
 }
 #define CONTENDED(type, name) \
   BENCHMARK(LockContended<type>)->Name(name)->Threads(2)->Threads(4)->UseRealTime()
-CONTENDED(OwnLock, "lock_contended/CriticalSection");
+CONTENDED(OwnLock, "lock_contended/oru");
 CONTENDED(PthreadRecursive, "lock_contended/pthread_recursive");
 CONTENDED(StdMutex, "lock_contended/std_mutex");
 CONTENDED(AbslMutex, "lock_contended/absl_mutex");
@@ -178,16 +178,16 @@ void PingPong(benchmark::State& state) {
   other.join();
   pthread_setaffinity_np(pthread_self(), sizeof(before), &before);
 }
-BENCHMARK(PingPong<OwnEvent>)->Name("ping_pong/Event")->UseRealTime();
-BENCHMARK(PingPong<CondVarEvent>)->Name("ping_pong/mutex_and_condition")->UseRealTime();
+BENCHMARK(PingPong<OwnEvent>)->Name("ping_pong/oru")->UseRealTime();
+BENCHMARK(PingPong<CondVarEvent>)->Name("ping_pong/condition_variable")->UseRealTime();
 
-#define SIMPLE(subject, side, expression)      \
-  void subject##_##side(benchmark::State& s) { \
-    for (auto _ : s) {                         \
-      benchmark::DoNotOptimize(expression);    \
-    }                                          \
-  }                                            \
-  BENCHMARK(subject##_##side)->Name(#subject "/" #side)
+#define SIMPLE(function, name, expression)  \
+  void function(benchmark::State& s) {      \
+    for (auto _ : s) {                      \
+      benchmark::DoNotOptimize(expression); \
+    }                                       \
+  }                                         \
+  BENCHMARK(function)->Name(name)
 
 int64_t MonotonicByHand() {
   timespec now;
@@ -210,15 +210,15 @@ pid_t CachedByHand() {
   return t_tid;
 }
 
-SIMPLE(clock, SystemTimeNanos, rtc::SystemTimeNanos());
-SIMPLE(clock, TimeNanos, rtc::TimeNanos());
-SIMPLE(clock, TimeMicros, rtc::TimeMicros());
-SIMPLE(clock, clock_gettime, MonotonicByHand());
-SIMPLE(wall_clock, TimeUTCMicros, rtc::TimeUTCMicros());
-SIMPLE(wall_clock, gettimeofday, WallByHand());
-SIMPLE(thread_id, CurrentThreadId, rtc::CurrentThreadId());
-SIMPLE(thread_id, cached_by_hand, CachedByHand());
-SIMPLE(thread_id, gettid, gettid());
+SIMPLE(ReadSystemTimeNanos, "clock/oru/SystemTimeNanos", rtc::SystemTimeNanos());
+SIMPLE(ReadTimeNanos, "clock/oru/TimeNanos", rtc::TimeNanos());
+SIMPLE(ReadTimeMicros, "clock/oru/TimeMicros", rtc::TimeMicros());
+SIMPLE(ReadClockGettime, "clock/clock_gettime", MonotonicByHand());
+SIMPLE(ReadTimeUTCMicros, "wall_clock/oru/TimeUTCMicros", rtc::TimeUTCMicros());
+SIMPLE(ReadGettimeofday, "wall_clock/gettimeofday", WallByHand());
+SIMPLE(ReadThreadId, "thread_id/oru", rtc::CurrentThreadId());
+SIMPLE(ReadCachedThreadId, "thread_id/cached_by_hand", CachedByHand());
+SIMPLE(ReadGettid, "thread_id/gettid", gettid());
 
 // A tracer that, like the built-in one outside a capture, enables categories and drops events.
 std::atomic<int> g_capturing{0};
@@ -237,24 +237,11 @@ void DropEvent(char, const unsigned char*, const char*, unsigned long long, int,
   }
 }
 
-enum Tracer { kNone, kCategoryDisabled, kNoCapture };
+using GetCategory = const unsigned char* (*)(const char*);
 
-void Install(benchmark::State& state) {
-  switch (state.range(0)) {
-    case kNone:
-      webrtc::SetupEventTracer(nullptr, nullptr);
-      break;
-    case kCategoryDisabled:
-      webrtc::SetupEventTracer(&NoCategory, &DropEvent);
-      break;
-    default:
-      webrtc::SetupEventTracer(&EveryCategory, &DropEvent);
-      break;
-  }
-}
-
+template <GetCategory kCategory>
 void TraceInstant(benchmark::State& state) {
-  Install(state);
+  webrtc::SetupEventTracer(kCategory, &DropEvent);
   for (auto _ : state) {
     ORU_TRACE_EVENT_INSTANT0("bench", "instant");
     benchmark::ClobberMemory();
@@ -262,8 +249,9 @@ void TraceInstant(benchmark::State& state) {
   webrtc::SetupEventTracer(nullptr, nullptr);
 }
 
+template <GetCategory kCategory>
 void TraceScope(benchmark::State& state) {
-  Install(state);
+  webrtc::SetupEventTracer(kCategory, &DropEvent);
   for (auto _ : state) {
     ORU_TRACE_EVENT0("bench", "scope");
     benchmark::ClobberMemory();
@@ -271,8 +259,9 @@ void TraceScope(benchmark::State& state) {
   webrtc::SetupEventTracer(nullptr, nullptr);
 }
 
+template <GetCategory kCategory>
 void TraceScopeTwoArguments(benchmark::State& state) {
-  Install(state);
+  webrtc::SetupEventTracer(kCategory, &DropEvent);
   int i = 0;
   for (auto _ : state) {
     ORU_TRACE_EVENT2("bench", "scope", "i", ++i, "name", "text");
@@ -281,23 +270,27 @@ void TraceScopeTwoArguments(benchmark::State& state) {
   webrtc::SetupEventTracer(nullptr, nullptr);
 }
 
-void NoAnnotation(benchmark::State& state) {
+// The least that code costs which something else may switch on.
+void LoadAndBranch(benchmark::State& state) {
+  static std::atomic<bool> wanted{false};
+  int done = 0;
   for (auto _ : state) {
+    if (wanted.load(std::memory_order_relaxed)) {
+      benchmark::DoNotOptimize(++done);
+    }
     benchmark::ClobberMemory();
   }
 }
 
-#define TRACE(function, name)  \
-  BENCHMARK(function)          \
-      ->Name(name)             \
-      ->ArgName("tracer")      \
-      ->Arg(kNone)             \
-      ->Arg(kCategoryDisabled) \
-      ->Arg(kNoCapture)
-TRACE(TraceInstant, "trace/instant");
-TRACE(TraceScope, "trace/scope");
-TRACE(TraceScopeTwoArguments, "trace/scope_2_arguments");
-BENCHMARK(NoAnnotation)->Name("trace/empty_loop");
+BENCHMARK(TraceInstant<NoCategory>)->Name("trace_instant/oru/category_disabled");
+BENCHMARK(TraceScope<NoCategory>)->Name("trace_scope/oru/category_disabled");
+BENCHMARK(TraceScopeTwoArguments<NoCategory>)
+    ->Name("trace_scope_2_arguments/oru/category_disabled");
+BENCHMARK(TraceInstant<EveryCategory>)->Name("trace_instant/oru/dropping_tracer");
+BENCHMARK(TraceScope<EveryCategory>)->Name("trace_scope/oru/dropping_tracer");
+BENCHMARK(TraceScopeTwoArguments<EveryCategory>)
+    ->Name("trace_scope_2_arguments/oru/dropping_tracer");
+BENCHMARK(LoadAndBranch)->Name("switched_off/load_and_branch");
 
 }  // namespace
 

@@ -105,14 +105,21 @@ void BM_Flush(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kEvents);
 }
 
-BENCHMARK_CAPTURE(BM_Instant, capturing, Tracer::kCapturing)->Threads(1)->Threads(4)->UseRealTime();
-BENCHMARK_CAPTURE(BM_InstantWithArg, capturing, Tracer::kCapturing)->UseRealTime();
-BENCHMARK_CAPTURE(BM_Scope, capturing, Tracer::kCapturing)->Threads(1)->Threads(4)->UseRealTime();
-BENCHMARK_CAPTURE(BM_Instant, no_capture, Tracer::kIdle);
-BENCHMARK_CAPTURE(BM_Instant, no_tracer, Tracer::kNone);
-BENCHMARK_CAPTURE(BM_Scope, no_capture, Tracer::kIdle);
-BENCHMARK_CAPTURE(BM_Scope, no_tracer, Tracer::kNone);
-BENCHMARK(BM_Flush)->UseRealTime();
+BENCHMARK_CAPTURE(BM_Instant, capturing, Tracer::kCapturing)
+    ->Name("trace_instant/oru/capturing")
+    ->Threads(1)
+    ->Threads(4);
+BENCHMARK_CAPTURE(BM_InstantWithArg, capturing, Tracer::kCapturing)
+    ->Name("trace_instant_1_argument/oru/capturing");
+BENCHMARK_CAPTURE(BM_Scope, capturing, Tracer::kCapturing)
+    ->Name("trace_scope/oru/capturing")
+    ->Threads(1)
+    ->Threads(4);
+BENCHMARK_CAPTURE(BM_Instant, no_capture, Tracer::kIdle)->Name("trace_instant/oru/no_capture");
+BENCHMARK_CAPTURE(BM_Instant, no_tracer, Tracer::kNone)->Name("trace_instant/oru/no_tracer");
+BENCHMARK_CAPTURE(BM_Scope, no_capture, Tracer::kIdle)->Name("trace_scope/oru/no_capture");
+BENCHMARK_CAPTURE(BM_Scope, no_tracer, Tracer::kNone)->Name("trace_scope/oru/no_tracer");
+BENCHMARK(BM_Flush)->Name("trace_flush/oru");
 
 }  // namespace
 

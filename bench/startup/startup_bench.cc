@@ -88,19 +88,21 @@ void TimeAll(int runs, std::vector<Program>* programs) {
   posix_spawn_file_actions_destroy(&actions);
 }
 
-void WriteJson(const char* path, const Options& options, const std::vector<Program>& programs,
-               double ratio) {
+// In the form of Google Benchmark's, a row a run.
+void WriteJson(const char* path, const std::vector<Program>& programs) {
   FILE* file = fopen(path, "w");
   if (file == nullptr) Fail(std::string(path) + ": " + strerror(errno));
-  fprintf(file, "{\n  \"benchmark\": \"startup\",\n  \"runs\": %d,\n  \"programs\": [\n",
-          options.runs);
-  for (size_t i = 0; i < programs.size(); ++i) {
-    const std::vector<double>& times = programs[i].milliseconds;
-    fprintf(file, "    {\"name\": \"%s\", \"median_ms\": %.3f, \"min_ms\": %.3f}%s\n",
-            programs[i].name, Median(times), *std::min_element(times.begin(), times.end()),
-            i + 1 < programs.size() ? "," : "");
+  fputs("{\n  \"benchmarks\": [", file);
+  const char* separator = "\n";
+  for (const Program& program : programs) {
+    for (const double time : program.milliseconds) {
+      fprintf(file, "%s    {\"name\": \"startup/%s/real_time\", \"run_type\": \"iteration\", ",
+              separator, program.name);
+      fprintf(file, "\"real_time\": %.4f, \"time_unit\": \"ms\"}", time);
+      separator = ",\n";
+    }
   }
-  fprintf(file, "  ],\n  \"ratio_varnook_to_empty_gnustep\": %.4f\n}\n", ratio);
+  fputs("\n  ]\n}\n", file);
   if (fclose(file) != 0) Fail(std::string(path) + ": " + strerror(errno));
 }
 
@@ -109,9 +111,7 @@ void WriteJson(const char* path, const Options& options, const std::vector<Progr
 int main(int argc, char** argv) {
   const Options options = ReadOptions(argc, argv);
   std::vector<Program> programs = {
-      {"varnook",
-       {ORU_VARNOOK, "-action", "uploadLog", "-libp", ORU_BENCH_LIBRARY_DIR, nullptr},
-       {}},
+      {"oru", {ORU_VARNOOK, "-action", "uploadLog", "-libp", ORU_BENCH_LIBRARY_DIR, nullptr}, {}},
       {"empty_gnustep", {ORU_EMPTY_GNUSTEP, nullptr}, {}},
       {"plain_dlopen", {ORU_PLAIN_DLOPEN, ORU_PLAIN_SDK, nullptr}, {}},
   };
@@ -121,7 +121,7 @@ int main(int argc, char** argv) {
            *std::min_element(program.milliseconds.begin(), program.milliseconds.end()));
   }
   const double ratio = Median(programs[0].milliseconds) / Median(programs[1].milliseconds);
-  printf("varnook / empty_gnustep = %.3f (of medians, %d runs each)\n", ratio, options.runs);
-  if (options.json != nullptr) WriteJson(options.json, options, programs, ratio);
+  printf("oru / empty_gnustep = %.3f (of medians, %d runs each)\n", ratio, options.runs);
+  if (options.json != nullptr) WriteJson(options.json, programs);
   return 0;
 }

@@ -179,18 +179,23 @@ class UploadBench {
 
   double Ratio(double Cost::*field) const { return Median(ours_, field) / Median(peer_, field); }
 
+  // In the form of Google Benchmark's, a row a round.
   bool WriteJson() const {
     std::ofstream file(options_.json);
-    file << "{\n  \"megabytes\": " << options_.megabytes << ",\n  \"files\": " << options_.files
-         << ",\n  \"rounds\": " << options_.rounds << ",\n  \"target\": \""
-         << (endpoint_.empty() ? "folder" : "store") << "\",\n";
+    file << "{\n  \"benchmarks\": [";
+    const char* separator = "\n";
     for (const Side* side : {&ours_, &peer_}) {
-      file << "  \"" << side->name << "\": {\"wall_s\": " << Median(*side, &Cost::wall_s)
-           << ", \"cpu_s\": " << Median(*side, &Cost::cpu_s)
-           << ", \"peak_mib\": " << Median(*side, &Cost::peak_mib) << "},\n";
+      const char* name = side == &ours_ ? "oru" : "zip_and_curl";
+      for (const Cost& cost : side->costs) {
+        file << separator << "    {\"name\": \"upload/" << name
+             << "/megabytes:" << options_.megabytes << (endpoint_.empty() ? "" : "/store")
+             << "/real_time\", \"run_type\": \"iteration\""
+             << ", \"real_time\": " << cost.wall_s << ", \"cpu_time\": " << cost.cpu_s
+             << ", \"time_unit\": \"s\"}";
+        separator = ",\n";
+      }
     }
-    file << "  \"wall_ratio\": " << Ratio(&Cost::wall_s)
-         << ",\n  \"cpu_ratio\": " << Ratio(&Cost::cpu_s) << "\n}\n";
+    file << "\n  ]\n}\n";
     return file.flush() ? true : Complain("could not write " + options_.json);
   }
 

@@ -1,0 +1,127 @@
+"""What is measured, in the order of the table, and what this project is to reach in it.
+
+A goal is tested on the medians of one run: both sides took turns in it.
+"""
+
+import dataclasses
+from typing import Callable, Optional
+
+
+@dataclasses.dataclass
+class Goal:
+    text: str
+    met: Callable  # of (own median in ns, own row, side -> median in ns); None when a peer was not measured
+
+
+@dataclasses.dataclass
+class Line:
+    title: str
+    operation: str
+    variant: str = ""
+    peers: tuple = ()  # sides
+    limit: Optional[tuple] = None  # (operation, side, variant)
+    unit: str = "time"  # or "bytes" or "items": a second
+    goal: Optional[Goal] = None
+
+
+def at_most(nanoseconds, text):
+    return Goal(f"<= {text}", lambda own, row, peer: own <= nanoseconds)
+
+
+def below(side):
+    return Goal(f"below {side}", lambda own, row, peer: peer(side) and own < peer(side))
+
+
+def within(ratio, side):
+    return Goal(f"<= {ratio} x {side}", lambda own, row, peer: peer(side) and own <= ratio * peer(side))
+
+
+def times_as_fast(factor, side):
+    text = f"{factor} x {side}" if factor != 1 else f"at least {side}"
+    return Goal(text, lambda own, row, peer: peer(side) and own * factor <= peer(side))
+
+
+def bytes_a_second(gigabytes):
+    return Goal(f">= {gigabytes} GB/s", lambda own, row, peer: row.bytes / own >= gigabytes)
+
+
+US, MS = 1e3, 1e6
+CLOCK = ("clock", "clock_gettime", "")
+COPY = ("copy", "memcpy", "")
+
+
+def crash_line(threads, milliseconds, images=False):
+    variant = f"threads:{threads}" + ("/images:300" if images else "")
+    title = f"crash to end of process, {threads} thread" + ("s" if threads > 1 else "")
+    return Line(title + (", 300 images, 200,000 symbols" if images else ""), "crash_to_end", variant,
+                ("backward", "glog", "gdb"), ("crash_to_end", "none", variant),
+                goal=at_most(milliseconds * MS, f"{milliseconds} ms"))
+
+
+def contended(threads):
+    return Line(f"lock contended, {threads} threads", "lock_contended", f"threads:{threads}",
+                ("std_mutex", "absl_mutex", "pthread_recursive"), goal=times_as_fast(1, "std_mutex"))
+
+
+def split_lines(operation):
+    for size in (8, 40):
+        yield Line(f"{operation}, pieces of {size} bytes", operation, f"piece:{size}", ("absl",),
+                   unit="items", goal=times_as_fast(1, "absl"))
+
+
+LINES = [
+    *(Line(f"log line to a callback sink, {n} thread" + ("s" if n > 1 else ""), "log_callback", f"threads:{n}",
+           ("spdlog", "glog"), CLOCK, goal=below("spdlog") if n in (1, 4) else None) for n in (1, 2, 4, 8)),
+    Line("log line to a buffered file sink", "log_file", "", ("spdlog",), CLOCK, goal=below("spdlog")),
+    Line("log line of a disabled level", "log_disabled", "", ("spdlog", "glog_vlog"),
+         ("switched_off", "load_and_branch", ""), goal=at_most(1, "1 ns")),
+    *(Line(f"trace {kind} while capturing, {n} thread" + ("s" if n > 1 else ""), f"trace_{kind}",
+           f"capturing/threads:{n}", (), CLOCK, goal=at_most(limit, f"{limit} ns"))
+      for kind, limit in (("instant", 60), ("scope", 80)) for n in (1, 4)),
+    *(Line(f"trace {kind}, no capture", f"trace_{kind}", "no_capture", (), ("switched_off", "load_and_branch", ""),
+           goal=at_most(5, "5 ns")) for kind in ("instant", "scope")),
+    *(Line(f"trace {kind}, no tracer", f"trace_{kind}", "no_tracer", (), ("switched_off", "load_and_branch", ""),
+           goal=at_most(1, "1 ns")) for kind in ("instant", "scope")),
+    Line("trace flush, an event", "trace_flush", goal=at_most(200, "200 ns")),
+    Line("lock enter and leave, free", "lock_free", "", ("pthread_recursive", "std_mutex", "absl_mutex"),
+         goal=at_most(15, "15 ns")),
+    Line("lock enter and leave, held", "lock_again", "", ("pthread_recursive",), goal=at_most(4, "4 ns")),
+    contended(2),
+    contended(4),
+    Line("event ping-pong, one processor", "ping_pong", "", ("condition_variable",),
+         goal=within(1.1, "condition_variable")),
+    Line("hex_encode, to a string", "hex_encode", "string", ("absl",), COPY, "bytes", times_as_fast(2, "absl")),
+    Line("hex_encode, to a buffer", "hex_encode", "buffer", ("absl",), COPY, "bytes", times_as_fast(2, "absl")),
+    Line("hex_decode", "hex_decode", "", ("absl",), COPY, "bytes", times_as_fast(2, "absl")),
+    Line("url_encode, 20 % specials", "url_encode", "specials:20", ("glib", "curl"), COPY, "bytes",
+         bytes_a_second(1)),
+    Line("url_encode, no specials", "url_encode", "specials:0", ("glib", "curl"), COPY, "bytes",
+         bytes_a_second(3)),
+    Line("url_decode, 20 % specials", "url_decode", "specials:20", ("curl", "glib"), COPY, "bytes",
+         bytes_a_second(1.5)),
+    Line("url_decode, no specials", "url_decode", "specials:0", ("curl", "glib"), COPY, "bytes",
+         bytes_a_second(1.5)),
+    Line("xml_encode, 2 % specials", "xml_encode", "", ("glib",), COPY, "bytes", bytes_a_second(2)),
+    Line("html_encode, 2 % specials", "html_encode", "", ("glib",), COPY, "bytes", bytes_a_second(2)),
+    *(line for operation in ("split", "tokenize", "splitString", "splitString_set")
+      for line in split_lines(operation)),
+    *(Line(f"clock read, {name}", "clock", name, ("clock_gettime",), CLOCK, goal=within(1.1, "clock_gettime"))
+      for name in ("SystemTimeNanos", "TimeNanos", "TimeMicros")),
+    Line("wall clock read, TimeUTCMicros", "wall_clock", "TimeUTCMicros", ("gettimeofday",),
+         ("wall_clock", "gettimeofday", ""), goal=within(1.1, "gettimeofday")),
+    Line("thread id", "thread_id", "", ("gettid",), ("thread_id", "cached_by_hand", ""),
+         goal=within(1.1, "cached_by_hand")),
+    Line("own stack with symbols, a frame, first time", "own_stack_frame", "cold",
+         ("absl", "backward", "boost", "dladdr"), goal=at_most(2 * US, "2 us")),
+    Line("own stack with symbols, a frame, again", "own_stack_frame", "again",
+         ("absl", "backward", "boost", "dladdr")),
+    crash_line(1, 10),
+    crash_line(10, 20),
+    crash_line(100, 60),
+    crash_line(1000, 500),
+    crash_line(10, 150, images=True),
+    Line("varnook from start to end, upload that returns at once", "startup", "", ("empty_gnustep",),
+         ("startup", "plain_dlopen", ""), goal=within(1.15, "empty_gnustep")),
+    *(Line(f"upload of {size} MB of logs", "upload", f"megabytes:{size}", ("zip_and_curl",),
+           goal=within(1.15, "zip_and_curl")) for size in (50, 500, 2000)),
+]
