@@ -10,8 +10,8 @@ import unittest
 ROOT = os.path.abspath(sys.argv[1])
 SCRIPTS = sorted(os.listdir(os.path.join(ROOT, "scripts")))
 # Options that take a value.
-VALUED = {"coverage": ["--below"], "crash-soak": ["--minutes", "--seed", "--preset"], "fuzz": ["--seconds"],
-          "test": ["--only"]}
+VALUED = {"bench": ["--compare", "--out", "--only"], "coverage": ["--below"],
+          "crash-soak": ["--minutes", "--seed", "--preset"], "fuzz": ["--seconds"], "test": ["--only"]}
 
 
 def run(script, *arguments):
@@ -62,6 +62,8 @@ class Scripts(unittest.TestCase):
 
     def test_unknown_values_are_refused(self):
         self.check_refusal("test", run("test", "--only", "breakfast"))
+        self.check_refusal("bench", run("bench", "--only", "breakfast"))
+        self.check_refusal("bench", run("bench", "--compare", "/no/such/results.json"))
         self.check_refusal("fuzz", run("fuzz", "--seconds", "soon"))
         self.check_refusal("install-deps", run("install-deps", "breakfast"))
 
