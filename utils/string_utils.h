@@ -21,8 +21,7 @@ std::vector<std::string> splitString(const std::string& text, const std::string&
 std::vector<std::string> splitString(const std::string& text, char delimiter);
 
 // The pieces of `text` between occurrences of `pattern`, empty ones included: "--a" cut at "--"
-// gives
-// "" and "a". An empty text gives one empty piece.
+// gives "" and "a". An empty text gives one empty piece.
 // The end of the text counts as an occurrence that may begin inside it: "a-" cut at "--" gives "a".
 // `pattern` must not be empty; if it is, the result is `text` alone.
 std::vector<std::string> splitStringByPatten(std::string text, const std::string& pattern);

@@ -14,9 +14,8 @@
 //    output that would not leave room for the terminating zero; an escape, an entity or a UTF-8
 //    sequence is never written in part. The terminating zero is written; the result is the number
 //    of bytes before it.
-//  - Buffer and source must not overlap. Bytes behind the terminating zero, inside the capacity,
-//  are
-//    left with unspecified values.
+//  - Buffer and source must not overlap. Bytes behind the terminating zero, inside the
+//    capacity, are left with unspecified values.
 //
 // Encoders write lower-case hexadecimal digits. Decoders accept both cases, and, kept on purpose
 // for callers that rely on it, any letter: "g" counts as 16 and "z" as 35. A decoded byte is the
@@ -56,8 +55,7 @@ size_t decode(char* buffer, size_t buflen, const char* source, size_t srclen, ch
 const char* unsafe_filename_characters();
 
 // "_" for bytes below 32, bytes of 0x80 and above and any of " * / : < > ? \ ; other bytes
-// unchanged
-// ("|" among them).
+// unchanged ("|" among them).
 char make_char_safe_for_filename(char ch);
 
 // ---- Percent-encoding ----
@@ -107,8 +105,7 @@ size_t xml_decode(char* buffer, size_t buflen, const char* source, size_t srclen
 char hex_encode(unsigned char value);
 
 // The value of a digit or letter: "0" to "9" give 0 to 9, letters of both cases 10 to 35. False,
-// with
-// `*value` untouched, for any other character.
+// with `*value` untouched, for any other character.
 bool hex_decode(char ch, unsigned char* value);
 
 // Writes two digits a byte, with `delimiter` between the bytes unless it is zero, and the
