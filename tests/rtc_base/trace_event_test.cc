@@ -301,6 +301,23 @@ TEST_F(TraceEventTest, AScopeWhoseCategoryWasEnabledMeanwhileHasNoEndEither) {
   EXPECT_EQ(Phases(), "");
 }
 
+TEST_F(TraceEventTest, TheEndHalfAloneEmitsAnEndWhenItsCategoryIsEnabled) {
+  Install();
+  {
+    trace_event_internal::TraceEndOnScopeClose end;
+    end.AddEventIfEnabled();
+    EXPECT_EQ(Phases(), "") << "no scope has begun";
+    end.Initialize(&kDisabled, "scope");
+    end.AddEventIfEnabled();
+    EXPECT_EQ(Phases(), "");
+    end.Initialize(kCategoryText, "scope");
+    end.AddEventIfEnabled();
+  }
+  EXPECT_EQ(Phases(), "EE") << "once by the call, once by the end of the scope";
+  EXPECT_EQ(recorder_.events[0].name, "scope");
+  EXPECT_EQ(recorder_.events[0].category, "the category");
+}
+
 TEST_F(TraceEventTest, AScopeWhoseTracerWasRemovedMeanwhileEndsSilently) {
   Install();
   {

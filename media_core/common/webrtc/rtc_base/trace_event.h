@@ -195,11 +195,7 @@ inline void AddEvent(char phase, const unsigned char* enabled, const char* name,
 class TraceEndOnScopeClose {
  public:
   TraceEndOnScopeClose() = default;
-  ~TraceEndOnScopeClose() {
-    if (category_enabled_ != nullptr) {
-      AddEventIfEnabled();
-    }
-  }
+  ~TraceEndOnScopeClose() { AddEventIfEnabled(); }
   TraceEndOnScopeClose(const TraceEndOnScopeClose&) = delete;
   TraceEndOnScopeClose& operator=(const TraceEndOnScopeClose&) = delete;
 
@@ -209,14 +205,14 @@ class TraceEndOnScopeClose {
     name_ = name;
   }
 
- private:
-  // Emits the end unless the category was disabled meanwhile. Requires Initialize().
+  // Emits the end unless the category was disabled meanwhile; what closing the scope does.
   void AddEventIfEnabled() {
-    if (LoadEnabled(category_enabled_) != 0) {
+    if (category_enabled_ != nullptr && LoadEnabled(category_enabled_) != 0) {
       AddEvent(kPhaseEnd, category_enabled_, name_);
     }
   }
 
+ private:
   const unsigned char* category_enabled_ = nullptr;
   const char* name_ = nullptr;
 };
