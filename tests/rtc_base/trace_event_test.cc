@@ -451,7 +451,7 @@ TEST_F(TraceEventTest, AChildForkedWhileTracersChangeMayAnnotateAndInstallItsOwn
   for (int i = 0; i < 300 && status == 0; ++i) {
     const pid_t child = fork();
     if (child == 0) {
-      alarm(10);
+      alarm(30);
       SetupEventTracer(nullptr, nullptr);
       MarkInstant();
       _exit(0);

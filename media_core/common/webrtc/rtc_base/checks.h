@@ -24,8 +24,8 @@
 #include <sstream>
 #include <string>
 
-// A fatal message for callers in C: `msg` streamed into a rtc::FatalMessage. Does not return.
-// `file` and `msg` must not be null.
+// A fatal message for callers in C, who declare it themselves: `msg` streamed into a
+// rtc::FatalMessage. Does not return. `file` and `msg` must not be null.
 extern "C" [[noreturn]] void rtc_FatalMessage(const char* file, int line, const char* msg);
 
 namespace rtc {
