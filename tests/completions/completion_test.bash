@@ -3,8 +3,8 @@
 #
 #   completion_test.bash SOURCE_FOLDER ORU_REPORT
 set -euo pipefail
-root=$1
-command=$2
+root=$(realpath "$1")
+command=$(realpath "$2")
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 mkdir "$folder/with blank" "$folder/logs"
@@ -69,8 +69,9 @@ mapfile -t keys < <(
 [ ${#keys[@]} -ge 13 ] || { echo "the keys of the command were not found in its source"; exit 1; }
 for key in "${keys[@]}"; do contains "-$key" varnook -; done
 for name in list show html; do
-  while read -r option; do contains "$option" oru-report "$name" -; done < <(
-    "$command" --help | grep "oru-report $name" | grep -oe '--[a-z-]*')
+  mapfile -t options < <("$command" --help | grep "oru-report $name" | grep -oe '--[a-z-]*')
+  [ ${#options[@]} -gt 0 ] || { echo "the options of $name were not found"; exit 1; }
+  for option in "${options[@]}"; do contains "$option" oru-report "$name" -; done
 done
 
 [ $failures = 0 ] || exit 1

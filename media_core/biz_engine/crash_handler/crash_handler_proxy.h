@@ -28,6 +28,7 @@ struct CrashHandlerConfig {
 
 // Who is running. Each string may be null and stays the caller's.
 struct CrashTraceInfo {
+  // Parts of a report's file name.
   const char* appId = nullptr;
   const char* sessionId = nullptr;
   // Everything from the first "-" on is dropped when stored.
@@ -63,6 +64,7 @@ class CrashHandlerProxy {
   virtual bool UnInstallCrashHandler() = 0;
   // Copies `config`; the console switch works at once, for the whole module.
   virtual void UpdateCrashHandlerConfig(CrashHandlerConfig& config) = 0;
+  // A copy of the configuration.
   virtual CrashHandlerConfig GetCrashHandlerConfig() = 0;
   // Where reports go; copied, neither checked nor created here. Not null. Thread-safe.
   virtual void SetCrashDumpDirPath(const char* path) = 0;

@@ -31,6 +31,7 @@ enum CrashType : int32_t {
   Terminate = 3,
 };
 
+// What a log message of the module tells.
 enum CrashHandlerLogLevel : int32_t {
   // Progress.
   kCrashLogInfo = 1,

@@ -24,7 +24,9 @@ class NtpTime {
   constexpr NtpTime(uint32_t seconds, uint32_t fractions)
       : value_((static_cast<uint64_t>(seconds) << 32) | fractions) {}
 
+  // Seconds in the high 32 bits, the fraction in the low ones.
   constexpr explicit operator uint64_t() const { return value_; }
+  // The two parts.
   constexpr uint32_t seconds() const { return static_cast<uint32_t>(value_ >> 32); }
   constexpr uint32_t fractions() const { return static_cast<uint32_t>(value_); }
 
@@ -32,9 +34,11 @@ class NtpTime {
   uint64_t value_ = 0;
 };
 
+// The same moment, to the last unit.
 constexpr bool operator==(NtpTime a, NtpTime b) {
   return static_cast<uint64_t>(a) == static_cast<uint64_t>(b);
 }
+// Moments that differ.
 constexpr bool operator!=(NtpTime a, NtpTime b) { return !(a == b); }
 
 // A source of time. Every operation of the clocks below may be called from any thread.
@@ -68,6 +72,7 @@ class RealTimeClock : public Clock {
   virtual timeval CurrentTimeVal() const = 0;
 };
 
+// The real clock of POSIX systems.
 class UnixRealTimeClock : public RealTimeClock {
  protected:
   timeval CurrentTimeVal() const override;
@@ -76,6 +81,7 @@ class UnixRealTimeClock : public RealTimeClock {
 // A clock that stands still until it is advanced.
 class SimulatedClock : public Clock {
  public:
+  // Begins at that time, in microseconds.
   explicit SimulatedClock(int64_t initial_time_us);
   ~SimulatedClock() override;
   SimulatedClock(const SimulatedClock&) = delete;
@@ -83,6 +89,7 @@ class SimulatedClock : public Clock {
 
   // Rounded to the nearest millisecond, unlike the real clock's.
   int64_t TimeInMilliseconds() const override;
+  // As it was set and advanced.
   int64_t TimeInMicroseconds() const override;
   // As if the simulated time, rounded to milliseconds, counted from 1970. Fractions are cut.
   NtpTime CurrentNtpTime() const override;

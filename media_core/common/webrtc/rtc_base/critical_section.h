@@ -100,6 +100,7 @@ class CriticalSection {
 // Holds a critical section for a scope. The section must outlive it.
 class CritScope {
  public:
+  // Enters the section, waiting for it without limit.
   explicit CritScope(const CriticalSection* cs) : cs_(cs) { cs_->Enter(); }
   ~CritScope() { cs_->Leave(); }
   CritScope(const CritScope&) = delete;
@@ -113,6 +114,7 @@ class CritScope {
 // what the section guards.
 class TryCritScope {
  public:
+  // Tries to enter, once.
   explicit TryCritScope(const CriticalSection* cs) : cs_(cs), locked_(cs->TryEnter()) {}
   ~TryCritScope() {
     if (locked_) {
@@ -152,6 +154,7 @@ class GlobalLock : public GlobalLockPod {
 // Holds a global lock for a scope.
 class GlobalLockScope {
  public:
+  // Takes the lock, waiting for it without limit.
   explicit GlobalLockScope(GlobalLockPod* lock) : lock_(lock) { lock_->Lock(); }
   ~GlobalLockScope() { lock_->Unlock(); }
   GlobalLockScope(const GlobalLockScope&) = delete;

@@ -18,12 +18,15 @@ class Event {
   // Waits without limit.
   static constexpr int kForever = -1;
 
+  // The kind of event, and whether it begins set.
   Event(bool manual_reset, bool initially_signaled);
   ~Event();
   Event(const Event&) = delete;
   Event& operator=(const Event&) = delete;
 
+  // Sets the event: one waiter passes an auto-reset event, all pass a manual-reset one.
   void Set();
+  // Makes it unset.
   void Reset();
 
   // Waits until the event is set, at most `milliseconds`; returns whether it was. 0 only looks;

@@ -13,6 +13,7 @@
 
 namespace rtc {
 
+// How a FileLogSink writes.
 struct FileLogSinkOptions {
   // Lines are collected up to this many bytes and then written at once. 0 writes every line by
   // itself. A longer line is written by itself, too.
@@ -22,6 +23,7 @@ struct FileLogSinkOptions {
   uint64_t max_file_bytes = 0;
   // The backups that are kept; the oldest is removed. With 0 the full file is removed.
   int max_backups = 1;
+  // Messages addressed to this id reach the sink; see LogSink.
   int sink_id = 0;
 };
 
@@ -62,6 +64,7 @@ class FileLogSink : public LogSink {
   bool is_open() const;
   // The lines lost so far.
   uint64_t dropped_lines() const;
+  // The file's path, as given.
   const std::string& path() const { return path_; }
 
  private:

@@ -11,6 +11,7 @@ namespace rtc {
 // What LogMultiline keeps from call to call: for each direction, indexed by `input`, the bytes not
 // shown since the last text.
 struct LogMultilineState {
+  // At 0 what was sent, at 1 what came in.
   size_t unprintable_count[2] = {0, 0};
 };
 

@@ -20,6 +20,7 @@ class LogSink {
   // It may itself log, add and remove sinks (the lock is recursive); it must not throw.
   virtual void OnLogLine(const std::string& line) = 0;
 
+  // The id given at construction.
   int sink_id() const { return sink_id_; }
 
  private:

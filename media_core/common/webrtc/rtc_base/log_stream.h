@@ -23,6 +23,7 @@ class LogStreamBuffer : public std::streambuf {
   bool used_by_stream() const { return used_by_stream_; }
   // Whether a locale was set.
   bool imbued() const { return imbued_; }
+  // Makes both false again.
   void ForgetUse() { used_by_stream_ = imbued_ = false; }
 
  protected:
@@ -32,6 +33,7 @@ class LogStreamBuffer : public std::streambuf {
   // Tells the position (tellp()); moving it is refused.
   pos_type seekoff(off_type offset, std::ios_base::seekdir direction,
                    std::ios_base::openmode mode) override;
+  // Notes that a locale was set.
   void imbue(const std::locale& locale) override;
 
  private:
@@ -51,8 +53,10 @@ class LogStream : public std::ostream {
  public:
   // Hands a stream back when a message is done with it, on any thread.
   struct Recycler {
+    // Keeps the stream for the calling thread's next message.
     void operator()(LogStream* stream) const;
   };
+  // Owns a stream for the time of one message.
   using Owner = std::unique_ptr<LogStream, Recycler>;
 
   // An empty stream in its first state; reused where the calling thread has one to spare.
@@ -137,6 +141,7 @@ LogStream& operator<<(LogStream& stream, T value) {
     return stream.WriteText(value);
   }
 }
+// The short way for strings.
 template <class T, std::enable_if_t<std::is_same_v<T, std::string>, int> = 0>
 LogStream& operator<<(LogStream& stream, const T& text) {
   return stream.WriteText(text.data(), text.size());

@@ -65,6 +65,7 @@ class LogMessage {
   static LoggingSeverity min_sev() { return min_sev_.load(std::memory_order_relaxed); }
   // Standard error's threshold.
   static LoggingSeverity dbg_sev() { return dbg_sev_.load(std::memory_order_relaxed); }
+  // What SetLogToStderr(), LogThreads() and LogTimestamps() set.
   static bool log_to_stderr() { return log_to_stderr_.load(std::memory_order_relaxed); }
   static bool threads_logged() { return thread_.load(std::memory_order_relaxed); }
   static bool timestamps_logged() { return timestamp_.load(std::memory_order_relaxed); }
@@ -138,6 +139,7 @@ int64_t get_time_ms_c();
 // `?:`.
 class LogMessageVoidify {
  public:
+  // Does nothing.
   void operator&(std::ostream& /*stream*/) {}
 };
 
@@ -158,12 +160,14 @@ class LogMessageVoidify {
 //   ORU_LOG_OSSTATUS(sev, status)     a status code of the operating system and its text at the end
 //   ORU_LOG_CHECK_LEVEL(sev)          whether any output might take that severity
 //   ORU_LOG_CALL_COST(name)           how long the rest of the scope took, at LS_INFO
+// For the macros below: a message when that severity is loggable.
 #define ORU_LOG_IF_LOGGABLE_(sev, ...) \
   !::rtc::LogMessage::Loggable(sev)    \
       ? static_cast<void>(0)           \
       : ::rtc::LogMessageVoidify() &   \
             ::rtc::LogMessage(__FILE__, __LINE__, sev __VA_ARGS__).stream()
 
+// Log statements, as the list above tells.
 #define ORU_LOG_V(sev) ORU_LOG_IF_LOGGABLE_((sev), )
 #define ORU_LOG(sev) ORU_LOG_IF_LOGGABLE_(::rtc::sev, )
 #define ORU_LOG_F(sev) ORU_LOG(sev) << __func__ << ": "
@@ -179,8 +183,10 @@ class LogMessageVoidify {
   ORU_LOG_IF_LOGGABLE_(::rtc::sev, , ::rtc::ERRCTX_OSSTATUS, (status))
 #define ORU_LOG_CHECK_LEVEL(sev) ::rtc::LogMessage::Loggable(::rtc::sev)
 
+// For the macro below.
 #define ORU_LOG_CONCAT_INNER_(a, b) a##b
 #define ORU_LOG_CONCAT_(a, b) ORU_LOG_CONCAT_INNER_(a, b)
+// Logs how long the rest of the scope took, at LS_INFO.
 #define ORU_LOG_CALL_COST(name) \
   const ::rtc::LogCallCostTime ORU_LOG_CONCAT_(oru_log_call_cost_, __LINE__)(name)
 

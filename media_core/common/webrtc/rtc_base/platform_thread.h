@@ -33,6 +33,7 @@ enum ThreadPriority : int {
 // one, stopping it twice at a time or from within) ends the process with a report.
 class PlatformThread {
  public:
+  // The void form and the bool form.
   using RunFunction = void (*)(void* obj);
   using RepeatedRunFunction = bool (*)(void* obj);
 

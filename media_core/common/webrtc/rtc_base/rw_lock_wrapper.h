@@ -15,16 +15,19 @@ class RWLockWrapper {
 
   // For a writer: waits until nobody holds the lock.
   virtual void AcquireLockExclusive() = 0;
+  // Undoes it, on the same thread.
   virtual void ReleaseLockExclusive() = 0;
 
   // For a reader: waits until no writer holds the lock.
   virtual void AcquireLockShared() = 0;
+  // Undoes it, on the same thread.
   virtual void ReleaseLockShared() = 0;
 };
 
 // Holds a lock as a reader for a scope. The lock must outlive it.
 class ReadLockScoped {
  public:
+  // Takes the lock as a reader, waiting for it without limit.
   explicit ReadLockScoped(RWLockWrapper* lock) : lock_(lock) { lock_->AcquireLockShared(); }
   ~ReadLockScoped() { lock_->ReleaseLockShared(); }
   ReadLockScoped(const ReadLockScoped&) = delete;
@@ -37,6 +40,7 @@ class ReadLockScoped {
 // Holds a lock as the writer for a scope. The lock must outlive it.
 class WriteLockScoped {
  public:
+  // Takes the lock as the writer, waiting for it without limit.
   explicit WriteLockScoped(RWLockWrapper* lock) : lock_(lock) { lock_->AcquireLockExclusive(); }
   ~WriteLockScoped() { lock_->ReleaseLockExclusive(); }
   WriteLockScoped(const WriteLockScoped&) = delete;

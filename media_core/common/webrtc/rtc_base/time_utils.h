@@ -10,6 +10,7 @@
 
 namespace rtc {
 
+// Units of time.
 constexpr int64_t kNumMillisecsPerSec = 1000;
 constexpr int64_t kNumMicrosecsPerSec = 1000000;
 constexpr int64_t kNumNanosecsPerSec = 1000000000;

@@ -220,6 +220,7 @@ class TraceEndOnScopeClose {
 }  // namespace trace_event_internal
 }  // namespace webrtc
 
+// For the macros below: a name that is the line's own.
 #define ORU_TRACE_JOIN_INNER(a, b) a##b
 #define ORU_TRACE_JOIN(a, b) ORU_TRACE_JOIN_INNER(a, b)
 #define ORU_TRACE_LOCAL(prefix) ORU_TRACE_JOIN(prefix, __LINE__)
@@ -233,10 +234,12 @@ class TraceEndOnScopeClose {
     }                                                                              \
   } while (false)
 
+// For the macros below: emits an event when the category is enabled.
 #define ORU_TRACE_ADD(category, phase, ...) \
   ORU_TRACE_IF_ENABLED(                     \
       category, ::webrtc::trace_event_internal::AddEvent(phase, oru_trace_enabled, __VA_ARGS__))
 
+// For the macros below: emits a begin, and the end when the scope is left.
 #define ORU_TRACE_SCOPE(category, name, ...)                                                      \
   ::webrtc::trace_event_internal::TraceEndOnScopeClose ORU_TRACE_LOCAL(oru_trace_end_);           \
   ORU_TRACE_IF_ENABLED(                                                                           \
@@ -244,6 +247,7 @@ class TraceEndOnScopeClose {
                     ::webrtc::trace_event_internal::kPhaseBegin, oru_trace_enabled, __VA_ARGS__); \
       ORU_TRACE_LOCAL(oru_trace_end_).Initialize(oru_trace_enabled, name))
 
+// For the macros below: a value as an argument of an event.
 #define ORU_TRACE_ARG(value) ::webrtc::trace_event_internal::MakeArg(value)
 
 // A string that the tracer copies; std::string arguments are always copied.
