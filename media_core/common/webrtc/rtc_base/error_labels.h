@@ -9,6 +9,7 @@ namespace rtc {
 
 // One row of a table of names. A table ends at the first row whose label is null.
 struct ConstantLabel {
+  // The number, and its name; the name stays valid as long as the table is used.
   int32_t value;
   const char* label;
 };

@@ -7,6 +7,7 @@ namespace rtc {
 // The preference's name.
 inline constexpr char kLogToStdErrPreference[] = "logToStdErr";
 
+// What was found.
 enum class LogPreference {
   // The program has no bundle identifier, so it has no preferences.
   kNoBundle,

@@ -8,6 +8,7 @@
 
 namespace webrtc {
 
+// The lock of RWLockWrapper::CreateRWLock(), as POSIX systems have it.
 class RWLockPosix : public RWLockWrapper {
  public:
   // A new lock, owned by the caller; null when pthread_rwlock_init fails.
