@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "media_core/biz_engine/crash_handler/machine/elf_format.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind_tables.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
@@ -58,6 +59,77 @@ std::vector<ElfSymbolMatch> Match(const std::vector<Elf64_Sym>& symbols,
   MatchElfSymbols(SourceOf(bytes), table, addresses.data(), matches.data(), addresses.size(),
                   buffer.data(), buffer.size());
   return matches;
+}
+
+// Each field of the project's own structures lies where the system's has it.
+#define EXPECT_SAME_PLACE(own, own_field, system, system_field)        \
+  EXPECT_EQ(offsetof(own, own_field), offsetof(system, system_field)); \
+  EXPECT_EQ(sizeof(own::own_field), sizeof(system::system_field))
+
+TEST(ElfFormatTest, StructuresAreLaidOutAsTheSystems) {
+  EXPECT_EQ(sizeof(ElfHeader), sizeof(Elf64_Ehdr));
+  EXPECT_SAME_PLACE(ElfHeader, ident, Elf64_Ehdr, e_ident);
+  EXPECT_SAME_PLACE(ElfHeader, program_headers, Elf64_Ehdr, e_phoff);
+  EXPECT_SAME_PLACE(ElfHeader, sections, Elf64_Ehdr, e_shoff);
+  EXPECT_SAME_PLACE(ElfHeader, program_header_size, Elf64_Ehdr, e_phentsize);
+  EXPECT_SAME_PLACE(ElfHeader, program_header_count, Elf64_Ehdr, e_phnum);
+  EXPECT_SAME_PLACE(ElfHeader, section_size, Elf64_Ehdr, e_shentsize);
+  EXPECT_SAME_PLACE(ElfHeader, section_count, Elf64_Ehdr, e_shnum);
+  EXPECT_EQ(sizeof(ElfProgramHeader), sizeof(Elf64_Phdr));
+  EXPECT_SAME_PLACE(ElfProgramHeader, type, Elf64_Phdr, p_type);
+  EXPECT_SAME_PLACE(ElfProgramHeader, flags, Elf64_Phdr, p_flags);
+  EXPECT_SAME_PLACE(ElfProgramHeader, offset, Elf64_Phdr, p_offset);
+  EXPECT_SAME_PLACE(ElfProgramHeader, address, Elf64_Phdr, p_vaddr);
+  EXPECT_SAME_PLACE(ElfProgramHeader, file_size, Elf64_Phdr, p_filesz);
+  EXPECT_SAME_PLACE(ElfProgramHeader, memory_size, Elf64_Phdr, p_memsz);
+  EXPECT_EQ(sizeof(ElfSection), sizeof(Elf64_Shdr));
+  EXPECT_SAME_PLACE(ElfSection, type, Elf64_Shdr, sh_type);
+  EXPECT_SAME_PLACE(ElfSection, offset, Elf64_Shdr, sh_offset);
+  EXPECT_SAME_PLACE(ElfSection, size, Elf64_Shdr, sh_size);
+  EXPECT_SAME_PLACE(ElfSection, link, Elf64_Shdr, sh_link);
+  EXPECT_SAME_PLACE(ElfSection, entry_size, Elf64_Shdr, sh_entsize);
+  EXPECT_EQ(sizeof(ElfSymbol), sizeof(Elf64_Sym));
+  EXPECT_SAME_PLACE(ElfSymbol, name, Elf64_Sym, st_name);
+  EXPECT_SAME_PLACE(ElfSymbol, info, Elf64_Sym, st_info);
+  EXPECT_SAME_PLACE(ElfSymbol, value, Elf64_Sym, st_value);
+  EXPECT_EQ(sizeof(ElfDynamic), sizeof(Elf64_Dyn));
+  EXPECT_SAME_PLACE(ElfDynamic, tag, Elf64_Dyn, d_tag);
+  EXPECT_SAME_PLACE(ElfDynamic, value, Elf64_Dyn, d_un);
+  EXPECT_EQ(sizeof(ElfNoteHeader), sizeof(Elf64_Nhdr));
+  EXPECT_SAME_PLACE(ElfNoteHeader, name_size, Elf64_Nhdr, n_namesz);
+  EXPECT_SAME_PLACE(ElfNoteHeader, content_size, Elf64_Nhdr, n_descsz);
+  EXPECT_SAME_PLACE(ElfNoteHeader, type, Elf64_Nhdr, n_type);
+}
+
+TEST(ElfFormatTest, ConstantsHaveTheSystemsValues) {
+  EXPECT_EQ(memcmp(kElfMagic, ELFMAG, SELFMAG), 0);
+  EXPECT_EQ(sizeof(kElfMagic), size_t{SELFMAG});
+  const struct {
+    int64_t own, system;
+  } pairs[] = {{kElfClassAt, EI_CLASS},
+               {kElfDataAt, EI_DATA},
+               {kElfClass64, ELFCLASS64},
+               {kElfLittleEndian, ELFDATA2LSB},
+               {kElfSegmentLoad, PT_LOAD},
+               {kElfSegmentDynamic, PT_DYNAMIC},
+               {kElfSegmentNote, PT_NOTE},
+               {kElfSegmentUnwindIndex, PT_GNU_EH_FRAME},
+               {kElfSegmentExecutable, PF_X},
+               {kElfSectionSymbols, SHT_SYMTAB},
+               {kElfSectionStrings, SHT_STRTAB},
+               {kElfSymbolSection, STT_SECTION},
+               {kElfSymbolFile, STT_FILE},
+               {kElfSymbolThreadLocal, STT_TLS},
+               {kElfDynamicEnd, DT_NULL},
+               {kElfDynamicHash, DT_HASH},
+               {kElfDynamicStrings, DT_STRTAB},
+               {kElfDynamicSymbols, DT_SYMTAB},
+               {kElfDynamicStringsSize, DT_STRSZ},
+               {kElfDynamicGnuHash, DT_GNU_HASH},
+               {kElfNoteGnuBuildId, NT_GNU_BUILD_ID}};
+  for (const auto& pair : pairs) EXPECT_EQ(pair.own, pair.system);
+  const ElfSymbol symbol = {0, ELF64_ST_INFO(STB_WEAK, STT_TLS), 0, 0, 0, 0};
+  EXPECT_EQ(symbol.type(), STT_TLS);
 }
 
 TEST(ElfSymbolsTest, TheNearestSymbolBelowIsTaken) {

@@ -1,9 +1,9 @@
 #include "media_core/biz_engine/crash_handler/machine/elf_image.h"
 
-#include <elf.h>
-
 #include <algorithm>
 #include <cstring>
+
+#include "media_core/biz_engine/crash_handler/machine/elf_format.h"
 
 namespace CrashHandler::machine {
 
@@ -17,43 +17,44 @@ constexpr uint64_t kMaxDynamicEntries = 4096;
 constexpr uint32_t kMaxChain = 1 << 16;
 constexpr uint64_t kMaxSymbols = 1 << 26;
 
-void AddLoad(const Elf64_Phdr& header, ElfSegments* segments) {
-  if (header.p_memsz == 0) return;
-  if (header.p_vaddr + header.p_memsz < header.p_vaddr) return;
-  if (segments->load_count == 0 || header.p_vaddr < segments->first) {
-    segments->first = header.p_vaddr;
+void AddLoad(const ElfProgramHeader& header, ElfSegments* segments) {
+  if (header.memory_size == 0) return;
+  if (header.address + header.memory_size < header.address) return;
+  if (segments->load_count == 0 || header.address < segments->first) {
+    segments->first = header.address;
   }
   if (segments->load_count < kMaxLoadSegments) {
-    segments->loads[segments->load_count++] = {header.p_vaddr, header.p_memsz};
+    segments->loads[segments->load_count++] = {header.address, header.memory_size};
   } else {
     ElfRange& last = segments->loads[kMaxLoadSegments - 1];
-    last.size = std::max(last.address + last.size, header.p_vaddr + header.p_memsz) - last.address;
+    last.size =
+        std::max(last.address + last.size, header.address + header.memory_size) - last.address;
   }
-  if ((header.p_flags & PF_X) == 0) return;
+  if ((header.flags & kElfSegmentExecutable) == 0) return;
   ElfRange& code = segments->code;
   if (code.size == 0) {
-    code = {header.p_vaddr, header.p_memsz};
+    code = {header.address, header.memory_size};
     return;
   }
-  const uint64_t end = std::max(code.address + code.size, header.p_vaddr + header.p_memsz);
-  code.address = std::min(code.address, header.p_vaddr);
+  const uint64_t end = std::max(code.address + code.size, header.address + header.memory_size);
+  code.address = std::min(code.address, header.address);
   code.size = end - code.address;
 }
 
-void AddProgramHeader(const Elf64_Phdr& header, ElfSegments* segments) {
-  switch (header.p_type) {
-    case PT_LOAD:
+void AddProgramHeader(const ElfProgramHeader& header, ElfSegments* segments) {
+  switch (header.type) {
+    case kElfSegmentLoad:
       AddLoad(header, segments);
       break;
-    case PT_DYNAMIC:
-      segments->dynamic = {header.p_vaddr, header.p_memsz};
+    case kElfSegmentDynamic:
+      segments->dynamic = {header.address, header.memory_size};
       break;
-    case PT_GNU_EH_FRAME:
-      segments->unwind_index = {header.p_vaddr, header.p_memsz};
+    case kElfSegmentUnwindIndex:
+      segments->unwind_index = {header.address, header.memory_size};
       break;
-    case PT_NOTE:
+    case kElfSegmentNote:
       if (segments->note_count == kMaxNoteSegments) break;
-      segments->notes[segments->note_count++] = {header.p_vaddr, header.p_offset, header.p_filesz};
+      segments->notes[segments->note_count++] = {header.address, header.offset, header.file_size};
       break;
     default:
       break;
@@ -62,25 +63,26 @@ void AddProgramHeader(const Elf64_Phdr& header, ElfSegments* segments) {
 
 uint64_t RoundUp4(uint64_t size) { return (size + 3) & ~uint64_t{3}; }
 
-bool IsElf64(const Elf64_Ehdr& header) {
-  return memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 && header.e_ident[EI_CLASS] == ELFCLASS64 &&
-         header.e_ident[EI_DATA] == ELFDATA2LSB;
+bool IsElf64(const ElfHeader& header) {
+  return memcmp(header.ident, kElfMagic, sizeof(kElfMagic)) == 0 &&
+         header.ident[kElfClassAt] == kElfClass64 && header.ident[kElfDataAt] == kElfLittleEndian;
 }
 
-bool IsSymbolTable(const Elf64_Shdr& section) {
-  return section.sh_type == SHT_SYMTAB && section.sh_entsize == sizeof(Elf64_Sym);
+bool IsSymbolTable(const ElfSection& section) {
+  return section.type == kElfSectionSymbols && section.entry_size == sizeof(ElfSymbol);
 }
 
 // A symbol table's section tells which other section holds its strings.
-bool ReadSymbolTable(const ByteSource& source, const Elf64_Shdr& section, uint64_t sections,
+bool ReadSymbolTable(const ByteSource& source, const ElfSection& section, uint64_t sections,
                      ElfSymbolTable* table) {
-  Elf64_Shdr strings;
-  const uint64_t at = sections + uint64_t{section.sh_link} * sizeof(strings);
-  if (!source.Read(at, &strings, sizeof(strings)) || strings.sh_type != SHT_STRTAB) return false;
-  table->symbols = section.sh_offset;
-  table->count = std::min(section.sh_size / sizeof(Elf64_Sym), kMaxSymbols);
-  table->strings = strings.sh_offset;
-  table->strings_size = strings.sh_size;
+  ElfSection strings;
+  const uint64_t at = sections + uint64_t{section.link} * sizeof(strings);
+  if (!source.Read(at, &strings, sizeof(strings)) || strings.type != kElfSectionStrings)
+    return false;
+  table->symbols = section.offset;
+  table->count = std::min(section.size / sizeof(ElfSymbol), kMaxSymbols);
+  table->strings = strings.offset;
+  table->strings_size = strings.size;
   return table->count != 0;
 }
 
@@ -118,21 +120,21 @@ uint64_t CountSysvHash(const ByteSource& source, uint64_t address) {
   return header[1] <= kMaxSymbols ? header[1] : 0;
 }
 
-bool NamesAnAddress(const Elf64_Sym& symbol) {
-  if (symbol.st_value == 0) return false;
-  const int type = ELF64_ST_TYPE(symbol.st_info);
-  return type != STT_SECTION && type != STT_FILE && type != STT_TLS;
+bool NamesAnAddress(const ElfSymbol& symbol) {
+  if (symbol.value == 0) return false;
+  const unsigned char type = symbol.type();
+  return type != kElfSymbolSection && type != kElfSymbolFile && type != kElfSymbolThreadLocal;
 }
 
 // Puts a symbol into the first bucket whose address it does not exceed. Within a bucket the
 // greatest value is kept, of equals the last.
-void OfferSymbol(const Elf64_Sym& symbol, const uint64_t* addresses, ElfSymbolMatch* matches,
+void OfferSymbol(const ElfSymbol& symbol, const uint64_t* addresses, ElfSymbolMatch* matches,
                  size_t count) {
-  const uint64_t* bucket = std::lower_bound(addresses, addresses + count, symbol.st_value);
+  const uint64_t* bucket = std::lower_bound(addresses, addresses + count, symbol.value);
   if (bucket == addresses + count) return;
   ElfSymbolMatch& match = matches[bucket - addresses];
-  if (match.found && symbol.st_value < match.value) return;
-  match = {symbol.st_value, symbol.st_name, true};
+  if (match.found && symbol.value < match.value) return;
+  match = {symbol.value, symbol.name, true};
 }
 
 }  // namespace
@@ -153,10 +155,11 @@ bool ReadElfProgramHeaders(const ByteSource& source, uint64_t position, size_t c
   *segments = ElfSegments();
   count = std::min(count, kMaxProgramHeaders);
   constexpr size_t kPiece = 16;
-  Elf64_Phdr headers[kPiece];
+  ElfProgramHeader headers[kPiece];
   for (size_t done = 0; done < count;) {
     const size_t wanted = std::min(kPiece, count - done);
-    if (!source.Read(position + done * sizeof(Elf64_Phdr), headers, wanted * sizeof(Elf64_Phdr))) {
+    if (!source.Read(position + done * sizeof(ElfProgramHeader), headers,
+                     wanted * sizeof(ElfProgramHeader))) {
       return false;
     }
     for (size_t i = 0; i < wanted; ++i) AddProgramHeader(headers[i], segments);
@@ -166,29 +169,30 @@ bool ReadElfProgramHeaders(const ByteSource& source, uint64_t position, size_t c
 }
 
 bool ReadElfSegments(const ByteSource& source, uint64_t position, ElfSegments* segments) {
-  Elf64_Ehdr header;
+  ElfHeader header;
   if (!source.Read(position, &header, sizeof(header)) || !IsElf64(header)) return false;
-  if (header.e_phentsize != sizeof(Elf64_Phdr)) return false;
-  return ReadElfProgramHeaders(source, position + header.e_phoff, header.e_phnum, segments);
+  if (header.program_header_size != sizeof(ElfProgramHeader)) return false;
+  return ReadElfProgramHeaders(source, position + header.program_headers,
+                               header.program_header_count, segments);
 }
 
 bool ReadElfBuildId(const ByteSource& source, uint64_t position, uint64_t size, ElfBuildId* id) {
   id->size = 0;
   size = std::min(size, kMaxNotesSize);
-  for (uint64_t at = 0; size - at >= sizeof(Elf64_Nhdr) && at <= size;) {
-    Elf64_Nhdr note;
+  for (uint64_t at = 0; size - at >= sizeof(ElfNoteHeader) && at <= size;) {
+    ElfNoteHeader note;
     if (!source.Read(position + at, &note, sizeof(note))) return false;
     const uint64_t name = at + sizeof(note);
-    const uint64_t content = name + RoundUp4(note.n_namesz);
-    const uint64_t next = content + RoundUp4(note.n_descsz);
-    if (note.n_type == NT_GNU_BUILD_ID && note.n_namesz == sizeof("GNU")) {
+    const uint64_t content = name + RoundUp4(note.name_size);
+    const uint64_t next = content + RoundUp4(note.content_size);
+    if (note.type == kElfNoteGnuBuildId && note.name_size == sizeof("GNU")) {
       char owner[sizeof("GNU")];
       if (!source.Read(position + name, owner, sizeof(owner))) return false;
       if (memcmp(owner, "GNU", sizeof(owner)) == 0) {
-        if (note.n_descsz == 0 || note.n_descsz > kMaxBuildIdSize) return false;
-        if (content + note.n_descsz > size) return false;
-        if (!source.Read(position + content, id->bytes, note.n_descsz)) return false;
-        id->size = note.n_descsz;
+        if (note.content_size == 0 || note.content_size > kMaxBuildIdSize) return false;
+        if (content + note.content_size > size) return false;
+        if (!source.Read(position + content, id->bytes, note.content_size)) return false;
+        id->size = note.content_size;
         return true;
       }
     }
@@ -199,26 +203,26 @@ bool ReadElfBuildId(const ByteSource& source, uint64_t position, uint64_t size, 
 }
 
 bool FindElfFileSymbols(const ByteSource& source, ElfSymbolTable* table) {
-  Elf64_Ehdr header;
+  ElfHeader header;
   if (!source.Read(0, &header, sizeof(header)) || !IsElf64(header)) return false;
-  if (header.e_shentsize != sizeof(Elf64_Shdr) || header.e_shoff == 0) return false;
-  Elf64_Shdr section;
-  uint64_t section_count = header.e_shnum;
+  if (header.section_size != sizeof(ElfSection) || header.sections == 0) return false;
+  ElfSection section;
+  uint64_t section_count = header.section_count;
   if (section_count == 0) {  // too many for the header: the count is in the first section
-    if (!source.Read(header.e_shoff, &section, sizeof(section))) return false;
-    section_count = section.sh_size;
+    if (!source.Read(header.sections, &section, sizeof(section))) return false;
+    section_count = section.size;
   }
   section_count = std::min<uint64_t>(section_count, kMaxSections);
   constexpr uint64_t kPiece = 16;
-  Elf64_Shdr sections[kPiece];
+  ElfSection sections[kPiece];
   for (uint64_t done = 0; done < section_count; done += kPiece) {
     const uint64_t wanted = std::min(kPiece, section_count - done);
-    const uint64_t at = header.e_shoff + done * sizeof(section);
+    const uint64_t at = header.sections + done * sizeof(section);
     if (!source.Read(at, sections, wanted * sizeof(section))) return false;
-    const Elf64_Shdr* found = std::find_if(sections, sections + wanted, IsSymbolTable);
+    const ElfSection* found = std::find_if(sections, sections + wanted, IsSymbolTable);
     if (found == sections + wanted) continue;
-    if (found->sh_link >= section_count) return false;
-    return ReadSymbolTable(source, *found, header.e_shoff, table);
+    if (found->link >= section_count) return false;
+    return ReadSymbolTable(source, *found, header.sections, table);
   }
   return false;
 }
@@ -230,16 +234,16 @@ bool FindElfDynamicSymbols(const ByteSource& source, const ElfRange& dynamic, ui
   *table = ElfSymbolTable();
   // The loader replaces addresses in most images by final ones, but not in those it cannot write.
   const auto final_address = [bias](uint64_t value) { return value < bias ? value + bias : value; };
-  const uint64_t entries = std::min(dynamic.size / sizeof(Elf64_Dyn), kMaxDynamicEntries);
+  const uint64_t entries = std::min(dynamic.size / sizeof(ElfDynamic), kMaxDynamicEntries);
   for (uint64_t i = 0; i < entries; ++i) {
-    Elf64_Dyn entry;
+    ElfDynamic entry;
     if (!source.Read(dynamic.address + i * sizeof(entry), &entry, sizeof(entry))) return false;
-    if (entry.d_tag == DT_NULL) break;
-    if (entry.d_tag == DT_SYMTAB) table->symbols = final_address(entry.d_un.d_ptr);
-    if (entry.d_tag == DT_STRTAB) table->strings = final_address(entry.d_un.d_ptr);
-    if (entry.d_tag == DT_STRSZ) table->strings_size = entry.d_un.d_val;
-    if (entry.d_tag == DT_GNU_HASH) gnu_hash = final_address(entry.d_un.d_ptr);
-    if (entry.d_tag == DT_HASH) sysv_hash = final_address(entry.d_un.d_ptr);
+    if (entry.tag == kElfDynamicEnd) break;
+    if (entry.tag == kElfDynamicSymbols) table->symbols = final_address(entry.value);
+    if (entry.tag == kElfDynamicStrings) table->strings = final_address(entry.value);
+    if (entry.tag == kElfDynamicStringsSize) table->strings_size = entry.value;
+    if (entry.tag == kElfDynamicGnuHash) gnu_hash = final_address(entry.value);
+    if (entry.tag == kElfDynamicHash) sysv_hash = final_address(entry.value);
   }
   if (table->symbols == 0 || table->strings == 0) return false;
   if (sysv_hash != 0) table->count = CountSysvHash(source, sysv_hash);
@@ -251,17 +255,17 @@ void MatchElfSymbols(const ByteSource& source, const ElfSymbolTable& table,
                      const uint64_t* addresses, ElfSymbolMatch* matches, size_t count, void* buffer,
                      size_t buffer_size) {
   for (size_t i = 0; i < count; ++i) matches[i] = {0, 0, false};
-  const size_t room = buffer_size / sizeof(Elf64_Sym);
+  const size_t room = buffer_size / sizeof(ElfSymbol);
   if (count == 0 || room == 0) return;
   const uint64_t lowest = 1;
   const uint64_t highest = addresses[count - 1];
   for (uint64_t done = 0; done < table.count;) {
     const uint64_t wanted = std::min<uint64_t>(room, table.count - done);
-    const uint64_t at = table.symbols + done * sizeof(Elf64_Sym);
-    if (!source.Read(at, buffer, wanted * sizeof(Elf64_Sym))) break;
-    const auto* symbols = static_cast<const Elf64_Sym*>(buffer);
+    const uint64_t at = table.symbols + done * sizeof(ElfSymbol);
+    if (!source.Read(at, buffer, wanted * sizeof(ElfSymbol))) break;
+    const auto* symbols = static_cast<const ElfSymbol*>(buffer);
     for (uint64_t i = 0; i < wanted; ++i) {
-      if (symbols[i].st_value - lowest >= highest) continue;  // zero, or beyond every address
+      if (symbols[i].value - lowest >= highest) continue;  // zero, or beyond every address
       if (NamesAnAddress(symbols[i])) OfferSymbol(symbols[i], addresses, matches, count);
     }
     done += wanted;

@@ -1,4 +1,3 @@
-#include <elf.h>
 #include <fcntl.h>
 #include <unistd.h>
 
