@@ -133,6 +133,28 @@ TEST(MachImages, ManyAddressesAtOnceGiveWhatEachGivesAlone) {
   }
 }
 
+TEST(MachImages, ManyAddressesAtOnceCostOnePassOverTheTable) {
+  ASSERT_TRUE(mach_double::LoadImage(MACHO_CXX));
+  const auto header = reinterpret_cast<uintptr_t>(_dyld_get_image_header(0));
+  const segment_command_64* const text = SegmentOf(0, SEG_TEXT);
+  constexpr size_t kCount = 500;
+  const uintptr_t end = header + text->vmsize;
+  std::vector<uintptr_t> addresses;
+  for (size_t i = 0; i < kCount; ++i) addresses.push_back(end - 1 - i % (text->vmsize / 2));
+  std::vector<SymbolInformation> records(kCount);
+  Symbolizer symbolizer;
+  const auto reads_for = [&](size_t count) {
+    const int before = mach_double::CallCount(Call::kVmReadOverwrite);
+    symbolizer.Resolve(addresses.data(), records.data(), count);
+    return mach_double::CallCount(Call::kVmReadOverwrite) - before;
+  };
+  const int one = reads_for(1);
+  ASSERT_GE(one, 2) << "a table and a name";
+  // What each address more may cost is a look at its symbol's name.
+  EXPECT_LE(reads_for(kCount), one + static_cast<int>(kCount) - 1);
+  for (const SymbolInformation& record : records) EXPECT_NE(nullptr, record.dli_sname);
+}
+
 TEST(MachImages, AnAddressOutsideEveryImageIsUnknown) {
   ASSERT_TRUE(mach_double::LoadImage(MACHO_SMALL));
   SymbolInformation found;

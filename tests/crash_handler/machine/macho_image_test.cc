@@ -267,6 +267,46 @@ TEST(MachOImageTest, TheSecondTableIsSearchedOnlyWithoutAMatchInTheFirst) {
   EXPECT_STREQ(Find(made, 0x20).dli_sname, "first");
 }
 
+size_t symbol_bytes_read = 0;
+
+int CountingReader(const void* source, void* destination, size_t count) {
+  if (count > 1) symbol_bytes_read += count;  // a name is looked at by its first byte
+  return mach_copyMem(source, destination, count);
+}
+
+TEST(MachOImageTest, ManyAddressesGetInOnePassWhatEachGetsAlone) {
+  HandMade made(kMachOMagic64);
+  made.Text().LinkEdit();
+  made.Symbols({{"_c", kTextAddress + 0x300},
+                {"_b1", kTextAddress + 0x200},
+                {"_none", 0},
+                {"_b2", kTextAddress + 0x200},
+                {"_beyond", kTextAddress + 0x4000}});
+  made.Symbols({{"_a", kTextAddress + 0x100}, {"_other", kTextAddress + 0x250}});
+  std::vector<uintptr_t> addresses;
+  for (uintptr_t offset = 0; offset < 0x1000; offset += 0x20) {
+    addresses.push_back(made.At((offset * 7 + 0x10) % 0x1000));
+    addresses.push_back(made.At(offset));
+  }
+  std::vector<SymbolInformation> records(addresses.size());
+  std::vector<MachOQuery> queries(addresses.size());
+  for (size_t i = 0; i < addresses.size(); ++i) {
+    queries[i].address = addresses[i];
+    queries[i].record = &records[i];
+  }
+  symbol_bytes_read = 0;
+  EXPECT_TRUE(ResolveInMachOImage(made.image(), &CountingReader, queries.data(), queries.size()));
+  EXPECT_EQ(symbol_bytes_read, size_t{7 * 16});
+  for (size_t i = 0; i < addresses.size(); ++i) {
+    SymbolInformation alone;
+    EXPECT_TRUE(_dladdr(made.image(), addresses[i], &mach_copyMem, &alone));
+    EXPECT_EQ(memcmp(&alone, &records[i], sizeof(alone)), 0) << addresses[i] - made.At(0);
+  }
+  EXPECT_EQ(Find(made, 0x80).dli_sname, nullptr);
+  EXPECT_STREQ(Find(made, 0x180).dli_sname, "a");
+  EXPECT_STREQ(Find(made, 0x280).dli_sname, "b2");
+}
+
 TEST(MachOImageTest, TheFirstLinkEditSegmentCounts) {
   HandMade made(kMachOMagic64);
   made.Segment("__LINKEDIT", 0x9000, 0x10, 0x1000).Segment("__LINKEDIT", 0x5000, 0x10, 0);

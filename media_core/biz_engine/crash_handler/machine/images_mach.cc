@@ -2,11 +2,16 @@
 // two calls, and an index past its end then gives null, which the readers skip.
 #include <mach-o/dyld.h>
 
+#include <algorithm>
+
 #include "media_core/biz_engine/crash_handler/machine/images.h"
 #include "media_core/biz_engine/crash_handler/machine/macho_image.h"
 
 namespace CrashHandler::machine {
 namespace {
+
+// A thread's whole chain.
+constexpr size_t kFewQueries = 50;
 
 MachOImage ImageAt(uint32_t index) {
   MachOImage image;
@@ -14,6 +19,28 @@ MachOImage ImageAt(uint32_t index) {
   image.name = _dyld_get_image_name(index);
   image.slide = _dyld_get_image_vmaddr_slide(index);
   return image;
+}
+
+// Goes through the images once; each takes the queries that it holds from those still open. The
+// first image that holds an address has it.
+void ResolvePiece(const uintptr_t* addresses, SymbolInformation* records, size_t count,
+                  MachOQuery* queries) {
+  for (size_t i = 0; i < count; ++i) {
+    records[i] = {nullptr, nullptr, nullptr, nullptr};
+    queries[i].address = addresses[i];
+    queries[i].record = &records[i];
+  }
+  size_t open = count;
+  const uint32_t images = _dyld_image_count();
+  for (uint32_t i = 0; i < images && open != 0; ++i) {
+    const MachOImage image = ImageAt(i);
+    const MachOQuery* held = std::partition(
+        queries, queries + open,
+        [&image](const MachOQuery& query) { return !MachOImageContains(image, query.address); });
+    const auto left = static_cast<size_t>(held - queries);
+    if (left != open) ResolveInMachOImage(image, &mach_copyMem, queries + left, open - left);
+    open = left;
+  }
 }
 
 }  // namespace
@@ -34,19 +61,22 @@ Symbolizer::Symbolizer() = default;
 Symbolizer::~Symbolizer() = default;
 
 void Symbolizer::Resolve(const uintptr_t* addresses, SymbolInformation* records, size_t count) {
-  for (size_t i = 0; i < count; ++i) ResolveOne(addresses[i], &records[i]);
+  MachOQuery few[kFewQueries];
+  const ScratchMemory many(count > kFewQueries ? count * sizeof(MachOQuery) : 0);
+  const bool has_many = many.data() != nullptr;
+  MachOQuery* queries = has_many ? static_cast<MachOQuery*>(many.data()) : few;
+  // Without memory it takes more passes.
+  const size_t room = has_many ? count : kFewQueries;
+  for (size_t done = 0; done < count;) {
+    const size_t piece = std::min(room, count - done);
+    ResolvePiece(addresses + done, records + done, piece, queries);
+    done += piece;
+  }
 }
 
 bool Symbolizer::ResolveOne(uintptr_t address, SymbolInformation* record) {
-  *record = {nullptr, nullptr, nullptr, nullptr};
-  const uint32_t count = _dyld_image_count();
-  for (uint32_t i = 0; i < count; ++i) {
-    const MachOImage image = ImageAt(i);
-    if (MachOImageContains(image, address)) {
-      return _dladdr(image, address, &mach_copyMem, record);
-    }
-  }
-  return false;
+  Resolve(&address, record, 1);
+  return record->dli_fbase != nullptr;
 }
 
 }  // namespace CrashHandler::machine

@@ -124,77 +124,91 @@ bool ReadSegment(const LoadCommands& commands, Segment* segment) {
   return false;
 }
 
-struct Match {
-  bool found = false;
-  uint64_t value = 0;
-  uint32_t name = 0;
-  uint8_t type = 0;
-};
-
-// The nearest symbol of one table; of equal ones the last.
+// One pass over a symbol table for queries in ascending order. A symbol goes to the first query it
+// does not exceed; there the greatest value is kept, of equal ones the last.
 class SymbolScan {
  public:
-  SymbolScan(const Fields& fields, uint64_t address, MachOReader read)
-      : fields_(fields), entry_size_(fields.wide() ? 16 : 12), address_(address), read_(read) {}
+  SymbolScan(const Fields& fields, MachOReader read, MachOQuery* queries, size_t count)
+      : fields_(fields),
+        entry_size_(fields.wide() ? 16 : 12),
+        read_(read),
+        queries_(queries),
+        count_(count) {}
 
-  Match Run(uintptr_t table, uint32_t count) {
+  void Run(uintptr_t table, uint32_t symbols) {
     uint8_t piece[kSymbolPiece];
     const size_t room = sizeof(piece) / entry_size_;
-    for (size_t done = 0; done < count;) {
-      const size_t wanted = std::min<size_t>(room, count - done);
+    for (size_t done = 0; done < symbols;) {
+      const size_t wanted = std::min<size_t>(room, symbols - done);
       const auto* source = reinterpret_cast<const void*>(table + done * entry_size_);
       if (read_(source, piece, wanted * entry_size_) != 0) break;
       for (size_t i = 0; i < wanted; ++i) Offer(piece + i * entry_size_);
       done += wanted;
     }
-    return match_;
+    // A query without a symbol of its own has the one of the query before it.
+    for (size_t i = 1; i < count_; ++i) {
+      if (!queries_[i].found) Take(queries_[i - 1], &queries_[i]);
+    }
   }
 
  private:
   void Offer(const uint8_t* entry) {
     const uint64_t value = fields_.wide() ? fields_.U64(entry + 8) : fields_.U32(entry + 8);
-    if (value == 0 || value > address_) return;
-    if (match_.found && value < match_.value) return;
-    match_ = {true, value, fields_.U32(entry), entry[4]};
+    if (value == 0 || value > queries_[count_ - 1].relative) return;
+    MachOQuery* query = std::lower_bound(
+        queries_, queries_ + count_, value,
+        [](const MachOQuery& one, uint64_t wanted) { return one.relative < wanted; });
+    if (query->found && value < query->value) return;
+    query->value = value;
+    query->name = fields_.U32(entry);
+    query->type = entry[4];
+    query->found = true;
+  }
+
+  static void Take(const MachOQuery& from, MachOQuery* to) {
+    to->value = from.value;
+    to->name = from.name;
+    to->type = from.type;
+    to->found = from.found;
   }
 
   const Fields& fields_;
   size_t entry_size_;
-  uint64_t address_;
   MachOReader read_;
-  Match match_;
+  MachOQuery* queries_;
+  size_t count_;
 };
 
-// The first table of the image that has a match.
-Match FindMatch(const MachOImage& image, uintptr_t base, uintptr_t address, MachOReader read,
-                uintptr_t* strings) {
-  const auto relative = static_cast<uint64_t>(address - static_cast<uintptr_t>(image.slide));
-  for (LoadCommands commands(image); commands.Next();) {
-    if (commands.command() != kSymbolTableCommand || !commands.Has(24)) continue;
-    const Fields& fields = commands.fields();
-    const uint32_t count = fields.U32(commands.at() + 12);
-    if (count == 0) continue;
-    const Match match =
-        SymbolScan(fields, relative, read).Run(base + fields.U32(commands.at() + 8), count);
-    if (!match.found) continue;
-    *strings = base + fields.U32(commands.at() + 16);
-    return match;
-  }
-  return Match();
-}
-
-void FillRecord(const MachOImage& image, const Match& match, uintptr_t strings, MachOReader read,
-                SymbolInformation* record) {
-  const uintptr_t address = match.value + static_cast<uintptr_t>(image.slide);
-  const uintptr_t name = strings + match.name;
+void FillRecord(const MachOImage& image, const MachOQuery& query, uintptr_t strings,
+                MachOReader read) {
+  const uintptr_t address = query.value + static_cast<uintptr_t>(image.slide);
+  const uintptr_t name = strings + query.name;
   char first = '\0';
-  record->dli_saddr = reinterpret_cast<void*>(address);
+  query.record->dli_saddr = reinterpret_cast<void*>(address);
   if (read(reinterpret_cast<const void*>(name), &first, 1) == 0) {
-    record->dli_sname = reinterpret_cast<const char*>(name) + (first == '_' ? 1 : 0);
+    query.record->dli_sname = reinterpret_cast<const char*>(name) + (first == '_' ? 1 : 0);
   }
   // A stripped image's only candidate is its header.
   const bool is_header = address == reinterpret_cast<uintptr_t>(image.header);
-  if (is_header && match.type == kHeaderSymbolType) record->dli_sname = nullptr;
+  if (is_header && query.type == kHeaderSymbolType) query.record->dli_sname = nullptr;
+}
+
+// Each query is served by the first table that has a match for it. The queries are in ascending
+// order, so those that a table leaves open are the ones below all of its symbols.
+void SearchTables(const MachOImage& image, uintptr_t base, MachOReader read, MachOQuery* queries,
+                  size_t count) {
+  size_t open = count;
+  for (LoadCommands commands(image); open != 0 && commands.Next();) {
+    if (commands.command() != kSymbolTableCommand || !commands.Has(24)) continue;
+    const Fields& fields = commands.fields();
+    const uint32_t symbols = fields.U32(commands.at() + 12);
+    if (symbols == 0) continue;
+    SymbolScan(fields, read, queries, open).Run(base + fields.U32(commands.at() + 8), symbols);
+    const uintptr_t strings = base + fields.U32(commands.at() + 16);
+    for (; open != 0 && queries[open - 1].found; --open) {
+      FillRecord(image, queries[open - 1], strings, read);
+    }
+  }
 }
 
 // "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX"
@@ -244,15 +258,30 @@ uintptr_t segmentBaseOfImageIndex(const MachOImage& image) {
 
 bool _dladdr(const MachOImage& image, uintptr_t address, MachOReader read,
              SymbolInformation* record) {
-  *record = {nullptr, nullptr, nullptr, nullptr};
-  const uintptr_t base = segmentBaseOfImageIndex(image) + static_cast<uintptr_t>(image.slide);
+  MachOQuery query;
+  query.address = address;
+  query.record = record;
+  return ResolveInMachOImage(image, read, &query, 1);
+}
+
+bool ResolveInMachOImage(const MachOImage& image, MachOReader read, MachOQuery* queries,
+                         size_t count) {
+  const auto slide = static_cast<uintptr_t>(image.slide);
+  for (size_t i = 0; i < count; ++i) {
+    *queries[i].record = {nullptr, nullptr, nullptr, nullptr};
+    queries[i].relative = static_cast<uint64_t>(queries[i].address - slide);
+    queries[i].found = false;
+  }
+  const uintptr_t base = segmentBaseOfImageIndex(image) + slide;
   if (base == 0) return false;
-  record->dli_fname = image.name;
-  record->dli_fbase = const_cast<void*>(image.header);
+  for (size_t i = 0; i < count; ++i) {
+    queries[i].record->dli_fname = image.name;
+    queries[i].record->dli_fbase = const_cast<void*>(image.header);
+  }
   if (firstCmdAfterHeader(image) == 0) return false;
-  uintptr_t strings = 0;
-  const Match match = FindMatch(image, base, address, read, &strings);
-  if (match.found) FillRecord(image, match, strings, read, record);
+  std::sort(queries, queries + count,
+            [](const MachOQuery& a, const MachOQuery& b) { return a.relative < b.relative; });
+  SearchTables(image, base, read, queries, count);
   return true;
 }
 

@@ -58,6 +58,24 @@ uintptr_t segmentBaseOfImageIndex(const MachOImage& image);
 bool _dladdr(const MachOImage& image, uintptr_t address, MachOReader read,
              SymbolInformation* record);
 
+// An address on its way through an image's symbol tables. Callers set the first two.
+struct MachOQuery {
+  uintptr_t address = 0;
+  SymbolInformation* record = nullptr;
+  // The search's own: the address without the slide, and the nearest symbol so far.
+  uint64_t relative = 0;
+  uint64_t value = 0;
+  uint32_t name = 0;
+  uint8_t type = 0;
+  bool found = false;
+};
+
+// _dladdr for many addresses that the image is known to hold, with one pass over each symbol table
+// that is searched. Every record gets what _dladdr gives its address; the result is the same for
+// all of them. The queries are put into another order.
+bool ResolveInMachOImage(const MachOImage& image, MachOReader read, MachOQuery* queries,
+                         size_t count);
+
 // What an image list carries from one image to the next: an image without a UUID or a "__TEXT"
 // segment is shown with the values of the last one that had them.
 struct MachOImageScan {
