@@ -15,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "media_core/common/webrtc/rtc_base/event_logger.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "media_core/common/webrtc/rtc_base/trace_event_queue.h"
@@ -278,6 +279,37 @@ TEST(EventTracer, EventsOutsideACaptureAreDropped) {
   rtc::tracing::ShutdownInternalTracer();
   EmitInstant();
   EXPECT_EQ(ReadFile(dir.Join("t")).find("instant"), std::string::npos);
+}
+
+// An emitter that saw the end of a capture too late leaves such events.
+TEST(EventTracer, EventsQueuedBeforeTheStartAreDiscarded) {
+  const TempDir dir;
+  FILE* const file = fopen(dir.Join("t").c_str(), "w");
+  ASSERT_NE(file, nullptr);
+  rtc::tracing::EventLogger logger;
+  logger.AddTraceEvent({{"late", nullptr, 0, 0, 1, 0, 'I'}, nullptr, nullptr, nullptr});
+  logger.Start(file, /*owned=*/true);
+  logger.AddTraceEvent({{"kept", nullptr, 0, 0, 1, 0, 'I'}, nullptr, nullptr, nullptr});
+  logger.Stop();
+  const std::string text = ReadFile(dir.Join("t"));
+  EXPECT_EQ(text.find("late"), std::string::npos) << text;
+  EXPECT_NE(text.find("\"kept\""), std::string::npos) << text;
+}
+
+TEST(EventTracer, ItsOwnFileIsClosedAtTheEnd) {
+  const TempDir dir;
+  const auto lowest_free_descriptor = [] {
+    const int descriptor = dup(STDERR_FILENO);
+    close(descriptor);
+    return descriptor;
+  };
+  const int before = lowest_free_descriptor();
+  rtc::tracing::SetupInternalTracer();
+  ASSERT_TRUE(rtc::tracing::StartInternalCapture(dir.Join("t").c_str()));
+  EXPECT_NE(lowest_free_descriptor(), before);
+  rtc::tracing::StopInternalCapture();
+  EXPECT_EQ(lowest_free_descriptor(), before);
+  rtc::tracing::ShutdownInternalTracer();
 }
 
 TEST(EventTracer, EveryCaptureIsADocumentOfItsOwn) {
