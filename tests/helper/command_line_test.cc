@@ -93,6 +93,8 @@ TEST(DelaySeconds, ReadsTheLeadingNumber) {
   EXPECT_EQ(DelaySeconds("abc"), 0U);
   EXPECT_EQ(DelaySeconds("5x"), 5U);
   EXPECT_EQ(DelaySeconds(" +12"), 12U);
+  EXPECT_EQ(DelaySeconds("010"), 10U);
+  EXPECT_EQ(DelaySeconds("0x10"), 0U);
   EXPECT_EQ(DelaySeconds("-1"), UINT64_MAX);
   EXPECT_EQ(DelaySeconds("99999999999999999999"), static_cast<uint64_t>(INT64_MAX));
 }

@@ -167,6 +167,13 @@ TEST(RealTimeClock, NtpTimeCarriesMicrosecondsOutsideASecond) {
   EXPECT_EQ(WallClockAt(10, -1500000).CurrentNtpInMilliseconds(), 2208988809000 - 499);
 }
 
+TEST(RealTimeClock, NtpTimeOfExactlyASecondOfMicrosecondsIsCarriedUpwardsOnly) {
+  EXPECT_EQ(WallClockAt(10, 1000000).CurrentNtpTime(), NtpTime(2208988811u, 0u));
+  EXPECT_EQ(WallClockAt(10, 1000000).CurrentNtpInMilliseconds(), 2208988811000);
+  EXPECT_EQ(WallClockAt(10, -1000000).CurrentNtpTime(), NtpTime(2208988810u, 1u));
+  EXPECT_EQ(WallClockAt(10, -1000000).CurrentNtpInMilliseconds(), 2208988810000 - 999);
+}
+
 TEST(RealTimeClock, NtpSecondsWrapIn2036) {
   EXPECT_EQ(WallClockAt((int64_t{1} << 32) - 2208988800, 0).CurrentNtpTime(), NtpTime(0u, 0u));
 }

@@ -84,7 +84,7 @@ TEST(LogMultilineText, RunInsideALineIsReportedBeforeTheLine) {
 }
 
 TEST(LogMultilineText, WhiteSpaceIsPartOfTheText) {
-  EXPECT_EQ(Dump("a\tb \r\n", false), Lines({"[I] (logging.cc:665): net << a\tb \r\n"}));
+  EXPECT_EQ(Dump("a\tb \v\f\r\n", false), Lines({"[I] (logging.cc:665): net << a\tb \v\f\r\n"}));
 }
 
 TEST(LogMultilineText, CountIsKeptForEachDirection) {

@@ -6,7 +6,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <regex>
+#include <set>
 #include <string>
 
 #include "media_core/common/webrtc/rtc_base/log_preference.h"
@@ -14,6 +16,7 @@
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "tests/rtc_base/log_capture.h"
 #include "tests/support/child_process.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -372,6 +375,32 @@ TEST(LogToStderr, StampsTheLineWithLocalTime) {
   EXPECT_TRUE(
       Matches(StderrWith(nullptr, true),
               R"(\[\d{4}-\d\d-\d\d \d\d:\d\d:\d\d\.\d{3}\] \[I\] \(file\.cc:1\): shown\n)"));
+}
+
+TEST(LogToStderr, StampIsTheTimeOfTheLineInTheZoneOfTheMachine) {
+  setenv("TZ", "<+05>-5", 1);
+  tzset();
+  const time_t before = time(nullptr);
+  const ChildResult child = RunInFork([] {
+    LogMessage::LogToDebug(rtc::LS_INFO);
+    for (int i = 0; i < 3; ++i) {
+      LogMessage(nullptr, 0, rtc::LS_INFO).stream() << i;
+      usleep(15000);
+    }
+    return 0;
+  });
+  const time_t after = time(nullptr);
+  std::set<std::string> milliseconds;
+  for (const std::string& line : oru_test::SplitLines(child.err)) {
+    std::tm local = {};
+    const char* const rest = strptime(line.c_str(), "[%Y-%m-%d %H:%M:%S.", &local);
+    ASSERT_NE(rest, nullptr) << line;
+    const time_t moment = timegm(&local) - 5 * 3600;
+    EXPECT_GE(moment, before);
+    EXPECT_LE(moment, after);
+    milliseconds.insert(std::string(rest, 3));
+  }
+  EXPECT_GT(milliseconds.size(), 1u) << child.err;
 }
 
 TEST(LogToStderr, ThresholdKeepsLowerSeveritiesAway) {
