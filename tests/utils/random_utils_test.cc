@@ -63,11 +63,12 @@ TEST(ApHash, CharactersAreSigned) {
 
 TEST(RandomString, HashDigitsThenRandomCharacters) {
   const time_t before = std::time(nullptr);
-  const std::string actual = utils::randomString(2050, 30, "user");
+  // Long enough for every character of the alphabet to come up.
+  const std::string actual = utils::randomString(2050, 2000, "user");
   bool found = false;
   for (time_t now = before; now <= std::time(nullptr); ++now) {
     const auto hash = static_cast<uint32_t>(HashReference("user"));
-    found = found || actual == Identifier(static_cast<uint32_t>(now) + 2, hash, 30);
+    found = found || actual == Identifier(static_cast<uint32_t>(now) + 2, hash, 2000);
   }
   EXPECT_TRUE(found) << actual;
 }
@@ -129,12 +130,13 @@ TEST(CreateRandomString, ZeroLengthIsEmpty) { EXPECT_EQ("", utils::createRandomS
 TEST(CreateRandomString, IsSeededByTheSecond) {
   const std::string table = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789zyxwvutsrqponmlkjihgfedcba";
   const time_t before = std::time(nullptr);
-  const std::string actual = utils::createRandomString(50);
+  // Long enough for every character of the table to come up.
+  const std::string actual = utils::createRandomString(2000);
   bool found = false;
   for (time_t now = before; now <= std::time(nullptr); ++now) {
     std::srand(static_cast<unsigned>(now));
     std::string expected;
-    while (expected.size() < 50) expected += table[static_cast<size_t>(std::rand()) % 62];
+    while (expected.size() < 2000) expected += table[static_cast<size_t>(std::rand()) % 62];
     found = found || expected == actual;
   }
   EXPECT_TRUE(found) << actual;
