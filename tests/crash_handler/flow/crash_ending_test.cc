@@ -135,6 +135,46 @@ TEST_F(CrashEndingTest, AbortInAThreadThatBlocksAllSignalsIsBoundToo) {
   EXPECT_EQ(Run("AbortWithAllSignalsBlocked").signal, SIGABRT);
 }
 
+TEST_F(CrashEndingTest, TwoHundredWaitingThreadsEachHaveTheirBlockWithTheFunctionTheyWaitIn) {
+  const ChildResult result = Run("FaultBesideTwoHundredWaitingThreads", kRealDeadlineMs);
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+  ASSERT_EQ(Files().size(), 1U);
+  const auto report =
+      oru_test::ParseCrashReport(oru_test::ReadFile(dir_.Join("dumps/" + Files()[0])));
+  EXPECT_EQ(report.error, "");
+  EXPECT_TRUE(report.thread_failures.empty());
+  EXPECT_EQ(report.threads.size(), 201U);
+  const std::pair<const char*, const char*> kinds[] = {{"condition-", "WaitsForACondition"},
+                                                       {"sleep-", "WaitsAsleep"},
+                                                       {"read-", "WaitsToRead"},
+                                                       {"lock-", "WaitsForALock"}};
+  for (const auto& [name, function] : kinds) {
+    for (int i = 0; i < 50; ++i) {
+      const auto* thread = report.FindThread(name + std::to_string(i));
+      ASSERT_NE(thread, nullptr) << name << i;
+      EXPECT_TRUE(report.AnyContains(thread->frames, function)) << name << i;
+    }
+  }
+}
+
+// `backtrace_symbols` asks the dynamic linker, which waits for the other thread.
+TEST_F(CrashEndingTest, FaultWhileAnotherThreadHoldsTheLoadersLockEndsByTheOriginalSignal) {
+  const ChildResult result = Run("FaultWhileAnotherHoldsTheLoader");
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+  EXPECT_EQ(Files(), std::vector<std::string>{});
+}
+
+TEST_F(CrashEndingTest, FaultWhileHoldingTheLoadersLockLeavesOneReport) {
+  const ChildResult result = Run("FaultHoldingTheLoader", kRealDeadlineMs);
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+  ExpectOneWholeReport();
+}
+
+TEST_F(CrashEndingTest, CallbackThatHangsWhileAThreadAwaitsRealTimeSignalsEndsByTheOriginalSignal) {
+  const ChildResult result = Run("CallbackHangsWhileAThreadAwaitsSignals");
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+}
+
 TEST_F(CrashEndingTest, CrashInAForkedChildIsReported) {
   EXPECT_EQ(Run("CrashInForkedChild").exit_code, 8);
   ExpectOneWholeReport();

@@ -4,6 +4,7 @@
 //
 // The module's log lines go to standard error. All scenarios run below a function that carries the
 // filter's word.
+#include <dlfcn.h>
 #include <pthread.h>
 #include <setjmp.h>
 #include <signal.h>
@@ -23,6 +24,7 @@
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
 #include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
 #include "tests/crash_handler/flow/frozen_allocator.h"
+#include "tests/crash_handler/flow/waiting_threads.h"
 
 // What the filter finds on the stack.
 extern "C" int OruRTCScenario(void (*run)());
@@ -290,6 +292,27 @@ void HungForkedChildEndsToo() {
   CrashInForkedChild();
 }
 
+// A host that takes its real-time signals by waiting for them.
+void CallbackHangsWhileAThreadAwaitsSignals() {
+  sigset_t awaited;
+  sigemptyset(&awaited);
+  for (int signo = SIGRTMIN; signo < SIGRTMIN + 4; ++signo) sigaddset(&awaited, signo);
+  pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+  std::thread([] {
+    SleepMs(50);
+    OruRTCScenario(CallbackNeverReturns);
+  }).detach();
+  for (;;) {
+    int signo = 0;
+    sigwait(&awaited, &signo);
+  }
+}
+
+void FaultBesideTwoHundredWaitingThreads() {
+  crash_test::StartWaitingThreads(50);
+  WriteToNull();
+}
+
 void AfterUninstalling() {
   sHandler->UnInstallCrashHandler();
   WriteToNull();
@@ -302,6 +325,22 @@ void AfterDestroying() {
 
 void FaultHoldingTheAllocator();
 void FaultWhileAnotherHoldsTheAllocator();
+
+std::atomic<bool> sLoading{false};
+// What the library's constructor does, with the dynamic linker's lock held.
+void (*sWhileLoading)() = nullptr;
+
+void FaultHoldingTheLoader() {
+  sWhileLoading = WriteToNull;
+  dlopen(SLOW_LIBRARY, RTLD_NOW);
+}
+
+void FaultWhileAnotherHoldsTheLoader() {
+  sWhileLoading = SleepForEver;
+  std::thread([] { dlopen(SLOW_LIBRARY, RTLD_NOW); }).detach();
+  while (!sLoading) SleepMs(1);
+  WriteToNull();
+}
 
 struct Scenario {
   const char* name;
@@ -339,8 +378,12 @@ constexpr Scenario kScenarios[] = {
     SCENARIO(AbortWithAllSignalsBlocked),
     SCENARIO(CrashInForkedChild),
     SCENARIO(HungForkedChildEndsToo),
+    SCENARIO(CallbackHangsWhileAThreadAwaitsSignals),
+    SCENARIO(FaultBesideTwoHundredWaitingThreads),
     SCENARIO(AfterUninstalling),
     SCENARIO(AfterDestroying),
+    SCENARIO(FaultHoldingTheLoader),
+    SCENARIO(FaultWhileAnotherHoldsTheLoader),
     SCENARIO(FaultHoldingTheAllocator),
     SCENARIO(FaultWhileAnotherHoldsTheAllocator),
 };
@@ -366,6 +409,12 @@ void FaultWhileAnotherHoldsTheAllocator() {
 }
 
 }  // namespace
+
+// Called by the library's constructor.
+extern "C" __attribute__((visibility("default"))) void OpenedSlowLibrary() {
+  sLoading = true;
+  if (sWhileLoading != nullptr) sWhileLoading();
+}
 
 extern "C" __attribute__((noinline, visibility("default"))) int OruRTCScenario(void (*run)()) {
   run();

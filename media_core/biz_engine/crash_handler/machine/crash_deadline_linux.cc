@@ -43,13 +43,24 @@ void OnDeadline(int /*signo*/) {
   syscall(SYS_tgkill, getpid(), syscall(SYS_gettid), original);
 }
 
-// A real-time signal that nobody in the process handles or ignores; 0 when there is none.
+bool IsUnused(int signo) {
+  struct sigaction current;
+  return sigaction(signo, nullptr, &current) == 0 && current.sa_handler == SIG_DFL;
+}
+
+// A real-time signal that nobody in the process handles or ignores; 0 when there is none. One that
+// the caller blocks may be waited for by another thread, which would take the timer's signal.
 int FindFreeSignal() {
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+  int last_resort = 0;
   for (int signo = SIGRTMIN; signo <= SIGRTMAX; ++signo) {
-    struct sigaction current;
-    if (sigaction(signo, nullptr, &current) == 0 && current.sa_handler == SIG_DFL) return signo;
+    if (!IsUnused(signo)) continue;
+    if (sigismember(&blocked, signo) == 0) return signo;
+    last_resort = signo;
   }
-  return 0;
+  return last_resort;
 }
 
 KernelTimer StartTimer(int signo, int milliseconds) {
