@@ -337,6 +337,16 @@ TEST(HostAppTest, IdentityWithUnusualCharactersIsKept) {
   EXPECT_NE(app.Files()[0].find("/Crash_50%@_x \xc3\xbc_"), std::string::npos) << app.Files()[0];
 }
 
+TEST(HostAppTest, IdentityBeyondTheCharactersOfTheLocaleIsKept) {
+  setenv("GNUSTEP_STRING_ENCODING", "NSISOLatin1StringEncoding", 1);
+  HostApp app;
+  const ChildResult result =
+      app.Run({"--dump-dir", app.DumpDir(), "--app-id", "\xe6\x97\xa5", "--crash", "segv"});
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+  ASSERT_EQ(app.Files().size(), 1U);
+  EXPECT_NE(app.Files()[0].find("/Crash_\xe6\x97\xa5_"), std::string::npos) << app.Files()[0];
+}
+
 TEST(HostAppTest, IdentityThatNoFileNameCanHoldLosesTheReport) {
   HostApp app;
   const ChildResult slash =
@@ -345,7 +355,13 @@ TEST(HostAppTest, IdentityThatNoFileNameCanHoldLosesTheReport) {
   const ChildResult longer = app.Run(
       {"--dump-dir", app.DumpDir(), "--app-id", std::string(10000, 'x'), "--crash", "segv"});
   EXPECT_EQ(longer.signal, SIGSEGV) << longer.Ending();
+  const ChildResult upwards =
+      app.Run({"--dump-dir", app.DumpDir(), "--app-id", "x/../../../up", "--crash", "segv"});
+  EXPECT_EQ(upwards.signal, SIGSEGV) << upwards.Ending();
   EXPECT_EQ(app.Files(), Texts{});
+  for (const std::string& file : oru_test::ListFilesRecursively(app.dir().path())) {
+    EXPECT_EQ(file.find("_Signal_"), std::string::npos) << file;
+  }
 }
 
 }  // namespace

@@ -60,6 +60,32 @@ TEST(CrashReportFileTest, NameTooLongIsAFailure) {
   EXPECT_TRUE(oru_test::ListDir(dir.path()).empty());
 }
 
+TEST(CrashReportFileTest, TheLongestNameCanBeWritten) {
+  const TempDir dir;
+  const std::string name(255, 'x');
+  EXPECT_TRUE(Replace(dir.Join(name), "b"));
+  EXPECT_EQ(oru_test::ListDir(dir.path()), std::vector<std::string>{name});
+}
+
+TEST(CrashReportFileTest, DirectoriesAreCreatedWithThoseAboveThem) {
+  const TempDir dir;
+  EXPECT_TRUE(CreateDirectories(dir.Join("a/b/c").c_str()));
+  EXPECT_TRUE(CreateDirectories(dir.Join("a/b/c").c_str()));
+  EXPECT_TRUE(CreateDirectories(dir.Join("d//e/").c_str()));
+  EXPECT_TRUE(Replace(dir.Join("a/b/c/f"), ""));
+  EXPECT_TRUE(Replace(dir.Join("d/e/f"), ""));
+}
+
+TEST(CrashReportFileTest, DirectoriesThatCannotBeCreatedAreAFailure) {
+  const TempDir dir;
+  oru_test::WriteFile(dir.Join("file"), "");
+  EXPECT_TRUE(CreateDirectories(dir.Join("file").c_str())) << "something is there";
+  EXPECT_FALSE(CreateDirectories(dir.Join("file/below").c_str()));
+  EXPECT_FALSE(CreateDirectories(""));
+  EXPECT_FALSE(CreateDirectories(dir.Join(std::string(300, 'x')).c_str()));
+  EXPECT_FALSE(CreateDirectories(std::string(10000, 'x').c_str()));
+}
+
 TEST(CrashReportFileTest, NoRoomLeavesTheOldFileAndNoTemporaryOne) {
   const TempDir dir;
   oru_test::WriteFile(dir.Join("f"), "old");
@@ -76,7 +102,7 @@ TEST(CrashReportFileTest, NoRoomLeavesTheOldFileAndNoTemporaryOne) {
 
 TEST(CrashReportFileTest, TemporaryFileOfAnEarlierProcessIsLeftAlone) {
   const TempDir dir;
-  const std::string taken = "f." + std::to_string(getpid()) + ".0.tmp";
+  const std::string taken = "report." + std::to_string(getpid()) + ".0.tmp";
   oru_test::WriteFile(dir.Join(taken), "theirs");
   EXPECT_TRUE(Replace(dir.Join("f"), "b"));
   EXPECT_EQ(oru_test::ReadFile(dir.Join(taken)), "theirs");

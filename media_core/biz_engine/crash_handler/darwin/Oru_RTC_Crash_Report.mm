@@ -35,10 +35,10 @@ NSString* TextOrFallback(const std::string& bytes, NSString* fallback) {
   return bytes.empty() ? fallback : CrashHandler::TextFromBytes(bytes.data(), bytes.size());
 }
 
-void CreateDirectoryIfMissing(NSString* path) {
-  NSFileManager* files = [NSFileManager defaultManager];
-  if ([files fileExistsAtPath:path]) return;
-  [files createDirectoryAtPath:path withIntermediateDirectories:YES attributes:nil error:nullptr];
+// Not the file system representation: that raises where the locale has no room for a character.
+const char* PathBytes(NSString* path) {
+  const char* bytes = [path UTF8String];
+  return bytes != nullptr ? bytes : "";
 }
 
 NSString* EmptyIfNil(NSString* text) { return text != nil ? text : @""; }
@@ -180,19 +180,19 @@ NSString* CrashTypeWord(int kind) {
 
 - (void)saveText:(NSString*)text toPath:(NSString*)path {
   NSData* bytes = [text dataUsingEncoding:NSUTF8StringEncoding];
-  CrashHandler::ReplaceFile([path fileSystemRepresentation], [bytes bytes], [bytes length]);
+  CrashHandler::ReplaceFile(PathBytes(path), [bytes bytes], [bytes length]);
 }
 
 - (void)setupCrashSaveFloderPath {
   self.crashFloderPath = self.config.crashFileSavePath;
-  CreateDirectoryIfMissing(self.crashFloderPath);
+  CrashHandler::CreateDirectories(PathBytes(self.crashFloderPath));
 }
 
 - (NSString*)getCrashFilePath:(NSString*)timestamp crashType:(NSString*)crashType {
   (void)timestamp;
   NSString* directory =
       [self.crashFloderPath stringByAppendingPathComponent:EmptyIfNil(self.config.sdkVersion)];
-  CreateDirectoryIfMissing(directory);
+  CrashHandler::CreateDirectories(PathBytes(directory));
 
   const time_t now = time(nullptr);
   tm local = {};

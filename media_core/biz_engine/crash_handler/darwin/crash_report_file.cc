@@ -13,14 +13,23 @@ namespace CrashHandler {
 namespace {
 
 constexpr mode_t kFileMode = 0644;
+constexpr mode_t kDirectoryMode = 0777;
 // Only names left behind by earlier processes stand in the way.
 constexpr int kMaxNames = 100;
 
-// Opens a new file "PATH.PID.N.tmp"; its name goes to `name`. -1 when that fails.
+// Opens a new file "report.PID.N.tmp" in the directory of `path`: it is shorter than a report's
+// name, so that any name the file system can hold can be written. Its name goes to `name`. -1 when
+// that fails.
 int CreateBeside(const char* path, char* name, size_t room) {
+  const char* slash = strrchr(path, '/');
+  const size_t directory = slash == nullptr ? 0 : static_cast<size_t>(slash - path) + 1;
+  if (directory >= room) return -1;
+  memcpy(name, path, directory);
   for (int i = 0; i < kMaxNames; ++i) {
-    const int length = snprintf(name, room, "%s.%d.%d.tmp", path, static_cast<int>(getpid()), i);
-    if (length < 0 || static_cast<size_t>(length) >= room) return -1;
+    const size_t left = room - directory;
+    const int length =
+        snprintf(name + directory, left, "report.%d.%d.tmp", static_cast<int>(getpid()), i);
+    if (length < 0 || static_cast<size_t>(length) >= left) return -1;
     const int fd = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
     if (fd >= 0 || errno != EEXIST) return fd;
   }
@@ -39,6 +48,21 @@ bool WriteAll(int fd, const char* bytes, size_t count) {
 }
 
 }  // namespace
+
+bool CreateDirectories(const char* path) {
+  if (access(path, F_OK) == 0) return true;
+  char part[PATH_MAX];
+  const size_t length = strlen(path);
+  if (length >= sizeof part) return false;
+  memcpy(part, path, length + 1);
+  for (size_t i = 1; i < length; ++i) {
+    if (part[i] != '/') continue;
+    part[i] = '\0';
+    mkdir(part, kDirectoryMode);
+    part[i] = '/';
+  }
+  return mkdir(path, kDirectoryMode) == 0 || errno == EEXIST;
+}
 
 bool ReplaceFile(const char* path, const void* bytes, size_t count) {
   char temporary[PATH_MAX];
