@@ -94,6 +94,11 @@ TEST_F(CrashHandlerProxyTest, DumpDirWithNothingConfiguredIsTheDefaultWithoutLog
   EXPECT_EQ(log.Texts(), Texts{});
 }
 
+TEST_F(CrashHandlerProxyTest, EmptyHomeMakesTheDefaultAPathBelowTheRoot) {
+  setenv("HOME", "", 1);
+  EXPECT_STREQ(handler_.GetCrashDumpDirPath(), "/Library/Caches/Oru_RTC_Crash/");
+}
+
 TEST_F(CrashHandlerProxyTest, DefaultDumpDirIsNotCreated) {
   handler_.GetCrashDumpDirPath();
   EXPECT_FALSE(oru_test::PathExists(home_.Join("Library")));

@@ -157,6 +157,16 @@ TEST_F(CrashEndingTest, TwoHundredWaitingThreadsEachHaveTheirBlockWithTheFunctio
   }
 }
 
+TEST_F(CrashEndingTest, FaultWithoutAFreeDescriptorLeavesAWholeReport) {
+  const ChildResult result = Run("FaultWithoutAFreeDescriptor", kRealDeadlineMs);
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+  ASSERT_NO_FATAL_FAILURE(ExpectOneWholeReport());
+  const auto report =
+      oru_test::ParseCrashReport(oru_test::ReadFile(dir_.Join("dumps/" + Files()[0])));
+  EXPECT_GE(report.threads.size(), 1U);
+  EXPECT_TRUE(report.thread_failures.empty());
+}
+
 // `backtrace_symbols` asks the dynamic linker, which waits for the other thread.
 TEST_F(CrashEndingTest, FaultWhileAnotherThreadHoldsTheLoadersLockEndsByTheOriginalSignal) {
   const ChildResult result = Run("FaultWhileAnotherHoldsTheLoader");

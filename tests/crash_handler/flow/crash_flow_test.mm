@@ -1,10 +1,13 @@
 // Installing and removing the hooks, and each hook's flow, inside the test's own process (the hooks
 // are called, or reached by signals that were only raised). How processes end is in the other
 // files.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
@@ -400,6 +403,42 @@ TEST_F(CrashFlowTest, TimersActionsAndMaskAreAsBeforeAfterASignal) {
     EXPECT_EQ(sigismember(&after, signo), sigismember(&before, signo)) << signo;
     EXPECT_EQ(Action(signo).sa_handler, SIG_DFL) << signo;
   }
+}
+
+std::vector<int> OpenDescriptors() {
+  std::vector<int> open;
+  for (int fd = 0; fd < 256; ++fd) {
+    if (fcntl(fd, F_GETFD) >= 0) open.push_back(fd);
+  }
+  return open;
+}
+
+TEST_F(CrashFlowTest, OneDescriptorIsHeldFromInstallationToTheCrash) {
+  const std::vector<int> before = OpenDescriptors();
+  Install();
+  handler_->UnInstallCrashHandler();
+  Install();
+  EXPECT_EQ(OpenDescriptors().size(), before.size() + 1);
+  OruRTCTestRaise(SIGPIPE);
+  EXPECT_EQ(OpenDescriptors(), before);
+}
+
+TEST_F(CrashFlowTest, AHostsFileUnderTheHeldDescriptorsNumberIsLeftOpen) {
+  const std::vector<int> before = OpenDescriptors();
+  Install();
+  const std::vector<int> now = OpenDescriptors();
+  int held = -1;
+  for (const int fd : now) {
+    if (std::find(before.begin(), before.end(), fd) == before.end()) held = fd;
+  }
+  ASSERT_GE(held, 3);
+  oru_test::WriteFile(dir_.Join("host"), "");
+  const int file = open(dir_.Join("host").c_str(), O_RDONLY);
+  ASSERT_EQ(dup2(file, held), held);
+  OruRTCTestRaise(SIGPIPE);
+  EXPECT_GE(fcntl(held, F_GETFD), 0);
+  close(file);
+  close(held);
 }
 
 TEST_F(CrashFlowTest, SignalOutsideTheSdkIsHandledWithoutAReport) {

@@ -313,6 +313,12 @@ void FaultBesideTwoHundredWaitingThreads() {
   WriteToNull();
 }
 
+void FaultWithoutAFreeDescriptor() {
+  while (dup(STDERR_FILENO) >= 0) {
+  }
+  WriteToNull();
+}
+
 void AfterUninstalling() {
   sHandler->UnInstallCrashHandler();
   WriteToNull();
@@ -380,6 +386,7 @@ constexpr Scenario kScenarios[] = {
     SCENARIO(HungForkedChildEndsToo),
     SCENARIO(CallbackHangsWhileAThreadAwaitsSignals),
     SCENARIO(FaultBesideTwoHundredWaitingThreads),
+    SCENARIO(FaultWithoutAFreeDescriptor),
     SCENARIO(AfterUninstalling),
     SCENARIO(AfterDestroying),
     SCENARIO(FaultHoldingTheLoader),

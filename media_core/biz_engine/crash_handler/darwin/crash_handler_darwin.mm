@@ -52,6 +52,7 @@ bool BeginCrash(int signo) {
   DarwinCrashHandler* handler = DarwinCrashHandler::GetInstance();
   if (!handler->IsCrashed()) {
     handler->SetCrashed(true);
+    ReleaseReservedDescriptor();
     return true;
   }
   GiveCrashTurnBack();

@@ -11,6 +11,10 @@ void PrepareForCrash();
 // Gives back memory that was set aside for the report of a failed allocation; once.
 void ReleaseCrashReserve();
 
+// Gives back a file descriptor that was set aside, so that a process with none free can still be
+// looked into and reported; once. May run in a signal handler.
+void ReleaseReservedDescriptor();
+
 }  // namespace CrashHandler
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_PREPARATION_H_

@@ -1,7 +1,12 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_preparation.h"
 
 #include <execinfo.h>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <time.h>
+#include <unistd.h>
+
+#include <atomic>
 
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
@@ -16,6 +21,23 @@ namespace {
 constexpr size_t kReserveBytes = size_t{8} << 20;
 
 machine::ScratchMemory* sReserve = nullptr;
+
+// An open null device, above the numbers of the standard streams; -1 when there is none.
+constexpr int kLowestDescriptor = 3;
+std::atomic<int> sDescriptor{-1};
+dev_t sNullDevice;
+
+void ReserveDescriptor() {
+  if (sDescriptor.load() >= 0) return;
+  const int opened = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (opened < 0) return;
+  struct stat status;
+  const int reserved = fcntl(opened, F_DUPFD_CLOEXEC, kLowestDescriptor);
+  close(opened);
+  if (reserved < 0 || fstat(reserved, &status) != 0) return;
+  sNullDevice = status.st_rdev;
+  sDescriptor.store(reserved);
+}
 
 // The first call loads the unwinder.
 void PrepareBacktrace() {
@@ -39,7 +61,7 @@ void PrepareFoundation() {
     NSMutableArray* symbols = [NSMutableArray array];
     [symbols addObject:TextFromBytes("frame", 5)];
     NSString* path = [@"/" stringByAppendingPathComponent:[symbols objectAtIndex:0]];
-    [[NSFileManager defaultManager] fileExistsAtPath:[path stringByAppendingPathExtension:@"log"]];
+    [[path stringByAppendingPathExtension:@"log"] UTF8String];
     [path dataUsingEncoding:NSUTF8StringEncoding];
     [path rangeOfString:@"frame"];
   }
@@ -53,12 +75,21 @@ void PrepareForCrash() {
   PrepareFoundation();
   machine::PrepareThreads();
   machine::PrepareImages();
+  ReserveDescriptor();
   if (sReserve == nullptr) sReserve = new machine::ScratchMemory(kReserveBytes);
 }
 
 void ReleaseCrashReserve() {
   delete sReserve;
   sReserve = nullptr;
+}
+
+void ReleaseReservedDescriptor() {
+  const int reserved = sDescriptor.exchange(-1);
+  struct stat status;
+  if (reserved < 0 || fstat(reserved, &status) != 0) return;
+  // A host that closed all descriptors may have another file under the number.
+  if (S_ISCHR(status.st_mode) && status.st_rdev == sNullDevice) close(reserved);
 }
 
 }  // namespace CrashHandler
