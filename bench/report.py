@@ -85,25 +85,23 @@ def print_markdown(rows, file):
         print("| " + " | ".join(row) + " |", file=file)
 
 
-def about_lines(results):
-    return [f"{key}: {value}" for key, value in results.about.items()]
+def name_of(key):
+    return "/".join(filter(None, key))
 
 
 def changes(old, new):
+    """Rows of texts, and how many benchmarks of the old run were not measured now."""
     rows = []
     for key, row in new.rows.items():
         before = old.rows.get(key)
         if before is None:
-            rows.append(("/".join(filter(None, key)), "-", time_text(row.median), "new"))
+            rows.append((name_of(key), "-", time_text(row.median), "new"))
             continue
         change = row.median / before.median - 1
         if abs(change) >= NOTABLE_CHANGE:
             word = "slower" if change > 0 else "faster"
-            rows.append(("/".join(filter(None, key)), time_text(before.median), time_text(row.median),
-                         f"{change:+.0%} {word}"))
-    for key in old.rows.keys() - new.rows.keys():
-        rows.append(("/".join(filter(None, key)), time_text(old.rows[key].median), "-", "not measured"))
-    return rows
+            rows.append((name_of(key), time_text(before.median), time_text(row.median), f"{change:+.0%} {word}"))
+    return rows, len(old.rows.keys() - new.rows.keys())
 
 
 def print_report(results, old=None, markdown=False, file=sys.stdout):
@@ -116,12 +114,19 @@ def print_report(results, old=None, markdown=False, file=sys.stdout):
         print(f"\n{verdicts.count('yes')} goals met, {verdicts.count('NO')} not met. The ratio is this "
               "project's time by the fastest peer's.", file=file)
     if old is not None:
-        changed = changes(old, results)
-        print(f"\nChanges of {NOTABLE_CHANGE:.0%} and more since {old.about.get('time', '?')}:", file=file)
-        if changed:
-            print_columns([("benchmark", "before", "now", "change"), *changed], file)
-        else:
-            print("none", file=file)
+        print_changes(old, results, file)
+
+
+def print_changes(old, new, file):
+    changed, missing = changes(old, new)
+    print(f"\nChanges of {NOTABLE_CHANGE:.0%} and more since {old.about.get('time', '?')} "
+          f"(commit {old.about.get('commit', '?')}):", file=file)
+    if changed:
+        print_columns([("benchmark", "before", "now", "change"), *changed], file)
+    else:
+        print("none", file=file)
+    if missing:
+        print(f"{missing} benchmarks of that run were not run now", file=file)
 
 
 def main():

@@ -1,7 +1,6 @@
 #include "media_core/biz_engine/crash_handler/darwin/call_stack_text.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include "media_core/biz_engine/crash_handler/machine/memory.h"
@@ -19,8 +18,10 @@ using machine::SymbolInformation;
 using machine::ThreadNumber;
 
 constexpr size_t kImageColumn = 30;
-// "0x", 16 digits and the terminating zero fit.
-constexpr size_t kAddressText = 20;
+constexpr size_t kAddressDigits = 8;
+constexpr size_t kBaseDigits = 16;
+// Room for most lines; names have no bound.
+constexpr size_t kUsualLine = 128;
 
 // What the capture fills, one chain per thread.
 struct Chains {
@@ -88,6 +89,51 @@ class ChainTable {
   ScratchMemory record_memory_;
 };
 
+// At least `digits` digits. By hand: a report has several numbers a line, and printf would take a
+// good part of the whole report's time.
+void AppendNumber(uintptr_t value, unsigned base, size_t digits, std::string* text) {
+  char number[20];  // of 64 bits, in ten
+  char* const end = number + sizeof(number);
+  char* start = end;
+  for (; value != 0 || static_cast<size_t>(end - start) < digits; value /= base) {
+    *--start = "0123456789abcdef"[value % base];
+  }
+  text->append(start, end);
+}
+
+void AppendHex(uintptr_t value, size_t digits, std::string* text) {
+  *text += "0x";
+  AppendNumber(value, 16, digits, text);
+}
+
+void AppendDecimal(uintptr_t value, std::string* text) { AppendNumber(value, 10, 1, text); }
+
+void AppendBacktraceEntry(uintptr_t address, const SymbolInformation& record, std::string* text) {
+  const auto base = reinterpret_cast<uintptr_t>(record.dli_fbase);
+  const size_t start = text->size();
+  const char* image = lastPathEntry(record.dli_fname);
+  if (image != nullptr) {
+    *text += image;
+  } else {
+    AppendHex(base, kBaseDigits, text);
+  }
+  const size_t width = text->size() - start;
+  if (width < kImageColumn) text->append(kImageColumn - width, ' ');
+  *text += "  ";
+  AppendHex(address, kAddressDigits, text);
+  *text += ' ';
+  const char* symbol = record.dli_sname;
+  if (symbol != nullptr) {
+    *text += symbol;
+  } else {
+    AppendHex(base, 1, text);
+  }
+  *text += " + ";
+  const auto from = symbol != nullptr ? reinterpret_cast<uintptr_t>(record.dli_saddr) : base;
+  AppendDecimal(address - from, text);
+  *text += '\n';
+}
+
 }  // namespace
 
 const char* lastPathEntry(const char* path) {
@@ -97,30 +143,8 @@ const char* lastPathEntry(const char* path) {
 }
 
 std::string logBacktraceEntry(uintptr_t address, const SymbolInformation& record) {
-  const auto base = reinterpret_cast<uintptr_t>(record.dli_fbase);
-  char image_text[kAddressText];
-  char symbol_text[kAddressText];
-  const char* image = lastPathEntry(record.dli_fname);
-  const char* symbol = record.dli_sname;
-  uintptr_t offset = address - reinterpret_cast<uintptr_t>(record.dli_saddr);
-  if (image == nullptr) {
-    snprintf(image_text, sizeof(image_text), "0x%016lx", static_cast<unsigned long>(base));
-    image = image_text;
-  }
-  if (symbol == nullptr) {
-    snprintf(symbol_text, sizeof(symbol_text), "0x%lx", static_cast<unsigned long>(base));
-    symbol = symbol_text;
-    offset = address - base;
-  }
-  // Names have no bound, so only the numbers go through a buffer.
-  std::string line = image;
-  if (line.size() < kImageColumn) line.append(kImageColumn - line.size(), ' ');
-  char number[32];
-  snprintf(number, sizeof(number), "  0x%08lx ", static_cast<unsigned long>(address));
-  line += number;
-  line += symbol;
-  snprintf(number, sizeof(number), " + %lu\n", static_cast<unsigned long>(offset));
-  line += number;
+  std::string line;
+  AppendBacktraceEntry(address, record, &line);
   return line;
 }
 
@@ -137,7 +161,10 @@ std::string ThreadText(ThreadNumber number, const char* name, const CallChain& c
       break;
   }
   std::string text = "Thread " + std::to_string(number) + " " + name + ":\n";
-  for (size_t i = 0; i < chain.length; ++i) text += logBacktraceEntry(chain.entries[i], records[i]);
+  text.reserve(text.size() + chain.length * kUsualLine);
+  for (size_t i = 0; i < chain.length; ++i) {
+    AppendBacktraceEntry(chain.entries[i], records[i], &text);
+  }
   text += '\n';
   return text;
 }

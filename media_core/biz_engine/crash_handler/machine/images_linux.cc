@@ -1,10 +1,12 @@
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 #include <new>
 
+#include "media_core/biz_engine/crash_handler/machine/block_cache.h"
 #include "media_core/biz_engine/crash_handler/machine/elf_image.h"
 #include "media_core/biz_engine/crash_handler/machine/image_table_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/images.h"
@@ -18,6 +20,7 @@ constexpr size_t kMaxNameSize = 64 * 1024;
 // Address space, not memory: pages are taken as they are written.
 constexpr size_t kNameBytes = 64 << 20;
 constexpr size_t kPieceBytes = 256 * 1024;
+constexpr size_t kFewQueries = 50;
 
 void FormatUuid(const ElfBuildId& id, char* text) {
   static constexpr char kDigits[] = "0123456789abcdef";
@@ -29,13 +32,19 @@ void FormatUuid(const ElfBuildId& id, char* text) {
   text[2 * kUuidBytes] = '\0';
 }
 
+// Headers and names are many small reads that lie close together.
+using Blocks = BlockCache<32>;
+
 // The image's own file, when it can be opened and has the same build id as what is loaded.
 class ImageFile {
  public:
-  explicit ImageFile(const LoadedImage& image, bool main_program) {
+  // `blocks` are for this object alone while it lives and is usable.
+  ImageFile(const LoadedImage& image, bool main_program, Blocks* blocks) : blocks_(blocks) {
     if (image.build_id.size == 0) return;
     // The program's link works when its file was moved or deleted, too.
     file_ = open(main_program ? "/proc/self/exe" : image.path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    struct stat about;
+    if (file_ >= 0 && fstat(file_, &about) == 0) size_ = static_cast<uint64_t>(about.st_size);
     if (file_ >= 0 && !Matches(image.build_id)) {
       close(file_);
       file_ = -1;
@@ -48,9 +57,15 @@ class ImageFile {
   ImageFile& operator=(const ImageFile&) = delete;
 
   bool usable() const { return file_ >= 0; }
-  ByteSource source() const { return {&ReadFile, &file_}; }
+  ByteSource source() const { return {&ReadBlocks, this}; }
 
  private:
+  static bool ReadBlocks(const void* context, uint64_t position, void* destination, size_t count) {
+    const auto* self = static_cast<const ImageFile*>(context);
+    return self->blocks_->Read({&ReadFile, &self->file_}, position, destination, count,
+                               self->size_);
+  }
+
   static bool ReadFile(const void* context, uint64_t position, void* destination, size_t count) {
     auto* to = static_cast<char*>(destination);
     while (count != 0) {
@@ -75,8 +90,16 @@ class ImageFile {
     return false;
   }
 
+  Blocks* blocks_;
   int file_ = -1;
+  uint64_t size_ = 0;
 };
+
+// Memory through blocks.
+bool ReadMemoryBlocks(const void* context, uint64_t position, void* destination, size_t count) {
+  auto* blocks = static_cast<Blocks*>(const_cast<void*>(context));
+  return blocks->Read(kOwnMemory, position, destination, count);
+}
 
 // An address on its way through the tables.
 struct Query {
@@ -95,6 +118,7 @@ void* Pointer(uint64_t address) { return reinterpret_cast<void*>(address); }
 struct SymbolizerState {
   ImageTable table;
   size_t name_bytes = 0;
+  Blocks blocks;            // of the image that is being looked at
   char piece[kPieceBytes];  // of a symbol table
   char names[kNameBytes];   // left as the kernel gives it
 };
@@ -105,13 +129,17 @@ SpareMemory sSpareState(sizeof(SymbolizerState));
 class ImageResolver {
  public:
   ImageResolver(SymbolizerState* state, const LoadedImage& image)
-      : state_(state), image_(image), file_(image, &image == &state->table[0]) {
+      : state_(Fresh(state)),
+        image_(image),
+        file_(image, &image == &state->table[0], &state->blocks) {
     if (file_.usable() && FindElfFileSymbols(file_.source(), &table_)) {
       source_ = file_.source();
       return;
     }
+    state->blocks.Forget();
+    source_ = {&ReadMemoryBlocks, &state->blocks};
     const ElfRange dynamic = {image.dynamic, image.segments.dynamic.size};
-    if (!FindElfDynamicSymbols(kOwnMemory, dynamic, image.bias, &table_)) table_ = {};
+    if (!FindElfDynamicSymbols(source_, dynamic, image.bias, &table_)) table_ = {};
   }
 
   void Resolve(const Query* queries, size_t count, uint64_t* addresses, ElfSymbolMatch* matches,
@@ -131,6 +159,12 @@ class ImageResolver {
   }
 
  private:
+  // What the blocks held was another image's.
+  static SymbolizerState* Fresh(SymbolizerState* state) {
+    state->blocks.Forget();
+    return state;
+  }
+
   void Fill(const ElfSymbolMatch& match, SymbolInformation* record) {
     record->dli_fname = image_.path;
     record->dli_fbase = Pointer(image_.start());
@@ -156,7 +190,7 @@ class ImageResolver {
   SymbolizerState* state_;
   const LoadedImage& image_;
   ImageFile file_;
-  ByteSource source_ = kOwnMemory;
+  ByteSource source_;
   ElfSymbolTable table_;
   uint32_t last_index_ = 0;
   const char* last_name_ = nullptr;
@@ -191,9 +225,12 @@ void Symbolizer::Resolve(const uintptr_t* addresses, SymbolInformation* records,
   for (size_t i = 0; i < count; ++i) records[i] = {nullptr, nullptr, nullptr, nullptr};
   auto* state = static_cast<SymbolizerState*>(memory_.data());
   constexpr size_t kEach = sizeof(Query) + sizeof(uint64_t) + sizeof(ElfSymbolMatch);
-  const ScratchMemory scratch(count * kEach);
-  if (state == nullptr || scratch.data() == nullptr || count == 0) return;
-  auto* queries = static_cast<Query*>(scratch.data());
+  // One stack's worth needs no memory of its own.
+  alignas(Query) char few[kFewQueries * kEach];
+  ScratchMemory many;
+  if (state == nullptr || count == 0) return;
+  if (count > kFewQueries && !many.Allocate(count * kEach)) return;
+  auto* queries = static_cast<Query*>(count > kFewQueries ? many.data() : few);
   auto* distinct = reinterpret_cast<uint64_t*>(queries + count);
   auto* matches = reinterpret_cast<ElfSymbolMatch*>(distinct + count);
 

@@ -1,6 +1,7 @@
 #include <cstring>
 #include <new>
 
+#include "media_core/biz_engine/crash_handler/machine/block_cache.h"
 #include "media_core/biz_engine/crash_handler/machine/image_table_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/stack_walk.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind_tables.h"
@@ -13,53 +14,9 @@ namespace CrashHandler::machine {
 
 namespace {
 
-// Memory is copied in blocks of this size, which divides that of a page.
-constexpr uint64_t kBlockSize = 4096;
 constexpr size_t kTableBlocks = 128;
 constexpr size_t kStackBlocks = 16;
 constexpr size_t kRows = 128;
-
-// Blocks of this process, copied when first asked for. Direct-mapped.
-template <size_t kBlocks>
-class BlockCache {
- public:
-  BlockCache() { Forget(); }
-
-  bool Read(uint64_t position, void* destination, size_t count) {
-    auto* to = static_cast<char*>(destination);
-    while (count != 0) {
-      const uint64_t in_block = position % kBlockSize;
-      const size_t piece = count < kBlockSize - in_block ? count : kBlockSize - in_block;
-      const char* block = Block(position - in_block);
-      if (block == nullptr) return false;
-      memcpy(to, block + in_block, piece);
-      to += piece;
-      position += piece;
-      count -= piece;
-    }
-    return true;
-  }
-
-  void Forget() {
-    for (uint64_t& tag : tags_) tag = 0;
-  }
-
- private:
-  const char* Block(uint64_t start) {
-    const size_t slot = start / kBlockSize % kBlocks;
-    if (start == 0) return nullptr;
-    if (tags_[slot] == start) return blocks_[slot];
-    tags_[slot] = 0;
-    if (mach_copyMem(reinterpret_cast<const void*>(start), blocks_[slot], kBlockSize) != 0) {
-      return nullptr;
-    }
-    tags_[slot] = start;
-    return blocks_[slot];
-  }
-
-  uint64_t tags_[kBlocks];  // block addresses; 0: empty
-  char blocks_[kBlocks][kBlockSize];
-};
 
 // Rows found before; threads wait in the same few places.
 class RowCache {
@@ -98,13 +55,13 @@ SpareMemory sSpareState(sizeof(WalkerState));
 
 bool ReadTable(const void* context, uint64_t position, void* destination, size_t count) {
   auto* state = static_cast<WalkerState*>(const_cast<void*>(context));
-  return state->tables.Read(position, destination, count);
+  return state->tables.Read(kOwnMemory, position, destination, count);
 }
 
 // Expressions of the tables are read through this source as well as the stack.
 bool ReadStack(const void* context, uint64_t position, void* destination, size_t count) {
   auto* state = static_cast<WalkerState*>(const_cast<void*>(context));
-  return state->stack.Read(position, destination, count);
+  return state->stack.Read(kOwnMemory, position, destination, count);
 }
 
 UnwindRegisters InTableOrder(const Registers& from) {
@@ -166,7 +123,8 @@ class Walk {
   bool AdvanceFromWildCall() {
     const uint64_t sp = registers_.value[kUnwindRegisterRsp];
     uint64_t caller = 0;
-    if (!state_->stack.Read(sp, &caller, sizeof(caller)) || !IsCode(caller)) return false;
+    if (!state_->stack.Read(kOwnMemory, sp, &caller, sizeof(caller)) || !IsCode(caller))
+      return false;
     registers_.value[kUnwindRegisterRip] = caller;
     registers_.value[kUnwindRegisterRsp] = sp + sizeof(caller);
     return true;
@@ -178,7 +136,8 @@ class Walk {
     const uint64_t frame = registers_.value[kUnwindRegisterRbp];
     uint64_t entry[2];
     if (frame < registers_.value[kUnwindRegisterRsp]) return false;
-    if (!state_->stack.Read(frame, entry, sizeof(entry)) || !IsCode(entry[1])) return false;
+    if (!state_->stack.Read(kOwnMemory, frame, entry, sizeof(entry)) || !IsCode(entry[1]))
+      return false;
     registers_.value[kUnwindRegisterRbp] = entry[0];
     registers_.value[kUnwindRegisterRip] = entry[1];
     registers_.value[kUnwindRegisterRsp] = frame + sizeof(entry);

@@ -3,10 +3,12 @@
 #include <linux/futex.h>
 #include <sched.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <ucontext.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <climits>
@@ -408,6 +410,17 @@ bool ReadNumbers(int folder, NumberArray* numbers) {
   }
 }
 
+// Without a file, which takes several times as long.
+bool OwnThreadName(char* name, size_t room) {
+  constexpr size_t kKernelRoom = 16;
+  char kernel_name[kKernelRoom] = "";
+  if (prctl(PR_GET_NAME, kernel_name) != 0) return false;
+  const size_t length = std::min(strnlen(kernel_name, kKernelRoom), room - 1);
+  memcpy(name, kernel_name, length);
+  name[length] = '\0';
+  return true;
+}
+
 }  // namespace
 
 bool ThreadList::Read() {
@@ -429,6 +442,7 @@ ThreadNumber CurrentThreadNumber() { return static_cast<ThreadNumber>(syscall(SY
 bool ThreadName(ThreadNumber number, char* name, size_t room) {
   if (room == 0) return false;
   name[0] = '\0';
+  if (number == CurrentThreadNumber()) return OwnThreadName(name, room);
   // "/proc/self/task/" and "/comm" around at most ten digits.
   char path[40] = "/proc/self/task/";
   char digits[12];
