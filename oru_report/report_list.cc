@@ -64,6 +64,19 @@ size_t Width(const std::string& text) {
   }));
 }
 
+// Long identifiers would push the table off the screen; the file's name and the JSON form have them
+// whole.
+std::string Shortened(const std::string& text) {
+  constexpr size_t kMostColumns = 20;
+  if (Width(text) <= kMostColumns) return text;
+  size_t end = 0;
+  for (size_t columns = 0; columns < kMostColumns; ++end) {
+    if ((static_cast<unsigned char>(text[end]) & 0xC0U) != 0x80U) ++columns;
+  }
+  // The last character counted makes room for the mark.
+  return text.substr(0, end - 1) + "…";
+}
+
 }  // namespace
 
 bool FindReports(const std::string& dir, std::vector<ReportEntry>* entries, std::string* error) {
@@ -81,6 +94,10 @@ bool FindReports(const std::string& dir, std::vector<ReportEntry>* entries, std:
     FindInFolder(base + "/" + version, version, entries);
   }
   std::sort(entries->begin(), entries->end(), [](const ReportEntry& a, const ReportEntry& b) {
+    // Names that tell no time come last.
+    const bool a_known = a.time != "?";
+    const bool b_known = b.time != "?";
+    if (a_known != b_known) return a_known;
     return a.time != b.time ? a.time > b.time : a.path < b.path;
   });
   return true;
@@ -91,7 +108,10 @@ std::string FormatTable(const std::vector<ReportEntry>& entries) {
   std::vector<Row> rows = {{"TIME", "KIND", "APP", "SESSION", "SDK", "BYTES", "FILE"}};
   for (const ReportEntry& entry : entries) {
     rows.push_back(ToRow(entry));
-    for (std::string& cell : rows.back()) cell = ForTerminal(cell);
+    for (std::string& cell : rows.back()) {
+      cell = ForTerminal(cell);
+      if (&cell != &rows.back().back()) cell = Shortened(cell);
+    }
   }
   std::array<size_t, 7> widths{};
   for (const Row& row : rows) {

@@ -35,6 +35,18 @@ TEST(FindReports, ListsVersionFoldersNewestFirst) {
   EXPECT_EQ(entries[1].path, dir.Join("6.1.0/Crash_A1_S1_Signal_2024-03-05-07-08-09.log"));
 }
 
+TEST(FindReports, ListsNamesWithoutATimeLast) {
+  const TempDir dir;
+  WriteFile(dir.Join("Crash_odd.log"), "");
+  WriteFile(dir.Join("Crash_A1_S1_Signal_2024-03-05-07-08-09.log"), "");
+  WriteFile(dir.Join("Crash_strange.log"), "");
+  const std::vector<ReportEntry> entries = Found(dir.path());
+  ASSERT_EQ(entries.size(), 3U);
+  EXPECT_EQ(entries[0].app, "A1");
+  EXPECT_EQ(entries[1].path, dir.Join("Crash_odd.log"));
+  EXPECT_EQ(entries[2].path, dir.Join("Crash_strange.log"));
+}
+
 TEST(FindReports, LeavesOutOtherFiles) {
   const TempDir dir;
   WriteFile(dir.Join("Crash_A1_S1_Signal_2024-03-05-07-08-09.txt"), "");
@@ -71,6 +83,18 @@ TEST(FormatTable, AlignsColumns) {
             "TIME                 KIND    APP   SESSION  SDK    BYTES  FILE\n"
             "2024-03-05 07:08:09  Signal  café  S        6.1.0      7  /a/b\n");
   EXPECT_EQ(FormatTable({}), "no reports\n");
+}
+
+TEST(FormatTable, ShortensLongIdentifiersAtWholeCharacters) {
+  ReportEntry entry;
+  entry.time = "?";
+  entry.app = "12345678901234567890";
+  entry.session = "1234567890123456789é1";
+  entry.version = "123456789012345678é901";
+  entry.path = "/a/path/that/is/longer/than/twenty/columns";
+  EXPECT_EQ(oru_test::SplitLines(FormatTable({entry}))[1],
+            "?           12345678901234567890  1234567890123456789…  123456789012345678é…      0  "
+            "/a/path/that/is/longer/than/twenty/columns");
 }
 
 TEST(FormatJson, IsAnArray) {
