@@ -18,6 +18,15 @@ target_compile_options(oru_options INTERFACE "-fmacro-prefix-map=${PROJECT_SOURC
 # Includes are written from the repository's root.
 target_include_directories(oru_options INTERFACE "${PROJECT_SOURCE_DIR}")
 
+# oru_hide_internals(target...): the libraries export what their public headers declare and nothing else. Names of the
+# C++ library that are compiled into them are kept inside by packaging/exports.map.
+function(oru_hide_internals)
+  set_target_properties(${ARGN} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden
+    OBJCXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+endfunction()
+
 if(ORU_SANITIZE)
   add_compile_options(-fsanitize=${ORU_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${ORU_SANITIZE})

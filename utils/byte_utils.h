@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
+
 namespace tessik {
 namespace utils {
 
@@ -19,5 +21,7 @@ int64_t charArr2Long(const unsigned char* buf, int32_t len);
 
 }  // namespace utils
 }  // namespace tessik
+
+#pragma GCC visibility pop
 
 #endif  // UTILS_BYTE_UTILS_H_

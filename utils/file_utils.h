@@ -4,6 +4,8 @@
 
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace tessik {
 namespace utils {
 
@@ -20,5 +22,7 @@ bool isFileExist(const std::string& path);
 
 }  // namespace utils
 }  // namespace tessik
+
+#pragma GCC visibility pop
 
 #endif  // UTILS_FILE_UTILS_H_

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace tessik {
 namespace utils {
 
@@ -30,5 +32,7 @@ std::string createRandomString(uint64_t length);
 
 }  // namespace utils
 }  // namespace tessik
+
+#pragma GCC visibility pop
 
 #endif  // UTILS_RANDOM_UTILS_H_

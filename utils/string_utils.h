@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace tessik {
 namespace utils {
 
@@ -34,5 +36,7 @@ std::string removeJsonKey(const std::string& json, const std::string& key_patter
 
 }  // namespace utils
 }  // namespace tessik
+
+#pragma GCC visibility pop
 
 #endif  // UTILS_STRING_UTILS_H_

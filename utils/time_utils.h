@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace tessik {
 namespace utils {
 
@@ -23,5 +25,7 @@ int64_t GetUTCTimeWithoutTimeZone();
 
 }  // namespace utils
 }  // namespace tessik
+
+#pragma GCC visibility pop
 
 #endif  // UTILS_TIME_UTILS_H_

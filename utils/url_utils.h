@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#pragma GCC visibility push(default)
+
 namespace tessik {
 namespace utils {
 
@@ -28,5 +30,7 @@ std::string removeUrlKey(const std::string& url, const std::string& key);
 
 }  // namespace utils
 }  // namespace tessik
+
+#pragma GCC visibility pop
 
 #endif  // UTILS_URL_UTILS_H_

@@ -13,6 +13,8 @@
 
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
 
+#pragma GCC visibility push(default)
+
 namespace CrashHandler {
 
 // Four one-byte switches; passed and returned by value.
@@ -93,5 +95,7 @@ class CrashHandlerProxy {
 };
 
 }  // namespace CrashHandler
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_CRASH_HANDLER_PROXY_H_

@@ -14,6 +14,10 @@
 #include <exception>
 #include <new>
 
+// Backtraces name their innermost frame, the hook: with the module in the program itself the name
+// is there only for what is visible. Shared libraries keep them inside all the same (exports.map).
+#pragma GCC visibility push(default)
+
 namespace CrashHandler {
 
 constexpr size_t kExceptionSignalCount = 8;
@@ -52,5 +56,7 @@ void ReleaseOruRTCNewFailedHandle(bool force);
 void OruRTCNewFailedCatchHandler();
 
 }  // namespace CrashHandler
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_HOOKS_H_

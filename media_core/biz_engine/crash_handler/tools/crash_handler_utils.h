@@ -13,6 +13,8 @@
 #include <utility>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 // Cuts `text` at every character of `delims`. A run of other characters is one element, and with
 // `keep_delims` every delimiter is an element of one character; leading and repeated delimiters
 // give no empty elements. What follows the last delimiter is always an element, so that a text that
@@ -126,5 +128,7 @@ bool DirExistsOrCreat(const std::string& path);
 bool IsFileExist(const std::string& path);
 
 }  // namespace CrashHandler
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_TOOLS_CRASH_HANDLER_UTILS_H_

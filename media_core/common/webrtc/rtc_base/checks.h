@@ -24,6 +24,8 @@
 #include <sstream>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 // A fatal message for callers in C, who declare it themselves: `msg` streamed into a
 // rtc::FatalMessage. Does not return. `file` and `msg` must not be null.
 extern "C" [[noreturn]] void rtc_FatalMessage(const char* file, int line, const char* msg);
@@ -111,6 +113,8 @@ ORU_DEFINE_CHECK_OP(GE, >=)
 
 }  // namespace checks_internal
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 // The forms with a place and a text of their own, for reports whose wording is part of an
 // interface and may not follow the source. `op` is one of EQ, NE, LT, LE, GT, GE.

@@ -9,6 +9,8 @@
 
 #include "media_core/common/webrtc/rtc_base/rw_lock_wrapper.h"
 
+#pragma GCC visibility push(default)
+
 namespace webrtc {
 
 // From the epoch of NTP, 1900, to that of Unix, 1970.
@@ -105,5 +107,7 @@ class SimulatedClock : public Clock {
 };
 
 }  // namespace webrtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_CLOCK_H_

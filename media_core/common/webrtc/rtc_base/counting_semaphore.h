@@ -2,6 +2,8 @@
 #ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_COUNTING_SEMAPHORE_H_
 #define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_COUNTING_SEMAPHORE_H_
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // A dispatch semaphore on macOS, a POSIX semaphore elsewhere. Any thread may signal and wait; it
@@ -25,5 +27,7 @@ class CountingSemaphore {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_COUNTING_SEMAPHORE_H_

@@ -8,6 +8,8 @@
 #include "media_core/common/webrtc/rtc_base/counting_semaphore.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // A recursive lock. A thread that finds it taken tries again up to 3000 times, giving way to other
@@ -165,5 +167,7 @@ class GlobalLockScope {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_CRITICAL_SECTION_H_

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // Appends `value` in decimal.
@@ -17,5 +19,7 @@ void AppendSignedDecimal(std::string* text, int64_t value);
 void AppendPaddedDecimal(std::string* text, uint64_t value, size_t width);
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_DECIMAL_TEXT_H_

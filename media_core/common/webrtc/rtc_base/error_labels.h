@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // One row of a table of names. A table ends at the first row whose label is null.
@@ -30,5 +32,7 @@ std::string DescriptionFromOSStatus(int status);
 std::string ErrnoDescription(int err);
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_ERROR_LABELS_H_

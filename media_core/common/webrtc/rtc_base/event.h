@@ -4,6 +4,8 @@
 
 #include <pthread.h>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // Set or unset. A manual-reset event stays set, and lets every waiter pass, until Reset(); an
@@ -44,5 +46,7 @@ class Event {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_EVENT_H_

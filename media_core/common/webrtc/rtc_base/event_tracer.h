@@ -24,6 +24,8 @@
 #include "media_core/common/webrtc/rtc_base/sprintfn.h"
 #include "media_core/common/webrtc/rtc_base/trace_event.h"
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 namespace tracing {
 
@@ -48,5 +50,7 @@ void ShutdownInternalTracer();
 
 }  // namespace tracing
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_EVENT_TRACER_H_

@@ -11,6 +11,8 @@
 #include "media_core/common/webrtc/rtc_base/critical_section.h"
 #include "media_core/common/webrtc/rtc_base/log_sink.h"
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // How a FileLogSink writes.
@@ -98,5 +100,7 @@ class FileLogSink : public LogSink {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_FILE_LOG_SINK_H_

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // At the end of its scope logs NAME, " call cost[us] " and the microseconds since its beginning, at
@@ -23,5 +25,7 @@ class LogCallCostTime {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_LOG_CALL_COST_H_

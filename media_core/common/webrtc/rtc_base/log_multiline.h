@@ -6,6 +6,8 @@
 
 #include "media_core/common/webrtc/rtc_base/log_severity.h"
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // What LogMultiline keeps from call to call: for each direction, indexed by `input`, the bytes not
@@ -37,5 +39,7 @@ void LogMultiline(LoggingSeverity sev, const char* label, bool input, const void
                   bool hex_mode, LogMultilineState* state);
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_LOG_MULTILINE_H_

@@ -2,6 +2,8 @@
 #ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_LOG_PREFERENCE_H_
 #define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_LOG_PREFERENCE_H_
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // The preference's name.
@@ -34,5 +36,7 @@ LogPreference ReadLogPreference();
 LogPreference ReadPlatformLogPreference();
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_LOG_PREFERENCE_H_

@@ -4,7 +4,7 @@
 
 // A name without C++ decoration that programs' link lines ask for, so that this file is not left
 // out of them.
-extern "C" const int oru_rtc_base_foundation;
+extern "C" [[gnu::visibility("default")]] const int oru_rtc_base_foundation;
 
 namespace rtc {
 namespace {

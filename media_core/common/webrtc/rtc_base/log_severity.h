@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // Lower is more verbose. A message passes a threshold when its severity is at least the threshold.
@@ -28,5 +30,7 @@ enum LogErrorContext : int32_t {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_LOG_SEVERITY_H_

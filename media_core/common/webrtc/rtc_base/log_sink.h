@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <string>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // A receiver of log lines, registered with LogMessage::AddLogToStream. Whoever registers it owns it
@@ -28,5 +30,7 @@ class LogSink {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_LOG_SINK_H_

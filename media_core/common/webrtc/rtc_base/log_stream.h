@@ -12,6 +12,13 @@
 #include "media_core/common/webrtc/rtc_base/decimal_text.h"
 
 namespace rtc {
+// Internal: a friend below would otherwise be taken for public.
+class [[gnu::visibility("hidden")]] LogStreamPool;
+}  // namespace rtc
+
+#pragma GCC visibility push(default)
+
+namespace rtc {
 
 // Collects characters in a string.
 class LogStreamBuffer : public std::streambuf {
@@ -148,5 +155,7 @@ LogStream& operator<<(LogStream& stream, const T& text) {
 }
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_LOG_STREAM_H_

@@ -21,6 +21,8 @@
 #include "media_core/common/webrtc/rtc_base/log_stream.h"
 #include "media_core/common/webrtc/rtc_base/process_id.h"
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // The tag of messages that are given none.
@@ -144,6 +146,8 @@ class LogMessageVoidify {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 // The macros test the threshold first: a disabled statement costs one load and one branch and
 // evaluates none of its operands. The severity is a bare enumerator: ORU_LOG(LS_WARNING) << "text";

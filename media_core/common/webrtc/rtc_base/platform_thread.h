@@ -7,6 +7,8 @@
 
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // Priorities under the system's first-in-first-out policy.
@@ -79,5 +81,7 @@ class PlatformThread {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_PLATFORM_THREAD_H_

@@ -6,6 +6,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // A thread's number, as debuggers and logs show it; never 0.
@@ -48,5 +50,7 @@ inline bool IsThreadRefEqual(const PlatformThreadRef& a, const PlatformThreadRef
 void SetCurrentThreadName(const char* name);
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_PLATFORM_THREAD_TYPES_H_

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // What getpid() gives, right in forked children too, without a system call where the platform
@@ -11,5 +13,7 @@ namespace rtc {
 int32_t CurrentProcessId();
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_PROCESS_ID_H_

@@ -6,6 +6,8 @@
 
 #include "media_core/common/webrtc/rtc_base/rw_lock_wrapper.h"
 
+#pragma GCC visibility push(default)
+
 namespace webrtc {
 
 // The lock of RWLockWrapper::CreateRWLock(), as POSIX systems have it.
@@ -32,5 +34,7 @@ class RWLockPosix : public RWLockWrapper {
 };
 
 }  // namespace webrtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_RW_LOCK_POSIX_H_

@@ -2,6 +2,8 @@
 #ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_RW_LOCK_WRAPPER_H_
 #define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_RW_LOCK_WRAPPER_H_
 
+#pragma GCC visibility push(default)
+
 namespace webrtc {
 
 // Not recursive. Every acquisition is undone by its own kind of release, on the same thread.
@@ -51,5 +53,7 @@ class WriteLockScoped {
 };
 
 }  // namespace webrtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_RW_LOCK_WRAPPER_H_

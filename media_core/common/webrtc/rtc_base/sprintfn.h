@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // Formats as vsnprintf does and returns the length of the text in the buffer. A text that does not
@@ -13,5 +15,7 @@ size_t sprintfn(char* buffer, size_t buflen, const char* format, ...)
     __attribute__((format(printf, 3, 4)));
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_SPRINTFN_H_

@@ -27,6 +27,8 @@
 #include <string>
 #include <vector>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // ---- Escapes ----
@@ -179,5 +181,7 @@ bool tokenize_first(const std::string& source, char delimiter, std::string* toke
                     std::string* rest);
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_STRING_ENCODE_H_

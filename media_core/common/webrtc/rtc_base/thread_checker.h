@@ -5,6 +5,8 @@
 #include "media_core/common/webrtc/rtc_base/critical_section.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // Bound to the thread that constructs it. Every operation may be called from any thread.
@@ -27,5 +29,7 @@ class ThreadCheckerImpl {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_THREAD_CHECKER_H_

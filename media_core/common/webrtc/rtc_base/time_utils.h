@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <ctime>
 
+#pragma GCC visibility push(default)
+
 namespace rtc {
 
 // Units of time.
@@ -76,5 +78,7 @@ class TimestampWrapAroundHandler {
 };
 
 }  // namespace rtc
+
+#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_TIME_UTILS_H_

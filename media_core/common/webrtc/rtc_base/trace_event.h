@@ -22,6 +22,15 @@
 #include <type_traits>
 
 namespace webrtc {
+namespace trace_event_internal {
+// Internal: a friend below would otherwise be taken for public.
+class [[gnu::visibility("hidden")]] CallSiteList;
+}  // namespace trace_event_internal
+}  // namespace webrtc
+
+#pragma GCC visibility push(default)
+
+namespace webrtc {
 
 // The byte that tells whether category `name` is enabled: nonzero when it is. The pointer must stay
 // valid for the life of the process; the byte may change at any time.
@@ -219,6 +228,8 @@ class TraceEndOnScopeClose {
 
 }  // namespace trace_event_internal
 }  // namespace webrtc
+
+#pragma GCC visibility pop
 
 // For the macros below: a name that is the line's own.
 #define ORU_TRACE_JOIN_INNER(a, b) a##b

@@ -1,0 +1,53 @@
+# The public headers, by library: installed, documented, each compiled alone as a test. The declarations that a shared
+# library exports are the ones between "#pragma GCC visibility push(default)" and "pop" in them; all else is hidden.
+set(ORU_RTC_BASE_HEADERS
+  media_core/common/webrtc/rtc_base/checks.h
+  media_core/common/webrtc/rtc_base/clock.h
+  media_core/common/webrtc/rtc_base/critical_section.h
+  media_core/common/webrtc/rtc_base/error_labels.h
+  media_core/common/webrtc/rtc_base/event.h
+  media_core/common/webrtc/rtc_base/event_tracer.h
+  media_core/common/webrtc/rtc_base/file_log_sink.h
+  media_core/common/webrtc/rtc_base/log_call_cost.h
+  media_core/common/webrtc/rtc_base/log_multiline.h
+  media_core/common/webrtc/rtc_base/log_preference.h
+  media_core/common/webrtc/rtc_base/log_severity.h
+  media_core/common/webrtc/rtc_base/log_sink.h
+  media_core/common/webrtc/rtc_base/log_stream.h
+  media_core/common/webrtc/rtc_base/logging.h
+  media_core/common/webrtc/rtc_base/platform_thread.h
+  media_core/common/webrtc/rtc_base/platform_thread_types.h
+  media_core/common/webrtc/rtc_base/process_id.h
+  media_core/common/webrtc/rtc_base/rw_lock_posix.h
+  media_core/common/webrtc/rtc_base/rw_lock_wrapper.h
+  media_core/common/webrtc/rtc_base/sprintfn.h
+  media_core/common/webrtc/rtc_base/string_encode.h
+  media_core/common/webrtc/rtc_base/thread_checker.h
+  media_core/common/webrtc/rtc_base/time_utils.h
+  media_core/common/webrtc/rtc_base/trace_event.h
+)
+# Those above include these.
+set(ORU_RTC_BASE_INCLUDED_HEADERS
+  media_core/common/webrtc/rtc_base/counting_semaphore.h
+  media_core/common/webrtc/rtc_base/decimal_text.h
+)
+set(ORU_UTILS_HEADERS
+  utils/byte_utils.h
+  utils/file_utils.h
+  utils/random_utils.h
+  utils/string_utils.h
+  utils/time_utils.h
+  utils/url_utils.h
+)
+set(ORU_CRASH_HANDLER_UTILS_HEADERS
+  media_core/biz_engine/crash_handler/tools/crash_handler_utils.h
+)
+set(ORU_CRASH_HANDLER_HEADERS
+  media_core/biz_engine/crash_handler/crash_handler_proxy.h
+)
+set(ORU_PUBLIC_HEADERS
+  ${ORU_RTC_BASE_HEADERS}
+  ${ORU_UTILS_HEADERS}
+  ${ORU_CRASH_HANDLER_UTILS_HEADERS}
+  ${ORU_CRASH_HANDLER_HEADERS}
+)
