@@ -59,10 +59,8 @@ function(oru_install_library name)
   endif()
   if(NOT APPLE)
     target_link_options(${shared} PRIVATE "LINKER:--version-script=${PROJECT_SOURCE_DIR}/packaging/exports.map")
-    # A library that needs what it does not link fails here. A sanitizer's calls are bound by the program.
-    if(NOT ORU_SANITIZE)
-      target_link_options(${shared} PRIVATE LINKER:-z,defs)
-    endif()
+    # A library that needs what it does not link fails here.
+    target_link_options(${shared} PRIVATE LINKER:-z,defs)
   endif()
 
   install(TARGETS ${static} ${shared} EXPORT OruRTCSupport-${name}
