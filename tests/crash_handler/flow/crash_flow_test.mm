@@ -554,6 +554,20 @@ TEST_F(CrashFlowTest, ExceptionFlowRunsInOrderAndPassesTheExceptionOn) {
   EXPECT_EQ(sCallbackKinds, std::vector<int>{1});
 }
 
+// What an uncaught exception does where the runtime aborts after the handler.
+TEST_F(CrashFlowTest, UncaughtExceptionLeavesOneReportAndItsAbortIsOnlyLogged) {
+  Install();
+  OruRTCTestCall([] { OruRTCExceptionHandler(CaughtException()); });
+  log_.Clear();
+  OruRTCTestRaise(SIGABRT);
+  EXPECT_EQ(log_.Texts(), Texts{"2 DarwinCrashHandler::already had crash happend"});
+  EXPECT_EQ(sCallbackKinds, std::vector<int>{1});
+  const auto report = OnlyReport();
+  EXPECT_EQ(report.error, "");
+  EXPECT_TRUE(report.exception.has_value());
+  EXPECT_NE(Reports()[0].find("_Exception_"), std::string::npos);
+}
+
 TEST_F(CrashFlowTest, SecondExceptionIsOnlyLogged) {
   Install();
   handler_->SetCrashed(true);

@@ -2,126 +2,19 @@
 
 #include <cstring>
 
+#include "media_core/biz_engine/crash_handler/machine/unwind_cursor.h"
+
 namespace CrashHandler::machine {
 
 namespace {
 
 // Bounds on damaged input; real tables stay far below them.
 constexpr int kMaxInstructions = 4096;
-constexpr int kMaxExpressionSteps = 1024;
 constexpr size_t kMaxRememberedRows = 8;
-constexpr size_t kExpressionStack = 32;
-constexpr uint64_t kMaxEntrySize = 1 << 20;
 
 // Pointer encodings.
 constexpr uint8_t kEncodingOmitted = 0xff;
-constexpr uint8_t kEncodingIndirect = 0x80;
 constexpr uint8_t kIndexTableEncoding = 0x3b;  // signed 4 bytes, relative to the index
-
-// A position in the source that reads forward and remembers the first failure.
-class Cursor {
- public:
-  Cursor(const ByteSource& source, uint64_t at, uint64_t end)
-      : source_(source), at_(at), end_(end), ok_(at <= end) {}
-
-  bool ok() const { return ok_; }
-  bool AtEnd() const { return !ok_ || at_ >= end_; }
-  uint64_t at() const { return at_; }
-
-  template <typename T>
-  T Read() {
-    T value = 0;
-    if (!ok_ || end_ - at_ < sizeof(T) || !source_.Read(at_, &value, sizeof(T))) {
-      ok_ = false;
-      return 0;
-    }
-    at_ += sizeof(T);
-    return value;
-  }
-
-  void Skip(uint64_t count) {
-    if (!ok_ || end_ - at_ < count) {
-      ok_ = false;
-      return;
-    }
-    at_ += count;
-  }
-
-  uint64_t Uleb() {
-    uint64_t value = 0;
-    for (unsigned shift = 0; ok_; shift += 7) {
-      const auto byte = Read<uint8_t>();
-      if (shift < 64) value |= uint64_t{byte & 0x7fU} << shift;
-      if ((byte & 0x80) == 0) break;
-    }
-    return value;
-  }
-
-  int64_t Sleb() {
-    uint64_t value = 0;
-    for (unsigned shift = 0; ok_;) {
-      const auto byte = Read<uint8_t>();
-      if (shift < 64) value |= uint64_t{byte & 0x7fU} << shift;
-      shift += 7;
-      if ((byte & 0x80) != 0) continue;
-      if (shift < 64 && (byte & 0x40) != 0) value |= ~uint64_t{0} << shift;
-      break;
-    }
-    return static_cast<int64_t>(value);
-  }
-
-  // A pointer in one of the encodings; `data_base` serves those relative to the index.
-  uint64_t Pointer(uint8_t encoding, uint64_t data_base) {
-    const uint64_t here = at_;
-    uint64_t value = PlainPointer(encoding & 0x0f);
-    switch (encoding & 0x70) {
-      case 0x00:
-        break;
-      case 0x10:
-        value += here;
-        break;
-      case 0x30:
-        value += data_base;
-        break;
-      default:
-        ok_ = false;
-    }
-    if ((encoding & kEncodingIndirect) != 0 && ok_) {
-      ok_ = source_.Read(value, &value, sizeof(value));
-    }
-    return value;
-  }
-
- private:
-  uint64_t PlainPointer(uint8_t format) {
-    switch (format) {
-      case 0x00:
-      case 0x04:
-      case 0x0c:
-        return Read<uint64_t>();
-      case 0x01:
-        return Uleb();
-      case 0x02:
-        return Read<uint16_t>();
-      case 0x03:
-        return Read<uint32_t>();
-      case 0x09:
-        return static_cast<uint64_t>(Sleb());
-      case 0x0a:
-        return static_cast<uint64_t>(int64_t{Read<int16_t>()});
-      case 0x0b:
-        return static_cast<uint64_t>(int64_t{Read<int32_t>()});
-      default:
-        ok_ = false;
-        return 0;
-    }
-  }
-
-  const ByteSource& source_;
-  uint64_t at_;
-  uint64_t end_;
-  bool ok_;
-};
 
 struct Entry {
   uint64_t code_start = 0;
@@ -136,14 +29,14 @@ struct Entry {
 };
 
 // The length field of an entry: false at the section's terminator and on damage.
-bool ReadEntryEnd(Cursor* cursor, uint64_t* end) {
+bool ReadEntryEnd(UnwindCursor* cursor, uint64_t* end) {
   uint64_t size = cursor->Read<uint32_t>();
   if (size == 0xffffffff) size = cursor->Read<uint64_t>();
   *end = cursor->at() + size;
-  return cursor->ok() && size != 0 && size <= kMaxEntrySize;
+  return cursor->ok() && size != 0 && size <= kMaxUnwindEntrySize;
 }
 
-bool ReadAugmentation(const char* letters, Cursor* cursor, Entry* entry) {
+bool ReadAugmentation(const char* letters, UnwindCursor* cursor, Entry* entry) {
   if (letters[0] != 'z') return letters[0] == '\0';
   entry->augmented = true;
   const uint64_t size = cursor->Uleb();
@@ -153,7 +46,7 @@ bool ReadAugmentation(const char* letters, Cursor* cursor, Entry* entry) {
       entry->encoding = cursor->Read<uint8_t>();
     } else if (*letter == 'P') {
       const auto encoding = cursor->Read<uint8_t>();
-      cursor->Pointer(encoding & ~kEncodingIndirect, 0);
+      cursor->Pointer(encoding & ~kUnwindPointerIndirect, 0);
     } else if (*letter == 'L') {
       cursor->Read<uint8_t>();
     } else if (*letter == 'S') {
@@ -168,10 +61,10 @@ bool ReadAugmentation(const char* letters, Cursor* cursor, Entry* entry) {
 }
 
 bool ReadCommonEntry(const ByteSource& source, uint64_t position, Entry* entry) {
-  Cursor head(source, position, position + kMaxEntrySize);
+  UnwindCursor head(source, position, position + kMaxUnwindEntrySize);
   uint64_t end = 0;
   if (!ReadEntryEnd(&head, &end)) return false;
-  Cursor cursor(source, head.at(), end);
+  UnwindCursor cursor(source, head.at(), end);
   const auto id = cursor.Read<uint32_t>();
   const auto version = cursor.Read<uint8_t>();
   if (id != 0 || (version != 1 && version != 3)) return false;
@@ -191,10 +84,10 @@ bool ReadCommonEntry(const ByteSource& source, uint64_t position, Entry* entry) 
 }
 
 bool ReadEntry(const ByteSource& source, uint64_t position, Entry* entry) {
-  Cursor head(source, position, position + kMaxEntrySize);
+  UnwindCursor head(source, position, position + kMaxUnwindEntrySize);
   uint64_t end = 0;
   if (!ReadEntryEnd(&head, &end)) return false;
-  Cursor cursor(source, head.at(), end);
+  UnwindCursor cursor(source, head.at(), end);
   const uint64_t id_at = cursor.at();
   const auto distance = cursor.Read<uint32_t>();
   if (!cursor.ok() || distance == 0) return false;
@@ -210,7 +103,7 @@ bool ReadEntry(const ByteSource& source, uint64_t position, Entry* entry) {
 // The entry of the last function that starts at or before the address, by binary search.
 bool SearchIndex(const ByteSource& source, const ElfRange& index, uint64_t address,
                  uint64_t* entry) {
-  Cursor cursor(source, index.address, index.address + index.size);
+  UnwindCursor cursor(source, index.address, index.address + index.size);
   const auto version = cursor.Read<uint8_t>();
   const auto section_encoding = cursor.Read<uint8_t>();
   const auto count_encoding = cursor.Read<uint8_t>();
@@ -252,14 +145,14 @@ class RowProgram {
 
  private:
   bool RunRange(const ElfRange& range) {
-    Cursor cursor(source_, range.address, range.address + range.size);
+    UnwindCursor cursor(source_, range.address, range.address + range.size);
     while (!cursor.AtEnd() && at_ <= address_) {
       if (--instructions_left_ < 0 || !Step(&cursor)) return false;
     }
     return cursor.ok();
   }
 
-  bool Step(Cursor* cursor) {
+  bool Step(UnwindCursor* cursor) {
     const auto code = cursor->Read<uint8_t>();
     const uint8_t operand = code & 0x3f;
     switch (code & 0xc0) {
@@ -275,7 +168,7 @@ class RowProgram {
   }
 
   // The instructions on locations, on the frame's address and on remembered rows.
-  bool StepFrameAddress(uint8_t code, Cursor* cursor) {
+  bool StepFrameAddress(uint8_t code, UnwindCursor* cursor) {
     switch (code) {
       case 0x00:
         return true;
@@ -321,7 +214,7 @@ class RowProgram {
   }
 
   // The instructions that name a register first.
-  bool StepRule(uint8_t code, Cursor* cursor) {
+  bool StepRule(uint8_t code, UnwindCursor* cursor) {
     const uint64_t number = cursor->Uleb();
     switch (code) {
       case 0x05:
@@ -396,7 +289,7 @@ class RowProgram {
   }
 
   // The position of an expression's length, which is skipped with it.
-  static uint64_t TakeExpression(Cursor* cursor) {
+  static uint64_t TakeExpression(UnwindCursor* cursor) {
     const uint64_t position = cursor->at();
     cursor->Skip(cursor->Uleb());
     return position;
@@ -413,223 +306,6 @@ class RowProgram {
   int instructions_left_ = kMaxInstructions;
 };
 
-// A stack machine for the part of DWARF's expressions that unwind tables use.
-class Expression {
- public:
-  Expression(const ByteSource& source, const UnwindRegisters& registers)
-      : source_(source), registers_(registers) {}
-
-  void Push(uint64_t value) {
-    if (depth_ == kExpressionStack) {
-      ok_ = false;
-      return;
-    }
-    stack_[depth_++] = value;
-  }
-
-  // Runs the expression whose length field lies at `position`.
-  bool Run(uint64_t position, uint64_t* result) {
-    Cursor head(source_, position, position + kMaxEntrySize);
-    const uint64_t size = head.Uleb();
-    if (!head.ok() || size > kMaxEntrySize) return false;
-    Cursor cursor(source_, head.at(), head.at() + size);
-    for (int step = 0; !cursor.AtEnd(); ++step) {
-      if (step == kMaxExpressionSteps) return false;
-      Step(&cursor);
-      if (!ok_) return false;
-    }
-    *result = Pop();
-    return ok_ && cursor.ok();
-  }
-
- private:
-  uint64_t Pop() {
-    if (depth_ == 0) {
-      ok_ = false;
-      return 0;
-    }
-    return stack_[--depth_];
-  }
-
-  uint64_t Register(uint64_t number) {
-    if (number < kUnwindRegisterCount) return registers_.value[number];
-    ok_ = false;
-    return 0;
-  }
-
-  void Step(Cursor* cursor) {
-    const auto code = cursor->Read<uint8_t>();
-    if (code >= 0x30 && code <= 0x4f) return Push(code - 0x30U);
-    if (code >= 0x50 && code <= 0x6f) return Push(Register(code - 0x50U));
-    if (code >= 0x70 && code <= 0x8f) {
-      const uint64_t base = Register(code - 0x70U);
-      return Push(base + static_cast<uint64_t>(cursor->Sleb()));
-    }
-    if (StepConstant(code, cursor) || StepStack(code, cursor)) return;
-    StepArithmetic(code);
-  }
-
-  bool StepConstant(uint8_t code, Cursor* cursor) {
-    const auto push_signed = [this](int64_t value) { Push(static_cast<uint64_t>(value)); };
-    switch (code) {
-      case 0x03:
-      case 0x0e:
-      case 0x0f:
-        Push(cursor->Read<uint64_t>());
-        return true;
-      case 0x08:
-        Push(cursor->Read<uint8_t>());
-        return true;
-      case 0x09:
-        push_signed(cursor->Read<int8_t>());
-        return true;
-      case 0x0a:
-        Push(cursor->Read<uint16_t>());
-        return true;
-      case 0x0b:
-        push_signed(cursor->Read<int16_t>());
-        return true;
-      case 0x0c:
-        Push(cursor->Read<uint32_t>());
-        return true;
-      case 0x0d:
-        push_signed(cursor->Read<int32_t>());
-        return true;
-      case 0x10:
-        Push(cursor->Uleb());
-        return true;
-      case 0x11:
-        push_signed(cursor->Sleb());
-        return true;
-      default:
-        return false;
-    }
-  }
-
-  bool StepStack(uint8_t code, Cursor* cursor) {
-    switch (code) {
-      case 0x06: {
-        uint64_t value = 0;
-        ok_ = source_.Read(Pop(), &value, sizeof(value)) && ok_;
-        Push(value);
-        return true;
-      }
-      case 0x12: {
-        const uint64_t top = Pop();
-        Push(top);
-        Push(top);
-        return true;
-      }
-      case 0x13:
-        Pop();
-        return true;
-      case 0x16: {
-        const uint64_t top = Pop();
-        const uint64_t below = Pop();
-        Push(top);
-        Push(below);
-        return true;
-      }
-      case 0x23: {
-        const uint64_t top = Pop();
-        Push(top + cursor->Uleb());
-        return true;
-      }
-      case 0x96:
-        return true;
-      default:
-        return false;
-    }
-  }
-
-  void StepArithmetic(uint8_t code) {
-    const uint64_t top = Pop();
-    const uint64_t below = Pop();
-    const auto signed_top = static_cast<int64_t>(top);
-    const auto signed_below = static_cast<int64_t>(below);
-    switch (code) {
-      case 0x1a:
-        return Push(below & top);
-      case 0x1c:
-        return Push(below - top);
-      case 0x1e:
-        return Push(below * top);
-      case 0x21:
-        return Push(below | top);
-      case 0x22:
-        return Push(below + top);
-      case 0x24:
-        return Push(top < 64 ? below << top : 0);
-      case 0x25:
-        return Push(top < 64 ? below >> top : 0);
-      case 0x27:
-        return Push(below ^ top);
-      case 0x29:
-        return Push(below == top ? 1 : 0);
-      case 0x2a:
-        return Push(signed_below >= signed_top ? 1 : 0);
-      case 0x2b:
-        return Push(signed_below > signed_top ? 1 : 0);
-      case 0x2c:
-        return Push(signed_below <= signed_top ? 1 : 0);
-      case 0x2d:
-        return Push(signed_below < signed_top ? 1 : 0);
-      case 0x2e:
-        return Push(below != top ? 1 : 0);
-      default:
-        ok_ = false;
-    }
-  }
-
-  const ByteSource& source_;
-  const UnwindRegisters& registers_;
-  uint64_t stack_[kExpressionStack] = {};
-  size_t depth_ = 0;
-  bool ok_ = true;
-};
-
-bool FrameAddress(const ByteSource& source, const UnwindRow& row, const UnwindRegisters& registers,
-                  uint64_t* frame) {
-  if (row.frame_by_expression)
-    return Expression(source, registers).Run(row.frame_expression, frame);
-  *frame = registers.value[row.frame_register] + static_cast<uint64_t>(row.frame_offset);
-  return true;
-}
-
-bool ApplyRule(const ByteSource& source, const UnwindRule& rule, const UnwindRegisters& registers,
-               uint64_t frame, uint64_t* value) {
-  const auto operand = static_cast<uint64_t>(rule.value);
-  switch (rule.kind) {
-    case UnwindRuleKind::kSame:
-      return true;
-    case UnwindRuleKind::kUndefined:
-      *value = 0;
-      return true;
-    case UnwindRuleKind::kOffset:
-      return source.Read(frame + operand, value, sizeof(*value));
-    case UnwindRuleKind::kValueOffset:
-      *value = frame + operand;
-      return true;
-    case UnwindRuleKind::kRegister:
-      if (operand >= kUnwindRegisterCount) return false;
-      *value = registers.value[operand];
-      return true;
-    case UnwindRuleKind::kExpression:
-    case UnwindRuleKind::kValueExpression: {
-      Expression expression(source, registers);
-      expression.Push(frame);
-      uint64_t result = 0;
-      if (!expression.Run(operand, &result)) return false;
-      if (rule.kind == UnwindRuleKind::kExpression) {
-        return source.Read(result, value, sizeof(*value));
-      }
-      *value = result;
-      return true;
-    }
-  }
-  return false;
-}
-
 }  // namespace
 
 bool FindUnwindRow(const ByteSource& source, const ElfRange& index, uint64_t address,
@@ -643,21 +319,6 @@ bool FindUnwindRow(const ByteSource& source, const ElfRange& index, uint64_t add
   *row = UnwindRow();
   row->signal_frame = entry.signal_frame;
   return RowProgram(source, entry, address, row).Run();
-}
-
-bool ApplyUnwindRow(const ByteSource& source, const UnwindRow& row, UnwindRegisters* registers) {
-  uint64_t frame = 0;
-  const UnwindRuleKind return_rule = row.rules[kUnwindRegisterRip].kind;
-  if (return_rule == UnwindRuleKind::kUndefined || return_rule == UnwindRuleKind::kSame)
-    return false;
-  if (!FrameAddress(source, row, *registers, &frame)) return false;
-  UnwindRegisters caller = *registers;
-  caller.value[kUnwindRegisterRsp] = frame;
-  for (size_t i = 0; i < kUnwindRegisterCount; ++i) {
-    if (!ApplyRule(source, row.rules[i], *registers, frame, &caller.value[i])) return false;
-  }
-  *registers = caller;
-  return true;
 }
 
 }  // namespace CrashHandler::machine
