@@ -23,8 +23,8 @@ std::string UnnamedFrame(const Report& report, const Frame& frame) {
   return image->name + Hex(frame.address - image->start, " + 0x%" PRIx64);
 }
 
-// Without "." and "NAME/..", which compilers leave in the names they were given. Only what is shown
-// is shortened, so that a symbolic link on the way does no harm.
+}  // namespace
+
 std::string ShortPath(const std::string& path) {
   std::vector<std::string> kept;
   const bool absolute = !path.empty() && path[0] == '/';
@@ -43,8 +43,6 @@ std::string ShortPath(const std::string& path) {
   for (const std::string& part : kept) text += (text.empty() && !absolute ? "" : "/") + part;
   return text;
 }
-
-}  // namespace
 
 FrameView ViewFrame(const Report& report, const Frame& frame, size_t index, SourceLookup* sources) {
   FrameView view;

@@ -26,6 +26,10 @@ struct FrameView {
 // be null.
 FrameView ViewFrame(const Report& report, const Frame& frame, size_t index, SourceLookup* sources);
 
+// The path without "." and "NAME/..", which compilers leave in the names they were given. For
+// showing only: a symbolic link on the way can make it another file's.
+std::string ShortPath(const std::string& path);
+
 }  // namespace oru_report
 
 #endif  // ORU_REPORT_FRAME_VIEW_H_

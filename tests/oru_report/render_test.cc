@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "oru_report/frame_view.h"
 #include "oru_report/report_parser.h"
 #include "tests/oru_report/sample.h"
 
@@ -64,6 +65,16 @@ TEST(RenderHtml, OpensOnlyTheCrashedThread) {
 TEST(RenderHtml, ShowsTheException) {
   const std::string html = RenderHtml(Sample(oru_report_test::kExceptionReport), nullptr, "t");
   EXPECT_NE(html.find("uncaught exception &apos;Range&apos;"), std::string::npos);
+}
+
+TEST(ShortPath, DropsDetours) {
+  EXPECT_EQ(ShortPath("/build/../src/./a/b/../c.cc"), "/src/a/c.cc");
+  EXPECT_EQ(ShortPath("/src//a.cc"), "/src/a.cc");
+  EXPECT_EQ(ShortPath("/../a.cc"), "/a.cc");
+  EXPECT_EQ(ShortPath("../../src/a.cc"), "../../src/a.cc");
+  EXPECT_EQ(ShortPath("a/../../b.cc"), "../b.cc");
+  EXPECT_EQ(ShortPath("./a.cc"), "a.cc");
+  EXPECT_EQ(ShortPath(""), "");
 }
 
 }  // namespace
