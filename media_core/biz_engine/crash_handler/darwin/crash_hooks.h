@@ -14,9 +14,10 @@
 #include <exception>
 #include <new>
 
-// Backtraces name their innermost frame, the hook: with the module in the program itself the name
-// is there only for what is visible. Shared libraries keep them inside all the same (exports.map).
-#pragma GCC visibility push(default)
+// A hook is the innermost frame of its backtrace. With the module inside a program that exports its
+// functions, Linux names the frame only if the hook is visible; the shared library keeps it inside
+// (packaging/exports.map).
+#define ORU_CRASH_HOOK [[gnu::visibility("default")]]
 
 namespace CrashHandler {
 
@@ -36,7 +37,7 @@ extern std::new_handler OruRTCOldNewFailedHandler;
 // no old handler the module's stays; with `force` there is none afterwards.
 void InitOruRTCExceptionHandler();
 void ReleaseOruRTCExceptionHandler(bool force);
-void OruRTCExceptionHandler(NSException* exception);
+ORU_CRASH_HOOK void OruRTCExceptionHandler(NSException* exception);
 
 // The signals. The saved actions are put back, with `force` as default actions that keep the saved
 // mask and flags; then the saved actions are forgotten (all zero, which is the default action).
@@ -47,16 +48,14 @@ void ReleaseOruRTCSingnalHandle(bool force);
 // comes back, and with no old handler the module's stays; with `force` it is set to null.
 void InitOruRTCTerminateHandler();
 void ReleaseOruRTCTerminateHandle(bool force);
-void OruRTCTerminateCatchHandler();
+ORU_CRASH_HOOK void OruRTCTerminateCatchHandler();
 
 // Failed `operator new`. Released, the old handler comes back; with no old handler the module's
 // stays unless `force` sets null.
 void InitOruRTCNewFailedHandler();
 void ReleaseOruRTCNewFailedHandle(bool force);
-void OruRTCNewFailedCatchHandler();
+ORU_CRASH_HOOK void OruRTCNewFailedCatchHandler();
 
 }  // namespace CrashHandler
-
-#pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_HOOKS_H_
