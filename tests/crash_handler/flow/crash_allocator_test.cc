@@ -1,5 +1,5 @@
 // Crashes around the allocator's lock and failed allocations, which a sanitizer's own allocator and
-// `operator new` do not have.
+// `operator new` do not have, and on a stack that is too small for a sanitizer's frames.
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -45,6 +45,14 @@ TEST_F(CrashAllocatorTest, FaultOnAnotherThreadAfterAFailedAllocationEndsByThatS
   const ChildResult result = Run("FaultOnAnotherThreadAfterFailedAllocation");
   EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
   EXPECT_EQ(Count(result, kRefused), 1);
+}
+
+using CrashStackTest = oru_test::CrashScenarioTest;
+
+TEST_F(CrashStackTest, SixtyFourKilobytesOfAlternateStackAreEnoughForAReport) {
+  const ChildResult result = Run("FaultOnASmallAlternateStack", kRealDeadlineMs);
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+  ExpectOneWholeReport();
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <setjmp.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -319,6 +320,20 @@ void FaultWithoutAFreeDescriptor() {
   WriteToNull();
 }
 
+// On an alternate stack with nothing readable below it.
+void FaultOnASmallAlternateStack() {
+  constexpr size_t kGuard = 4096;
+  constexpr size_t kSize = size_t{64} << 10;
+  void* memory =
+      mmap(nullptr, kGuard + kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED || mprotect(memory, kGuard, PROT_NONE) != 0) _exit(98);
+  stack_t stack = {};
+  stack.ss_sp = static_cast<char*>(memory) + kGuard;
+  stack.ss_size = kSize;
+  if (sigaltstack(&stack, nullptr) != 0) _exit(98);
+  WriteToNull();
+}
+
 void AfterUninstalling() {
   sHandler->UnInstallCrashHandler();
   WriteToNull();
@@ -387,6 +402,7 @@ constexpr Scenario kScenarios[] = {
     SCENARIO(CallbackHangsWhileAThreadAwaitsSignals),
     SCENARIO(FaultBesideTwoHundredWaitingThreads),
     SCENARIO(FaultWithoutAFreeDescriptor),
+    SCENARIO(FaultOnASmallAlternateStack),
     SCENARIO(AfterUninstalling),
     SCENARIO(AfterDestroying),
     SCENARIO(FaultHoldingTheLoader),
