@@ -51,8 +51,7 @@ function(oru_install_library name)
   set_target_properties(${static} PROPERTIES EXPORT_NAME ${name})
   target_link_libraries(${static} INTERFACE $<LINK_ONLY:Threads::Threads>)
   set_target_properties(${shared} PROPERTIES EXPORT_NAME ${name}_shared
-    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "${ORU_LIBRARY_RPATH}"
-    INSTALL_NAME_DIR "@rpath" BUILD_WITH_INSTALL_NAME_DIR ON)
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "${ORU_LIBRARY_RPATH}")
   target_link_libraries(${shared} PRIVATE Threads::Threads)
   if(arg_FOUNDATION)
     target_link_libraries(${static} INTERFACE $<LINK_ONLY:$<INSTALL_INTERFACE:OruRTCSupport::foundation>>)
