@@ -273,6 +273,7 @@ void TraceScopeTwoArguments(benchmark::State& state) {
 // The least that code costs which something else may switch on.
 void LoadAndBranch(benchmark::State& state) {
   static std::atomic<bool> wanted{false};
+  benchmark::DoNotOptimize(&wanted);  // who knows who sets it
   int done = 0;
   for (auto _ : state) {
     if (wanted.load(std::memory_order_relaxed)) {
