@@ -3,6 +3,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
@@ -19,6 +20,7 @@
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
 #include "media_core/common/webrtc/rtc_base/logging.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "media_core/common/webrtc/rtc_base/trace_event.h"
 
 namespace host_app {
@@ -134,11 +136,15 @@ void CrashOnWorker(const Options& options) {
 }
 
 // What an app does all day.
-void Work() {
+void Work(int least_ms) {
+  constexpr int kLeastRounds = 3;
+  constexpr std::chrono::milliseconds kPause(20);
+  const int64_t end = rtc::TimeAfter(least_ms);
   ORU_TRACE_EVENT0("host_app", "Work");
-  for (int round = 0; round < 3; ++round) {
+  for (int round = 0; round < kLeastRounds || rtc::TimeMillis() < end; ++round) {
     ORU_TRACE_EVENT1("host_app", "Round", "round", round);
     ORU_LOG(LS_INFO) << "Round " << round;
+    if (least_ms > 0) std::this_thread::sleep_for(kPause);
   }
 }
 
@@ -147,7 +153,7 @@ int Run(const Options& options) {
   InstallCrashCapture(options);
   const auto stack = options.alternate_stack ? UseAlternateStack() : nullptr;
   const IdleThreads idle(options.idle_threads);
-  Work();
+  Work(options.work_ms);
   if (options.crash.empty()) return 0;
   if (options.on_worker) {
     CrashOnWorker(options);

@@ -44,6 +44,7 @@ constexpr SwitchOption kSwitches[] = {
 constexpr CountOption kCounts[] = {
     {"--crash-threads", &Options::crash_threads},
     {"--idle-threads", &Options::idle_threads},
+    {"--work-ms", &Options::work_ms},
 };
 
 template <typename Table>
@@ -120,6 +121,7 @@ std::string Usage() {
       "  --worker              crash on a thread of its own\n"
       "  --crash-threads N     how many crash together in many-threads (20)\n"
       "  --idle-threads N      threads that wait meanwhile (0)\n"
+      "  --work-ms N           work, log and trace for this long first, in milliseconds (0)\n"
       "  --no-alternate-stack  a stack overflow then leaves no report\n"
       "  --show-module-log     the crash module's own lines on standard error\n"
       "  --console             the same through its console switch, on standard output\n";

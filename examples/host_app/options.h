@@ -23,6 +23,8 @@ struct Options {
   int crash_threads = 20;
   // Threads that wait in the background, each with a name.
   int idle_threads = 0;
+  // Least time of work before the crash, in milliseconds.
+  int work_ms = 0;
   bool alternate_stack = true;
   // The crash module's own log lines go to standard error, "LEVEL message".
   bool show_module_log = false;

@@ -250,6 +250,7 @@ TEST(HostAppTest, BadArgumentsAreRefused) {
   EXPECT_EQ(app.Run({"--crash", "sideways"}).exit_code, 2);
   EXPECT_EQ(app.Run({"--app-id"}).exit_code, 2);
   EXPECT_EQ(app.Run({"--idle-threads", "x"}).exit_code, 2);
+  EXPECT_EQ(app.Run({"--work-ms", "-1"}).exit_code, 2);
   EXPECT_EQ(app.Run({"nonsense"}).exit_code, 2);
 }
 
@@ -263,6 +264,19 @@ TEST(HostAppTest, OrdinaryRunLogsTracesAndLeavesNoReport) {
   const std::string trace = oru_test::ReadFile(logs + "host_app_trace.json");
   EXPECT_NE(trace.find("\"Work\""), std::string::npos);
   EXPECT_NE(trace.find("]}"), std::string::npos);
+}
+
+TEST(HostAppTest, TraceOfACrashEndsAtAWholeLine) {
+  HostApp app;
+  // The writer wakes up ten times a second.
+  const ChildResult result =
+      app.Run({"--dump-dir", app.DumpDir(), "--work-ms", "400", "--crash", "segv"});
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
+  const std::string trace =
+      oru_test::ReadFile(app.dir().Join("Documents/Oru_RTC_Log/host_app_trace.json"));
+  EXPECT_EQ(trace.find("{ \"traceEvents\": [\n"), 0U);
+  EXPECT_NE(trace.find("\"Round\""), std::string::npos);
+  EXPECT_EQ(trace.back(), '\n');
 }
 
 TEST(HostAppTest, LogOfACrashIsCompleteToItsLastLine) {
