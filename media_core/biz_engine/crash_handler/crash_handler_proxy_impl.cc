@@ -48,50 +48,50 @@ const char* CrashHandlerProxy::GetDefaultCrashDumpDir() {
 }
 
 CrashHandlerProxyImpl::CrashHandlerProxyImpl()
-    : sessionId_(GenerateRandomString(static_cast<int64_t>(reinterpret_cast<intptr_t>(this)),
-                                      kSessionIdLength, "")) {}
+    : sessionId(GenerateRandomString(static_cast<int64_t>(reinterpret_cast<intptr_t>(this)),
+                                     kSessionIdLength, "")) {}
 
-void CrashHandlerProxyImpl::UpdateCrashHandlerConfig(CrashHandlerConfig& config) {
-  config_ = config;
+void CrashHandlerProxyImpl::UpdateCrashHandlerConfig(CrashHandlerConfig& settings) {
+  config = settings;
   EnableOutputLogToConsole(config.outputLogToConsole);
 }
 
-CrashHandlerConfig CrashHandlerProxyImpl::GetCrashHandlerConfig() { return config_; }
+CrashHandlerConfig CrashHandlerProxyImpl::GetCrashHandlerConfig() { return config; }
 
 void CrashHandlerProxyImpl::SetCrashDumpDirPath(const char* path) {
-  const std::lock_guard<std::recursive_mutex> lock(dirMutex_);
-  crashDumpDirPath_ = path;
+  const std::lock_guard<std::recursive_mutex> lock(dirMutex);
+  crashDumpDirPath = path;
 }
 
 const char* CrashHandlerProxyImpl::GetCrashDumpDirPath() {
-  const std::lock_guard<std::recursive_mutex> lock(dirMutex_);
-  if (!crashDumpDirPath_.empty()) {
+  const std::lock_guard<std::recursive_mutex> lock(dirMutex);
+  if (!crashDumpDirPath.empty()) {
     PrintLog(kCrashLogInfo, kLogTag, __FILE__, __LINE__, "Alread set backup log dir: %s",
-             crashDumpDirPath_.c_str());
-    if (DirExistsOrCreat(crashDumpDirPath_)) return crashDumpDirPath_.c_str();
+             crashDumpDirPath.c_str());
+    if (DirExistsOrCreat(crashDumpDirPath)) return crashDumpDirPath.c_str();
     PrintLog(kCrashLogError, kLogTag, __FILE__, __LINE__, "Create backup dir failed, use default");
   }
-  crashDumpDirPath_.clear();
-  AppendDefaultDumpDir(&crashDumpDirPath_);
-  return crashDumpDirPath_.c_str();
+  crashDumpDirPath.clear();
+  AppendDefaultDumpDir(&crashDumpDirPath);
+  return crashDumpDirPath.c_str();
 }
 
 void CrashHandlerProxyImpl::SetTraceInfo(CrashTraceInfo& info) {
-  if (info.appId != nullptr) appId_ = info.appId;
-  if (info.sessionId != nullptr) sessionId_ = info.sessionId;
+  if (info.appId != nullptr) appId = info.appId;
+  if (info.sessionId != nullptr) sessionId = info.sessionId;
   if (info.sdkVersion != nullptr) {
-    sdkVersion_ = info.sdkVersion;
+    sdkVersion = info.sdkVersion;
     // A pre-release suffix is not part of the version. Without one, find gives npos: all stays.
-    sdkVersion_ = sdkVersion_.substr(0, sdkVersion_.find('-'));
+    sdkVersion = sdkVersion.substr(0, sdkVersion.find('-'));
   }
-  if (info.extraInfo != nullptr) extraInfo_ = info.extraInfo;
+  if (info.extraInfo != nullptr) extraInfo = info.extraInfo;
 }
 
-CrashTraceInfo CrashHandlerProxyImpl::GetTraceInfo() { return traceInfo_; }
+CrashTraceInfo CrashHandlerProxyImpl::GetTraceInfo() { return traceInfo; }
 
 void CrashHandlerProxyImpl::SetCrashHandlerCallback(void (*callback)(void*, CrashType)) {
-  const std::lock_guard<std::recursive_mutex> lock(callbackMutex_);
-  crashCallback_ = callback;
+  const std::lock_guard<std::recursive_mutex> lock(callbackMutex);
+  crashCallback = callback;
 }
 
 void CrashHandlerProxyImpl::SetDebugLogSinkCallback(void (*sink)(CrashHandlerLogLevel, const char*,
@@ -99,19 +99,19 @@ void CrashHandlerProxyImpl::SetDebugLogSinkCallback(void (*sink)(CrashHandlerLog
   SetLogSink(sink);
 }
 
-std::string CrashHandlerProxyImpl::GetAppId() { return appId_; }
+std::string CrashHandlerProxyImpl::GetAppId() { return appId; }
 
-std::string CrashHandlerProxyImpl::GetSessionId() { return sessionId_; }
+std::string CrashHandlerProxyImpl::GetSessionId() { return sessionId; }
 
-std::string CrashHandlerProxyImpl::GetSDKVersion() { return sdkVersion_; }
+std::string CrashHandlerProxyImpl::GetSDKVersion() { return sdkVersion; }
 
-std::string CrashHandlerProxyImpl::GetExtraInfo() { return extraInfo_; }
+std::string CrashHandlerProxyImpl::GetExtraInfo() { return extraInfo; }
 
 void CrashHandlerProxyImpl::TrigerCrashHanlerCallback(CrashType /*type*/) {
-  const std::lock_guard<std::recursive_mutex> lock(callbackMutex_);
-  if (crashCallback_ == nullptr) return;
+  const std::lock_guard<std::recursive_mutex> lock(callbackMutex);
+  if (crashCallback == nullptr) return;
   // Hosts know this one kind; which crash it was stands in the report's file name.
-  crashCallback_(this, static_cast<CrashType>(1));
+  crashCallback(this, static_cast<CrashType>(1));
 }
 
 }  // namespace CrashHandler

@@ -22,7 +22,7 @@ class CrashHandlerProxyImpl : public CrashHandlerProxy {
   CrashHandlerProxyImpl(const CrashHandlerProxyImpl&) = delete;
   CrashHandlerProxyImpl& operator=(const CrashHandlerProxyImpl&) = delete;
 
-  void UpdateCrashHandlerConfig(CrashHandlerConfig& config) override;
+  void UpdateCrashHandlerConfig(CrashHandlerConfig& settings) override;
   CrashHandlerConfig GetCrashHandlerConfig() override;
   void SetCrashDumpDirPath(const char* path) override;
   const char* GetCrashDumpDirPath() override;
@@ -45,21 +45,21 @@ class CrashHandlerProxyImpl : public CrashHandlerProxy {
   ~CrashHandlerProxyImpl() = default;
 
  private:
-  std::string crashDumpDirPath_;  // guarded by dirMutex_
-  CrashHandlerConfig config_;
-  CrashTraceInfo traceInfo_;  // never written
-  std::recursive_mutex callbackMutex_;
-  std::recursive_mutex dirMutex_;
-  void (*crashCallback_)(void*, CrashType) = nullptr;  // guarded by callbackMutex_
-  std::string appId_ = "Unknown-App";
-  std::string sessionId_;
-  std::string sdkVersion_ = "1.0.dev";
-  std::string extraInfo_;
+  std::string crashDumpDirPath;  // guarded by dirMutex
+  CrashHandlerConfig config;
+  CrashTraceInfo traceInfo;  // never written
+  std::recursive_mutex callbackMutex;
+  std::recursive_mutex dirMutex;
+  void (*crashCallback)(void*, CrashType) = nullptr;  // guarded by callbackMutex
+  std::string appId = "Unknown-App";
+  std::string sessionId;
+  std::string sdkVersion = "1.0.dev";
+  std::string extraInfo;
 
  protected:
   // Nothing uses these two; the flags of the derived class keep their place behind them.
-  bool attached_ = false;
-  std::shared_ptr<void> attachedOwner_;
+  bool attached = false;
+  std::shared_ptr<void> attachedOwner;
 };
 
 }  // namespace CrashHandler

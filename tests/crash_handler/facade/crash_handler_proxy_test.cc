@@ -28,8 +28,8 @@ class TestHandler final : public CrashHandlerProxyImpl {
  public:
   bool InstallCrashHandler() override { return true; }
   bool UnInstallCrashHandler() override { return true; }
-  bool attached() const { return attached_; }
-  bool has_owner() const { return attachedOwner_ != nullptr; }
+  bool attached() const { return CrashHandlerProxyImpl::attached; }
+  bool has_owner() const { return CrashHandlerProxyImpl::attachedOwner != nullptr; }
 };
 
 struct Call {

@@ -44,7 +44,7 @@ std::string RandomFromKey(RandomCounters* counters, int64_t now, uint64_t length
       continue;
     }
     const uint32_t random_count =
-        counters->random_count.fetch_add(1, std::memory_order_relaxed) + 1;
+        counters->RANDOM_COUNT.fetch_add(1, std::memory_order_relaxed) + 1;
     // The generator is the C library's on purpose: its output for a seed is relied on.
     const auto random = static_cast<uint32_t>(std::rand());
     result += BASE64[(random + random_count) % kAlphabet];

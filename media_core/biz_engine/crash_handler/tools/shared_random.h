@@ -18,7 +18,7 @@ struct RandomCounters {
   explicit RandomCounters(int64_t first_seed) : num(static_cast<uint32_t>(first_seed % 1024)) {}
 
   std::atomic<uint32_t> num;
-  std::atomic<uint32_t> random_count{1};
+  std::atomic<uint32_t> RANDOM_COUNT{1};
 };
 
 // Seeds `rand` with the counter and `now`, then emits `length` (as a signed 32-bit count)
