@@ -16,25 +16,12 @@
 #include <string>
 #include <thread>
 
+#include "bench/second_thread.h"
 #include "media_core/common/webrtc/rtc_base/event.h"
 #include "media_core/common/webrtc/rtc_base/file_log_sink.h"
 #include "media_core/common/webrtc/rtc_base/logging.h"
 
 namespace {
-
-// The C library takes shortcuts while a process has one thread: this one keeps them away.
-class SecondThread {
- public:
-  SecondThread() : thread_([this] { quit_.Wait(rtc::Event::kForever); }) {}
-  ~SecondThread() {
-    quit_.Set();
-    thread_.join();
-  }
-
- private:
-  rtc::Event quit_{true, false};
-  std::thread thread_;
-};
 
 // What each callback does with a line.
 std::atomic<size_t> sBytes{0};
@@ -170,7 +157,7 @@ BENCHMARK(BM_DisabledLevel_GlogVlog)->Name("log_disabled/glog_vlog");
 }  // namespace
 
 int main(int argc, char** argv) {
-  const SecondThread second_thread;
+  const bench::SecondThread second_thread;
   google::InitGoogleLogging(argv[0]);
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();

@@ -14,6 +14,7 @@
 #include <mutex>
 #include <thread>
 
+#include "bench/second_thread.h"
 #include "media_core/common/webrtc/rtc_base/critical_section.h"
 #include "media_core/common/webrtc/rtc_base/event.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
@@ -21,20 +22,6 @@
 #include "media_core/common/webrtc/rtc_base/trace_event.h"
 
 namespace {
-
-// The C library takes shortcuts while a process has one thread: this one keeps them away.
-class SecondThread {
- public:
-  SecondThread() : thread_([this] { quit_.Wait(rtc::Event::kForever); }) {}
-  ~SecondThread() {
-    quit_.Set();
-    thread_.join();
-  }
-
- private:
-  rtc::Event quit_{true, false};
-  std::thread thread_;
-};
 
 struct OwnLock {
   rtc::CriticalSection lock;
@@ -70,7 +57,7 @@ struct AbslMutex {
 
 template <class LockType>
 void LockFree(benchmark::State& state) {
-  const SecondThread second;
+  const bench::SecondThread second;
   LockType lock;
   for (auto _ : state) {
     lock.Lock();
@@ -85,7 +72,7 @@ BENCHMARK(LockFree<AbslMutex>)->Name("lock_free/absl_mutex");
 
 template <class LockType>
 void LockAgain(benchmark::State& state) {
-  const SecondThread second;
+  const bench::SecondThread second;
   LockType lock;
   lock.Lock();
   for (auto _ : state) {

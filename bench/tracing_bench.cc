@@ -6,26 +6,13 @@
 #include <string>
 #include <thread>
 
+#include "bench/second_thread.h"
 #include "media_core/common/webrtc/rtc_base/event.h"
 #include "media_core/common/webrtc/rtc_base/event_tracer.h"
 #include "media_core/common/webrtc/rtc_base/trace_event_json.h"
 #include "media_core/common/webrtc/rtc_base/trace_event_queue.h"
 
 namespace {
-
-// The C library takes shortcuts while a process has one thread: this one keeps them away.
-class SecondThread {
- public:
-  SecondThread() : thread_([this] { quit_.Wait(rtc::Event::kForever); }) {}
-  ~SecondThread() {
-    quit_.Set();
-    thread_.join();
-  }
-
- private:
-  rtc::Event quit_{true, false};
-  std::thread thread_;
-};
 
 enum class Tracer { kNone, kIdle, kCapturing };
 
@@ -124,7 +111,7 @@ BENCHMARK(BM_Flush)->Name("trace_flush/oru");
 }  // namespace
 
 int main(int argc, char** argv) {
-  const SecondThread second_thread;
+  const bench::SecondThread second_thread;
   benchmark::Initialize(&argc, argv);
   benchmark::RunSpecifiedBenchmarks();
   return 0;
