@@ -1,8 +1,9 @@
 // The DWARF unwind tables of x86_64 images (.eh_frame_hdr and .eh_frame): bytes in, facts out.
 //
 // The tables are not trusted: no input makes a reader loop without end, allocate or fault. May run
-// in a signal handler. Formats: DWARF 4, section 6.4, and the Linux Standard Base's exception
-// frames.
+// in a signal handler. Why not libunwind: linked into a host it takes the place of the C++
+// runtime's own _Unwind_ functions, it allocates, and its local form reads memory directly.
+// Formats: DWARF 4, section 6.4, and the Linux Standard Base's exception frames.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_UNWIND_TABLES_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_UNWIND_TABLES_H_
 
