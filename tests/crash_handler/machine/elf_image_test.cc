@@ -256,6 +256,28 @@ TEST(ElfImageTest, EverySymbolOfTheOwnFileIsTheOneTheSymbolListerGives) {
   EXPECT_GT(compared, 100);
 }
 
+TEST(ElfImageTest, SegmentsBeyondTheRoomAreHeldWhateverTheirOrder) {
+  std::string table;
+  for (uint64_t i = 0; i < 2 * kMaxLoadSegments; ++i) {
+    Elf64_Phdr header = {};
+    header.p_type = PT_LOAD;
+    header.p_flags = PF_X;
+    header.p_vaddr = 0x10000 * (2 * kMaxLoadSegments - i);
+    header.p_memsz = 0x100;
+    table += Bytes(header);
+  }
+  ElfSegments segments;
+  ASSERT_TRUE(ReadElfProgramHeaders(SourceOf(table), 0, 2 * kMaxLoadSegments, &segments));
+  EXPECT_EQ(segments.load_count, kMaxLoadSegments);
+  EXPECT_EQ(segments.first, 0x10000U);
+  for (uint64_t i = 1; i <= 2 * kMaxLoadSegments; ++i) {
+    EXPECT_TRUE(segments.Holds(0x10000 * i) && segments.Holds(0x10000 * i + 0xff)) << i;
+    EXPECT_TRUE(segments.HoldsCode(0x10000 * i)) << i;
+  }
+  EXPECT_FALSE(segments.Holds(0xffff));
+  EXPECT_FALSE(segments.Holds(0x10000 * 2 * kMaxLoadSegments + 0x100));
+}
+
 TEST(ElfImageTest, WhatIsNoElfImageIsRefused) {
   ElfSegments segments;
   ElfSymbolTable table;

@@ -17,28 +17,28 @@ constexpr uint64_t kMaxDynamicEntries = 4096;
 constexpr uint32_t kMaxChain = 1 << 16;
 constexpr uint64_t kMaxSymbols = 1 << 26;
 
+// Grows a range over another one and what lies between them; neither goes past the last address.
+void Extend(ElfRange* range, const ElfRange& other) {
+  const uint64_t end = std::max(range->address + range->size, other.address + other.size);
+  range->address = std::min(range->address, other.address);
+  range->size = end - range->address;
+}
+
 void AddLoad(const ElfProgramHeader& header, ElfSegments* segments) {
-  if (header.memory_size == 0) return;
-  if (header.address + header.memory_size < header.address) return;
-  if (segments->load_count == 0 || header.address < segments->first) {
-    segments->first = header.address;
-  }
+  const ElfRange load = {header.address, header.memory_size};
+  if (load.size == 0 || load.address + load.size < load.address) return;
+  if (segments->load_count == 0 || load.address < segments->first) segments->first = load.address;
   if (segments->load_count < kMaxLoadSegments) {
-    segments->loads[segments->load_count++] = {header.address, header.memory_size};
+    segments->loads[segments->load_count++] = load;
   } else {
-    ElfRange& last = segments->loads[kMaxLoadSegments - 1];
-    last.size =
-        std::max(last.address + last.size, header.address + header.memory_size) - last.address;
+    Extend(&segments->loads[kMaxLoadSegments - 1], load);
   }
   if ((header.flags & kElfSegmentExecutable) == 0) return;
-  ElfRange& code = segments->code;
-  if (code.size == 0) {
-    code = {header.address, header.memory_size};
-    return;
+  if (segments->code.size == 0) {
+    segments->code = load;
+  } else {
+    Extend(&segments->code, load);
   }
-  const uint64_t end = std::max(code.address + code.size, header.address + header.memory_size);
-  code.address = std::min(code.address, header.address);
-  code.size = end - code.address;
 }
 
 void AddProgramHeader(const ElfProgramHeader& header, ElfSegments* segments) {
