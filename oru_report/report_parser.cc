@@ -92,13 +92,16 @@ bool ParseImage(const std::string& line, Image* image) {
   if (at == std::string::npos || !ReadHex(line, &at, &image->start)) return false;
   at = line.find_first_not_of(" -", at);
   if (at == std::string::npos || !ReadHex(line, &at, &image->end)) return false;
-  const size_t open = line.find("  <", at);
+  // The name is the path's last part once more, and may look like the columns behind it.
+  const std::string last = LastPathEntry(line);
+  const bool repeated = line.compare(at, last.size() + 2, " " + last + " ") == 0;
+  const size_t open = line.find("  <", repeated ? at + 1 + last.size() : at);
   const size_t close = line.find("> ", open);
   if (open == std::string::npos || close == std::string::npos) return false;
   image->uuid = line.substr(open + 3, close - open - 3);
   image->path = line.substr(close + 2);
-  const std::string name_and_type = Trim(line.substr(at, open - at));
-  image->name = name_and_type.substr(0, name_and_type.rfind(' '));
+  const std::string name_and_type = line.substr(at, open - at);
+  image->name = repeated ? last : Trim(name_and_type.substr(0, name_and_type.rfind(' ')));
   return true;
 }
 
@@ -108,23 +111,25 @@ bool ParseThreadLine(const std::string& line, Thread* thread) {
   char* end = nullptr;
   thread->number = static_cast<uint32_t>(strtoul(line.c_str() + 7, &end, 10));
   if (*end != ' ') return false;
-  const std::string rest = end + 1;
-  thread->name = rest.substr(0, rest.size() - 1);
+  const auto name = static_cast<size_t>(end + 1 - line.c_str());
+  thread->name = line.substr(name, line.size() - name - 1);
   return true;
 }
 
 // A thread's failure text carries no line end: the next block's header may follow on the same line.
 void SplitFailureText(const std::string& line, std::vector<std::string>* pieces) {
-  const size_t header = line.find("Thread ", 1);
-  const bool failed = StartsWith(line, "Fail to get ");
-  if (!failed) {
-    pieces->push_back(line);
-    return;
+  const std::string failure = "Fail to get ";
+  size_t start = 0;
+  size_t header = 0;
+  while (line.compare(start, failure.size(), failure) == 0) {
+    // Looked for once: a line may hold any number of failures.
+    if (header <= start) header = line.find("Thread ", start + 1);
+    const size_t next = std::min(header, line.find(failure, start + 1));
+    pieces->push_back(line.substr(start, next - start));
+    if (next == std::string::npos) return;
+    start = next;
   }
-  const size_t next = line.find("Fail to get ", 1);
-  const size_t cut = std::min(header, next);
-  pieces->push_back(line.substr(0, cut));
-  if (cut != std::string::npos) SplitFailureText(line.substr(cut), pieces);
+  pieces->push_back(line.substr(start));
 }
 
 void ParseThreads(const std::vector<std::string>& lines, Report* report) {

@@ -85,6 +85,48 @@ TEST(ReportParser, ReadsImagesWithBlanksInTheirNames) {
   EXPECT_EQ(report.ImageOf(0x7f0000010000), nullptr);
 }
 
+TEST(ReportParser, ReadsImagesWhoseNamesLookLikeTheColumnsBehind) {
+  const std::string path = "/opt/a  <b> c arm64  <d> e";
+  std::string text = kSignalReport;
+  const std::string line = "/lib/my lib.so\n";
+  text.insert(text.find(line) + line.size(),
+              "            0x1000 -             0x2000 a  <b> c arm64  <d> e arm64  "
+              "<0123456789abcdef0123456789abcdef> " +
+                  path + "\n");
+  const Report report = Parsed(text);
+  ASSERT_EQ(report.images.size(), 4U);
+  EXPECT_EQ(report.images[3].name, "a  <b> c arm64  <d> e");
+  EXPECT_EQ(report.images[3].uuid, "0123456789abcdef0123456789abcdef");
+  EXPECT_EQ(report.images[3].path, path);
+}
+
+TEST(ReportParser, ReadsAnImageWithoutAPath) {
+  std::string text = kSignalReport;
+  const std::string line = "/lib/my lib.so\n";
+  text.insert(text.find(line) + line.size(), "  0x1000 -   0x2000  armv7  <> \n");
+  const Report report = Parsed(text);
+  ASSERT_EQ(report.images.size(), 4U);
+  EXPECT_EQ(report.images[3].name, "");
+  EXPECT_EQ(report.images[3].path, "");
+}
+
+TEST(ReportParser, ReadsAnyNumberOfFailureTextsOnOneLine) {
+  constexpr size_t kFailures = 20000;
+  std::string failures;
+  for (size_t i = 0; i < kFailures; ++i) failures += "Fail to get frame pointer";
+  std::string text = kSignalReport;
+  text.insert(text.find("Fail to get "), failures);
+  const Report report = Parsed(text);
+  EXPECT_EQ(report.thread_notes.size(), kFailures + 1);
+  EXPECT_EQ(report.threads.size(), 2U);
+}
+
+TEST(ReportParser, KeepsZerosInThreadNames) {
+  std::string text = kSignalReport;
+  text.insert(text.find("main:") + 2, 1, '\0');
+  EXPECT_EQ(Parsed(text).threads[0].name, std::string("ma\0in", 5));
+}
+
 TEST(ReportParser, KeepsSectionTitlesInTheHostsOwnText) {
   EXPECT_EQ(Parsed(kSignalReport).custom_info, "build=7\nBinary Images:\n<b>bold</b>");
 }
