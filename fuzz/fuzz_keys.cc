@@ -1,4 +1,4 @@
-// URL parameters, JSON keys and the names of crash files.
+// URL parameters and JSON keys.
 #include <map>
 
 #include "fuzz/fuzz_support.h"
@@ -63,21 +63,6 @@ void CheckJson(const std::string& json, const std::string& key) {
   Require(result.size() == first || result.back() == ',', "the rest ends with a comma");
 }
 
-void CheckCrashName(const std::string& name) {
-  std::string fields[4] = {"A", "B", "C", "D"};
-  const bool good = CrashHandler::ParseCrashInfoFromFileName(name, &fields[0], &fields[1],
-                                                             &fields[2], &fields[3]);
-  const size_t dot = name.rfind('.');
-  Fields expected;
-  if (dot != std::string::npos && dot != 0) {
-    expected = oru_test::PiecesOf(name.substr(0, dot), '_', true);
-    if (expected.back().empty()) expected.pop_back();
-  }
-  Require(good == (expected.size() == 5), "crash file name");
-  if (!good) expected = {"", "A", "B", "C", "D"};
-  for (size_t i = 0; i < 4; ++i) Require(fields[i] == expected[i + 1], "crash file field");
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -86,6 +71,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text = input.Rest();
   CheckUrl(text, key);
   CheckJson(text, key);
-  CheckCrashName(text);
   return 0;
 }

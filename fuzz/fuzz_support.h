@@ -45,6 +45,7 @@ class Input {
     return text;
   }
   std::string Rest() { return Text(size_); }
+  bool empty() const { return size_ == 0; }
 
  private:
   const uint8_t* data_;
