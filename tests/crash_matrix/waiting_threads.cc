@@ -1,4 +1,4 @@
-#include "tests/crash_handler/flow/waiting_threads.h"
+#include "tests/crash_matrix/waiting_threads.h"
 
 #include <pthread.h>
 #include <unistd.h>

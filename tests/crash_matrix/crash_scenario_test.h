@@ -1,6 +1,6 @@
 // Starts crash_scenario_child and looks at what is left.
-#ifndef TESTS_CRASH_HANDLER_FLOW_CRASH_SCENARIO_TEST_H_
-#define TESTS_CRASH_HANDLER_FLOW_CRASH_SCENARIO_TEST_H_
+#ifndef TESTS_CRASH_MATRIX_CRASH_SCENARIO_TEST_H_
+#define TESTS_CRASH_MATRIX_CRASH_SCENARIO_TEST_H_
 
 #include <gtest/gtest.h>
 
@@ -8,28 +8,21 @@
 #include <string>
 #include <vector>
 
-#include "tests/support/child_process.h"
+#include "tests/crash_matrix/scenario_process.h"
 #include "tests/support/crash_report_parser.h"
 #include "tests/support/files.h"
 
 namespace oru_test {
 
-constexpr int kShortDeadlineMs = 400;
-constexpr int kRealDeadlineMs = 8000;
+using crash_test::kRealDeadlineMs;
+using crash_test::kShortDeadlineMs;
 // What the exception and signal handlers log when they are refused.
 constexpr char kRefused[] = "2 DarwinCrashHandler::already had crash happend";
 
 class CrashScenarioTest : public testing::Test {
  protected:
   ChildResult Run(const std::string& scenario, int deadline_ms = kShortDeadlineMs) {
-    ChildOptions options;
-    options.env["HOME"] = dir_.path();
-    // The test's signals are the program's own; a sanitizer leaves them and the stacks alone.
-    options.env["ASAN_OPTIONS"] =
-        "handle_segv=0:handle_abort=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:"
-        "handle_sigtrap=0:use_sigaltstack=0:detect_leaks=0:allocator_may_return_null=1";
-    return RunChild(
-        {CRASH_SCENARIO_CHILD, scenario, dir_.Join("dumps"), std::to_string(deadline_ms)}, options);
+    return crash_test::RunScenario(scenario, dir_.path(), dir_.Join("dumps"), deadline_ms);
   }
   // Names of the files left behind, whole reports or not.
   std::vector<std::string> Files() { return ListFilesRecursively(dir_.Join("dumps")); }
@@ -48,4 +41,4 @@ class CrashScenarioTest : public testing::Test {
 
 }  // namespace oru_test
 
-#endif  // TESTS_CRASH_HANDLER_FLOW_CRASH_SCENARIO_TEST_H_
+#endif  // TESTS_CRASH_MATRIX_CRASH_SCENARIO_TEST_H_

@@ -1,6 +1,6 @@
 // Threads that wait in four ways, each in a function whose name tells.
-#ifndef TESTS_CRASH_HANDLER_FLOW_WAITING_THREADS_H_
-#define TESTS_CRASH_HANDLER_FLOW_WAITING_THREADS_H_
+#ifndef TESTS_CRASH_MATRIX_WAITING_THREADS_H_
+#define TESTS_CRASH_MATRIX_WAITING_THREADS_H_
 
 namespace crash_test {
 
@@ -11,4 +11,4 @@ void StartWaitingThreads(int each);
 
 }  // namespace crash_test
 
-#endif  // TESTS_CRASH_HANDLER_FLOW_WAITING_THREADS_H_
+#endif  // TESTS_CRASH_MATRIX_WAITING_THREADS_H_

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
-#include "tests/crash_handler/flow/crash_scenario_test.h"
+#include "tests/crash_matrix/crash_scenario_test.h"
 
 namespace {
 

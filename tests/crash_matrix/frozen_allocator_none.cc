@@ -1,5 +1,5 @@
 // For sanitizer builds, which bring an allocator of their own: nothing waits.
-#include "tests/crash_handler/flow/frozen_allocator.h"
+#include "tests/crash_matrix/frozen_allocator.h"
 
 namespace crash_test {
 

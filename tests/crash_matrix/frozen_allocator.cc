@@ -1,4 +1,4 @@
-#include "tests/crash_handler/flow/frozen_allocator.h"
+#include "tests/crash_matrix/frozen_allocator.h"
 
 #include <unistd.h>
 

@@ -1,7 +1,7 @@
 // An allocator whose lock can be held on purpose. Linked into a program, it takes the place of
 // malloc and its like.
-#ifndef TESTS_CRASH_HANDLER_FLOW_FROZEN_ALLOCATOR_H_
-#define TESTS_CRASH_HANDLER_FLOW_FROZEN_ALLOCATOR_H_
+#ifndef TESTS_CRASH_MATRIX_FROZEN_ALLOCATOR_H_
+#define TESTS_CRASH_MATRIX_FROZEN_ALLOCATOR_H_
 
 #include <atomic>
 
@@ -12,4 +12,4 @@ extern std::atomic<bool> allocator_frozen;
 
 }  // namespace crash_test
 
-#endif  // TESTS_CRASH_HANDLER_FLOW_FROZEN_ALLOCATOR_H_
+#endif  // TESTS_CRASH_MATRIX_FROZEN_ALLOCATOR_H_

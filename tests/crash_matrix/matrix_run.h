@@ -1,0 +1,30 @@
+// Runs a row of the crash matrix and says what is wrong.
+#ifndef TESTS_CRASH_MATRIX_MATRIX_RUN_H_
+#define TESTS_CRASH_MATRIX_MATRIX_RUN_H_
+
+#include <map>
+#include <string>
+
+#include "tests/crash_matrix/matrix_rows.h"
+
+namespace crash_test {
+
+// No process may take longer from its start to its end, in seconds.
+constexpr double kEndWithin = 10;
+
+struct RowResult {
+  int repetitions = 0;
+  // What was wrong, and how often.
+  std::map<std::string, int> wrong;
+  double slowest_s = 0;
+
+  bool Good() const { return repetitions > 0 && wrong.empty(); }
+};
+
+// Runs the row that often, several processes at a time. With `real_deadline` the bound on time is
+// the product's own, else a short one where the row waits for it.
+RowResult RunRow(const Row& row, int repetitions, bool real_deadline);
+
+}  // namespace crash_test
+
+#endif  // TESTS_CRASH_MATRIX_MATRIX_RUN_H_

@@ -1,0 +1,56 @@
+// A way for a process to go wrong, and what the scenarios share. A scenario runs in a process of
+// its own with crash capture installed, below a function that carries the filter's word.
+#ifndef TESTS_CRASH_MATRIX_SCENARIO_H_
+#define TESTS_CRASH_MATRIX_SCENARIO_H_
+
+#include <vector>
+
+#include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
+
+// For what is wrong on purpose: a sanitizer must not stop it before the signal comes.
+#define CHILD_FUNCTION \
+  __attribute__((noinline, disable_tail_calls, no_sanitize("address", "undefined", "thread")))
+#define SCENARIO(function) \
+  { #function, function }
+
+namespace crash_test {
+
+using CrashHandler::CrashHandlerProxy;
+using CrashHandler::CrashType;
+
+struct Scenario {
+  const char* name;
+  // When it returns, the process exits with kScenarioReturned.
+  void (*run)();
+};
+
+constexpr int kScenarioReturned = 97;
+// The scenario could not be set up: never an expected ending.
+constexpr int kScenarioFailed = 98;
+
+std::vector<Scenario> AllocationScenarios();
+std::vector<Scenario> CallbackScenarios();
+std::vector<Scenario> FaultScenarios();
+std::vector<Scenario> HandlerScenarios();
+std::vector<Scenario> ProcessScenarios();
+std::vector<Scenario> StackScenarios();
+std::vector<Scenario> ThreadScenarios();
+
+// The process's crash handler.
+CrashHandlerProxy* Handler();
+void Callback(void (*callback)(void*, CrashType));
+
+// Two faults to go on with.
+void WriteToNull();
+void DivideByZero();
+
+void SleepForEver();
+void SleepMs(int milliseconds);
+void BlockAllSignals();
+
+}  // namespace crash_test
+
+// What the filter finds on the stack; runs the function and returns kScenarioReturned.
+extern "C" int OruRTCScenario(void (*run)());
+
+#endif  // TESTS_CRASH_MATRIX_SCENARIO_H_

@@ -1,0 +1,43 @@
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "tests/crash_matrix/scenario.h"
+
+namespace crash_test {
+
+CHILD_FUNCTION void WriteToNull() {
+  int* volatile nowhere = nullptr;
+  *nowhere = 1;
+}
+
+CHILD_FUNCTION void DivideByZero() {
+  volatile int number = 100;
+  volatile int zero = 0;
+  printf("%d\n", number / zero);
+}
+
+CrashHandlerProxy* Handler() { return CrashHandlerProxy::CreateCrashHandler(); }
+
+void Callback(void (*callback)(void*, CrashType)) { Handler()->SetCrashHandlerCallback(callback); }
+
+void SleepForEver() {
+  for (;;) pause();
+}
+
+void SleepMs(int milliseconds) { usleep(static_cast<useconds_t>(milliseconds) * 1000); }
+
+void BlockAllSignals() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
+}
+
+}  // namespace crash_test
+
+extern "C" __attribute__((noinline, visibility("default"))) int OruRTCScenario(void (*run)()) {
+  run();
+  return crash_test::kScenarioReturned;
+}

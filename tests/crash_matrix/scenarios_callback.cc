@@ -1,0 +1,118 @@
+// The host's callback and log sink go wrong while a crash is handled.
+#include <signal.h>
+#include <stdlib.h>
+
+#include <thread>
+
+#include "tests/crash_matrix/scenario.h"
+
+namespace crash_test {
+namespace {
+
+void CallbackNeverReturns() {
+  Callback([](void*, CrashType) { SleepForEver(); });
+  WriteToNull();
+}
+
+void CallbackSpins() {
+  Callback([](void*, CrashType) {
+    for (volatile int i = 0;; i = i + 1) {
+    }
+  });
+  DivideByZero();
+}
+
+void CallbackBlocksSignalsAndHangs() {
+  Callback([](void*, CrashType) {
+    BlockAllSignals();
+    SleepForEver();
+  });
+  WriteToNull();
+}
+
+void CallbackBlocksSignalsBesideAnotherThread() {
+  std::thread(SleepForEver).detach();
+  CallbackBlocksSignalsAndHangs();
+}
+
+void CallbackFaultsAlike() {
+  Callback([](void*, CrashType) { WriteToNull(); });
+  WriteToNull();
+}
+
+void CallbackFaultsOtherwise() {
+  Callback([](void*, CrashType) { DivideByZero(); });
+  WriteToNull();
+}
+
+void CallbackAborts() {
+  Callback([](void*, CrashType) { abort(); });
+  WriteToNull();
+}
+
+void CallbackUsesTheFacade() {
+  Callback([](void* handler, CrashType) {
+    auto* proxy = static_cast<CrashHandlerProxy*>(handler);
+    CrashHandler::CrashTraceInfo info;
+    info.extraInfo = "from the callback";
+    proxy->SetTraceInfo(info);
+    proxy->InstallCrashHandler();
+    proxy->SetCrashHandlerCallback(nullptr);
+  });
+  WriteToNull();
+}
+
+void SinkFaults() {
+  Handler()->SetDebugLogSinkCallback([](CrashHandler::CrashHandlerLogLevel, const char*,
+                                        const char*, int, char*) { DivideByZero(); });
+  WriteToNull();
+}
+
+void SinkHangs() {
+  Handler()->SetDebugLogSinkCallback([](CrashHandler::CrashHandlerLogLevel, const char*,
+                                        const char*, int, char*) { SleepForEver(); });
+  WriteToNull();
+}
+
+void AbortWithAllSignalsBlocked() {
+  Callback([](void*, CrashType) { SleepForEver(); });
+  BlockAllSignals();
+  abort();
+}
+
+// A host that takes its real-time signals by waiting for them.
+void CallbackHangsWhileAThreadAwaitsSignals() {
+  sigset_t awaited;
+  sigemptyset(&awaited);
+  for (int signo = SIGRTMIN; signo < SIGRTMIN + 4; ++signo) sigaddset(&awaited, signo);
+  pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+  std::thread([] {
+    SleepMs(50);
+    OruRTCScenario(CallbackNeverReturns);
+  }).detach();
+  for (;;) {
+    int signo = 0;
+    sigwait(&awaited, &signo);
+  }
+}
+
+}  // namespace
+
+std::vector<Scenario> CallbackScenarios() {
+  return {
+      SCENARIO(CallbackNeverReturns),
+      SCENARIO(CallbackSpins),
+      SCENARIO(CallbackBlocksSignalsAndHangs),
+      SCENARIO(CallbackBlocksSignalsBesideAnotherThread),
+      SCENARIO(CallbackFaultsAlike),
+      SCENARIO(CallbackFaultsOtherwise),
+      SCENARIO(CallbackAborts),
+      SCENARIO(CallbackUsesTheFacade),
+      SCENARIO(SinkFaults),
+      SCENARIO(SinkHangs),
+      SCENARIO(AbortWithAllSignalsBlocked),
+      SCENARIO(CallbackHangsWhileAThreadAwaitsSignals),
+  };
+}
+
+}  // namespace crash_test

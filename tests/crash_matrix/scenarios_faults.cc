@@ -1,0 +1,131 @@
+// Faults of one thread, by the processor's and the kernel's kinds.
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+#include "tests/crash_matrix/scenario.h"
+
+namespace crash_test {
+namespace {
+
+size_t PageSize() { return static_cast<size_t>(sysconf(_SC_PAGESIZE)); }
+
+// A private page with the given protection, one `ret` instruction at its start.
+void* MakePage(int protection) {
+  void* page =
+      mmap(nullptr, PageSize(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (page == MAP_FAILED) _exit(kScenarioFailed);
+  *static_cast<unsigned char*>(page) = 0xc3;
+  if (mprotect(page, PageSize(), protection) != 0) _exit(kScenarioFailed);
+  return page;
+}
+
+CHILD_FUNCTION void ReadWildPointer() {
+  const volatile int* wild = reinterpret_cast<const int*>(uintptr_t{0x5a5a5a5a5a5a5a5a});
+  printf("%d\n", *wild);
+}
+
+// Not inlined, and something follows: the caller must have a frame to be found.
+CHILD_FUNCTION void CallThrough(uintptr_t address) {
+  auto* volatile target = reinterpret_cast<void (*)()>(address);
+  target();
+  fputs("came back\n", stderr);
+}
+
+CHILD_FUNCTION void CallThroughNull() { CallThrough(0); }
+CHILD_FUNCTION void CallThroughGarbage() { CallThrough(0x5a5a5a5a5a5a); }
+// An address that no pointer can have: the call faults before it is made.
+CHILD_FUNCTION void CallThroughNonCanonical() { CallThrough(0x5a5a5a5a5a5a5a5a); }
+CHILD_FUNCTION void JumpIntoData() {
+  CallThrough(reinterpret_cast<uintptr_t>(MakePage(PROT_READ | PROT_WRITE)));
+}
+
+CHILD_FUNCTION void WriteToReadOnlyPage() { *static_cast<volatile char*>(MakePage(PROT_READ)) = 1; }
+
+// A mapped file that is cut under the mapping.
+CHILD_FUNCTION void ReadTruncatedMap() {
+  FILE* file = tmpfile();
+  if (file == nullptr || ftruncate(fileno(file), static_cast<off_t>(PageSize())) != 0) {
+    _exit(kScenarioFailed);
+  }
+  void* bytes = mmap(nullptr, PageSize(), PROT_READ, MAP_SHARED, fileno(file), 0);
+  if (bytes == MAP_FAILED || ftruncate(fileno(file), 0) != 0) _exit(kScenarioFailed);
+  printf("%d\n", *static_cast<const volatile char*>(bytes));
+}
+
+// Not the first instruction: a frame's name is looked up one byte before its address.
+CHILD_FUNCTION void IllegalInstruction() {
+  volatile int number = 1;
+  if (number != 0) __builtin_trap();
+}
+
+CHILD_FUNCTION void Breakpoint() { __builtin_debugtrap(); }
+
+// The kernel sends SIGSYS for one call that the filter traps; it is one that nothing else needs.
+CHILD_FUNCTION void ForbiddenSystemCall() {
+  sock_filter rules[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_getpriority, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  sock_fprog program = {sizeof rules / sizeof *rules, rules};
+  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
+    _exit(kScenarioFailed);
+  }
+  syscall(SYS_getpriority, 0, 0);
+}
+
+CHILD_FUNCTION void Abort() { abort(); }
+
+CHILD_FUNCTION void RaisePipe() { raise(SIGPIPE); }
+CHILD_FUNCTION void RaiseSegv() { raise(SIGSEGV); }
+
+// Another process sends it while this thread waits.
+CHILD_FUNCTION void SentByAnotherProcess() {
+  const pid_t target = getpid();
+  const pid_t sender = fork();
+  if (sender == 0) {
+    kill(target, SIGBUS);
+    _exit(0);
+  }
+  int status = 0;
+  while (waitpid(sender, &status, 0) < 0) {
+  }
+}
+
+}  // namespace
+
+std::vector<Scenario> FaultScenarios() {
+  return {
+      SCENARIO(WriteToNull),
+      SCENARIO(ReadWildPointer),
+      SCENARIO(CallThroughNull),
+      SCENARIO(CallThroughGarbage),
+      SCENARIO(JumpIntoData),
+      SCENARIO(CallThroughNonCanonical),
+      SCENARIO(WriteToReadOnlyPage),
+      SCENARIO(ReadTruncatedMap),
+      SCENARIO(DivideByZero),
+      SCENARIO(IllegalInstruction),
+      SCENARIO(Breakpoint),
+      SCENARIO(ForbiddenSystemCall),
+      SCENARIO(Abort),
+      SCENARIO(RaisePipe),
+      SCENARIO(RaiseSegv),
+      SCENARIO(SentByAnotherProcess),
+  };
+}
+
+}  // namespace crash_test
