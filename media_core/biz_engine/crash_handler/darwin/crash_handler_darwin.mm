@@ -12,6 +12,7 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_turn.h"
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
+#include "media_core/biz_engine/crash_handler/machine/stack_walk.h"
 
 #define LOG_PROGRESS(...) PrintLog(kCrashLogInfo, "Crash_Handler", __FILE__, __LINE__, __VA_ARGS__)
 #define LOG_PROBLEM(...) PrintLog(kCrashLogError, "Crash_Handler", __FILE__, __LINE__, __VA_ARGS__)
@@ -85,8 +86,13 @@ SignalAction FindOldSignalHandler(int signo) {
   return nullptr;
 }
 
-// `backtrace` stands in the handlers themselves, so that the handler is frame 0, which the filter
-// passes over: a frame of this module in between could carry the filter's word.
+// Always inline, so that the handlers are frame 0, which the filter passes over: a frame of this
+// module in between could carry the filter's word.
+[[gnu::always_inline]] inline int CaptureFrames(void** frames) {
+  const auto count = static_cast<int>(machine::CaptureDamagedStack(frames, kMaxFrames));
+  return count != 0 ? count : backtrace(frames, kMaxFrames);
+}
+
 void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
   const ErrnoKeeper keep_errno;
   if (!BeginCrash(signo)) {
@@ -98,7 +104,7 @@ void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
   CallHost(Signal);
   @autoreleasepool {
     void* frames[kMaxFrames];
-    const int count = backtrace(frames, kMaxFrames);
+    const int count = CaptureFrames(frames);
     sFrameStrings[Signal] = backtrace_symbols(frames, count);
     NSMutableArray* symbols = SymbolArray(sFrameStrings[Signal], count);
     [CreateOruRTCCrashReport() reportCrashWithSignal:signo
@@ -214,7 +220,7 @@ void OruRTCTerminateCatchHandler() {
   LOG_PROGRESS("DarwinCrashHandler::terminate hanppend");
   CallHost(Terminate);
   void* frames[kMaxFrames];
-  const int count = backtrace(frames, kMaxFrames);
+  const int count = CaptureFrames(frames);
   char** symbols = backtrace_symbols(frames, count);
   sFrameStrings[Terminate] = symbols;
   if (IsRethrownException(symbols, count)) {
@@ -255,7 +261,7 @@ void OruRTCNewFailedCatchHandler() {
   CallHost(MemoryError);
   @autoreleasepool {
     void* frames[kMaxFrames];
-    const int count = backtrace(frames, kMaxFrames);
+    const int count = CaptureFrames(frames);
     sFrameStrings[MemoryError] = backtrace_symbols(frames, count);
     NSMutableArray* symbols = SymbolArray(sFrameStrings[MemoryError], count);
     [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];

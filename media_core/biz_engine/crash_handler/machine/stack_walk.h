@@ -41,6 +41,12 @@ void WalkFramePointers(const Registers& registers, MemoryReader read, CallChain*
 // Does what the first walk would otherwise do (mapping memory). Call it at installation.
 void PrepareStackWalk();
 
+// The calling function's own stack, itself first, where it is too damaged for `backtrace`: the way
+// leads through an address that is no code, or ends early. The system's function reads such
+// addresses and faults. Writes at most `room` addresses and returns how many; 0 when the stack is
+// sound (and always on macOS, whose `backtrace` stays within the stack).
+size_t CaptureDamagedStack(void** frames, size_t room);
+
 // Walks many stacks of one moment; what it read of code and unwind tables it remembers.
 class StackWalker {
  public:

@@ -1,8 +1,11 @@
+#include <ucontext.h>
+
 #include <cstring>
 #include <new>
 
 #include "media_core/biz_engine/crash_handler/machine/block_cache.h"
 #include "media_core/biz_engine/crash_handler/machine/image_table_linux.h"
+#include "media_core/biz_engine/crash_handler/machine/registers_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/stack_walk.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind_tables.h"
 
@@ -78,11 +81,16 @@ class Walk {
   bool Step() {
     if (!Advance()) return false;
     const uint64_t sp = registers_.value[kUnwindRegisterRsp];
+    // What a signal interrupted may have been a call through a null pointer.
+    if (ip() == 0 && !exact_) return false;
     // The way out of a stack goes up, except where a signal changed to another stack.
-    if (ip() == 0 || (!exact_ && sp <= last_sp_)) return false;
+    if (!exact_ && sp <= last_sp_) return Lost();
     last_sp_ = sp;
     return true;
   }
+
+  // Whether the tables told every step, and the last one ended at the outermost frame if it failed.
+  bool sound() const { return sound_; }
 
   uint64_t ip() const { return registers_.value[kUnwindRegisterRip]; }
 
@@ -92,8 +100,14 @@ class Walk {
     const uint64_t lookup = exact_ ? ip() : ip() - 1;
     const UnwindRow* row = Row(lookup);
     if (row == nullptr) return AdvanceWithoutTable();
+    if (row->IsOutermost()) return false;
     exact_ = row->signal_frame;
-    return ApplyUnwindRow({&ReadStack, state_}, *row, &registers_);
+    return ApplyUnwindRow({&ReadStack, state_}, *row, &registers_) || Lost();
+  }
+
+  bool Lost() {
+    sound_ = false;
+    return false;
   }
 
   // Null where the tables say nothing.
@@ -114,6 +128,7 @@ class Walk {
   bool AdvanceWithoutTable() {
     const bool interrupted = exact_;
     exact_ = false;
+    sound_ = false;
     const LoadedImage* image = state_->images.Find(ip());
     if (interrupted && (image == nullptr || !image->HoldsCode(ip()))) return AdvanceFromWildCall();
     return AdvanceByFramePointer();
@@ -153,6 +168,7 @@ class Walk {
   UnwindRegisters registers_;
   uint64_t last_sp_ = 0;
   bool exact_ = true;
+  bool sound_ = true;
 };
 
 // Fills the chain up to and without the outermost frame. False when there is no second frame.
@@ -171,18 +187,37 @@ bool WalkByTables(WalkerState* state, const Registers& registers, CallChain* cha
   return length > 1;
 }
 
+// Null when there is no memory.
+WalkerState* TakeState(ScratchMemory* memory) {
+  return sSpareState.Take(memory) ? new (memory->data()) WalkerState : nullptr;
+}
+
+void GiveStateBack(ScratchMemory* memory) {
+  if (memory->data() != nullptr) static_cast<WalkerState*>(memory->data())->~WalkerState();
+  sSpareState.GiveBack(memory);
+}
+
 }  // namespace
 
 void PrepareStackWalk() { PrepareImageTable(); }
 
-StackWalker::StackWalker() {
-  if (sSpareState.Take(&memory_)) new (memory_.data()) WalkerState;
+size_t CaptureDamagedStack(void** frames, size_t room) {
+  ucontext_t here;
+  ScratchMemory memory;
+  if (getcontext(&here) != 0) return 0;
+  WalkerState* state = TakeState(&memory);
+  if (state == nullptr) return 0;
+  Walk walk(state, RegistersOf(here));
+  size_t count = 0;
+  while (count < room && walk.Step()) frames[count++] = reinterpret_cast<void*>(walk.ip());
+  const bool sound = walk.sound();
+  GiveStateBack(&memory);
+  return sound ? 0 : count;
 }
 
-StackWalker::~StackWalker() {
-  if (memory_.data() != nullptr) static_cast<WalkerState*>(memory_.data())->~WalkerState();
-  sSpareState.GiveBack(&memory_);
-}
+StackWalker::StackWalker() { TakeState(&memory_); }
+
+StackWalker::~StackWalker() { GiveStateBack(&memory_); }
 
 void StackWalker::Walk(const Registers& registers, CallChain* chain) {
   auto* state = static_cast<WalkerState*>(memory_.data());

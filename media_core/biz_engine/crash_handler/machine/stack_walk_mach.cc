@@ -5,6 +5,8 @@ namespace CrashHandler::machine {
 
 void PrepareStackWalk() {}
 
+size_t CaptureDamagedStack(void** /*frames*/, size_t /*room*/) { return 0; }
+
 StackWalker::StackWalker() = default;
 
 StackWalker::~StackWalker() = default;

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 
+#include "media_core/biz_engine/crash_handler/machine/registers_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/threads.h"
 
 // How a capture works. Every thread gets one real-time signal that carries the capture's generation
@@ -75,28 +76,6 @@ void FutexWakeAll(std::atomic<uint32_t>* word) {
   syscall(SYS_futex, word, FUTEX_WAKE | FUTEX_PRIVATE_FLAG, INT_MAX, nullptr, nullptr, 0);
 }
 
-void CopyRegisters(const ucontext_t& context, Registers* out) {
-  const auto& from = context.uc_mcontext.gregs;
-  const auto get = [&from](int index) { return static_cast<uint64_t>(from[index]); };
-  out->rax = get(REG_RAX);
-  out->rbx = get(REG_RBX);
-  out->rcx = get(REG_RCX);
-  out->rdx = get(REG_RDX);
-  out->rdi = get(REG_RDI);
-  out->rsi = get(REG_RSI);
-  out->rbp = get(REG_RBP);
-  out->rsp = get(REG_RSP);
-  out->r8 = get(REG_R8);
-  out->r9 = get(REG_R9);
-  out->r10 = get(REG_R10);
-  out->r11 = get(REG_R11);
-  out->r12 = get(REG_R12);
-  out->r13 = get(REG_R13);
-  out->r14 = get(REG_R14);
-  out->r15 = get(REG_R15);
-  out->rip = get(REG_RIP);
-}
-
 void HoldThread(uint32_t generation) {
   const int64_t deadline = NowMs() + kHoldLimitMs;
   while (sHolding.load(std::memory_order_acquire) == generation && NowMs() < deadline) {
@@ -110,7 +89,7 @@ void Answer(uint32_t generation, uint32_t index, const ucontext_t& context) {
   Slot& slot = slots->at(index);
   uint64_t asked = State(generation, kAsked);
   if (!slot.state.compare_exchange_strong(asked, State(generation, kWriting))) return;
-  CopyRegisters(context, &slot.registers);
+  slot.registers = RegistersOf(context);
   slot.state.store(State(generation, kReady), std::memory_order_release);
   if (sAnswers.fetch_add(1) + 1 >= sExpected.load()) FutexWakeAll(&sAnswers);
   HoldThread(generation);
@@ -372,7 +351,7 @@ __attribute__((noinline)) void CaptureThreads(const ThreadNumber* numbers, size_
                                               ThreadVisitor visit, void* context) {
   ucontext_t here;
   Registers own = {};
-  if (getcontext(&here) == 0) CopyRegisters(here, &own);
+  if (getcontext(&here) == 0) own = RegistersOf(here);
   if (OnlySelf(numbers, count)) return VisitSelfOnly(numbers, count, own, visit, context);
   const ScopedCapturer capturer;
   Slots* slots = capturer.owned() ? SlotsFor(count) : nullptr;

@@ -231,10 +231,7 @@ bool ApplyRule(const ByteSource& source, const UnwindRule& rule, const UnwindReg
 
 bool ApplyUnwindRow(const ByteSource& source, const UnwindRow& row, UnwindRegisters* registers) {
   uint64_t frame = 0;
-  const UnwindRuleKind return_rule = row.rules[kUnwindRegisterRip].kind;
-  if (return_rule == UnwindRuleKind::kUndefined || return_rule == UnwindRuleKind::kSame)
-    return false;
-  if (!FrameAddress(source, row, *registers, &frame)) return false;
+  if (row.IsOutermost() || !FrameAddress(source, row, *registers, &frame)) return false;
   UnwindRegisters caller = *registers;
   caller.value[kUnwindRegisterRsp] = frame;
   for (size_t i = 0; i < kUnwindRegisterCount; ++i) {

@@ -49,6 +49,12 @@ struct UnwindRow {
   // The caller was interrupted by a signal: its instruction pointer is exact.
   bool signal_frame = false;
   UnwindRule rules[kUnwindRegisterCount];
+
+  // Nobody called.
+  bool IsOutermost() const {
+    const UnwindRuleKind kind = rules[kUnwindRegisterRip].kind;
+    return kind == UnwindRuleKind::kUndefined || kind == UnwindRuleKind::kSame;
+  }
 };
 
 // Finds the row for the instruction at `address`. `index` is where the image's .eh_frame_hdr lies
