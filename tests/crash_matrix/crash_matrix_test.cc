@@ -1,11 +1,11 @@
 // Every row of the crash matrix: once, or twenty times in long mode; the whole as a table.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <cstdlib>
 
 #include "tests/crash_matrix/matrix_rows.h"
 #include "tests/crash_matrix/matrix_run.h"
+#include "tests/crash_matrix/matrix_table.h"
 
 namespace crash_test {
 
@@ -17,11 +17,6 @@ namespace {
 constexpr int kLongRepetitions = 20;
 
 bool LongMode() { return getenv("ORU_TEST_LONG") != nullptr; }
-
-struct TableLine {
-  std::string name;
-  RowResult result;
-};
 
 std::vector<TableLine>& Table() {
   static auto* const table = new std::vector<TableLine>;
@@ -44,19 +39,7 @@ INSTANTIATE_TEST_SUITE_P(Rows, CrashMatrixTest, testing::ValuesIn(MatrixRows()),
 class TablePrinter : public testing::EmptyTestEventListener {
  public:
   void OnTestProgramEnd(const testing::UnitTest& /*all*/) override {
-    if (Table().size() < 2) return;
-    printf("\n%-58s %5s %6s %10s\n", "row", "runs", "wrong", "slowest");
-    int runs = 0;
-    int wrong = 0;
-    for (const TableLine& line : Table()) {
-      int bad = 0;
-      for (const auto& entry : line.result.wrong) bad += entry.second;
-      printf("%-58s %5d %6d %8.2f s\n", line.name.c_str(), line.result.repetitions, bad,
-             line.result.slowest_s);
-      runs += line.result.repetitions;
-      wrong += bad;
-    }
-    printf("%zu rows, %d processes, %d wrong\n", Table().size(), runs, wrong);
+    if (Table().size() > 1) PrintTable(Table());
   }
 };
 

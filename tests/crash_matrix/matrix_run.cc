@@ -43,6 +43,11 @@ std::vector<std::string> CrashedFrames(const CrashReportText& report) {
 std::string CheckReport(const Row& row, const std::string& text) {
   const CrashReportText report = oru_test::ParseCrashReport(text);
   if (!report.error.empty()) return "the report: " + report.error;
+  const auto* worker = report.FindThread("worker");
+  const bool on_worker = std::count(row.options.begin(), row.options.end(), "--worker") != 0;
+  if (on_worker && (worker == nullptr || static_cast<int>(worker->number) != report.crash_thread)) {
+    return "the crashed thread is not the worker";
+  }
   const auto frames = CrashedFrames(report);
   for (const std::string& word : row.frames) {
     if (!CrashReportText::AnyContains(frames, word)) return "no frame " + word;
@@ -84,6 +89,18 @@ std::string RunOnce(const Row& row, int deadline_ms, double* wall_s) {
 
 }  // namespace
 
+int RowResult::Wrong() const {
+  int sum = 0;
+  for (const auto& entry : wrong) sum += entry.second;
+  return sum;
+}
+
+void RowResult::Add(const RowResult& other) {
+  repetitions += other.repetitions;
+  for (const auto& [what, count] : other.wrong) wrong[what] += count;
+  slowest_s = std::max(slowest_s, other.slowest_s);
+}
+
 RowResult RunRow(const Row& row, int repetitions, bool real_deadline) {
   const bool waits = (row.traits & kWaitsForDeadline) != 0;
   const int deadline_ms = waits && !real_deadline ? kShortDeadlineMs : kRealDeadlineMs;
@@ -98,8 +115,7 @@ RowResult RunRow(const Row& row, int repetitions, bool real_deadline) {
         double wall_s = 0;
         const std::string error = RunOnce(row, deadline_ms, &wall_s);
         const std::lock_guard<std::mutex> lock(mutex);
-        ++total.repetitions;
-        total.slowest_s = std::max(total.slowest_s, wall_s);
+        total.Add({1, {}, wall_s});
         if (!error.empty()) ++total.wrong[error];
       }
     });

@@ -18,7 +18,9 @@ struct RowResult {
   std::map<std::string, int> wrong;
   double slowest_s = 0;
 
-  bool Good() const { return repetitions > 0 && wrong.empty(); }
+  // How many runs were wrong.
+  int Wrong() const;
+  void Add(const RowResult& other);
 };
 
 // Runs the row that often, several processes at a time. With `real_deadline` the bound on time is

@@ -11,7 +11,7 @@ ROOT = os.path.abspath(sys.argv[1])
 SCRIPTS = sorted(os.listdir(os.path.join(ROOT, "scripts")))
 # Options that take a value.
 VALUED = {"bench": ["--compare", "--out", "--only"], "coverage": ["--below"],
-          "crash-soak": ["--minutes", "--seed", "--preset"], "fuzz": ["--seconds"], "test": ["--only"]}
+          "crash-matrix": ["--random", "--seed", "--preset"], "crash-soak": ["--minutes", "--seed", "--preset"], "fuzz": ["--seconds"], "test": ["--only"]}
 
 
 def run(script, *arguments):
