@@ -100,6 +100,38 @@ TEST(CrashReportFileTest, NoRoomLeavesTheOldFileAndNoTemporaryOne) {
   EXPECT_EQ(oru_test::ReadFile(dir.Join("f")), "old");
 }
 
+int sLimitSignals = 0;
+
+TEST(CrashReportFileTest, LimitOfFileSizesRaisesNoSignal) {
+  const TempDir dir;
+  const auto result = oru_test::RunInFork([&dir] {
+    signal(SIGXFSZ, [](int) { ++sLimitSignals; });
+    const rlimit limit{1000, 1000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    const bool replaced = Replace(dir.Join("f"), std::string(5000, 'x'));
+    raise(SIGXFSZ);
+    return replaced || sLimitSignals != 1 ? 1 : 0;
+  });
+  EXPECT_EQ(result.Ending(), "exit 0");
+  EXPECT_TRUE(oru_test::ListDir(dir.path()).empty());
+}
+
+TEST(CrashReportFileTest, SignalThatWasBlockedAndPendingStaysSo) {
+  const TempDir dir;
+  const auto result = oru_test::RunInFork([&dir] {
+    sigset_t only;
+    sigemptyset(&only);
+    sigaddset(&only, SIGXFSZ);
+    sigprocmask(SIG_BLOCK, &only, nullptr);
+    raise(SIGXFSZ);
+    const bool replaced = Replace(dir.Join("f"), "b");
+    sigset_t pending;
+    sigpending(&pending);
+    return replaced && sigismember(&pending, SIGXFSZ) == 1 ? 0 : 1;
+  });
+  EXPECT_EQ(result.Ending(), "exit 0");
+}
+
 TEST(CrashReportFileTest, TemporaryFileOfAnEarlierProcessIsLeftAlone) {
   const TempDir dir;
   const std::string taken = "report." + std::to_string(getpid()) + ".0.tmp";

@@ -1,6 +1,7 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_file.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <stdio.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -36,7 +37,37 @@ int CreateBeside(const char* path, char* name, size_t room) {
   return -1;
 }
 
+// A write beyond the process's limit of file sizes raises SIGXFSZ, which would end the process in
+// the place of the crash's own signal, or call the host. Within the scope it fails, as on a full
+// disk.
+class FileSizeSignalBlock {
+ public:
+  FileSizeSignalBlock() : pending_before_(IsPending()) {
+    sigemptyset(&only_);
+    sigaddset(&only_, SIGXFSZ);
+    pthread_sigmask(SIG_BLOCK, &only_, &mask_);
+  }
+  ~FileSizeSignalBlock() {
+    int signo = 0;
+    if (!pending_before_ && IsPending()) sigwait(&only_, &signo);
+    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
+  }
+  FileSizeSignalBlock(const FileSizeSignalBlock&) = delete;
+  FileSizeSignalBlock& operator=(const FileSizeSignalBlock&) = delete;
+
+ private:
+  static bool IsPending() {
+    sigset_t pending;
+    return sigpending(&pending) == 0 && sigismember(&pending, SIGXFSZ) == 1;
+  }
+
+  const bool pending_before_;
+  sigset_t only_;
+  sigset_t mask_;
+};
+
 bool WriteAll(int fd, const char* bytes, size_t count) {
+  const FileSizeSignalBlock block;
   while (count > 0) {
     const ssize_t written = write(fd, bytes, count);
     if (written < 0 && errno == EINTR) continue;

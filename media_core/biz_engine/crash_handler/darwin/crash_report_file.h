@@ -14,9 +14,9 @@ bool CreateDirectories(const char* path);
 
 // Makes `path` a file with these bytes, replacing a file of that name: the bytes go to a temporary
 // file beside it ("report.PID.N.tmp"), which is then renamed, so that a reader finds the whole
-// report or none. On
-// failure nothing is left and false is returned; nothing is logged. The file gets the permissions
-// that an ordinary new file gets. May run in a signal handler.
+// report or none. On failure, the limit of file sizes included, nothing is left and false
+// is returned; nothing is logged and no signal is raised. The file gets the permissions that an
+// ordinary new file gets. May run in a signal handler.
 bool ReplaceFile(const char* path, const void* bytes, size_t count);
 
 }  // namespace CrashHandler
