@@ -1,8 +1,10 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_turn.h"
 
 #include <time.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <cstdint>
 
 #include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
 #include "media_core/biz_engine/crash_handler/machine/threads.h"
@@ -16,8 +18,10 @@ constexpr int kGraceMs = 100;
 constexpr int kRefusalPauseMs = 100;
 constexpr int kMaxRefusals = 10;
 
-// The number of the thread that has the turn; 0 when nobody has.
-std::atomic<machine::ThreadNumber> sTurn{0};
+// The process and the number of the thread that has the turn; 0 when nobody has. A forked child
+// gets a copy that names a thread it does not have.
+std::atomic<uint64_t> sTurn{0};
+static_assert(sizeof(machine::ThreadNumber) == 4 && sizeof(pid_t) == 4, "both fit into one word");
 std::atomic<int> sRefusedAllocations{0};
 
 void Pause(int milliseconds) {
@@ -31,9 +35,14 @@ int64_t NowMs() {
   return int64_t{now.tv_sec} * 1000 + now.tv_nsec / 1000000;
 }
 
+uint64_t TurnOf(machine::ThreadNumber thread) {
+  return static_cast<uint64_t>(static_cast<uint32_t>(getpid())) << 32 | thread;
+}
+
 bool AnotherThreadHasTurn() {
-  const machine::ThreadNumber owner = sTurn.load(std::memory_order_acquire);
-  return owner != 0 && owner != machine::CurrentThreadNumber();
+  const uint64_t turn = sTurn.load(std::memory_order_acquire);
+  const uint64_t own = TurnOf(machine::CurrentThreadNumber());
+  return turn != own && turn >> 32 == own >> 32;
 }
 
 // False when the other thread still has the turn at the end of the time.
@@ -63,8 +72,8 @@ void SetDefaultAction(int signo) {
 }  // namespace
 
 bool TakeCrashTurn(int signo) {
-  machine::ThreadNumber nobody = 0;
-  if (!sTurn.compare_exchange_strong(nobody, machine::CurrentThreadNumber(),
+  uint64_t nobody = 0;
+  if (!sTurn.compare_exchange_strong(nobody, TurnOf(machine::CurrentThreadNumber()),
                                      std::memory_order_acq_rel)) {
     return false;
   }

@@ -3,7 +3,8 @@
 // A crash takes the turn, and with it a deadline (machine/crash_deadline.h). Crashes that come
 // while the turn is taken, or after a crash was handled, are only logged by their handlers.
 // Returning from such a handler must neither repeat a hardware fault for ever nor end the process
-// under the feet of the thread that still writes the report; LeaveToEarlierCrash sees to both.
+// under the feet of the thread that still writes the report; LeaveToEarlierCrash sees to both. A
+// child that was forked meanwhile has no such thread: nothing there waits for it.
 //
 // Everything here may run in a signal handler.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_TURN_H_
