@@ -4,6 +4,8 @@
 
 #include <algorithm>
 
+#include "tests/crash_matrix/matrix_row_groups.h"
+
 namespace crash_test {
 namespace {
 
@@ -50,10 +52,27 @@ std::vector<Row> FaultRows() {
 }
 
 std::vector<Row> ThreadRows() {
+  Row raised{"SignalRaisedDuringAnotherThreadsReport", "SecondThreadRaises", BySignal(SIGSEGV)};
+  raised.said = {"raised and went on"};
   return {
       {"TwentyThreadsTogether", "TwentyThreadsFault", BySignal(SIGSEGV)},
+      {"TwentyThreadsBesideAHundredWaiting", "TwentyThreadsFaultBesideAHundredWaiting",
+       BySignal(SIGSEGV)},
+      {"TwentyThreadsAndTheCallbackNeverReturns",
+       "TwentyThreadsFaultAndTheCallbackHangs",
+       BySignal(SIGSEGV),
+       0,
+       {},
+       {},
+       kWaitsForDeadline},
       {"FaultDuringAnotherThreadsReport", "SecondThreadFaults", BySignal(SIGSEGV)},
       {"AbortDuringAnotherThreadsReport", "SecondThreadAborts", BySignal(SIGSEGV)},
+      raised,
+      {"FaultBesideTwoHundredWaitingThreads",
+       "FaultBesideTwoHundredWaitingThreads",
+       BySignal(SIGSEGV),
+       1,
+       {"WriteToNull"}},
   };
 }
 
@@ -63,15 +82,28 @@ std::vector<Row> CallbackRows() {
       {"CallbackFaultsOtherwise", "CallbackFaultsOtherwise", BySignal(SIGFPE), 0},
       {"CallbackAborts", "CallbackAborts", BySignal(SIGABRT), 0},
       {"CallbackCallsTheFacade", "CallbackUsesTheFacade", BySignal(SIGSEGV)},
-      {"CallbackNeverReturns",
-       "CallbackNeverReturns",
-       BySignal(SIGSEGV),
-       0,
-       {},
-       {},
-       kWaitsForDeadline},
+      // It faults while it logs that it was refused, too, with the signal blocked.
       {"LogSinkFaults", "SinkFaults", BySignal(SIGFPE), 0},
-      {"LogSinkNeverReturns", "SinkHangs", BySignal(SIGSEGV), 0, {}, {}, kWaitsForDeadline},
+  };
+}
+
+Row HangRow(const char* name, const char* scenario, Ending ending) {
+  return {name, scenario, ending, 0, {}, {}, kWaitsForDeadline};
+}
+
+std::vector<Row> HangRows() {
+  return {
+      HangRow("CallbackNeverReturns", "CallbackNeverReturns", BySignal(SIGSEGV)),
+      HangRow("CallbackSpins", "CallbackSpins", BySignal(SIGFPE)),
+      // Nothing else ends a process of one thread that blocks the timer's signal.
+      HangRow("CallbackBlocksSignalsAndHangs", "CallbackBlocksSignalsAndHangs", BySignal(SIGKILL)),
+      HangRow("CallbackBlocksSignalsBesideAnotherThread",
+              "CallbackBlocksSignalsBesideAnotherThread", BySignal(SIGSEGV)),
+      HangRow("CallbackHangsWhileAThreadAwaitsSignals", "CallbackHangsWhileAThreadAwaitsSignals",
+              BySignal(SIGSEGV)),
+      HangRow("CallbackHangsInAThreadThatBlocksSignals", "AbortWithAllSignalsBlocked",
+              BySignal(SIGABRT)),
+      HangRow("LogSinkNeverReturns", "SinkHangs", BySignal(SIGSEGV)),
   };
 }
 
@@ -85,7 +117,8 @@ bool RunsHere(const Row& row) {
 
 std::vector<Row> AllRows() {
   std::vector<Row> rows;
-  for (const auto& group : {FaultRows(), ThreadRows(), CallbackRows()}) {
+  for (const auto& group : {FaultRows(), ThreadRows(), CallbackRows(), HangRows(), HandlerRows(),
+                            LifeCycleRows(), ProcessRows(), PlaceRows(), NameRows()}) {
     std::copy_if(group.begin(), group.end(), std::back_inserter(rows), RunsHere);
   }
   return rows;

@@ -16,7 +16,22 @@ constexpr Ending BySignal(int signal) { return {signal, -1}; }
 constexpr Ending ByExit(int status) { return {0, status}; }
 
 // What stands where the dump directory should be.
-enum class Place { kReady, kMissing, kMissingTwoLevels, kFile };
+enum class Place {
+  kReady,
+  kMissing,
+  kMissingTwoLevels,
+  kFile,
+  // A directory without the permission to write.
+  kReadOnly,
+  kLinkToDirectory,
+  kDanglingLink,
+  // A directory with a file where the SDK version's should be.
+  kVersionIsFile,
+  // "dumps", below the working directory, which is the home.
+  kRelative,
+  // Below a file system that lets nobody make a directory.
+  kImpossible,
+};
 
 enum Trait : unsigned {
   kOrdinary = 0,
@@ -38,6 +53,12 @@ struct Row {
   std::vector<std::string> options = {};
   unsigned traits = kOrdinary;
   Place place = Place::kMissing;
+  // What a report's path below the home starts with.
+  std::string path = {};
+  // Each must be in a report's text.
+  std::vector<std::string> texts = {};
+  // Each must be one line of standard error, once.
+  std::vector<std::string> said = {};
 };
 
 // All rows of this build, in the table's order.

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <thread>
 
+#include "tests/crash_matrix/matrix_place.h"
 #include "tests/crash_matrix/scenario_process.h"
 #include "tests/support/crash_report_parser.h"
 #include "tests/support/files.h"
@@ -15,21 +16,14 @@ namespace {
 using oru_test::ChildResult;
 using oru_test::CrashReportText;
 using oru_test::TempDir;
+using Texts = std::vector<std::string>;
 
 // Processes that only wait for their end leave the processor to others.
 constexpr int kWaitingAtOnce = 10;
+constexpr size_t kMaxWordInMessage = 200;
 
 bool EndsWith(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-void PreparePlace(Place place, const std::string& dump_dir) {
-  if (place == Place::kReady) oru_test::MakeDirs(dump_dir);
-  if (place == Place::kFile) oru_test::WriteFile(dump_dir, "in its place");
-}
-
-std::string DumpDir(Place place, const TempDir& home) {
-  return home.Join(place == Place::kMissingTwoLevels ? "missing/dumps" : "dumps");
 }
 
 // The frames of the crashed thread: its own section, and its block among all threads.
@@ -38,6 +32,13 @@ std::vector<std::string> CrashedFrames(const CrashReportText& report) {
   const auto* block = report.FindThread(static_cast<uint32_t>(report.crash_thread));
   if (block != nullptr) frames.insert(frames.end(), block->frames.begin(), block->frames.end());
   return frames;
+}
+
+// The one of `words` that is missing; empty when none is.
+template <typename Has>
+std::string Missing(const std::vector<std::string>& words, Has has) {
+  const auto missing = std::find_if_not(words.begin(), words.end(), has);
+  return missing == words.end() ? "" : missing->substr(0, kMaxWordInMessage);
 }
 
 std::string CheckReport(const Row& row, const std::string& text) {
@@ -49,23 +50,35 @@ std::string CheckReport(const Row& row, const std::string& text) {
     return "the crashed thread is not the worker";
   }
   const auto frames = CrashedFrames(report);
-  for (const std::string& word : row.frames) {
-    if (!CrashReportText::AnyContains(frames, word)) return "no frame " + word;
-  }
-  return "";
+  const std::string frame = Missing(row.frames, [&frames](const std::string& word) {
+    return CrashReportText::AnyContains(frames, word);
+  });
+  if (!frame.empty()) return "no frame " + frame;
+  const std::string part = Missing(
+      row.texts, [&text](const std::string& word) { return text.find(word) != std::string::npos; });
+  return part.empty() ? "" : "not in the report: " + part;
 }
 
-// All files under the home, where every place but the row's own is new.
-std::string CheckFiles(const Row& row, const TempDir& home) {
+// All files under the home; those of `before` are none of the process's.
+std::string CheckFiles(const Row& row, const TempDir& home, const Texts& before) {
   int reports = 0;
   for (const std::string& name : oru_test::ListFilesRecursively(home.path())) {
-    if (row.place == Place::kFile && name == "dumps") continue;
+    if (std::find(before.begin(), before.end(), name) != before.end()) continue;
     if (!EndsWith(name, ".log")) return "left behind: " + name;
+    if (name.rfind(row.path, 0) != 0) return "the report's path: " + name;
     ++reports;
     const std::string error = CheckReport(row, oru_test::ReadFile(home.Join(name)));
     if (!error.empty()) return error;
   }
   return reports == row.reports ? "" : std::to_string(reports) + " reports";
+}
+
+std::string CheckOutput(const Row& row, const ChildResult& result) {
+  const Texts lines = oru_test::SplitLines(result.err);
+  const std::string line = Missing(row.said, [&lines](const std::string& expected) {
+    return std::count(lines.begin(), lines.end(), expected) == 1;
+  });
+  return line.empty() ? "" : "not said once: " + line;
 }
 
 std::string CheckEnding(const Row& row, const ChildResult& result) {
@@ -78,13 +91,14 @@ std::string CheckEnding(const Row& row, const ChildResult& result) {
 // What is wrong with one process; empty when nothing is.
 std::string RunOnce(const Row& row, int deadline_ms, double* wall_s) {
   const TempDir home;
-  const std::string dump_dir = DumpDir(row.place, home);
-  PreparePlace(row.place, dump_dir);
-  const ChildResult result =
-      RunScenario(row.scenario, home.path(), dump_dir, deadline_ms, row.options);
+  if (!PreparePlace(row.place, home.path())) return "the place cannot be made";
+  const Texts before = oru_test::ListFilesRecursively(home.path());
+  const ChildResult result = RunScenario(row.scenario, home.path(), DumpDir(row.place, home.path()),
+                                         deadline_ms, row.options);
   *wall_s = result.wall_s;
-  const std::string error = CheckEnding(row, result);
-  return error.empty() ? CheckFiles(row, home) : error;
+  std::string error = CheckEnding(row, result);
+  if (error.empty()) error = CheckFiles(row, home, before);
+  return error.empty() ? CheckOutput(row, result) : error;
 }
 
 }  // namespace

@@ -32,6 +32,8 @@ std::vector<Scenario> AllocationScenarios();
 std::vector<Scenario> CallbackScenarios();
 std::vector<Scenario> FaultScenarios();
 std::vector<Scenario> HandlerScenarios();
+std::vector<Scenario> LifeCycleScenarios();
+std::vector<Scenario> PlaceScenarios();
 std::vector<Scenario> ProcessScenarios();
 std::vector<Scenario> StackScenarios();
 std::vector<Scenario> ThreadScenarios();
@@ -47,6 +49,10 @@ void DivideByZero();
 void SleepForEver();
 void SleepMs(int milliseconds);
 void BlockAllSignals();
+// A line on standard error; may be called in a signal handler.
+void Say(const char* line);
+// Ends the process with kScenarioFailed unless `done`.
+void Require(bool done);
 
 }  // namespace crash_test
 

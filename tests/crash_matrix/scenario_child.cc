@@ -2,11 +2,21 @@
 //
 //   crash_scenario_child SCENARIO DUMP_DIR DEADLINE_MS [OPTION...]
 //
-//   --worker           on a thread of its own, named "worker"
-//   --alternate-stack  the thread has an alternate stack
-//   --app-id TEXT      instead of "A"
-//   --default-dir      no dump directory is set
-//   --outside-sdk      without the filter's word on the stack
+//   --worker               on a thread of its own, named "worker"
+//   --alternate-stack      the thread has an alternate stack
+//   --app-id TEXT          instead of "A"
+//   --session-id TEXT      instead of "S"
+//   --sdk-version TEXT     instead of "1.0"
+//   --extra-info TEXT      instead of none
+//   --extra-info-size N    N times the letter "i"
+//   --dump-dir TEXT        instead of DUMP_DIR
+//   --default-dir          no dump directory is set
+//   --home TEXT            another HOME
+//   --no-home              without HOME
+//   --outside-sdk          without the filter's word on the stack
+//   --without-handler      nothing is installed
+//
+// In a TEXT, "\xNN" is a byte: arguments that are not UTF-8 are too much for Foundation.
 //
 // The module's log lines go to standard error.
 #include <pthread.h>
@@ -18,6 +28,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 
 #include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
 #include "tests/crash_matrix/scenario.h"
@@ -29,23 +40,67 @@ struct Options {
   bool worker = false;
   bool alternate_stack = false;
   bool default_dir = false;
+  bool no_home = false;
   bool outside_sdk = false;
+  bool without_handler = false;
   const char* app_id = "A";
+  const char* session_id = "S";
+  const char* sdk_version = "1.0";
+  const char* extra_info = nullptr;
+  const char* extra_info_size = nullptr;
+  const char* home = nullptr;
+  const char* dump_dir = nullptr;
 };
+
+bool* FindSwitch(const std::string& name, Options* options) {
+  const std::pair<const char*, bool*> switches[] = {
+      {"--worker", &options->worker},           {"--alternate-stack", &options->alternate_stack},
+      {"--default-dir", &options->default_dir}, {"--no-home", &options->no_home},
+      {"--outside-sdk", &options->outside_sdk}, {"--without-handler", &options->without_handler},
+  };
+  for (const auto& [known, place] : switches) {
+    if (name == known) return place;
+  }
+  return nullptr;
+}
+
+const char** FindText(const std::string& name, Options* options) {
+  const std::pair<const char*, const char**> texts[] = {
+      {"--app-id", &options->app_id},
+      {"--session-id", &options->session_id},
+      {"--sdk-version", &options->sdk_version},
+      {"--extra-info", &options->extra_info},
+      {"--extra-info-size", &options->extra_info_size},
+      {"--home", &options->home},
+      {"--dump-dir", &options->dump_dir},
+  };
+  for (const auto& [known, place] : texts) {
+    if (name == known) return place;
+  }
+  return nullptr;
+}
+
+// In place.
+char* Unescape(char* text) {
+  char* out = text;
+  for (const char* in = text; *in != '\0'; ++out) {
+    const bool byte = in[0] == '\\' && in[1] == 'x' && in[2] != '\0' && in[3] != '\0';
+    const char digits[] = {byte ? in[2] : '\0', byte ? in[3] : '\0', '\0'};
+    *out = byte ? static_cast<char>(strtoul(digits, nullptr, 16)) : *in;
+    in += byte ? 4 : 1;
+  }
+  *out = '\0';
+  return text;
+}
 
 bool ParseOptions(char** argument, Options* options) {
   for (; *argument != nullptr; ++argument) {
-    const std::string name = *argument;
-    if (name == "--worker") {
-      options->worker = true;
-    } else if (name == "--alternate-stack") {
-      options->alternate_stack = true;
-    } else if (name == "--default-dir") {
-      options->default_dir = true;
-    } else if (name == "--outside-sdk") {
-      options->outside_sdk = true;
-    } else if (name == "--app-id" && argument[1] != nullptr) {
-      options->app_id = *++argument;
+    bool* const set = FindSwitch(*argument, options);
+    const char** const text = FindText(*argument, options);
+    if (set != nullptr) {
+      *set = true;
+    } else if (text != nullptr && argument[1] != nullptr) {
+      *text = Unescape(*++argument);
     } else {
       return false;
     }
@@ -60,9 +115,22 @@ void Sink(CrashHandler::CrashHandlerLogLevel level, const char* /*tag*/, const c
   if (write(STDERR_FILENO, text, static_cast<size_t>(length)) < 0) _exit(99);
 }
 
-void Install(const char* dump_dir, const Options& options) {
-  if (!options.default_dir) Handler()->SetCrashDumpDirPath(dump_dir);
-  CrashHandler::CrashTraceInfo info{options.app_id, "S", "1.0", nullptr};
+void ChangeHome(const Options& options) {
+  if (options.home != nullptr) setenv("HOME", options.home, 1);
+  if (options.no_home) unsetenv("HOME");
+}
+
+// Longer than an argument may be.
+std::string ExtraInfo(const Options& options) {
+  if (options.extra_info_size == nullptr) return "";
+  return std::string(strtoul(options.extra_info_size, nullptr, 10), 'i');
+}
+
+void Install(const Options& options) {
+  if (!options.default_dir) Handler()->SetCrashDumpDirPath(options.dump_dir);
+  const std::string many = ExtraInfo(options);
+  CrashHandler::CrashTraceInfo info{options.app_id, options.session_id, options.sdk_version,
+                                    many.empty() ? options.extra_info : many.c_str()};
   Handler()->SetTraceInfo(info);
   Handler()->SetDebugLogSinkCallback(Sink);
   Handler()->InstallCrashHandler();
@@ -96,9 +164,9 @@ int RunOnWorker(const Scenario& scenario, const Options& options) {
 
 const Scenario* FindScenario(const char* name) {
   static std::vector<Scenario> all;
-  for (const auto& list :
-       {AllocationScenarios(), CallbackScenarios(), FaultScenarios(), HandlerScenarios(),
-        ProcessScenarios(), StackScenarios(), ThreadScenarios()}) {
+  for (const auto& list : {AllocationScenarios(), CallbackScenarios(), FaultScenarios(),
+                           HandlerScenarios(), LifeCycleScenarios(), PlaceScenarios(),
+                           ProcessScenarios(), StackScenarios(), ThreadScenarios()}) {
     all.insert(all.end(), list.begin(), list.end());
   }
   for (const Scenario& scenario : all) {
@@ -115,7 +183,9 @@ int Main(int argc, char** argv) {
     return 2;
   }
   CrashHandler::machine::SetCrashDeadlineForTesting(atoi(argv[3]));
-  Install(argv[2], options);
+  if (options.dump_dir == nullptr) options.dump_dir = argv[2];
+  ChangeHome(options);
+  if (!options.without_handler) Install(options);
   return options.worker ? RunOnWorker(*scenario, options) : RunHere(*scenario, options);
 }
 

@@ -1,5 +1,7 @@
 #include "tests/crash_matrix/scenario_process.h"
 
+#include <unistd.h>
+
 namespace crash_test {
 
 oru_test::ChildResult RunScenario(const std::string& scenario, const std::string& home,
@@ -7,6 +9,10 @@ oru_test::ChildResult RunScenario(const std::string& scenario, const std::string
                                   const std::vector<std::string>& options) {
   oru_test::ChildOptions child;
   child.env["HOME"] = home;
+  // What it leaves in its working directory is found, too.
+  child.cwd = home;
+  // Only the standard streams are open, whoever runs the test.
+  child.before = [] { closefrom(STDERR_FILENO + 1); };
   // The test's signals are the program's own; a sanitizer leaves them and the stacks alone.
   child.env["ASAN_OPTIONS"] =
       "handle_segv=0:handle_abort=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:"

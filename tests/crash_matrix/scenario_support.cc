@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstring>
 
 #include "tests/crash_matrix/scenario.h"
 
@@ -33,6 +34,16 @@ void BlockAllSignals() {
   sigset_t all;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, nullptr);
+}
+
+void Say(const char* line) {
+  if (write(STDERR_FILENO, line, strlen(line)) < 0 || write(STDERR_FILENO, "\n", 1) < 0) {
+    _exit(kScenarioFailed);
+  }
+}
+
+void Require(bool done) {
+  if (!done) _exit(kScenarioFailed);
 }
 
 }  // namespace crash_test

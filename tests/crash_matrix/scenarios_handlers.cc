@@ -1,57 +1,223 @@
-// Handlers that were there before, and handlers that are gone.
+// Signal handlers that were there before the module's, and handlers that came later.
+#include <dirent.h>
 #include <setjmp.h>
 #include <signal.h>
 #include <unistd.h>
+
+#include <cstring>
+#include <string>
 
 #include "tests/crash_matrix/scenario.h"
 
 namespace crash_test {
 namespace {
 
-sigjmp_buf sJump;
+using InfoAction = void (*)(int, siginfo_t*, void*);
 
-void InstallPredecessor(void (*action)(int, siginfo_t*, void*)) {
+sigjmp_buf sJump;
+// What a later handler found.
+struct sigaction sFound;
+
+struct sigaction Plain(void (*action)(int)) {
+  struct sigaction result = {};
+  result.sa_handler = action;
+  return result;
+}
+
+struct sigaction WithInfo(InfoAction action, unsigned flags = 0) {
+  struct sigaction result = {};
+  result.sa_sigaction = action;
+  result.sa_flags = static_cast<int>(SA_SIGINFO | flags);
+  return result;
+}
+
+void InstallPredecessor(const struct sigaction& predecessor, int signo = SIGSEGV) {
   Handler()->UnInstallCrashHandler();
-  struct sigaction old = {};
-  old.sa_sigaction = action;
-  old.sa_flags = SA_SIGINFO;
-  sigaction(SIGSEGV, &old, nullptr);
+  Require(sigaction(signo, &predecessor, nullptr) == 0);
   Handler()->InstallCrashHandler();
 }
 
+int CountReports() {
+  const std::string folder = std::string(Handler()->GetCrashDumpDirPath()) + "/1.0";
+  DIR* const stream = opendir(folder.c_str());
+  if (stream == nullptr) return 0;
+  int count = 0;
+  while (const dirent* entry = readdir(stream)) {
+    count += strstr(entry->d_name, ".log") != nullptr ? 1 : 0;
+  }
+  closedir(stream);
+  return count;
+}
+
+bool IsBlocked(int signo) {
+  sigset_t mask;
+  pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+  return sigismember(&mask, signo) == 1;
+}
+
+// Nobody handles the deadline's signal any more.
+bool DeadlineIsOver() {
+  for (int signo = SIGRTMIN; signo <= SIGRTMAX; ++signo) {
+    struct sigaction action = {};
+    if (sigaction(signo, nullptr, &action) == 0 && action.sa_handler != SIG_DFL) return false;
+  }
+  return true;
+}
+
+// What the row counts: one line a call.
+void Tell(int signo, siginfo_t* info, void* context) {
+  const bool as_the_kernel_would =
+      info != nullptr && info->si_signo == signo && context != nullptr && IsBlocked(signo);
+  Require(as_the_kernel_would && DeadlineIsOver() && CountReports() == 1);
+  Say("predecessor after the report");
+}
+
+void MustNotBeCalled(int /*signo*/) { _exit(kScenarioFailed); }
+
+void PredecessorIsTheDefault() {
+  struct sigaction action = Plain(SIG_DFL);
+  action.sa_flags = SA_SIGINFO;
+  InstallPredecessor(action);
+  WriteToNull();
+}
+
+void PredecessorIgnores() {
+  InstallPredecessor(Plain(SIG_IGN));
+  WriteToNull();
+}
+
+void PredecessorIgnoresWithInfo() {
+  struct sigaction action = Plain(SIG_IGN);
+  action.sa_flags = SA_SIGINFO;
+  InstallPredecessor(action);
+  WriteToNull();
+}
+
+CHILD_FUNCTION void PredecessorIgnoresSigpipe() {
+  InstallPredecessor(Plain(SIG_IGN), SIGPIPE);
+  raise(SIGPIPE);
+}
+
+CHILD_FUNCTION void PredecessorIgnoresSigpipeTwice() {
+  PredecessorIgnoresSigpipe();
+  raise(SIGPIPE);
+}
+
+void PredecessorIsPlain() {
+  InstallPredecessor(Plain(MustNotBeCalled));
+  WriteToNull();
+}
+
+void PredecessorOfAnotherSignal() {
+  InstallPredecessor(WithInfo([](int, siginfo_t*, void*) { _exit(kScenarioFailed); }), SIGFPE);
+  WriteToNull();
+}
+
+void PredecessorReturns() {
+  InstallPredecessor(WithInfo(Tell));
+  WriteToNull();
+}
+
+CHILD_FUNCTION void PredecessorOfARaisedSignalReturns() {
+  InstallPredecessor(WithInfo(Tell), SIGPIPE);
+  raise(SIGPIPE);
+}
+
+void PredecessorIsForOneCall() {
+  InstallPredecessor(WithInfo(Tell, SA_RESETHAND | SA_ONSTACK));
+  WriteToNull();
+}
+
+void PredecessorIsNotDeferred() {
+  InstallPredecessor(WithInfo(Tell, SA_NODEFER | SA_RESTART));
+  WriteToNull();
+}
+
+// It would have been called again and again without the module.
+void PredecessorFaults() {
+  InstallPredecessor(WithInfo(
+      [](int signo, siginfo_t* info, void* context) {
+        Tell(signo, info, context);
+        WriteToNull();
+      },
+      SA_NODEFER));
+  WriteToNull();
+}
+
+void PredecessorFaultsOtherwise() {
+  InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
+    Tell(signo, info, context);
+    DivideByZero();
+  }));
+  WriteToNull();
+}
+
+// As many a handler ends: by the default action and the signal once more.
+void PredecessorRaisesAgain() {
+  InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
+    Tell(signo, info, context);
+    signal(signo, SIG_DFL);
+    raise(signo);
+  }));
+  WriteToNull();
+}
+
 void PredecessorJumpsOut() {
-  InstallPredecessor([](int, siginfo_t*, void*) { siglongjmp(sJump, 1); });
+  InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
+    Tell(signo, info, context);
+    siglongjmp(sJump, 1);
+  }));
   if (sigsetjmp(sJump, 1) == 0) WriteToNull();
-  SleepMs(700);
   _exit(5);
 }
 
 void PredecessorJumpsOutAndAnotherFaultFollows() {
-  InstallPredecessor([](int, siginfo_t*, void*) { siglongjmp(sJump, 1); });
+  InstallPredecessor(WithInfo([](int, siginfo_t*, void*) { siglongjmp(sJump, 1); }));
   if (sigsetjmp(sJump, 1) == 0) WriteToNull();
   WriteToNull();
 }
 
 void PredecessorExits() {
-  InstallPredecessor([](int, siginfo_t*, void*) { _exit(6); });
+  InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
+    Tell(signo, info, context);
+    _exit(6);
+  }));
   WriteToNull();
 }
 
-void PredecessorTakesItsTime() {
-  InstallPredecessor([](int, siginfo_t*, void*) {
-    SleepMs(700);
-    _exit(7);
+void InstallSuccessor(InfoAction action) {
+  const struct sigaction successor = WithInfo(action);
+  Require(sigaction(SIGSEGV, &successor, &sFound) == 0);
+}
+
+void SuccessorChains() {
+  InstallSuccessor([](int signo, siginfo_t* info, void* context) {
+    sFound.sa_sigaction(signo, info, context);
+    Say(CountReports() == 1 ? "successor after the report" : "no report");
   });
   WriteToNull();
 }
 
-void AfterUninstalling() {
-  Handler()->UnInstallCrashHandler();
+void SuccessorChainsAndJumpsOut() {
+  InstallSuccessor([](int signo, siginfo_t* info, void* context) {
+    sFound.sa_sigaction(signo, info, context);
+    siglongjmp(sJump, 1);
+  });
+  if (sigsetjmp(sJump, 1) == 0) WriteToNull();
+  _exit(DeadlineIsOver() ? 5 : kScenarioFailed);
+}
+
+// Puts back what it found: the fault comes once more, to the module.
+void SuccessorStepsAside() {
+  InstallSuccessor([](int signo, siginfo_t*, void*) { sigaction(signo, &sFound, nullptr); });
   WriteToNull();
 }
 
-void AfterDestroying() {
-  CrashHandlerProxy::DestroyCrashHandler(Handler());
+void SuccessorDoesNotChain() {
+  InstallSuccessor([](int signo, siginfo_t*, void*) {
+    Say("successor");
+    signal(signo, SIG_DFL);
+  });
   WriteToNull();
 }
 
@@ -59,9 +225,27 @@ void AfterDestroying() {
 
 std::vector<Scenario> HandlerScenarios() {
   return {
-      SCENARIO(PredecessorJumpsOut), SCENARIO(PredecessorJumpsOutAndAnotherFaultFollows),
-      SCENARIO(PredecessorExits),    SCENARIO(PredecessorTakesItsTime),
-      SCENARIO(AfterUninstalling),   SCENARIO(AfterDestroying),
+      SCENARIO(PredecessorIsTheDefault),
+      SCENARIO(PredecessorIgnores),
+      SCENARIO(PredecessorIgnoresWithInfo),
+      SCENARIO(PredecessorIgnoresSigpipe),
+      SCENARIO(PredecessorIgnoresSigpipeTwice),
+      SCENARIO(PredecessorIsPlain),
+      SCENARIO(PredecessorOfAnotherSignal),
+      SCENARIO(PredecessorReturns),
+      SCENARIO(PredecessorOfARaisedSignalReturns),
+      SCENARIO(PredecessorIsForOneCall),
+      SCENARIO(PredecessorIsNotDeferred),
+      SCENARIO(PredecessorFaults),
+      SCENARIO(PredecessorFaultsOtherwise),
+      SCENARIO(PredecessorRaisesAgain),
+      SCENARIO(PredecessorJumpsOut),
+      SCENARIO(PredecessorJumpsOutAndAnotherFaultFollows),
+      SCENARIO(PredecessorExits),
+      SCENARIO(SuccessorChains),
+      SCENARIO(SuccessorChainsAndJumpsOut),
+      SCENARIO(SuccessorStepsAside),
+      SCENARIO(SuccessorDoesNotChain),
   };
 }
 

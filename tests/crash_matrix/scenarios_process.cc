@@ -1,6 +1,8 @@
-// The process's own state: forked, out of descriptors, loading a library.
+// Crashes around other processes, forked, started or become, and while a library is loaded.
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <signal.h>
+#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,19 +11,36 @@
 
 #include "tests/crash_matrix/scenario.h"
 
+extern "C" char** environ;
+
 namespace crash_test {
 namespace {
 
 std::atomic<bool> sLoading{false};
+std::atomic<bool> sInCallback{false};
+std::atomic<bool> sForked{false};
 // What the library's constructor does, with the dynamic linker's lock held.
 void (*sWhileLoading)() = nullptr;
+
+int WaitFor(pid_t process) {
+  int status = 0;
+  while (waitpid(process, &status, 0) < 0) {
+  }
+  return status;
+}
+
+bool EndedBy(int status, int signo) { return WIFSIGNALED(status) && WTERMSIG(status) == signo; }
+
+// Reports of different processes within one second would otherwise have one name.
+void NameSession(const char* session) {
+  CrashHandler::CrashTraceInfo info{nullptr, session, nullptr, nullptr};
+  Handler()->SetTraceInfo(info);
+}
 
 void CrashInForkedChild() {
   const pid_t child = fork();
   if (child == 0) WriteToNull();
-  int status = 0;
-  waitpid(child, &status, 0);
-  _exit(WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV ? 8 : 9);
+  _exit(EndedBy(WaitFor(child), SIGSEGV) ? 8 : 9);
 }
 
 void HungForkedChildEndsToo() {
@@ -29,9 +48,106 @@ void HungForkedChildEndsToo() {
   CrashInForkedChild();
 }
 
-void FaultWithoutAFreeDescriptor() {
-  while (dup(STDERR_FILENO) >= 0) {
+// The child lives until the parent's end of the pipe is closed.
+void CrashBesideAForkedChild() {
+  int ends[2];
+  Require(pipe(ends) == 0);
+  if (fork() == 0) {
+    close(ends[1]);
+    char byte = 0;
+    _exit(read(ends[0], &byte, 1) == 0 ? 0 : kScenarioFailed);
   }
+  WriteToNull();
+}
+
+void CrashInParentAndForkedChild() {
+  const pid_t child = fork();
+  if (child == 0) {
+    NameSession("child");
+    WriteToNull();
+  }
+  Require(EndedBy(WaitFor(child), SIGSEGV));
+  DivideByZero();
+}
+
+void TenForkedChildrenCrash() {
+  pid_t children[10];
+  for (int i = 0; i < 10; ++i) {
+    children[i] = fork();
+    if (children[i] != 0) continue;
+    NameSession(std::to_string(i).c_str());
+    WriteToNull();
+  }
+  for (const pid_t child : children) Require(EndedBy(WaitFor(child), SIGSEGV));
+  _exit(8);
+}
+
+// The child has a copy of a crash that no thread of its own handles.
+void CrashInAChildForkedDuringACrash() {
+  Callback([](void*, CrashType) {
+    sInCallback = true;
+    while (!sForked) SleepMs(1);
+  });
+  std::thread([] {
+    while (!sInCallback) SleepMs(1);
+    const pid_t child = fork();
+    if (child == 0) DivideByZero();
+    Require(EndedBy(WaitFor(child), SIGFPE));
+    sForked = true;
+    SleepForEver();
+  }).detach();
+  WriteToNull();
+}
+
+void FaultAfterStartingProcesses() {
+  pid_t spawned = 0;
+  char name[] = "/bin/true";
+  char* const arguments[] = {name, nullptr};
+  Require(posix_spawn(&spawned, name, nullptr, nullptr, arguments, environ) == 0);
+  Require(WaitFor(spawned) == 0);
+  // NOLINTNEXTLINE(clang-analyzer-security.insecureAPI.vfork): what is tested.
+  const pid_t child = vfork();
+  if (child == 0) _exit(0);
+  Require(WaitFor(child) == 0);
+  WriteToNull();
+}
+
+// This program once more, without the handler.
+void BecomeProgramWith(const char* scenario) {
+  const char* const arguments[] = {"crash_scenario_child", scenario, "dumps", "8000",
+                                   "--without-handler",    nullptr};
+  execv("/proc/self/exe", const_cast<char* const*>(arguments));
+  _exit(kScenarioFailed);
+}
+
+void BecomesAnotherProgram() { BecomeProgramWith("ExpectAnUntouchedProcess"); }
+
+// A host that starts itself anew instead of ending.
+void CallbackBecomesAnotherProgram() {
+  Callback([](void*, CrashType) { BecomeProgramWith("ExpectOnlyTheSignalBlocked"); });
+  WriteToNull();
+}
+
+// A new program keeps the mask of the thread that started it: here that of the signal's handler.
+void ExpectOnlyTheSignalBlocked() {
+  sigset_t mask;
+  Require(pthread_sigmask(SIG_BLOCK, nullptr, &mask) == 0);
+  for (int signo = 1; signo <= SIGRTMAX; ++signo) {
+    Require(sigismember(&mask, signo) != 1 || signo == SIGSEGV);
+  }
+  _exit(sigismember(&mask, SIGSEGV) == 1 ? 11 : 12);
+}
+
+void ExpectAnUntouchedProcess() {
+  sigset_t mask;
+  Require(pthread_sigmask(SIG_BLOCK, nullptr, &mask) == 0);
+  for (int signo = 1; signo < SIGRTMIN; ++signo) {
+    struct sigaction action = {};
+    if (sigaction(signo, nullptr, &action) != 0) continue;
+    Require(action.sa_handler == SIG_DFL && sigismember(&mask, signo) == 0);
+  }
+  // The one that the module holds is not passed on.
+  Require(fcntl(3, F_GETFD) < 0);
   WriteToNull();
 }
 
@@ -59,7 +175,15 @@ std::vector<Scenario> ProcessScenarios() {
   return {
       SCENARIO(CrashInForkedChild),
       SCENARIO(HungForkedChildEndsToo),
-      SCENARIO(FaultWithoutAFreeDescriptor),
+      SCENARIO(CrashBesideAForkedChild),
+      SCENARIO(CrashInParentAndForkedChild),
+      SCENARIO(TenForkedChildrenCrash),
+      SCENARIO(CrashInAChildForkedDuringACrash),
+      SCENARIO(FaultAfterStartingProcesses),
+      SCENARIO(BecomesAnotherProgram),
+      SCENARIO(CallbackBecomesAnotherProgram),
+      SCENARIO(ExpectOnlyTheSignalBlocked),
+      SCENARIO(ExpectAnUntouchedProcess),
       SCENARIO(FaultHoldingTheLoader),
       SCENARIO(FaultWhileAnotherHoldsTheLoader),
   };

@@ -77,6 +77,11 @@ void TwentyThreadsFaultAndTheCallbackHangs() {
   TwentyThreadsFault();
 }
 
+void TwentyThreadsFaultBesideAHundredWaiting() {
+  StartWaitingThreads(25);
+  TwentyThreadsFault();
+}
+
 void FaultBesideTwoHundredWaitingThreads() {
   StartWaitingThreads(50);
   WriteToNull();
@@ -91,6 +96,7 @@ std::vector<Scenario> ThreadScenarios() {
       SCENARIO(SecondThreadRaises),
       SCENARIO(TwentyThreadsFault),
       SCENARIO(TwentyThreadsFaultAndTheCallbackHangs),
+      SCENARIO(TwentyThreadsFaultBesideAHundredWaiting),
       SCENARIO(FaultBesideTwoHundredWaitingThreads),
   };
 }

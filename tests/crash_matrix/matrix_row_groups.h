@@ -1,0 +1,19 @@
+// The crash matrix's rows by subject.
+#ifndef TESTS_CRASH_MATRIX_MATRIX_ROW_GROUPS_H_
+#define TESTS_CRASH_MATRIX_MATRIX_ROW_GROUPS_H_
+
+#include <vector>
+
+#include "tests/crash_matrix/matrix_rows.h"
+
+namespace crash_test {
+
+std::vector<Row> HandlerRows();
+std::vector<Row> LifeCycleRows();
+std::vector<Row> NameRows();
+std::vector<Row> PlaceRows();
+std::vector<Row> ProcessRows();
+
+}  // namespace crash_test
+
+#endif  // TESTS_CRASH_MATRIX_MATRIX_ROW_GROUPS_H_

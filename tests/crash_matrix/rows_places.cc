@@ -1,0 +1,117 @@
+// Where the dump directory should be, and what the report needs to get there.
+#include <signal.h>
+
+#include "tests/crash_matrix/matrix_row_groups.h"
+
+namespace crash_test {
+namespace {
+
+constexpr char kInDumps[] = "dumps/1.0/Crash_A_S_Signal_";
+constexpr char kInDefault[] = "Library/Caches/Oru_RTC_Crash/1.0/Crash_A_S_Signal_";
+
+Row Fault(const char* name, Place place, const char* path, const char* scenario = "WriteToNull") {
+  Row row{name, scenario, BySignal(SIGSEGV), 1, {"WriteToNull"}};
+  row.place = place;
+  row.path = path;
+  return row;
+}
+
+Row With(Row row, const std::vector<std::string>& options) {
+  row.options = options;
+  return row;
+}
+
+Row Lost(Row row) {
+  row.reports = 0;
+  return row;
+}
+
+std::vector<Row> DirectoryRows() {
+  return {
+      Fault("DirectoryIsThere", Place::kReady, kInDumps),
+      Fault("DirectoryIsMissing", Place::kMissing, kInDumps),
+      Fault("DirectoryIsMissingTwoLevels", Place::kMissingTwoLevels, kInDefault),
+      Fault("DirectoryThatCannotBeMade", Place::kImpossible, kInDefault),
+      Fault("DirectoryWithoutPermission", Place::kReadOnly, kInDefault, "FaultWithoutCapabilities"),
+      Fault("LinkToTheDirectory", Place::kLinkToDirectory, "target/1.0/Crash_A_S_Signal_"),
+      Fault("DanglingLinkInTheDirectorysPlace", Place::kDanglingLink, kInDefault),
+      Lost(Fault("FileInTheDirectorysPlace", Place::kFile, "")),
+      Lost(Fault("FileInTheVersionsPlace", Place::kVersionIsFile, "")),
+      Fault("RelativeDirectory", Place::kRelative, kInDumps),
+      Fault("RelativeDirectoryInAnotherFolder", Place::kRelative,
+            "elsewhere/dumps/1.0/Crash_A_S_Signal_", "FaultInAnotherFolder"),
+      Fault("RelativeDirectoryInARemovedFolder", Place::kRelative, kInDefault,
+            "FaultInARemovedFolder"),
+  };
+}
+
+Row Named(const char* name, const std::string& dump_dir, const std::string& path) {
+  return With(Fault(name, Place::kMissing, path.c_str()), {"--dump-dir", dump_dir});
+}
+
+std::vector<Row> DirectoryNameRows() {
+  const std::string long_name(10000, 'x');
+  return {
+      Named("EmptyDirectoryName", "", kInDefault),
+      Named("DirectoryWithSlashes", "dumps//", kInDumps),
+      Named("DirectoryWithConversions", "%s%n%d", "%s%n%d/1.0/Crash_A_S_Signal_"),
+      // Its bytes are taken as Latin-1, which is another name.
+      Named("DirectoryThatIsNotUtf8", "a\\xffb", "a\u00ffb/1.0/Crash_A_S_Signal_"),
+      Named("DirectoryOfTenThousandBytes", long_name, kInDefault),
+  };
+}
+
+std::vector<Row> HomeRows() {
+  const Row fault = Fault("DefaultDirectory", Place::kMissing, kInDefault);
+  Row missing = With(fault, {"--default-dir", "--home", "missing/home"});
+  missing.name = "HomeIsMissing";
+  missing.path = "missing/home/Library/Caches/Oru_RTC_Crash/1.0/Crash_A_S_Signal_";
+  const Row lost = Lost(Fault("HomeOfTenThousandBytes", Place::kMissing, ""));
+  return {
+      With(fault, {"--default-dir"}),
+      With(lost, {"--default-dir", "--home", std::string(10000, 'x')}),
+      missing,
+      // The default is then below the root.
+      With(Lost(Fault("HomeIsEmpty", Place::kMissing, "", "FaultAsNobody")),
+           {"--default-dir", "--home", ""}),
+      With(Fault("NoHomeButADirectory", Place::kMissing, kInDumps), {"--no-home"}),
+      // The handling faults then.
+      With(Lost(Fault("NoHomeAndNoDirectory", Place::kMissing, "")),
+           {"--default-dir", "--no-home"}),
+      With(Lost(Fault("NoHomeAndADanglingLink", Place::kDanglingLink, "")), {"--no-home"}),
+      {"NoHomeAndNoDirectoryAndAnotherSignal",
+       "DivideByZero",
+       BySignal(SIGSEGV),
+       0,
+       {},
+       {"--default-dir", "--no-home"}},
+  };
+}
+
+std::vector<Row> RoomRows() {
+  return {
+      Lost(Fault("LimitOfFileSizes", Place::kMissing, "", "FaultAtTheLimitOfFileSizes")),
+      Lost(Fault("IgnoredLimitOfFileSizes", Place::kMissing, "",
+                 "FaultAtTheIgnoredLimitOfFileSizes")),
+      Lost(Fault("HandledLimitOfFileSizes", Place::kMissing, "",
+                 "FaultAtTheHandledLimitOfFileSizes")),
+      {"FullDisk", "FaultOnAFullDisk", ByExit(8), 0},
+      Fault("NoFreeDescriptor", Place::kMissing, kInDumps, "FaultWithoutAFreeDescriptor"),
+      Fault("AllDescriptorsClosed", Place::kMissing, kInDumps, "FaultWithAllDescriptorsClosed"),
+      // The one that was held is closed too, and its number is somebody else's.
+      Lost(Fault("NoFreeDescriptorAfterClosingAll", Place::kMissing, "",
+                 "FaultWithoutAFreeDescriptorAfterClosingAll")),
+  };
+}
+
+}  // namespace
+
+std::vector<Row> PlaceRows() {
+  std::vector<Row> rows;
+  for (const auto& group : {DirectoryRows(), DirectoryNameRows(), HomeRows(), RoomRows()}) {
+    rows.insert(rows.end(), group.begin(), group.end());
+  }
+  return rows;
+}
+
+}  // namespace crash_test

@@ -1,0 +1,160 @@
+// Crashes where the report has no place: permissions, disks, descriptors.
+#include <fcntl.h>
+#include <linux/capability.h>
+#include <sched.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+
+#include "tests/crash_matrix/scenario.h"
+
+namespace crash_test {
+namespace {
+
+constexpr rlim_t kFewDescriptors = 40;
+constexpr rlim_t kLittleRoom = 1000;
+constexpr uid_t kNobody = 65534;
+
+// The permissions of files count for root too, afterwards.
+void GiveUpCapabilities() {
+  __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+  __user_cap_data_struct none[2] = {};
+  Require(syscall(SYS_capset, &header, none) == 0);
+}
+
+void FaultWithoutCapabilities() {
+  GiveUpCapabilities();
+  WriteToNull();
+}
+
+// As an ordinary user, who owns nothing at all.
+void FaultAsNobody() {
+  Require(geteuid() != 0 || setresuid(kNobody, kNobody, kNobody) == 0);
+  WriteToNull();
+}
+
+void FaultInAnotherFolder() {
+  Require(mkdir("elsewhere", 0755) == 0 && chdir("elsewhere") == 0);
+  WriteToNull();
+}
+
+void FaultInARemovedFolder() {
+  Require(mkdir("removed", 0755) == 0 && chdir("removed") == 0 && rmdir("../removed") == 0);
+  WriteToNull();
+}
+
+void LimitFileSize() {
+  const rlimit limit{kLittleRoom, kLittleRoom};
+  Require(setrlimit(RLIMIT_FSIZE, &limit) == 0);
+}
+
+void FaultAtTheLimitOfFileSizes() {
+  LimitFileSize();
+  WriteToNull();
+}
+
+void FaultAtTheIgnoredLimitOfFileSizes() {
+  signal(SIGXFSZ, SIG_IGN);
+  FaultAtTheLimitOfFileSizes();
+}
+
+void FaultAtTheHandledLimitOfFileSizes() {
+  signal(SIGXFSZ, [](int) { _exit(kScenarioFailed); });
+  FaultAtTheLimitOfFileSizes();
+}
+
+bool WriteTo(const char* path, const std::string& text) {
+  const int fd = open(path, O_WRONLY);
+  const bool written =
+      fd >= 0 && write(fd, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  if (fd >= 0) close(fd);
+  return written;
+}
+
+// Namespaces in which this user, and nobody else, may mount.
+bool MayMount() {
+  const std::string user = std::to_string(geteuid());
+  const std::string group = std::to_string(getegid());
+  return unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0 && WriteTo("/proc/self/setgroups", "deny") &&
+         WriteTo("/proc/self/uid_map", user + " " + user + " 1") &&
+         WriteTo("/proc/self/gid_map", group + " " + group + " 1");
+}
+
+// One page, which is less than a report needs. Where namespaces are forbidden the limit of file
+// sizes takes the disk's part.
+void UseASmallDisk(const char* directory) {
+  Require(mkdir(directory, 0755) == 0);
+  if (MayMount() && mount("tmpfs", directory, "tmpfs", 0, "size=4k") == 0) return;
+  signal(SIGXFSZ, SIG_IGN);
+  LimitFileSize();
+}
+
+// Nobody else sees the disk: another process of its own looks at what is left.
+void FaultOnAFullDisk() {
+  UseASmallDisk("small");
+  Handler()->SetCrashDumpDirPath("small");
+  const pid_t child = fork();
+  if (child == 0) WriteToNull();
+  int status = 0;
+  Require(waitpid(child, &status, 0) == child && WTERMSIG(status) == SIGSEGV);
+  // Removed only if it is empty.
+  Require(rmdir("small/1.0") == 0);
+  _exit(8);
+}
+
+void LimitDescriptors() {
+  rlimit limit{};
+  Require(getrlimit(RLIMIT_NOFILE, &limit) == 0);
+  limit.rlim_cur = kFewDescriptors;
+  Require(setrlimit(RLIMIT_NOFILE, &limit) == 0);
+}
+
+void UseAllDescriptors() {
+  while (dup(STDERR_FILENO) >= 0) {
+  }
+}
+
+void FaultWithoutAFreeDescriptor() {
+  LimitDescriptors();
+  UseAllDescriptors();
+  WriteToNull();
+}
+
+// As a host does that becomes a daemon.
+void FaultWithAllDescriptorsClosed() {
+  closefrom(STDERR_FILENO + 1);
+  WriteToNull();
+}
+
+void FaultWithoutAFreeDescriptorAfterClosingAll() {
+  closefrom(STDERR_FILENO + 1);
+  FaultWithoutAFreeDescriptor();
+}
+
+}  // namespace
+
+std::vector<Scenario> PlaceScenarios() {
+  return {
+      SCENARIO(FaultWithoutCapabilities),
+      SCENARIO(FaultAsNobody),
+      SCENARIO(FaultInAnotherFolder),
+      SCENARIO(FaultInARemovedFolder),
+      SCENARIO(FaultAtTheLimitOfFileSizes),
+      SCENARIO(FaultAtTheIgnoredLimitOfFileSizes),
+      SCENARIO(FaultAtTheHandledLimitOfFileSizes),
+      SCENARIO(FaultOnAFullDisk),
+      SCENARIO(FaultWithoutAFreeDescriptor),
+      SCENARIO(FaultWithAllDescriptorsClosed),
+      SCENARIO(FaultWithoutAFreeDescriptorAfterClosingAll),
+  };
+}
+
+}  // namespace crash_test
