@@ -10,6 +10,8 @@
 #include <climits>
 #include <cstring>
 
+#include "media_core/biz_engine/crash_handler/machine/open_file.h"
+
 namespace CrashHandler {
 namespace {
 
@@ -31,7 +33,7 @@ int CreateBeside(const char* path, char* name, size_t room) {
     const int length =
         snprintf(name + directory, left, "report.%d.%d.tmp", static_cast<int>(getpid()), i);
     if (length < 0 || static_cast<size_t>(length) >= left) return -1;
-    const int fd = open(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
+    const int fd = machine::OpenFile(name, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kFileMode);
     if (fd >= 0 || errno != EEXIST) return fd;
   }
   return -1;

@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "media_core/biz_engine/crash_handler/machine/memory.h"
+#include "media_core/biz_engine/crash_handler/machine/open_file.h"
 
 namespace CrashHandler::machine {
 
@@ -13,7 +14,7 @@ namespace {
 
 // The way for systems that forbid the call below, as some containers do.
 int CopyThroughFile(const void* source, void* destination, size_t count) {
-  const int memory = open("/proc/self/mem", O_RDONLY | O_CLOEXEC);
+  const int memory = OpenFile("/proc/self/mem", O_RDONLY | O_CLOEXEC);
   if (memory < 0) return errno;
   const auto position = static_cast<off_t>(reinterpret_cast<uintptr_t>(source));
   const ssize_t copied = pread(memory, destination, count, position);

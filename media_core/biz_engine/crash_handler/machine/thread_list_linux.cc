@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstring>
 
+#include "media_core/biz_engine/crash_handler/machine/open_file.h"
 #include "media_core/biz_engine/crash_handler/machine/threads.h"
 
 namespace CrashHandler::machine {
@@ -90,7 +91,7 @@ bool OwnThreadName(char* name, size_t room) {
 
 bool ThreadList::Read() {
   size_ = 0;
-  const int folder = open("/proc/self/task", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  const int folder = OpenFile("/proc/self/task", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (folder < 0) return false;
   NumberArray numbers(&memory_);
   const bool complete = ReadNumbers(folder, &numbers);
@@ -116,7 +117,7 @@ bool ThreadName(ThreadNumber number, char* name, size_t room) {
   while (digit_count != 0) path[length++] = digits[--digit_count];
   memcpy(path + length, "/comm", sizeof("/comm"));
 
-  const int file = open(path, O_RDONLY | O_CLOEXEC);
+  const int file = OpenFile(path, O_RDONLY | O_CLOEXEC);
   if (file < 0) return false;
   const ssize_t size = read(file, name, room - 1);
   close(file);
