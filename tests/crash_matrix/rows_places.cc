@@ -97,10 +97,13 @@ std::vector<Row> RoomRows() {
                  "FaultAtTheHandledLimitOfFileSizes")),
       {"FullDisk", "FaultOnAFullDisk", ByExit(8), 0},
       Fault("NoFreeDescriptor", Place::kMissing, kInDumps, "FaultWithoutAFreeDescriptor"),
+      Fault("AnotherThreadTakesEveryDescriptor", Place::kMissing, kInDumps,
+            "FaultWhileAnotherTakesEveryDescriptor"),
       Fault("AllDescriptorsClosed", Place::kMissing, kInDumps, "FaultWithAllDescriptorsClosed"),
-      // The one that was held is closed too, and its number is somebody else's.
-      Lost(Fault("NoFreeDescriptorAfterClosingAll", Place::kMissing, "",
-                 "FaultWithoutAFreeDescriptorAfterClosingAll")),
+      Fault("NoFreeDescriptorAfterClosingAll", Place::kMissing, kInDumps,
+            "FaultWithoutAFreeDescriptorAfterClosingAll"),
+      // The one that was held is closed, too, and the limit is the last one.
+      Lost(Fault("NoDescriptorToHave", Place::kMissing, "", "FaultWithoutAnyDescriptorToHave")),
   };
 }
 

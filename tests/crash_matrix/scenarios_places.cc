@@ -110,21 +110,24 @@ void FaultOnAFullDisk() {
   _exit(8);
 }
 
-void LimitDescriptors() {
-  rlimit limit{};
-  Require(getrlimit(RLIMIT_NOFILE, &limit) == 0);
-  limit.rlim_cur = kFewDescriptors;
-  Require(setrlimit(RLIMIT_NOFILE, &limit) == 0);
-}
+enum class Limit { kMayBeRaised, kFinal };
 
 void UseAllDescriptors() {
   while (dup(STDERR_FILENO) >= 0) {
   }
 }
 
-void FaultWithoutAFreeDescriptor() {
-  LimitDescriptors();
+void UseAllDescriptors(Limit kind) {
+  rlimit limit{};
+  Require(getrlimit(RLIMIT_NOFILE, &limit) == 0);
+  limit.rlim_cur = kFewDescriptors;
+  if (kind == Limit::kFinal) limit.rlim_max = kFewDescriptors;
+  Require(setrlimit(RLIMIT_NOFILE, &limit) == 0);
   UseAllDescriptors();
+}
+
+void FaultWithoutAFreeDescriptor() {
+  UseAllDescriptors(Limit::kFinal);
   WriteToNull();
 }
 
@@ -136,7 +139,24 @@ void FaultWithAllDescriptorsClosed() {
 
 void FaultWithoutAFreeDescriptorAfterClosingAll() {
   closefrom(STDERR_FILENO + 1);
+  UseAllDescriptors(Limit::kMayBeRaised);
+  WriteToNull();
+}
+
+void FaultWithoutAnyDescriptorToHave() {
+  closefrom(STDERR_FILENO + 1);
   FaultWithoutAFreeDescriptor();
+}
+
+// As a server does that accepts connections while it can.
+void FaultWhileAnotherTakesEveryDescriptor() {
+  UseAllDescriptors(Limit::kMayBeRaised);
+  std::atomic<bool> running{false};
+  std::thread([&running] {
+    for (;; running = true) UseAllDescriptors();
+  }).detach();
+  while (!running) SleepMs(1);
+  WriteToNull();
 }
 
 }  // namespace
@@ -152,8 +172,10 @@ std::vector<Scenario> PlaceScenarios() {
       SCENARIO(FaultAtTheHandledLimitOfFileSizes),
       SCENARIO(FaultOnAFullDisk),
       SCENARIO(FaultWithoutAFreeDescriptor),
+      SCENARIO(FaultWhileAnotherTakesEveryDescriptor),
       SCENARIO(FaultWithAllDescriptorsClosed),
       SCENARIO(FaultWithoutAFreeDescriptorAfterClosingAll),
+      SCENARIO(FaultWithoutAnyDescriptorToHave),
   };
 }
 
