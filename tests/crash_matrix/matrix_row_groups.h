@@ -8,9 +8,13 @@
 
 namespace crash_test {
 
+std::vector<Row> CrowdRows();
+std::vector<Row> DamagedStackRows();
 std::vector<Row> HandlerRows();
+std::vector<Row> LibraryRows();
 std::vector<Row> LifeCycleRows();
 std::vector<Row> NameRows();
+std::vector<Row> OverflowRows();
 std::vector<Row> PlaceRows();
 std::vector<Row> ProcessRows();
 

@@ -47,7 +47,7 @@ struct Row {
   const char* scenario;
   Ending ending;
   int reports = 1;
-  // Each must be in a line of the crashed thread.
+  // Words with blanks between them; all words of each must be in one line of the crashed thread.
   std::vector<std::string> frames = {};
   // For the process; see scenario_child.cc.
   std::vector<std::string> options = {};
@@ -59,6 +59,9 @@ struct Row {
   std::vector<std::string> texts = {};
   // Each must be one line of standard error, once.
   std::vector<std::string> said = {};
+  // A report has at least so many readable threads and images.
+  size_t threads = 1;
+  size_t images = 1;
 };
 
 // All rows of this build, in the table's order.

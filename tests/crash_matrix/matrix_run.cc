@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
+#include <sstream>
 #include <thread>
 
 #include "tests/crash_matrix/matrix_place.h"
@@ -41,17 +42,33 @@ std::string Missing(const std::vector<std::string>& words, Has has) {
   return missing == words.end() ? "" : missing->substr(0, kMaxWordInMessage);
 }
 
+bool HasAllWords(const std::string& line, const std::string& words) {
+  std::istringstream each(words);
+  for (std::string word; each >> word;) {
+    if (line.find(word) == std::string::npos) return false;
+  }
+  return true;
+}
+
+bool IsOnWorker(const Row& row) {
+  return std::any_of(row.options.begin(), row.options.end(), [](const std::string& option) {
+    return option == "--worker" || option == "--earlier-worker";
+  });
+}
+
 std::string CheckReport(const Row& row, const std::string& text) {
   const CrashReportText report = oru_test::ParseCrashReport(text);
   if (!report.error.empty()) return "the report: " + report.error;
   const auto* worker = report.FindThread("worker");
-  const bool on_worker = std::count(row.options.begin(), row.options.end(), "--worker") != 0;
-  if (on_worker && (worker == nullptr || static_cast<int>(worker->number) != report.crash_thread)) {
-    return "the crashed thread is not the worker";
-  }
+  const bool worker_crashed =
+      worker != nullptr && static_cast<int>(worker->number) == report.crash_thread;
+  if (IsOnWorker(row) && !worker_crashed) return "the crashed thread is not the worker";
+  if (report.threads.size() < row.threads) return "not all threads";
+  if (report.images.size() < row.images) return "not all images";
   const auto frames = CrashedFrames(report);
-  const std::string frame = Missing(row.frames, [&frames](const std::string& word) {
-    return CrashReportText::AnyContains(frames, word);
+  const std::string frame = Missing(row.frames, [&frames](const std::string& words) {
+    return std::any_of(frames.begin(), frames.end(),
+                       [&words](const std::string& line) { return HasAllWords(line, words); });
   });
   if (!frame.empty()) return "no frame " + frame;
   const std::string part = Missing(

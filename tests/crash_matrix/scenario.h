@@ -32,6 +32,7 @@ std::vector<Scenario> AllocationScenarios();
 std::vector<Scenario> CallbackScenarios();
 std::vector<Scenario> FaultScenarios();
 std::vector<Scenario> HandlerScenarios();
+std::vector<Scenario> LibraryScenarios();
 std::vector<Scenario> LifeCycleScenarios();
 std::vector<Scenario> PlaceScenarios();
 std::vector<Scenario> ProcessScenarios();

@@ -3,6 +3,7 @@
 //   crash_scenario_child SCENARIO DUMP_DIR DEADLINE_MS [OPTION...]
 //
 //   --worker               on a thread of its own, named "worker"
+//   --earlier-worker       the same, on a thread that is older than the handlers
 //   --alternate-stack      the thread has an alternate stack
 //   --app-id TEXT          instead of "A"
 //   --session-id TEXT      instead of "S"
@@ -24,8 +25,10 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -38,6 +41,7 @@ namespace {
 
 struct Options {
   bool worker = false;
+  bool earlier_worker = false;
   bool alternate_stack = false;
   bool default_dir = false;
   bool no_home = false;
@@ -54,9 +58,13 @@ struct Options {
 
 bool* FindSwitch(const std::string& name, Options* options) {
   const std::pair<const char*, bool*> switches[] = {
-      {"--worker", &options->worker},           {"--alternate-stack", &options->alternate_stack},
-      {"--default-dir", &options->default_dir}, {"--no-home", &options->no_home},
-      {"--outside-sdk", &options->outside_sdk}, {"--without-handler", &options->without_handler},
+      {"--worker", &options->worker},
+      {"--earlier-worker", &options->earlier_worker},
+      {"--alternate-stack", &options->alternate_stack},
+      {"--default-dir", &options->default_dir},
+      {"--no-home", &options->no_home},
+      {"--outside-sdk", &options->outside_sdk},
+      {"--without-handler", &options->without_handler},
   };
   for (const auto& [known, place] : switches) {
     if (name == known) return place;
@@ -153,20 +161,42 @@ int RunHere(const Scenario& scenario, const Options& options) {
   return kScenarioReturned;
 }
 
-int RunOnWorker(const Scenario& scenario, const Options& options) {
-  int status = kScenarioFailed;
-  std::thread([&] {
-    pthread_setname_np(pthread_self(), "worker");
-    status = RunHere(scenario, options);
-  }).join();
-  return status;
+// Starts now; runs the scenario when the handlers are installed.
+class Worker {
+ public:
+  Worker(const Scenario& scenario, const Options& options, const std::atomic<bool>& installed)
+      : thread_([&] {
+          pthread_setname_np(pthread_self(), "worker");
+          while (!installed) SleepMs(1);
+          status_ = RunHere(scenario, options);
+        }) {}
+
+  int Join() {
+    thread_.join();
+    return status_;
+  }
+
+ private:
+  int status_ = kScenarioFailed;
+  std::thread thread_;
+};
+
+int InstallAndRun(const Scenario& scenario, const Options& options) {
+  std::atomic<bool> installed{false};
+  std::optional<Worker> worker;
+  if (options.earlier_worker) worker.emplace(scenario, options, installed);
+  if (!options.without_handler) Install(options);
+  installed = true;
+  if (options.worker) worker.emplace(scenario, options, installed);
+  return worker.has_value() ? worker->Join() : RunHere(scenario, options);
 }
 
 const Scenario* FindScenario(const char* name) {
   static std::vector<Scenario> all;
-  for (const auto& list : {AllocationScenarios(), CallbackScenarios(), FaultScenarios(),
-                           HandlerScenarios(), LifeCycleScenarios(), PlaceScenarios(),
-                           ProcessScenarios(), StackScenarios(), ThreadScenarios()}) {
+  for (const auto& list :
+       {AllocationScenarios(), CallbackScenarios(), FaultScenarios(), HandlerScenarios(),
+        LibraryScenarios(), LifeCycleScenarios(), PlaceScenarios(), ProcessScenarios(),
+        StackScenarios(), ThreadScenarios()}) {
     all.insert(all.end(), list.begin(), list.end());
   }
   for (const Scenario& scenario : all) {
@@ -185,8 +215,7 @@ int Main(int argc, char** argv) {
   CrashHandler::machine::SetCrashDeadlineForTesting(atoi(argv[3]));
   if (options.dump_dir == nullptr) options.dump_dir = argv[2];
   ChangeHome(options);
-  if (!options.without_handler) Install(options);
-  return options.worker ? RunOnWorker(*scenario, options) : RunHere(*scenario, options);
+  return InstallAndRun(*scenario, options);
 }
 
 }  // namespace

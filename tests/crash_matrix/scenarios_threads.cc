@@ -87,6 +87,11 @@ void FaultBesideTwoHundredWaitingThreads() {
   WriteToNull();
 }
 
+void FaultBesideFiveHundredThreads() {
+  StartWaitingThreads(125);
+  WriteToNull();
+}
+
 }  // namespace
 
 std::vector<Scenario> ThreadScenarios() {
@@ -98,6 +103,7 @@ std::vector<Scenario> ThreadScenarios() {
       SCENARIO(TwentyThreadsFaultAndTheCallbackHangs),
       SCENARIO(TwentyThreadsFaultBesideAHundredWaiting),
       SCENARIO(FaultBesideTwoHundredWaitingThreads),
+      SCENARIO(FaultBesideFiveHundredThreads),
   };
 }
 

@@ -1,0 +1,127 @@
+// Stacks: overflown, too small, damaged, without frame pointers.
+#include <signal.h>
+
+#include "tests/crash_matrix/matrix_row_groups.h"
+
+namespace crash_test {
+
+// Recursion in the SDK: on each kind of thread, without and with an alternate stack.
+std::vector<Row> OverflowRows() {
+  const std::vector<std::string> recursion = {"libOruRTCStacks.so Recurse"};
+  return {
+      {"OverflowOnTheMainThread", "OverflowInTheSdk", BySignal(SIGSEGV), 0},
+      {"OverflowOnAWorker", "OverflowInTheSdk", BySignal(SIGSEGV), 0, {}, {"--worker"}},
+      {"OverflowOnAnEarlierWorker",
+       "OverflowInTheSdk",
+       BySignal(SIGSEGV),
+       0,
+       {},
+       {"--earlier-worker"}},
+      {"OverflowOnTheMainThreadWithAnAlternateStack",
+       "OverflowInTheSdk",
+       BySignal(SIGSEGV),
+       1,
+       recursion,
+       {"--alternate-stack"}},
+      {"OverflowOnAWorkerWithAnAlternateStack",
+       "OverflowInTheSdk",
+       BySignal(SIGSEGV),
+       1,
+       recursion,
+       {"--worker", "--alternate-stack"}},
+      {"OverflowOnAnEarlierWorkerWithAnAlternateStack",
+       "OverflowInTheSdk",
+       BySignal(SIGSEGV),
+       1,
+       recursion,
+       {"--earlier-worker", "--alternate-stack"}},
+      // More frames than are looked at lie between the fault and the SDK.
+      {"OverflowFarBelowTheSdk",
+       "OverflowFarBelowTheSdk",
+       BySignal(SIGSEGV),
+       0,
+       {},
+       {"--alternate-stack"}},
+      // A sanitizer's frames may need more.
+      {"SmallAlternateStack",
+       "FaultOnASmallAlternateStack",
+       BySignal(SIGSEGV),
+       1,
+       {"WriteToNull"},
+       {},
+       kNotUnderSanitizers},
+      {"TooSmallAlternateStack", "FaultOnATooSmallAlternateStack", BySignal(SIGSEGV), 0},
+  };
+}
+
+std::vector<Row> DamagedStackRows() {
+  const std::vector<std::string> alternate_stack = {"--alternate-stack"};
+  const Ending fault = BySignal(SIGSEGV);
+  return {
+      {"LostStackPointer", "LoseTheStackPointer", fault, 0},
+      {"LostStackPointerWithAnAlternateStack",
+       "LoseTheStackPointer",
+       fault,
+       1,
+       {"libOruRTCStacks.so LoseTheStackPointer"},
+       alternate_stack},
+      {"LostFramePointer",
+       "LoseTheFramePointer",
+       fault,
+       1,
+       {"libOruRTCStacks.so LoseTheFramePointer"}},
+      {"FramePointerToData",
+       "LoseTheFramePointerToData",
+       fault,
+       1,
+       {"libOruRTCStacks.so LoseTheFramePointerToData"}},
+      {"SmashedFramePointer",
+       "SmashTheFramePointer",
+       fault,
+       1,
+       {"Fault", "SmashTheFramePointer", "CallFromTheSdk"}},
+      {"SmashedFramePointerToData",
+       "SmashTheFramePointerByData",
+       fault,
+       1,
+       {"Fault", "SmashTheFramePointerByData", "CallFromTheSdk"}},
+      {"FramePointersInARing",
+       "TieTheFramePointer",
+       fault,
+       1,
+       {"Fault", "TieTheFramePointer", "CallFromTheSdk"}},
+      {"SmashedReturnAddress",
+       "SmashTheReturnAddress",
+       fault,
+       1,
+       {"Fault", "SmashTheReturnAddress"}},
+      {"SmashedReturnAddressToData",
+       "SmashTheReturnAddressByData",
+       fault,
+       1,
+       {"Fault", "SmashTheReturnAddressByData"}},
+      {"SmashedStack", "SmashAllAbove", fault, 1, {"Fault", "SmashAllAbove"}},
+      {"AbortOnASmashedStack",
+       "SmashAllAboveAndAbort",
+       BySignal(SIGABRT),
+       1,
+       {"abort", "SmashAllAboveAndAbort"}},
+      {"StackProtector",
+       "OverflowABuffer",
+       BySignal(SIGABRT),
+       1,
+       {"stack_chk_fail", "libOruRTCStacks.so OverflowABuffer"}},
+      {"ReturnToNoAddress",
+       "ReturnToNoAddress",
+       fault,
+       1,
+       {"libOruRTCStacks.so ReturnToNoAddress"}},
+      {"NoFramePointers",
+       "FaultWithoutFramePointers",
+       fault,
+       1,
+       {"FramelessLeaf", "FramelessMiddle", "FaultWithoutFramePointers", "CallFromTheSdk"}},
+  };
+}
+
+}  // namespace crash_test
