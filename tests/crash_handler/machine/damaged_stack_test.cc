@@ -81,6 +81,13 @@ DEED void SmashesItsReturnAddress() {
   frame[1] = reinterpret_cast<void*>(uintptr_t{0x4141414141414141});
   FaultsPlainly();
 }
+// The fault comes after the return, when its own frame is gone and its frame pointer restored.
+DEED void ReturnsNowhere() {
+  void* volatile* const frame = static_cast<void**>(__builtin_frame_address(0));
+  frame[1] = reinterpret_cast<void*>(uintptr_t{0x5a5a5a5a5a5a});
+}
+DEED void CallsWhatReturnsNowhere() { ReturnsNowhere(); }
+DEED void CallsTheCaller() { CallsWhatReturnsNowhere(); }
 
 namespace {
 
@@ -109,6 +116,12 @@ TEST(DamagedStackTest, ASmashedReturnAddressEndsTheStackBehindItsFunction) {
   CaptureAtFault(SmashesItsReturnAddress);
   EXPECT_TRUE(Has("FaultsPlainly"));
   EXPECT_TRUE(Has("SmashesItsReturnAddress"));
+}
+
+// The function returned to is not known, but the one that called it is.
+TEST(DamagedStackTest, AReturnToABadAddressIsFollowedByTheFramePointer) {
+  CaptureAtFault(CallsTheCaller);
+  EXPECT_TRUE(Has("CallsTheCaller"));
 }
 
 TEST(DamagedStackTest, NoMoreThanTheRoomIsWritten) {

@@ -130,8 +130,10 @@ class Walk {
     exact_ = false;
     sound_ = false;
     const LoadedImage* image = state_->images.Find(ip());
-    if (interrupted && (image == nullptr || !image->HoldsCode(ip()))) return AdvanceFromWildCall();
-    return AdvanceByFramePointer();
+    const bool wild = interrupted && (image == nullptr || !image->HoldsCode(ip()));
+    // After a return to a bad address nothing on the stack tells whose frame it is, but the frame
+    // pointer may.
+    return (wild && AdvanceFromWildCall()) || AdvanceByFramePointer();
   }
 
   // A call through a bad pointer: nothing but the return address has been pushed.
