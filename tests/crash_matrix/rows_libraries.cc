@@ -35,6 +35,7 @@ std::vector<Row> LibraryRows() {
        1,
        {"WriteToNull", "libcrash_bare_library.so"}},
       {"CallIntoAClosedLibrary", "CallIntoAClosedLibrary", fault, 1, {"CallOpened"}},
+      {"ReturnIntoAClosedLibrary", "ReturnIntoAClosedLibrary", fault, 1, {"OruRTCScenario"}},
       {"ManySymbols",
        "CrashAmongManySymbols",
        fault,

@@ -116,11 +116,23 @@ std::vector<Row> DamagedStackRows() {
        fault,
        1,
        {"libOruRTCStacks.so ReturnToNoAddress"}},
+      // The function that returned is gone, and so is the one it should have returned to.
+      {"ReturnNowhere", "ReturnNowhere", fault, 1, {"OruRTCScenario"}},
+      {"ReturnToNull", "ReturnToNull", fault, 1, {"OruRTCScenario"}},
+      {"ReturnIntoData", "ReturnIntoData", fault, 1, {"OruRTCScenario"}},
+      // Nothing is left that could tell that it is the SDK's.
+      {"ReturnNowhereOnASmashedStack", "ReturnNowhereWithAllAboveSmashed", fault, 0},
       {"NoFramePointers",
        "FaultWithoutFramePointers",
        fault,
        1,
        {"FramelessLeaf", "FramelessMiddle", "FaultWithoutFramePointers", "CallFromTheSdk"}},
+      // The next frame after the leaf's is that of the last function with a frame pointer.
+      {"NoUnwindTables",
+       "FaultWithoutUnwindTables",
+       fault,
+       1,
+       {"libOruRTCStacks.so TablelessLeaf", "OruRTCScenario"}},
   };
 }
 

@@ -90,6 +90,7 @@ std::vector<Scenario> StackScenarios() {
       SDK_SCENARIO(ReturnToNoAddress),
       SDK_SCENARIO(ReturnToNull),
       SDK_SCENARIO(ReturnIntoData),
+      SDK_SCENARIO(ReturnNowhereWithAllAboveSmashed),
       SDK_SCENARIO(FaultWithoutFramePointers),
       SDK_SCENARIO(FaultWithoutUnwindTables),
   };

@@ -105,3 +105,7 @@ SDK_FUNCTION ReturnToNoAddress(void) { FRAME()[1] = kNoAddress; }
 SDK_FUNCTION ReturnToNull(void) { FRAME()[1] = 0; }
 
 SDK_FUNCTION ReturnIntoData(void) { FRAME()[1] = Data(); }
+
+SDK_FUNCTION ReturnNowhereWithAllAboveSmashed(void) {
+  for (size_t i = 0; i < kSmashedEntries; ++i) FRAME()[i] = kNowhere;
+}

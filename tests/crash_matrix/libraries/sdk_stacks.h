@@ -35,6 +35,7 @@ SDK_FUNCTION ReturnNowhere(void);
 SDK_FUNCTION ReturnToNoAddress(void);
 SDK_FUNCTION ReturnToNull(void);
 SDK_FUNCTION ReturnIntoData(void);
+SDK_FUNCTION ReturnNowhereWithAllAboveSmashed(void);
 
 // With the compiler's guard between the buffer and the return address.
 SDK_FUNCTION OverflowABuffer(void);
