@@ -1,7 +1,7 @@
 // The command line of `varnook`, and its arguments as the log shows them.
-#include <cstdlib>
 #include <limits>
 
+#include "fuzz/environment_variable.h"
 #include "fuzz/fuzz_support.h"
 #include "fuzz/utf8_check.h"
 #include "helper/command_line.h"
@@ -145,12 +145,10 @@ void CheckReadable(const std::string& argument) {
   }
 }
 
-void CheckDefaultPath(const std::string& home) {
-  // putenv keeps the memory itself; setenv would keep every value ever set.
-  static std::string variable;
-  variable = "HOME=" + home;
-  putenv(&variable[0]);
-  Require(GetDefaultLogDirPath() == home + "/Documents/Oru_RTC_Log/", "default path");
+void CheckDefaultPath(const std::string& value) {
+  static auto* const home = new oru_fuzz::EnvironmentVariable("HOME");
+  home->Set(value);
+  Require(GetDefaultLogDirPath() == home->Get() + "/Documents/Oru_RTC_Log/", "default path");
 }
 
 }  // namespace

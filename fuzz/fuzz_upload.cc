@@ -1,12 +1,13 @@
 // What the reference SDK makes of its arguments and settings: target, object, entry names, numbers.
 #include <algorithm>
-#include <cstdlib>
+#include <array>
 #include <limits>
 #include <set>
 
 #include "examples/reference_sdk/entry_names.h"
 #include "examples/reference_sdk/upload_options.h"
 #include "examples/reference_sdk/upload_target.h"
+#include "fuzz/environment_variable.h"
 #include "fuzz/fuzz_support.h"
 #include "fuzz/utf8_check.h"
 
@@ -122,13 +123,6 @@ void CheckEntryNames(const Strings& paths) {
           "different files have different names");
 }
 
-// putenv keeps the memory itself; setenv would keep every value ever set.
-void SetVariable(size_t index, const std::string& name, const std::string& value) {
-  static std::string variables[7];
-  variables[index] = name + "=" + value;
-  putenv(&variables[index][0]);
-}
-
 // Digits with a sign and white space in front, as a number in a range; `otherwise` for all else.
 long NumberOr(long otherwise, const std::string& text, long lowest, long highest) {
   const size_t start = text.find_first_not_of(" \t\n\v\f\r");
@@ -143,13 +137,15 @@ long NumberOr(long otherwise, const std::string& text, long lowest, long highest
 }
 
 void CheckOptions(const std::string& text) {
-  SetVariable(0, "ORU_SDK_REGION", text);
-  SetVariable(1, "ORU_SDK_CA_FILE", text);
-  SetVariable(2, "TMPDIR", text);
-  SetVariable(3, "ORU_SDK_CONNECT_TIMEOUT_MS", text);
-  SetVariable(4, "ORU_SDK_STALL_TIMEOUT_S", text);
-  SetVariable(5, "ORU_SDK_RETRY_PAUSE_MS", text);
-  SetVariable(6, "ORU_SDK_THREADS", text);
+  static const auto* const variables = new std::array<oru_fuzz::EnvironmentVariable*, 7>{
+      new oru_fuzz::EnvironmentVariable("ORU_SDK_REGION"),
+      new oru_fuzz::EnvironmentVariable("ORU_SDK_CA_FILE"),
+      new oru_fuzz::EnvironmentVariable("TMPDIR"),
+      new oru_fuzz::EnvironmentVariable("ORU_SDK_CONNECT_TIMEOUT_MS"),
+      new oru_fuzz::EnvironmentVariable("ORU_SDK_STALL_TIMEOUT_S"),
+      new oru_fuzz::EnvironmentVariable("ORU_SDK_RETRY_PAUSE_MS"),
+      new oru_fuzz::EnvironmentVariable("ORU_SDK_THREADS")};
+  for (oru_fuzz::EnvironmentVariable* variable : *variables) variable->Set(text);
   const reference_sdk::UploadOptions options = reference_sdk::UploadOptionsFromEnvironment();
   const bool region = !text.empty() && text.size() <= 64 && OnlyOf(text, kAlnum + "-_");
   Require(options.region == (region ? text : "us-east-1"), "region");

@@ -95,8 +95,8 @@ std::string Decoded(const std::string& text) {
 }  // namespace
 
 std::string TextOfPage(const std::string& html) {
-  Require(IsWellFormed(html), "the page is UTF-8");
   const std::string page = Without(Without(html, oru_report::kPageStyle), oru_report::kPageScript);
+  Require(IsWellFormed(page), "the page is UTF-8");
   std::vector<std::string> open;
   std::string text;
   size_t at = 0;

@@ -12,6 +12,7 @@ namespace oru_fuzz {
 // Bytes of the character at `at`, or 0 where none stands: overlong forms, surrogates and what is
 // above U+10FFFF are none.
 inline size_t CharacterLength(const std::string& text, size_t at) {
+  if (static_cast<unsigned char>(text[at]) < 0x80) return 1;
   unsigned long code = 0;
   const size_t length = oru_test::Utf8Length(text.substr(at, 4), &code);
   if (length == 0 || code > 0x10FFFF || (code >= 0xD800 && code <= 0xDFFF)) return 0;
