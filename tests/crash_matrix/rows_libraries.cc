@@ -4,60 +4,55 @@
 #include "tests/crash_matrix/matrix_row_groups.h"
 
 namespace crash_test {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+// `texts` are for the block among all threads, which begins a line with the image's name and has
+// blanks around the distance from a symbol; both sections have the frames.
+Row Fault(const char* name, const char* scenario, const Texts& frames, const Texts& texts) {
+  Row row = {name, scenario, BySignal(SIGSEGV), 1, frames};
+  row.texts = texts;
+  return row;
+}
+
+}  // namespace
 
 std::vector<Row> LibraryRows() {
-  const Ending fault = BySignal(SIGSEGV);
   return {
-      {"LateLibrary",
-       "CrashInALateLibrary",
-       fault,
-       1,
-       {"libcrash_opened_library.so CrashInTheLibrary", "CallOpened"}},
-      {"BelowALateLibrary",
-       "CrashBelowALateLibrary",
-       fault,
-       1,
-       {"WriteToNull", "libcrash_opened_library.so CallFromTheLibrary"}},
-      {"DeletedLibrary",
-       "CrashInADeletedLibrary",
-       fault,
-       1,
-       {"libdeleted.so CrashInTheLibrary", "CallOpened"}},
-      {"BelowADeletedLibrary",
-       "CrashBelowADeletedLibrary",
-       fault,
-       1,
-       {"WriteToNull", "libdeleted.so CallFromTheLibrary"}},
-      {"BareLibrary", "CrashInABareLibrary", fault, 1, {"libcrash_bare_library.so", "CallOpened"}},
-      {"BelowABareLibrary",
-       "CrashBelowABareLibrary",
-       fault,
-       1,
-       {"WriteToNull", "libcrash_bare_library.so"}},
-      {"CallIntoAClosedLibrary", "CallIntoAClosedLibrary", fault, 1, {"CallOpened"}},
-      {"ReturnIntoAClosedLibrary", "ReturnIntoAClosedLibrary", fault, 1, {"OruRTCScenario"}},
-      {"ManySymbols",
-       "CrashAmongManySymbols",
-       fault,
-       1,
-       {"libcrash_many_symbols_library.so CrashInTheLibrary", "CallOpened"}},
-      {"ManyLoadedSymbols",
-       "CrashAmongManyLoadedSymbols",
-       fault,
-       1,
-       {"libdeleted.so CrashInTheLibrary", "CallOpened"}},
+      Fault("LateLibrary", "CrashInALateLibrary",
+            {"libcrash_opened_library.so CrashInTheLibrary", "CallOpened"},
+            {"\nlibcrash_opened_library.so ", " CrashInTheLibrary + "}),
+      Fault("BelowALateLibrary", "CrashBelowALateLibrary",
+            {"WriteToNull", "libcrash_opened_library.so CallFromTheLibrary"},
+            {"\nlibcrash_opened_library.so ", " CallFromTheLibrary + "}),
+      Fault("DeletedLibrary", "CrashInADeletedLibrary",
+            {"libdeleted.so CrashInTheLibrary", "CallOpened"},
+            {"\nlibdeleted.so ", " CrashInTheLibrary + "}),
+      Fault("BelowADeletedLibrary", "CrashBelowADeletedLibrary",
+            {"WriteToNull", "libdeleted.so CallFromTheLibrary"},
+            {"\nlibdeleted.so ", " CallFromTheLibrary + "}),
+      Fault("BareLibrary", "CrashInABareLibrary", {"libcrash_bare_library.so", "CallOpened"},
+            {"\nlibcrash_bare_library.so "}),
+      Fault("BelowABareLibrary", "CrashBelowABareLibrary",
+            {"WriteToNull", "libcrash_bare_library.so"}, {"\nlibcrash_bare_library.so "}),
+      Fault("CallIntoAClosedLibrary", "CallIntoAClosedLibrary", {"CallOpened"},
+            {"\n0x0000000000000000 "}),
+      Fault("ReturnIntoAClosedLibrary", "ReturnIntoAClosedLibrary", {"OruRTCScenario"},
+            {"\n0x0000000000000000 "}),
+      Fault("ManySymbols", "CrashAmongManySymbols",
+            {"libcrash_many_symbols_library.so CrashInTheLibrary", "CallOpened"},
+            {" CrashInTheLibrary + "}),
+      Fault("ManyLoadedSymbols", "CrashAmongManyLoadedSymbols",
+            {"libdeleted.so CrashInTheLibrary", "CallOpened"}, {" CrashInTheLibrary + "}),
   };
 }
 
 std::vector<Row> CrowdRows() {
-  Row threads = {
-      "FiveHundredThreads", "FaultBesideFiveHundredThreads", BySignal(SIGSEGV), 1, {"WriteToNull"}};
+  Row threads = Fault("FiveHundredThreads", "FaultBesideFiveHundredThreads", {"WriteToNull"}, {});
   threads.threads = 501;
-  Row images = {"ThreeHundredLibraries",
-                "CrashBesideThreeHundredLibraries",
-                BySignal(SIGSEGV),
-                1,
-                {"libcopy299.so CrashInTheLibrary"}};
+  Row images = Fault("ThreeHundredLibraries", "CrashBesideThreeHundredLibraries",
+                     {"libcopy299.so CrashInTheLibrary"}, {" CrashInTheLibrary + "});
   images.images = 301;
   return {threads, images};
 }
