@@ -11,7 +11,10 @@
 
 #include "media_core/biz_engine/crash_handler/machine/stack_walk.h"
 
-#define DEED extern "C" __attribute__((noinline, used, disable_tail_calls))
+// A sanitizer would look at a bad pointer before it is called.
+#define DEED \
+  extern "C" \
+      __attribute__((noinline, used, disable_tail_calls, no_sanitize("address", "undefined")))
 
 namespace CrashHandler::machine {
 namespace {
@@ -44,12 +47,11 @@ void CaptureLittle(int /*signo*/) {
 
 bool Has(const char* function) {
   for (void* frame : sCaptured) {
+    if (frame == nullptr) continue;
     Dl_info info;
     const void* inside = static_cast<const char*>(frame) - 1;
-    if (frame != nullptr && dladdr(inside, &info) != 0 && info.dli_sname != nullptr &&
-        std::string(info.dli_sname) == function) {
-      return true;
-    }
+    const bool known = dladdr(inside, &info) != 0 && info.dli_sname != nullptr;
+    if (known && std::string(info.dli_sname) == function) return true;
   }
   return false;
 }
