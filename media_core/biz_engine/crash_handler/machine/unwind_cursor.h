@@ -9,8 +9,10 @@
 
 namespace CrashHandler::machine {
 
-// A bound on damaged input; real entries and expressions stay far below it.
+// Bounds on damaged input; real entries and expressions stay far below the first, and ten bytes
+// hold every number of 64 bits, which tools may pad a little.
 constexpr uint64_t kMaxUnwindEntrySize = 1 << 20;
+constexpr unsigned kMaxUnwindNumberSize = 16;
 
 // In a pointer's encoding: what is read is where the pointer lies.
 constexpr uint8_t kUnwindPointerIndirect = 0x80;
@@ -45,25 +47,16 @@ class UnwindCursor {
   }
 
   uint64_t Uleb() {
-    uint64_t value = 0;
-    for (unsigned shift = 0; ok_; shift += 7) {
-      const auto byte = Read<uint8_t>();
-      if (shift < 64) value |= uint64_t{byte & 0x7fU} << shift;
-      if ((byte & 0x80) == 0) break;
-    }
-    return value;
+    unsigned bits;
+    bool negative;
+    return Number(&bits, &negative);
   }
 
   int64_t Sleb() {
-    uint64_t value = 0;
-    for (unsigned shift = 0; ok_;) {
-      const auto byte = Read<uint8_t>();
-      if (shift < 64) value |= uint64_t{byte & 0x7fU} << shift;
-      shift += 7;
-      if ((byte & 0x80) != 0) continue;
-      if (shift < 64 && (byte & 0x40) != 0) value |= ~uint64_t{0} << shift;
-      break;
-    }
+    unsigned bits;
+    bool negative;
+    uint64_t value = Number(&bits, &negative);
+    if (negative && bits < 64) value |= ~uint64_t{0} << bits;
     return static_cast<int64_t>(value);
   }
 
@@ -90,6 +83,21 @@ class UnwindCursor {
   }
 
  private:
+  // Seven bits a byte, low ones first; the highest bit of a byte says that another one follows.
+  // `bits` is how many there were, `negative` whether the highest of them is set.
+  uint64_t Number(unsigned* bits, bool* negative) {
+    uint64_t value = 0;
+    for (*bits = 0; *bits < 7 * kMaxUnwindNumberSize;) {
+      const auto byte = Read<uint8_t>();
+      if (*bits < 64) value |= uint64_t{byte & 0x7fU} << *bits;
+      *bits += 7;
+      *negative = (byte & 0x40) != 0;
+      if ((byte & 0x80) == 0) return value;
+    }
+    ok_ = false;
+    return 0;
+  }
+
   uint64_t PlainPointer(uint8_t format) {
     switch (format) {
       case 0x00:
