@@ -19,9 +19,10 @@ namespace {
 
 constexpr uint64_t kBiases[] = {0, 0x1234000, 0x7f1234567000, 0xffffffffff000000};
 constexpr size_t kAddresses = 12;
+constexpr uint64_t kExtent = 1 << 18;
 
 struct Choices {
-  uint64_t extent;  // over which the image is repeated
+  oru_fuzz::Behind behind;  // the image
   uint64_t bias;
   size_t room;  // of the buffer for symbols
   std::vector<uint64_t> addresses;
@@ -29,12 +30,12 @@ struct Choices {
 
 Choices TakeChoices(oru_fuzz::Input* input) {
   const uint8_t bits = input->Byte();
-  Choices choices = {(bits & 1) != 0 ? uint64_t{1} << 18 : 0, kBiases[bits >> 2 & 3], 0, {}};
-  choices.room = sizeof(Elf64_Sym) * (size_t{1} << (bits >> 4)) + 5;
+  Choices choices = {oru_fuzz::BehindOf(bits), kBiases[bits >> 2 & 3], 0, {}};
+  choices.room = sizeof(Elf64_Sym) * (size_t{1} << (bits >> 5)) + 5;
   const uint64_t first = input->Size();
   const uint64_t step = input->Byte();
   for (size_t i = 0; i < kAddresses; ++i) choices.addresses.push_back(first + i * step);
-  if ((bits & 2) != 0) choices.addresses.back() = UINT64_MAX;
+  if ((bits & 16) != 0) choices.addresses.back() = UINT64_MAX;
   return choices;
 }
 
@@ -238,14 +239,14 @@ void CheckDynamicCount(const CountedSource& memory, const machine::ElfRange& dyn
   }
   uint32_t sizes[2] = {};
   if (sysv_hash != 0 && memory.ReadValue(sysv_hash, &sizes) && sizes[1] == count) return;
-  if (choices.extent != 0 || gnu_hash == 0) return;
+  if (choices.behind != oru_fuzz::Behind::kNothing || gnu_hash == 0) return;
   const uint64_t end = GnuHashReference(memory, gnu_hash);
   if (end != 0) Require(count == end, "the hash table's count");
 }
 
 void CheckDynamicSymbols(const std::string& image, const machine::ElfSegments& segments,
                          const Choices& choices) {
-  CountedSource memory(image, choices.bias, choices.extent, 0xff);
+  CountedSource memory(image, choices.bias, choices.behind, kExtent, 0xff);
   const machine::ElfRange dynamic = {choices.bias + segments.dynamic.address,
                                      segments.dynamic.size};
   machine::ElfSymbolTable table;
@@ -268,7 +269,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   oru_fuzz::Input input(data, size);
   const Choices choices = TakeChoices(&input);
   const std::string image = input.Rest();
-  CountedSource file(image, 0, choices.extent);
+  CountedSource file(image, 0, choices.behind, kExtent);
   machine::ElfSegments segments;
   if (CheckSegments(&file, &segments)) {
     CheckNotes(&file, segments);

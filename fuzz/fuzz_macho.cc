@@ -18,6 +18,7 @@ namespace machine = CrashHandler::machine;
 namespace {
 
 constexpr size_t kAddresses = 12;
+constexpr uint64_t kExtent = 1 << 14;
 constexpr uint64_t kLinkedAt[] = {0, 0x10000};
 
 // Where symbols and names are read from; a reader has no context of its own.
@@ -274,11 +275,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   subject.image.header = subject.direct.get();
   subject.image.size = header.size();
   subject.image.name = "/lib/image.dylib";
-  subject.image.slide = static_cast<intptr_t>(subject.start() - kLinkedAt[bits >> 1 & 1]);
+  subject.image.slide = static_cast<intptr_t>(subject.start() - kLinkedAt[bits >> 2 & 1]);
   for (size_t i = 0; i < kAddresses; ++i) {
     subject.addresses[i] = subject.start() + first + i * step;
   }
-  CountedSource memory(bytes, subject.start(), (bits & 1) != 0 ? 1 << 14 : 0);
+  CountedSource memory(bytes, subject.start(), oru_fuzz::BehindOf(bits), kExtent);
   sMemory = &memory;
   const Reference reference(header);
   const uint64_t base = CheckSegments(subject, reference);

@@ -14,15 +14,21 @@
 
 namespace oru_fuzz {
 
-// The bytes lie at `start`, once or repeated up to `extent`: only in the latter can a reader that
-// follows a damaged count go on for long. Counts the reads. A read that fails leaves `junk`
-// behind, which no result may depend on.
+// What follows the bytes of a source, up to its extent. Only with more of them can a reader that
+// follows a damaged count go on for long.
+enum class Behind { kNothing, kRepetition, kLastByte };
+
+// The bytes lie at `start`. Counts the reads. A read that fails leaves `junk` behind, which no
+// result may depend on.
 class CountedSource {
  public:
-  CountedSource(const std::string& bytes, uint64_t start, uint64_t extent, uint8_t junk = 0xa5)
+  CountedSource(const std::string& bytes, uint64_t start, Behind behind = Behind::kNothing,
+                uint64_t extent = 0, uint8_t junk = 0xa5)
       : bytes_(bytes),
         start_(start),
-        extent_(bytes.empty() ? 0 : std::max<uint64_t>(extent, bytes.size())),
+        behind_(behind),
+        extent_(behind == Behind::kNothing || extent < bytes.size() || bytes.empty() ? bytes.size()
+                                                                                     : extent),
         junk_(junk) {}
 
   CrashHandler::machine::ByteSource source() const { return {&ReadCounted, this}; }
@@ -31,17 +37,16 @@ class CountedSource {
   uint64_t extent() const { return extent_; }
 
   bool Read(uint64_t position, void* destination, size_t count) const {
+    if (count == 0) return true;
     const uint64_t at = position - start_;
-    if (at > extent_ || count > extent_ - at) {
-      if (count != 0) memset(destination, junk_, count);
+    const bool wraps = position + count < position;
+    if (wraps || at > extent_ || count > extent_ - at) {
+      memset(destination, junk_, count);
       return false;
     }
     auto* to = static_cast<char*>(destination);
     for (size_t done = 0; done < count;) {
-      const size_t from = (at + done) % bytes_.size();
-      const size_t piece = std::min(count - done, bytes_.size() - from);
-      memcpy(to + done, bytes_.data() + from, piece);
-      done += piece;
+      done += Piece(at + done, to + done, count - done);
     }
     return true;
   }
@@ -58,6 +63,17 @@ class CountedSource {
   }
 
  private:
+  size_t Piece(uint64_t at, char* to, size_t room) const {
+    if (at >= bytes_.size() && behind_ == Behind::kLastByte) {
+      memset(to, bytes_.back(), room);
+      return room;
+    }
+    const size_t from = at % bytes_.size();
+    const size_t piece = std::min(room, bytes_.size() - from);
+    memcpy(to, bytes_.data() + from, piece);
+    return piece;
+  }
+
   static bool ReadFrom(const void* context, uint64_t position, void* destination, size_t count) {
     return static_cast<const CountedSource*>(context)->Read(position, destination, count);
   }
@@ -68,10 +84,17 @@ class CountedSource {
 
   const std::string& bytes_;
   uint64_t start_;
+  Behind behind_;
   uint64_t extent_;
   uint8_t junk_;
   mutable size_t reads_ = 0;
 };
+
+inline Behind BehindOf(uint8_t bits) {
+  constexpr Behind kAll[] = {Behind::kNothing, Behind::kRepetition, Behind::kLastByte,
+                             Behind::kNothing};
+  return kAll[bits & 3];
+}
 
 // The same bytes as the crash handler reads them: through blocks.
 class BlockSource {

@@ -26,6 +26,7 @@ class Input {
  public:
   Input(const uint8_t* data, size_t size) : data_(data), size_(size) {}
 
+  bool Empty() const { return size_ == 0; }
   uint8_t Byte() {
     if (size_ == 0) return 0;
     --size_;

@@ -17,6 +17,7 @@ namespace machine = CrashHandler::machine;
 namespace {
 
 constexpr uint64_t kStarts[] = {0x10000, 0x7f1234567000, 0xfffffffffffe0000, 0x40};
+constexpr uint64_t kExtent = 1 << 20;
 constexpr int kSteps = 8;
 constexpr size_t kPairs = 16;  // of the index, that are looked for
 // No more than a row's worth of instructions and expressions of real size takes.
@@ -201,11 +202,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint8_t bits = input.Byte();
   const uint64_t index_size = input.Size();
   const uint64_t place = input.Size();
-  const uint64_t start = kStarts[bits >> 1 & 3];
+  const uint64_t start = kStarts[bits >> 2 & 3];
   machine::UnwindRegisters registers;
   for (uint64_t& value : registers.value) value = start + input.Byte() * uint64_t{8};
   const std::string bytes = input.Rest();
-  CountedSource memory(bytes, start, (bits & 1) != 0 ? 1 << 20 : 0);
+  CountedSource memory(bytes, start, oru_fuzz::BehindOf(bits), kExtent);
   const Subject subject = {&memory, {start, index_size == 0 ? bytes.size() : index_size}};
 
   registers.value[machine::kUnwindRegisterRip] = start + place - 0x8000;
@@ -213,7 +214,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const auto pairs = PairsOf(subject);
   for (size_t i = 0; i < std::min(pairs.size(), kPairs); ++i) {
     registers.value[machine::kUnwindRegisterRip] =
-        start + static_cast<uint64_t>(pairs[i].first) + (bits >> 3);
+        start + static_cast<uint64_t>(pairs[i].first) + (bits >> 4);
     Walk(subject, &memory, registers);
   }
   return 0;

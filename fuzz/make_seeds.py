@@ -62,11 +62,11 @@ def elf_seeds(folder):
     shared = ["-shared", "-Wl,--build-id=sha1"]
     program = ["-static", "-Wl,-e,library_function", "-Wl,-Ttext=0x1000", "-Wl,--build-id=md5"]
     return [
-        choices(0x20, 0x250, 4) + elf(folder, *shared, "-Wl,--hash-style=both"),
-        choices(0x02, 0x230, 8) + elf(folder, *shared, "-Wl,--hash-style=gnu", "-s"),
-        choices(0x34, 0x1F0, 16) + elf(folder, *shared, "-Wl,--hash-style=sysv", "-s"),
-        choices(0x58, 0xFF0, 4) + elf(folder, *program),
-        choices(0x41, 0x200, 16) + elf(folder, "-shared", "-Wl,--build-id=none"),
+        choices(0x40, 0x250, 4) + elf(folder, *shared, "-Wl,--hash-style=both"),
+        choices(0x14, 0x230, 8) + elf(folder, *shared, "-Wl,--hash-style=gnu", "-s"),
+        choices(0x68, 0x1F0, 16) + elf(folder, *shared, "-Wl,--hash-style=sysv", "-s"),
+        choices(0xAC, 0xFF0, 4) + elf(folder, *program),
+        choices(0x81, 0x200, 16) + elf(folder, "-shared", "-Wl,--build-id=none"),
     ]
 
 
@@ -140,11 +140,22 @@ def macho_seeds(folder):
     return [
         choices(0, 0, 0x2C0, 0x10) + linked[0],
         choices(1, 0x300, 0x2C0, 0x08) + linked[1],
-        choices(2, 0, 0, 8) + hand_made(True, "<"),
-        choices(2, 0, 0x38, 4) + hand_made(True, ">"),
-        choices(2, 0xF0, 0, 16) + hand_made(False, "<"),
-        choices(3, 0, 0, 8) + hand_made(False, ">"),
+        choices(4, 0, 0, 8) + hand_made(True, "<"),
+        choices(4, 0, 0x38, 4) + hand_made(True, ">"),
+        choices(4, 0xF0, 0, 16) + hand_made(False, "<"),
+        choices(6, 0, 0, 8) + hand_made(False, ">"),
     ]
+
+
+def endless_number(program, number, block=0):
+    """A function whose table ends in the middle of a number that the bytes behind it go on with, in a
+    block of its program or by itself."""
+    index = bytes([1, 0x1b, 3, 0x3b]) + struct.pack("<iIii", 16, 1, -0x8000, 48)
+    common = struct.pack("<IIB", 20, 0, 1) + b"zR\0" + bytes([1, 0x78, 16, 1, 0x1b, 0x0c, 7, 8, 0x90, 1, 0, 0])
+    size = 13 + len(program) + (block or 0xFF000)
+    entry = struct.pack("<IIiIB", size, 32, -0x8038, 0x100, 0) + program + number
+    registers = bytes(8 + i for i in range(17))
+    return struct.pack(">BHH", 2, 0, 0x10) + registers + index.ljust(20, b"\0") + common + bytes(4) + entry + b"\x80"
 
 
 def unwind_seeds(folder):
@@ -169,11 +180,15 @@ def unwind_seeds(folder):
     tables = tables.ljust((len(tables) + 15) // 16 * 16, b"\0")
     length = len(sections[".text"])
     seeds = []
-    for number, bits in enumerate((0x00, 0x10, 0x30, 0x21)):
+    for number, bits in enumerate((0x00, 0x20, 0x60, 0x41)):
         stack = b"".join(struct.pack("<Q", text + 5 + i * 7 % length if i % 2 else start + len(tables) + 8 * i)
                          for i in range(40))
         registers = bytes(len(tables) // 8 + i % 8 for i in range(17))
         seeds.append(struct.pack(">BHH", bits, 0, text + number * 8 - start + 0x8000) + registers + tables + stack)
+    block = 0x3C << 14
+    seeds.append(endless_number(b"", b"\x0e"))
+    seeds.append(endless_number(b"\x0f\x80\x80\x3c", b"\x10", block))
+    seeds.append(endless_number(b"\x16\x03\x80\x80\x3c", b"\x70", block))
     return seeds
 
 
