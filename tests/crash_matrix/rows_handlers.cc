@@ -45,6 +45,7 @@ std::vector<Row> HandlerRows() {
       pipe,
       // The default action is the one that is left, also of a signal that was ignored.
       {"PredecessorIgnoresSigpipeTwice", "PredecessorIgnoresSigpipeTwice", BySignal(SIGPIPE)},
+      {"SigpipeIgnoredAfterInstalling", "SigpipeIgnoredAfterInstalling", ByExit(97), 0},
       Fault("PlainPredecessorIsNotCalled", "PredecessorIsPlain"),
       Fault("PredecessorOfAnotherSignalIsNotCalled", "PredecessorOfAnotherSignal"),
       Called(Fault("PredecessorReturns", "PredecessorReturns")),

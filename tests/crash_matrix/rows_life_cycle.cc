@@ -10,6 +10,19 @@ Row Fault(const char* scenario) {
   return {scenario, scenario, BySignal(SIGSEGV), 1, {"WriteToNull"}};
 }
 
+// No older handler is called: the one that was found was the default action.
+Row FaultWithoutPredecessor(const char* scenario) {
+  Row row = Fault(scenario);
+  row.said = {"1 DarwinCrashHandler::report finish, old handler = 0"};
+  return row;
+}
+
+// The older handler is the module's own, which refuses.
+Row Refused(Row row) {
+  row.said = {"2 DarwinCrashHandler::already had crash happend"};
+  return row;
+}
+
 // A handler destroyed with its settings reports with the defaults.
 Row FaultWithDefaults(const char* scenario) {
   Row row = Fault(scenario);
@@ -23,15 +36,15 @@ std::vector<Row> LifeCycleRows() {
   return {
       {"AfterUninstalling", "AfterUninstalling", BySignal(SIGSEGV), 0},
       {"AbortAfterUninstalling", "AbortAfterUninstalling", BySignal(SIGABRT), 0},
-      Fault("AfterUninstallingAndInstallingAgain"),
-      Fault("AfterInstallingTwice"),
+      FaultWithoutPredecessor("AfterUninstallingAndInstallingAgain"),
+      FaultWithoutPredecessor("AfterInstallingTwice"),
       FaultWithDefaults("AfterDestroying"),
-      Fault("AfterMakingTheHandlerAgain"),
-      Fault("AfterInstallingOverTheDestroyed"),
-      {"AbortAfterInstallingOverTheDestroyed", "AbortAfterInstallingOverTheDestroyed",
-       BySignal(SIGABRT)},
+      FaultWithoutPredecessor("AfterMakingTheHandlerAgain"),
+      Refused(Fault("AfterInstallingOverTheDestroyed")),
+      Refused({"AbortAfterInstallingOverTheDestroyed", "AbortAfterInstallingOverTheDestroyed",
+               BySignal(SIGABRT)}),
       Fault("AfterUninstallingOverTheDestroyed"),
-      Fault("InstalledOnAnotherThread"),
+      FaultWithoutPredecessor("InstalledOnAnotherThread"),
       Fault("UninstallingDuringACrash"),
       Fault("InstallingAgainDuringACrash"),
   };

@@ -72,7 +72,7 @@ std::vector<Row> HomeRows() {
       With(lost, {"--default-dir", "--home", std::string(10000, 'x')}),
       missing,
       // The default is then below the root.
-      With(Lost(Fault("HomeIsEmpty", Place::kMissing, "", "FaultAsNobody")),
+      With(Lost(Fault("HomeIsEmpty", Place::kMissing, "", "FaultWithoutTheRightToMakeDirectories")),
            {"--default-dir", "--home", ""}),
       With(Fault("NoHomeButADirectory", Place::kMissing, kInDumps), {"--no-home"}),
       // The handling faults then.

@@ -103,6 +103,12 @@ CHILD_FUNCTION void PredecessorIgnoresSigpipeTwice() {
   raise(SIGPIPE);
 }
 
+CHILD_FUNCTION void SigpipeIgnoredAfterInstalling() {
+  signal(SIGPIPE, SIG_IGN);
+  raise(SIGPIPE);
+  raise(SIGPIPE);
+}
+
 void PredecessorIsPlain() {
   InstallPredecessor(Plain(MustNotBeCalled));
   WriteToNull();
@@ -230,6 +236,7 @@ std::vector<Scenario> HandlerScenarios() {
       SCENARIO(PredecessorIgnoresWithInfo),
       SCENARIO(PredecessorIgnoresSigpipe),
       SCENARIO(PredecessorIgnoresSigpipeTwice),
+      SCENARIO(SigpipeIgnoredAfterInstalling),
       SCENARIO(PredecessorIsPlain),
       SCENARIO(PredecessorOfAnotherSignal),
       SCENARIO(PredecessorReturns),

@@ -1,9 +1,12 @@
 // Crashes where the report has no place: permissions, disks, descriptors.
 #include <fcntl.h>
 #include <linux/capability.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -11,6 +14,8 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
+#include <cstddef>
 #include <string>
 #include <thread>
 
@@ -21,7 +26,6 @@ namespace {
 
 constexpr rlim_t kFewDescriptors = 40;
 constexpr rlim_t kLittleRoom = 1000;
-constexpr uid_t kNobody = 65534;
 
 // The permissions of files count for root too, afterwards.
 void GiveUpCapabilities() {
@@ -35,9 +39,19 @@ void FaultWithoutCapabilities() {
   WriteToNull();
 }
 
-// As an ordinary user, who owns nothing at all.
-void FaultAsNobody() {
-  Require(geteuid() != 0 || setresuid(kNobody, kNobody, kNobody) == 0);
+// As for an ordinary user beside the root of the file system, whoever runs this.
+void FaultWithoutTheRightToMakeDirectories() {
+  sock_filter rules[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_mkdir, 1, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_mkdirat, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EACCES),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  sock_fprog program = {sizeof rules / sizeof *rules, rules};
+  Require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0);
+  Require(mkdir("x", 0755) != 0 && errno == EACCES);
   WriteToNull();
 }
 
@@ -150,9 +164,9 @@ void FaultWithoutAnyDescriptorToHave() {
 
 // As a server does that accepts connections while it can.
 void FaultWhileAnotherTakesEveryDescriptor() {
-  UseAllDescriptors(Limit::kMayBeRaised);
   std::atomic<bool> running{false};
   std::thread([&running] {
+    UseAllDescriptors(Limit::kMayBeRaised);
     for (;; running = true) UseAllDescriptors();
   }).detach();
   while (!running) SleepMs(1);
@@ -164,7 +178,7 @@ void FaultWhileAnotherTakesEveryDescriptor() {
 std::vector<Scenario> PlaceScenarios() {
   return {
       SCENARIO(FaultWithoutCapabilities),
-      SCENARIO(FaultAsNobody),
+      SCENARIO(FaultWithoutTheRightToMakeDirectories),
       SCENARIO(FaultInAnotherFolder),
       SCENARIO(FaultInARemovedFolder),
       SCENARIO(FaultAtTheLimitOfFileSizes),

@@ -68,7 +68,8 @@ class CrashHandlerProxy {
   virtual void UpdateCrashHandlerConfig(CrashHandlerConfig& config) = 0;
   // A copy of the configuration.
   virtual CrashHandlerConfig GetCrashHandlerConfig() = 0;
-  // Where reports go; copied, neither checked nor created here. Not null. Thread-safe.
+  // Where reports go; copied, neither checked nor created here. Not null. A relative path counts
+  // from the working directory of whoever asks for it, at a crash that of the crash. Thread-safe.
   virtual void SetCrashDumpDirPath(const char* path) = 0;
   // The directory set, created (one level) when it is not there; when that fails, or none was set,
   // HOME/Library/Caches/Oru_RTC_Crash/, which is then kept. HOME must be set in that case. Anything
