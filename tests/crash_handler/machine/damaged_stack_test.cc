@@ -1,11 +1,13 @@
 // Stacks on which the C library's own `backtrace` would fault.
 #include <dlfcn.h>
+#include <execinfo.h>
 #include <gtest/gtest.h>
 #include <setjmp.h>
 #include <signal.h>
 
 #include <algorithm>
 #include <cstdint>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -28,6 +30,11 @@ __attribute__((noinline)) void Capture() {
   void* frames[kRoom];
   const size_t count = CaptureDamagedStack(frames, kRoom);
   sCaptured.assign(frames, frames + count);
+}
+
+void CaptureBySystem() {
+  void* frames[kRoom];
+  sCaptured.assign(frames, frames + backtrace(frames, kRoom));
 }
 
 void OnSignal(int /*signo*/) {
@@ -77,6 +84,8 @@ DEED void FaultsPlainly() {
   volatile int* volatile nowhere = nullptr;
   *nowhere = 1;
 }
+DEED void Throws() { throw 1; }
+DEED void LeavesByAnException() noexcept { Throws(); }
 // Its own return address leads nowhere; the fault comes in what it calls.
 DEED void SmashesItsReturnAddress() {
   void* volatile* const frame = static_cast<void**>(__builtin_frame_address(0));
@@ -124,6 +133,19 @@ TEST(DamagedStackTest, ASmashedReturnAddressEndsTheStackBehindItsFunction) {
 TEST(DamagedStackTest, AReturnToABadAddressIsFollowedByTheFramePointer) {
   CaptureAtFault(CallsTheCaller);
   EXPECT_TRUE(Has("CallsTheCaller"));
+}
+
+// Between the two lies a helper of the compiler, with or without a table.
+TEST(DamagedStackTest, ANoexceptFunctionThatAnExceptionLeavesIsFound) {
+  sCaptured.clear();
+  const std::terminate_handler old = std::set_terminate([] {
+    Capture();
+    if (sCaptured.empty()) CaptureBySystem();
+    siglongjmp(sBack, 1);
+  });
+  if (sigsetjmp(sBack, 1) == 0) LeavesByAnException();
+  std::set_terminate(old);
+  EXPECT_TRUE(Has("LeavesByAnException"));
 }
 
 TEST(DamagedStackTest, NoMoreThanTheRoomIsWritten) {

@@ -133,7 +133,37 @@ class Walk {
     const bool wild = interrupted && (image == nullptr || !image->HoldsCode(ip()));
     // After a return to a bad address nothing on the stack tells whose frame it is, but the frame
     // pointer may.
-    return (wild && AdvanceFromWildCall()) || AdvanceByFramePointer();
+    return (wild ? AdvanceFromWildCall() : AdvanceFromHelper()) || AdvanceByFramePointer();
+  }
+
+  // The compiler's own helper behind a `noexcept` function has neither a table nor a frame pointer
+  // (Clang's before 15). It is known by its size and by the plain call on whose return address it
+  // has pushed no more than a few words.
+  bool AdvanceFromHelper() {
+    constexpr uint64_t kHelperSize = 64;
+    constexpr uint64_t kPushedWords = 4;
+    const uint64_t sp = registers_.value[kUnwindRegisterRsp];
+    for (uint64_t at = sp; at < sp + kPushedWords * sizeof(at); at += sizeof(at)) {
+      uint64_t caller = 0;
+      if (!state_->stack.Read(kOwnMemory, at, &caller, sizeof(caller))) return false;
+      if (!IsCode(caller) || ip() - CallTarget(caller) >= kHelperSize) continue;
+      registers_.value[kUnwindRegisterRip] = caller;
+      registers_.value[kUnwindRegisterRsp] = at + sizeof(at);
+      return true;
+    }
+    return false;
+  }
+
+  // What the call before a return address called; 0 when it is no call of a fixed address.
+  uint64_t CallTarget(uint64_t return_address) {
+    constexpr uint8_t kCall = 0xe8;
+    struct [[gnu::packed]] {
+      uint8_t code;
+      int32_t distance;
+    } call;
+    const bool read = ReadTable(state_, return_address - sizeof(call), &call, sizeof(call));
+    if (!read || call.code != kCall) return 0;
+    return return_address + static_cast<uint64_t>(int64_t{call.distance});
   }
 
   // A call through a bad pointer: nothing but the return address has been pushed.
