@@ -54,6 +54,7 @@ bool BeginCrash(int signo) {
   if (!handler->IsCrashed()) {
     handler->SetCrashed(true);
     ReleaseReservedDescriptor();
+    ReleaseCrashReserve();
     return true;
   }
   GiveCrashTurnBack();
@@ -257,7 +258,6 @@ void OruRTCNewFailedCatchHandler() {
     return;
   }
   LOG_PROGRESS("DarwinCrashHandler::new failed hanppend");
-  ReleaseCrashReserve();
   CallHost(MemoryError);
   @autoreleasepool {
     void* frames[kMaxFrames];

@@ -8,7 +8,8 @@ namespace CrashHandler {
 // Call at installation, on an ordinary thread. Logs nothing and creates no file.
 void PrepareForCrash();
 
-// Gives back memory that was set aside for the report of a failed allocation; once.
+// Gives back memory that was set aside for the report, so that a process that has used up what it
+// may have can still be reported; once. May run in a signal handler.
 void ReleaseCrashReserve();
 
 // Gives back a file descriptor that was set aside, so that a process with none free can still be

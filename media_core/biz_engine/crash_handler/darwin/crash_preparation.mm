@@ -20,7 +20,15 @@ namespace {
 // Address space only: pages that are never touched take no memory.
 constexpr size_t kReserveBytes = size_t{8} << 20;
 
-machine::ScratchMemory* sReserve = nullptr;
+// The reserve's first byte; null when there is none. Never owned by an object on the heap: what
+// gives it back may not use the heap.
+std::atomic<void*> sReserve{nullptr};
+
+void ReserveMemory() {
+  if (sReserve.load() != nullptr) return;
+  machine::ScratchMemory memory(kReserveBytes);
+  sReserve.store(memory.Leak());
+}
 
 // An open null device, above the numbers of the standard streams; -1 when there is none.
 constexpr int kLowestDescriptor = 3;
@@ -76,12 +84,12 @@ void PrepareForCrash() {
   machine::PrepareThreads();
   machine::PrepareImages();
   ReserveDescriptor();
-  if (sReserve == nullptr) sReserve = new machine::ScratchMemory(kReserveBytes);
+  ReserveMemory();
 }
 
 void ReleaseCrashReserve() {
-  delete sReserve;
-  sReserve = nullptr;
+  machine::ScratchMemory memory;
+  memory.Adopt(sReserve.exchange(nullptr), kReserveBytes);
 }
 
 void ReleaseReservedDescriptor() {

@@ -20,6 +20,7 @@ constexpr size_t kUuidBytes = 16;
 constexpr size_t kMaxNameSize = 64 * 1024;
 // Address space, not memory: pages are taken as they are written.
 constexpr size_t kNameBytes = 64 << 20;
+constexpr size_t kFewNameBytes = 1 << 20;
 constexpr size_t kPieceBytes = 256 * 1024;
 constexpr size_t kFewQueries = 50;
 
@@ -118,14 +119,24 @@ bool Before(const Query& a, const Query& b) {
 void* Pointer(uint64_t address) { return reinterpret_cast<void*>(address); }
 
 struct SymbolizerState {
+  explicit SymbolizerState(size_t names_room) : name_room(names_room) {}
+
   ImageTable table;
   size_t name_bytes = 0;
+  size_t name_room;
   Blocks blocks;            // of the image that is being looked at
   char piece[kPieceBytes];  // of a symbol table
-  char names[kNameBytes];   // left as the kernel gives it
+  char names[kNameBytes];   // left as the kernel gives it; the first `name_room` are there
 };
 
+constexpr size_t kBytesWithoutNames = offsetof(SymbolizerState, names);
+
 SpareMemory sSpareState(sizeof(SymbolizerState));
+
+// What all names could take is address space that a process at its limit does not have.
+bool TakeStateMemory(ScratchMemory* memory) {
+  return sSpareState.Take(memory) || memory->Allocate(kBytesWithoutNames + kFewNameBytes);
+}
 
 // Resolves sorted queries that all lie in one image.
 class ImageResolver {
@@ -181,7 +192,7 @@ class ImageResolver {
   const char* Name(uint32_t index) {
     if (last_name_ != nullptr && index == last_index_) return last_name_;
     char* name = state_->names + state_->name_bytes;
-    const size_t room = std::min(kMaxNameSize, kNameBytes - state_->name_bytes);
+    const size_t room = std::min(kMaxNameSize, state_->name_room - state_->name_bytes);
     if (room < 2) return nullptr;
     state_->name_bytes += ReadElfName(source_, table_, index, name, room) + 1;
     last_index_ = index;
@@ -215,12 +226,13 @@ void VisitImages(ImageListVisitor visit, void* context) {
 }
 
 Symbolizer::Symbolizer() {
-  if (sSpareState.Take(&memory_)) new (memory_.data()) SymbolizerState;
+  if (!TakeStateMemory(&memory_)) return;
+  new (memory_.data()) SymbolizerState(memory_.size() - kBytesWithoutNames);
 }
 
 Symbolizer::~Symbolizer() {
   if (memory_.data() != nullptr) static_cast<SymbolizerState*>(memory_.data())->~SymbolizerState();
-  sSpareState.GiveBack(&memory_);
+  if (memory_.size() == sizeof(SymbolizerState)) sSpareState.GiveBack(&memory_);
 }
 
 void Symbolizer::Resolve(const uintptr_t* addresses, SymbolInformation* records, size_t count) {
