@@ -141,6 +141,16 @@ bool IsRethrownException(char** symbols, int count) {
   return false;
 }
 
+// An exception that was thrown without being raised has no call stack on GNUstep, which takes it
+// when the exception is raised first. The stack of the throw is still below this one.
+void CompleteCallStack(NSException* exception) {
+  if ([[exception callStackSymbols] count] != 0) return;
+  @try {
+    [exception raise];
+  } @catch (NSException*) {
+  }
+}
+
 void LeaveToExceptionHandler() {
   LOG_PROGRESS("DarwinCrashHandler::due to uncaught exception, let exception handler it");
   DarwinCrashHandler::GetInstance()->SetCrashed(false);
@@ -175,6 +185,7 @@ void OruRTCExceptionHandler(NSException* exception) {
   LOG_PROGRESS("DarwinCrashHandler::exception happend");
   CallHost(Exception);
   @autoreleasepool {
+    CompleteCallStack(exception);
     [CreateOruRTCCrashReport() reportCrashWithException:exception];
   }
   LOG_PROGRESS("DarwinCrashHandler::report finish, old handler is= %p",
