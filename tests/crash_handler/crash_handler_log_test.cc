@@ -4,7 +4,9 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <future>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
@@ -83,6 +85,28 @@ TEST_F(CrashLog, ConsoleAndSinkTogether) {
     std::printf("%zu", sEntries->size());
   });
   EXPECT_EQ("Crash_Handler (a/b.mm:42): text 7 \n1", out);
+}
+// As when a crash has frozen the thread that prints.
+TEST_F(CrashLog, ConsoleLockedForGoodLosesItsLinesButNotTheSinks) {
+  const std::string out = ConsoleOf([] {
+    CrashHandler::EnableOutputLogToConsole(true);
+    CrashHandler::SetLogSink(CollectingSink);
+    std::promise<void> locked;
+    std::promise<void> logged;
+    std::thread holder([&] {
+      flockfile(stdout);
+      locked.set_value();
+      logged.get_future().wait();
+      funlockfile(stdout);
+    });
+    locked.get_future().wait();
+    for (int i = 0; i < 100; ++i) Log();
+    logged.set_value();
+    holder.join();
+    Log();
+    std::printf("%zu", sEntries->size());
+  });
+  EXPECT_EQ("Crash_Handler (a/b.mm:42): text 7 \n101", out);
 }
 TEST_F(CrashLog, RemovedSinkGetsNothing) {
   CrashHandler::SetLogSink(CollectingSink);

@@ -1,3 +1,6 @@
+#include <stdio.h>
+#include <time.h>
+
 #include <atomic>
 #include <cstdarg>
 #include <cstdio>
@@ -14,6 +17,30 @@ constexpr size_t kMessageSize = 2048;
 std::atomic<bool> log_to_console{false};
 std::atomic<CrashLogSink> log_callback{nullptr};
 
+// A crash may have frozen the thread that holds the stream: then the lines go without the console,
+// the first one after this time and the others at once.
+constexpr int kConsolePatienceMs = 500;
+std::atomic<bool> console_is_stuck{false};
+
+bool LockConsole() {
+  for (int waited_ms = 0; ftrylockfile(stdout) != 0; ++waited_ms) {
+    if (console_is_stuck || waited_ms >= kConsolePatienceMs) {
+      console_is_stuck = true;
+      return false;
+    }
+    const timespec pause = {0, 1000000};
+    nanosleep(&pause, nullptr);
+  }
+  console_is_stuck = false;
+  return true;
+}
+
+void PrintToConsole(const char* tag, const char* file, int32_t line, const char* message) {
+  if (!LockConsole()) return;
+  std::printf("%s (%s:%d): %s \n", tag, file, line, message);
+  funlockfile(stdout);
+}
+
 }  // namespace
 
 void PrintLog(CrashHandlerLogLevel level, const char* tag, const char* file, int32_t line,
@@ -24,9 +51,7 @@ void PrintLog(CrashHandlerLogLevel level, const char* tag, const char* file, int
   std::vsnprintf(message, sizeof(message), format, arguments);
   va_end(arguments);
 
-  if (log_to_console.load(std::memory_order_relaxed)) {
-    std::printf("%s (%s:%d): %s \n", tag, file, line, message);
-  }
+  if (log_to_console.load(std::memory_order_relaxed)) PrintToConsole(tag, file, line, message);
   const CrashLogSink sink = log_callback.load(std::memory_order_relaxed);
   if (sink != nullptr) sink(level, tag, file, line, message);
 }

@@ -49,7 +49,9 @@ using CrashLogSink = void (*)(CrashHandlerLogLevel level, const char* tag, const
 // Formats a message as printf does, cuts it at 2047 bytes, prints "tag (file:line): message \n" to
 // standard output when the console is switched on (the level is not printed), and hands it to the
 // sink when one is set. Its own buffer is on the stack, so that signal and exception handlers may
-// log; with the console on it goes through the C library's standard output.
+// log; with the console on it goes through the C library's standard output. A line that finds that
+// stream locked by another thread for half a second is not printed, nor the ones after it while
+// that lasts.
 #if defined(__GNUC__)
 __attribute__((format(printf, 5, 6)))
 #endif
