@@ -40,8 +40,8 @@ struct CrashTraceInfo {
 };
 
 // The process's crash handler. Configure it, then install it, on one thread; settings may change
-// later too, and a report takes the values of the moment of the crash. Only the dump directory and
-// the callback may be set while another thread reads them.
+// later too, and a report takes the values of the moment of the crash. Only the identity, the dump
+// directory and the callback may be set while another thread, or a report, reads them.
 class CrashHandlerProxy {
  public:
   // The process's one handler, made on first use with default settings; never null. It stays the

@@ -1,5 +1,7 @@
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy_impl.h"
 
+#include <time.h>
+
 #include <cstdint>
 #include <cstdlib>
 
@@ -14,6 +16,36 @@ constexpr uint64_t kSessionIdLength = 8;
 CrashHandlerProxy* sCrashHandlerInstance = nullptr;
 std::mutex sCrashHandlerInstanceMtx;
 std::string sDefaultCrashDumpDir;
+
+// Keeps a report from reading half an identity. Nobody waits for it for ever.
+std::recursive_mutex sIdentityMtx;
+
+constexpr int kPatienceMs = 200;
+
+// Has the lock after this time or goes on without it: its owner may be a thread that the crash has
+// frozen, or that crashed itself and waits for the report.
+class PatientLock {
+ public:
+  explicit PatientLock(std::recursive_mutex* mutex) : mutex_(mutex) {
+    const timespec pause = {0, 1000000};
+    for (int waited_ms = 0; !(locked_ = mutex_->try_lock()) && waited_ms < kPatienceMs; ++waited_ms)
+      nanosleep(&pause, nullptr);
+  }
+  ~PatientLock() {
+    if (locked_) mutex_->unlock();
+  }
+  PatientLock(const PatientLock&) = delete;
+  PatientLock& operator=(const PatientLock&) = delete;
+
+ private:
+  std::recursive_mutex* const mutex_;
+  bool locked_ = false;
+};
+
+std::string CopyIdentity(const std::string& part) {
+  const PatientLock lock(&sIdentityMtx);
+  return part;
+}
 
 // HOME is expected to be set.
 void AppendDefaultDumpDir(std::string* path) {
@@ -65,6 +97,15 @@ void CrashHandlerProxyImpl::SetCrashDumpDirPath(const char* path) {
 
 const char* CrashHandlerProxyImpl::GetCrashDumpDirPath() {
   const std::lock_guard<std::recursive_mutex> lock(dirMutex);
+  return ResolveCrashDumpDirPath();
+}
+
+std::string CrashHandlerProxyImpl::CopyCrashDumpDirPath() {
+  const PatientLock lock(&dirMutex);
+  return ResolveCrashDumpDirPath();
+}
+
+const char* CrashHandlerProxyImpl::ResolveCrashDumpDirPath() {
   if (!crashDumpDirPath.empty()) {
     PrintLog(kCrashLogInfo, kLogTag, __FILE__, __LINE__, "Alread set backup log dir: %s",
              crashDumpDirPath.c_str());
@@ -77,6 +118,7 @@ const char* CrashHandlerProxyImpl::GetCrashDumpDirPath() {
 }
 
 void CrashHandlerProxyImpl::SetTraceInfo(CrashTraceInfo& info) {
+  const PatientLock lock(&sIdentityMtx);
   if (info.appId != nullptr) appId = info.appId;
   if (info.sessionId != nullptr) sessionId = info.sessionId;
   if (info.sdkVersion != nullptr) {
@@ -99,13 +141,13 @@ void CrashHandlerProxyImpl::SetDebugLogSinkCallback(void (*sink)(CrashHandlerLog
   SetLogSink(sink);
 }
 
-std::string CrashHandlerProxyImpl::GetAppId() { return appId; }
+std::string CrashHandlerProxyImpl::GetAppId() { return CopyIdentity(appId); }
 
-std::string CrashHandlerProxyImpl::GetSessionId() { return sessionId; }
+std::string CrashHandlerProxyImpl::GetSessionId() { return CopyIdentity(sessionId); }
 
-std::string CrashHandlerProxyImpl::GetSDKVersion() { return sdkVersion; }
+std::string CrashHandlerProxyImpl::GetSDKVersion() { return CopyIdentity(sdkVersion); }
 
-std::string CrashHandlerProxyImpl::GetExtraInfo() { return extraInfo; }
+std::string CrashHandlerProxyImpl::GetExtraInfo() { return CopyIdentity(extraInfo); }
 
 void CrashHandlerProxyImpl::TrigerCrashHanlerCallback(CrashType /*type*/) {
   const std::lock_guard<std::recursive_mutex> lock(callbackMutex);

@@ -32,7 +32,7 @@ class CrashHandlerProxyImpl : public CrashHandlerProxy {
   void SetDebugLogSinkCallback(void (*sink)(CrashHandlerLogLevel level, const char* tag,
                                             const char* file, int line, char* message)) override;
 
-  // The identity; not locked against SetTraceInfo.
+  // The identity.
   virtual std::string GetAppId();
   virtual std::string GetSessionId();
   virtual std::string GetSDKVersion();
@@ -41,10 +41,17 @@ class CrashHandlerProxyImpl : public CrashHandlerProxy {
   // holds meanwhile is recursive: the callback may set another callback.
   virtual void TrigerCrashHanlerCallback(CrashType type);
 
+  // What GetCrashDumpDirPath gives, for a report, while another thread may set another one. Not
+  // virtual: the slots are fixed.
+  std::string CopyCrashDumpDirPath();
+
  protected:
   ~CrashHandlerProxyImpl() = default;
 
  private:
+  // With dirMutex held, or waited for long enough.
+  const char* ResolveCrashDumpDirPath();
+
   std::string crashDumpDirPath;  // guarded by dirMutex
   CrashHandlerConfig config;
   CrashTraceInfo traceInfo;  // never written

@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <future>
 #include <set>
 #include <thread>
 #include <type_traits>
@@ -40,6 +42,10 @@ std::vector<Call> sCalls;
 
 void RecordCall(void* handler, CrashType type) { sCalls.push_back({handler, type}); }
 
+// A log sink that holds the locks of whoever logs.
+std::promise<void>* sHeldInLog = nullptr;
+std::promise<void>* sReadInLog = nullptr;
+
 class CrashHandlerProxyTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -49,6 +55,11 @@ class CrashHandlerProxyTest : public testing::Test {
   void SetVersion(const char* version) {
     CrashTraceInfo info;
     info.sdkVersion = version;
+    handler_.SetTraceInfo(info);
+  }
+  void SetApp(const std::string& app) {
+    CrashTraceInfo info;
+    info.appId = app.c_str();
     handler_.SetTraceInfo(info);
   }
   std::string DefaultDir() const { return home_.path() + "/Library/Caches/Oru_RTC_Crash/"; }
@@ -360,6 +371,50 @@ TEST_F(CrashHandlerProxyTest, CreateFromManyThreadsGivesOneHandler) {
   }
   for (auto& thread : threads) thread.join();
   for (const CrashHandlerProxy* handler : handlers) EXPECT_EQ(handler, handlers[0]);
+}
+
+// A report reads them at any time.
+TEST_F(CrashHandlerProxyTest, SettingsReadWhileAnotherThreadSetsThemAreWhole) {
+  constexpr int kReads = 5000;
+  const std::string home = home_.path() + "/";
+  handler_.SetCrashDumpDirPath(home.c_str());
+  SetApp("a");
+  std::atomic<bool> done{false};
+  std::thread setter([&] {
+    for (size_t i = 0; !done; ++i) {
+      SetApp(std::string(i % 600, static_cast<char>('a' + i % 26)));
+      handler_.SetCrashDumpDirPath((home + std::string(i % 100, '/')).c_str());
+    }
+  });
+  for (int i = 0; i < kReads; ++i) {
+    const std::string app = handler_.GetAppId();
+    ASSERT_EQ(app.find_first_not_of(app.substr(0, 1)), std::string::npos) << app;
+    const std::string dir = handler_.CopyCrashDumpDirPath();
+    ASSERT_EQ(dir.compare(0, home.size(), home), 0) << dir;
+  }
+  done = true;
+  setter.join();
+}
+
+// Its owner may be the crash, or wait for the crash's report.
+TEST_F(CrashHandlerProxyTest, DumpDirForAReportDoesNotWaitForEver) {
+  handler_.SetCrashDumpDirPath(home_.path().c_str());
+  std::promise<void> held;
+  std::promise<void> read;
+  sHeldInLog = &held;
+  sReadInLog = &read;
+  std::thread holder([this] {
+    SetLogSink([](CrashHandlerLogLevel, const char*, const char*, int, char*) {
+      sHeldInLog->set_value();
+      sReadInLog->get_future().wait();
+    });
+    handler_.GetCrashDumpDirPath();
+  });
+  held.get_future().wait();
+  SetLogSink(nullptr);
+  EXPECT_EQ(handler_.CopyCrashDumpDirPath(), home_.path());
+  read.set_value();
+  holder.join();
 }
 
 std::string SetAppAndReadSession(CrashHandlerProxy* handler) {

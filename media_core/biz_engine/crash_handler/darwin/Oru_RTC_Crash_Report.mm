@@ -216,7 +216,7 @@ OruRTCCrashReport* CreateOruRTCCrashReport() {
   config.appId = TextOrFallback(handler->GetAppId(), @"Unknown-App");
   config.sessionId = TextOrFallback(handler->GetSessionId(), @"Unknown-Session");
   config.sdkVersion = TextOrFallback(handler->GetSDKVersion(), @"");
-  config.crashFileSavePath = TextOrFallback(handler->GetCrashDumpDirPath(), @"");
+  config.crashFileSavePath = TextOrFallback(handler->CopyCrashDumpDirPath(), @"");
   config.crashFilter = [NSMutableArray arrayWithObject:@"OruRTC"];
   config.infoString = TextOrFallback(handler->GetExtraInfo(), nil);
   return [[[OruRTCCrashReport alloc] initWithCrashConfig:config] autorelease];
