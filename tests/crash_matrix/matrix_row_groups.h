@@ -10,10 +10,15 @@ namespace crash_test {
 
 std::vector<Row> CrowdRows();
 std::vector<Row> DamagedStackRows();
+std::vector<Row> ExceptionRows();
 std::vector<Row> HandlerRows();
+std::vector<Row> HeapRows();
 std::vector<Row> LibraryRows();
 std::vector<Row> LifeCycleRows();
+std::vector<Row> LockRows();
 std::vector<Row> NameRows();
+std::vector<Row> NewRows();
+std::vector<Row> ObjcRows();
 std::vector<Row> OverflowRows();
 std::vector<Row> PlaceRows();
 std::vector<Row> ProcessRows();

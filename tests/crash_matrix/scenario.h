@@ -30,10 +30,15 @@ constexpr int kScenarioFailed = 98;
 
 std::vector<Scenario> AllocationScenarios();
 std::vector<Scenario> CallbackScenarios();
+std::vector<Scenario> ExceptionScenarios();
 std::vector<Scenario> FaultScenarios();
 std::vector<Scenario> HandlerScenarios();
+std::vector<Scenario> HeapScenarios();
 std::vector<Scenario> LibraryScenarios();
 std::vector<Scenario> LifeCycleScenarios();
+std::vector<Scenario> LockScenarios();
+std::vector<Scenario> NewScenarios();
+std::vector<Scenario> ObjcScenarios();
 std::vector<Scenario> PlaceScenarios();
 std::vector<Scenario> ProcessScenarios();
 std::vector<Scenario> StackScenarios();

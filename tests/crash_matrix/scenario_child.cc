@@ -194,8 +194,9 @@ int InstallAndRun(const Scenario& scenario, const Options& options) {
 const Scenario* FindScenario(const char* name) {
   static std::vector<Scenario> all;
   for (const auto& list :
-       {AllocationScenarios(), CallbackScenarios(), FaultScenarios(), HandlerScenarios(),
-        LibraryScenarios(), LifeCycleScenarios(), PlaceScenarios(), ProcessScenarios(),
+       {AllocationScenarios(), CallbackScenarios(), ExceptionScenarios(), FaultScenarios(),
+        HandlerScenarios(), HeapScenarios(), LibraryScenarios(), LifeCycleScenarios(),
+        LockScenarios(), NewScenarios(), ObjcScenarios(), PlaceScenarios(), ProcessScenarios(),
         StackScenarios(), ThreadScenarios()}) {
     all.insert(all.end(), list.begin(), list.end());
   }

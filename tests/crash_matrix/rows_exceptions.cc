@@ -1,0 +1,106 @@
+// Exceptions of both languages that nobody catches, and what goes wrong while one is on its way.
+#include <signal.h>
+
+#include "tests/crash_matrix/matrix_row_groups.h"
+
+namespace crash_test {
+namespace {
+
+constexpr char kSignalReport[] = "dumps/1.0/Crash_A_S_Signal_";
+constexpr char kExceptionReport[] = "dumps/1.0/Crash_A_S_Exception_";
+
+// Ends in std::terminate, whose abort is reported.
+Row Terminates(const char* name, const char* scenario, const char* frame) {
+  Row row{name, scenario, BySignal(SIGABRT), 1, {frame, "terminate", "abort"}};
+  row.path = kSignalReport;
+  return row;
+}
+
+Row Aborts(const char* name, const char* scenario) {
+  Row row{name, scenario, BySignal(SIGABRT), 1, {scenario, "abort"}};
+  row.path = kSignalReport;
+  return row;
+}
+
+Row Faults(const char* name, const char* scenario, std::vector<std::string> frames) {
+  Row row{name, scenario, BySignal(SIGSEGV), 1, std::move(frames)};
+  row.path = kSignalReport;
+  return row;
+}
+
+// An Objective-C exception: the runtime of GNUstep exits after the handler.
+Row Raises(const char* name, const char* scenario, const char* frame, const char* what) {
+  Row row{name, scenario, ByExit(1), 1, {frame, "OruRTCExceptionHandler"}};
+  row.path = kExceptionReport;
+  row.texts = {std::string("\n\nApplication Specific Information:\n*** Terminating app due to ") +
+               what};
+  return row;
+}
+
+Row OnAWorker(const char* name, Row row) {
+  row.name = name;
+  row.options = {"--worker"};
+  return row;
+}
+
+constexpr char kRaised[] =
+    "uncaught exception 'MatrixException', reason: 'raised once'\n\nCrash Thread Backtrace:\n";
+constexpr char kMade[] =
+    "uncaught exception 'MatrixException', reason: 'made before'\n\nCrash Thread Backtrace:\n";
+
+}  // namespace
+
+std::vector<Row> ExceptionRows() {
+  const Row uncaught = Terminates("ThrownAndUncaught", "ThrowUncaught", "ThrowUncaught");
+  // The frames below the `noexcept` function are gone.
+  const Row noexcept_left =
+      Terminates("ThrownOutOfNoexcept", "ThrowOutOfNoexcept", "ThrowOutOfNoexcept");
+  const Row nothing = Terminates("RethrownWithoutAnException", "RethrowNothing", "RethrowNothing");
+  const Row pure = Terminates("PureVirtualCall", "CallPureVirtual", "CallOverridden");
+  return {
+      uncaught,
+      OnAWorker("ThrownAndUncaughtOnAWorker", uncaught),
+      Terminates("ThrownNumber", "ThrowANumber", "ThrowANumber"),
+      noexcept_left,
+      OnAWorker("ThrownOutOfNoexceptOnAWorker", noexcept_left),
+      nothing,
+      OnAWorker("RethrownWithoutAnExceptionOnAWorker", nothing),
+      Terminates("CaughtAndRethrown", "RethrowUncaught", "RethrowUncaught"),
+      Terminates("StoredAndRethrown", "RethrowStoredException", "RethrowStoredException"),
+      Terminates("ThrownByADestructor", "ThrowWhileUnwinding", "ThrowWhileUnwinding"),
+      Terminates("ThrownWhileCaught", "ThrowWhileCatching", "ThrowWhileCatching"),
+      pure,
+      OnAWorker("PureVirtualCallOnAWorker", pure),
+      Faults("FaultInACatchBlock", "FaultInACatchBlock", {"WriteToNull", "FaultInACatchBlock"}),
+      Faults("FaultInADestructorWhileUnwinding", "FaultWhileUnwinding",
+             {"WriteToNull", "FaultsWhenDestroyed", "FaultWhileUnwinding"}),
+      Faults("FaultInTheTerminateHandler", "FaultInTheTerminateHandler",
+             {"WriteToNull", "terminate", "FaultInTheTerminateHandler"}),
+  };
+}
+
+std::vector<Row> ObjcRows() {
+  const Row raised = Raises("RaisedAndUncaught", "RaiseUncaught", "RaiseUncaught", kRaised);
+  const Row again = Raises("CaughtAndRaisedAgain", "RethrowInCatch", "RethrowInCatch", kRaised);
+  return {
+      raised,
+      OnAWorker("RaisedAndUncaughtOnAWorker", raised),
+      // GNUstep takes the stack when an exception is raised first; here it is thrown without.
+      Raises("ThrownWithoutRaise", "ThrowUncaughtException", "ThrowUncaughtException", kMade),
+      Raises("RaisedByFoundation", "RaiseOutOfRange", "RaiseOutOfRange",
+             "uncaught exception 'NSRangeException', reason: '"),
+      Raises("UnknownMessage", "SendUnknownMessage", "SendUnknownMessage",
+             "uncaught exception 'NSInvalidArgumentException', reason: '-[NSObject noSuchMessage]"),
+      again,
+      OnAWorker("CaughtAndRaisedAgainOnAWorker", again),
+      Raises("CaughtAndThrownAgain", "ThrowCaughtAgain", "ThrowCaughtAgain", kRaised),
+      Raises("RaisedInInitialize", "RaiseInInitialize", "RaiseUncaught", kRaised),
+      Aborts("RaisedOutOfNoexcept", "RaiseOutOfNoexcept"),
+      // No exception: the runtime aborts.
+      Aborts("ThrownObject", "ThrowAnObject"),
+      Faults("FaultInACatchOfObjectiveC", "FaultInObjcCatch", {"WriteToNull", "FaultInObjcCatch"}),
+      Faults("FaultInAFinally", "FaultInObjcFinally", {"WriteToNull", "FaultInObjcFinally"}),
+  };
+}
+
+}  // namespace crash_test

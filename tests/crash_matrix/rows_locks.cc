@@ -1,0 +1,46 @@
+// Crashes while a lock is held.
+#include <signal.h>
+
+#include "tests/crash_matrix/matrix_row_groups.h"
+
+namespace crash_test {
+namespace {
+
+Row Fault(const char* name, std::vector<std::string> frames = {"WriteToNull"}) {
+  return {name, name, BySignal(SIGSEGV), 1, std::move(frames)};
+}
+
+Row WaitsForDeadline(const char* name) {
+  return {name, name, BySignal(SIGSEGV), 0, {}, {}, kWaitsForDeadline};
+}
+
+}  // namespace
+
+std::vector<Row> LockRows() {
+  return {
+      Fault("FaultHoldingStdio"),
+      Fault("FaultWhileAnotherHoldsStdio"),
+      Fault("FaultWhileAnotherHoldsTheConsole"),
+      Fault("FaultInPrintf", {"FaultInPrintf"}),
+      Fault("FaultWalkingLibraries", {"WriteToNull", "FaultAtLibrary", "FaultWalkingLibraries"}),
+      Fault("FaultWhileAnotherWalksLibraries"),
+      Fault("FaultInAnExitHandler", {"WriteToNull", "exit"}),
+      // The module's own.
+      Fault("FaultInTheDirectorySetter", {"SetCrashDumpDirPath", "FaultInTheDirectorySetter"}),
+      Fault("FaultInTheIdentitySetter", {"SetTraceInfo", "FaultInTheIdentitySetter"}),
+      Fault("FaultBesideAFaultInTheDirectorySetter"),
+      Fault("FaultWhileAnotherSetsTheIdentity"),
+      Fault("FaultWhileAnotherSetsTheDirectory"),
+      Fault("FaultWhileAnotherGetsTheDirectory"),
+      // The Objective-C runtime's.
+      Fault("FaultInInitialize", {"WriteToNull", "MatrixLazy", "FaultInInitialize"}),
+      Fault("FaultInLoad", {"WriteToNull", "MatrixLoaded", "FaultInLoad"}),
+      Fault("FaultHoldingAnObjectsLock"),
+      // GNU's runtime takes its lock for every new object.
+      WaitsForDeadline("FaultWhileAnotherIsInInitialize"),
+      // The report's name has the local time.
+      WaitsForDeadline("FaultInLocalTime"),
+  };
+}
+
+}  // namespace crash_test

@@ -1,0 +1,100 @@
+// Memory that runs out, and a heap that is broken.
+#include <signal.h>
+
+#include "tests/crash_matrix/matrix_row_groups.h"
+
+namespace crash_test {
+namespace {
+
+constexpr char kSignalReport[] = "dumps/1.0/Crash_A_S_Signal_";
+constexpr char kMemoryReport[] = "dumps/1.0/Crash_A_S_MemoryError_";
+
+// A sanitizer's `operator new` does not ask the new-handler, its memory does not fit into a limit,
+// and its allocator looks after the heap itself.
+Row OwnAllocator(Row row) {
+  row.traits |= kNotUnderSanitizers;
+  return row;
+}
+
+// A failed allocation is reported and survived.
+Row Survives(const char* name, const char* scenario, std::vector<std::string> frames) {
+  Row row{name, scenario, ByExit(97), 1, std::move(frames)};
+  row.path = kMemoryReport;
+  return OwnAllocator(row);
+}
+
+Row Ends(const char* name, const char* scenario, Ending ending, std::vector<std::string> frames) {
+  Row row = Survives(name, scenario, std::move(frames));
+  row.ending = ending;
+  return row;
+}
+
+// By a signal, which is reported.
+Row Reported(const char* name, int signo, std::vector<std::string> frames) {
+  Row row{name, name, BySignal(signo), 1, std::move(frames)};
+  row.path = kSignalReport;
+  return OwnAllocator(row);
+}
+
+Row Unreported(const char* name, int signo) {
+  return OwnAllocator({name, name, BySignal(signo), 0});
+}
+
+Row WaitsForDeadline(Row row) {
+  row.traits |= kWaitsForDeadline;
+  return row;
+}
+
+}  // namespace
+
+std::vector<Row> NewRows() {
+  const std::vector<std::string> failing = {"OruRTCNewFailedCatchHandler", "New",
+                                            "NewUntilItFails"};
+  return {
+      Survives("NewInALimit", "NewInALimit", failing),
+      Survives("NewOfTheLastBytesInALimit", "LastByteInALimit", failing),
+      Survives("NewOfFarTooMuch", "HugeNew", failing),
+      Survives("NothrowNewOfFarTooMuch", "HugeNothrowNew", {"NewNothrow", "HugeNothrowNew"}),
+      Survives("NothrowNewInALimit", "NothrowNewInALimit", {"NewNothrow", "NothrowNewInALimit"}),
+      Survives("NewOfFarTooMuchOnThreads", "HugeNewOnThreads", failing),
+      Survives("NewInALimitOnThreads", "NewInALimitOnThreads", failing),
+      Survives("NewWithAFreeingPredecessor", "NewAfterAFreeingHandler", {"New"}),
+      Survives("NewWithAThrowingPredecessor", "NewAfterAThrowingHandler", failing),
+      Ends("NewWithAnAbortingPredecessor", "NewAfterAnAbortingHandler", BySignal(SIGABRT), failing),
+      Ends("NewWithAnExitingPredecessor", "NewAfterAnExitingHandler", ByExit(5), failing),
+      Ends("NewWithAFaultingPredecessor", "NewAfterAFaultingHandler", BySignal(SIGSEGV), failing),
+      // The failure is the report; its exception ends the process.
+      Ends("UncaughtNewInALimit", "UncaughtBadAllocInALimit", BySignal(SIGABRT),
+           {"New", "UncaughtBadAllocInALimit"}),
+      Ends("UncaughtNewOfFarTooMuch", "UncaughtHugeNew", BySignal(SIGABRT),
+           {"New", "UncaughtHugeNew"}),
+      Ends("NewOfANegativeSize", "NegativeArraySize", BySignal(SIGABRT), {"NegativeArraySize"}),
+      Ends("UncaughtNewOfFarTooMuchOnThreads", "UncaughtHugeNewOnThreads", BySignal(SIGABRT),
+           {"New"}),
+      Ends("FaultsAfterNewInALimitOnThreads", "FaultAfterNewInALimitOnThreads", BySignal(SIGSEGV),
+           {"New"}),
+      Reported("FaultWithoutMemory", SIGSEGV, {"WriteToNull", "FaultWithoutMemory"}),
+      Reported("AbortWithoutMemory", SIGABRT, {"abort", "AbortWithoutMemory"}),
+  };
+}
+
+std::vector<Row> HeapRows() {
+  return {
+      // Found by the allocator before it takes its lock.
+      Reported("FreeInvalidPointer", SIGABRT, {"abort", "FreeInvalidPointer"}),
+      Reported("FreeTheStack", SIGABRT, {"abort", "FreeTheStack"}),
+      Reported("FreeSmallTwice", SIGABRT, {"abort", "FreeSmallTwice"}),
+      Reported("FaultAfterSmashingAHeader", SIGSEGV, {"WriteToNull"}),
+      // With its lock: the report waits for it.
+      WaitsForDeadline(Unreported("FreeLargeTwice", SIGABRT)),
+      WaitsForDeadline(Unreported("AbortInMalloc", SIGABRT)),
+      WaitsForDeadline(Unreported("FaultHoldingTheAllocator", SIGSEGV)),
+      WaitsForDeadline(Unreported("FaultWhileAnotherHoldsTheAllocator", SIGFPE)),
+      // While the report is made.
+      Unreported("FaultAfterSmashingTheTop", SIGABRT),
+      Unreported("FaultAfterSmashingTheTopOfAThreadedProcess", SIGABRT),
+      Unreported("FaultAfterSmashingFreeMemory", SIGSEGV),
+  };
+}
+
+}  // namespace crash_test

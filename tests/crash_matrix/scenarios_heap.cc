@@ -1,0 +1,121 @@
+// A broken heap: the allocator's own data overwritten, memory given back twice.
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+
+#include "tests/crash_matrix/scenario.h"
+
+namespace crash_test {
+namespace {
+
+// A process of one thread does without the allocator's locks.
+void BecomeThreaded() {
+  std::thread([] { SleepForEver(); }).detach();
+}
+
+// The allocator keeps the size of a piece of memory right before it.
+size_t* SizeField(void* memory) { return static_cast<size_t*>(memory) - 1; }
+
+constexpr size_t kSmall = 40;
+// Beyond what each thread keeps for itself.
+constexpr size_t kLarge = 5000;
+
+CHILD_FUNCTION void* Allocate(size_t size) {
+  void* volatile memory = malloc(size);
+  return memory;
+}
+
+CHILD_FUNCTION void FreeInvalidPointer() {
+  char* memory = static_cast<char*>(Allocate(kSmall));
+  memset(memory, 0, kSmall);
+  free(memory + 8);  // NOLINT: wrong on purpose
+}
+
+CHILD_FUNCTION void FreeTheStack() {
+  volatile char buffer[64] = {};
+  void* volatile memory = const_cast<char*>(buffer) + 8;
+  free(memory);  // NOLINT: wrong on purpose
+}
+
+CHILD_FUNCTION void FreeTwice(size_t size) {
+  void* volatile memory = Allocate(size);
+  void* volatile between = Allocate(size);
+  free(memory);
+  free(memory);  // NOLINT: wrong on purpose
+  free(between);
+}
+
+CHILD_FUNCTION void FreeSmallTwice() { FreeTwice(kSmall); }
+
+// Found out with the allocator's lock held.
+CHILD_FUNCTION void FreeLargeTwice() {
+  BecomeThreaded();
+  FreeTwice(kLarge);
+}
+
+// The rest of the heap is said to be larger than the machine.
+CHILD_FUNCTION void SmashTheTop() {
+  char* last = static_cast<char*>(Allocate(kLarge));
+  memset(last + kLarge, 0xff, 24);
+}
+
+CHILD_FUNCTION void AbortInMalloc() {
+  BecomeThreaded();
+  SmashTheTop();
+  for (;;) Allocate(kLarge);
+}
+
+CHILD_FUNCTION void FaultAfterSmashingTheTop() {
+  SmashTheTop();
+  WriteToNull();
+}
+
+CHILD_FUNCTION void FaultAfterSmashingTheTopOfAThreadedProcess() {
+  BecomeThreaded();
+  SmashTheTop();
+  WriteToNull();
+}
+
+CHILD_FUNCTION void FaultAfterSmashingAHeader() {
+  void* first = Allocate(kLarge);
+  void* second = Allocate(kLarge);
+  *SizeField(second) = 0x4141414141414141;
+  free(first);
+  WriteToNull();
+}
+
+// Makes the allocator hand out an address at the bottom of memory next but one: a free piece begins
+// with the next one's address, mixed with the page of its own.
+void SmashFreePiece(void* piece) {
+  constexpr uintptr_t kBottom = 0x10;
+  const uintptr_t next = kBottom ^ reinterpret_cast<uintptr_t>(piece) >> 12;
+  memcpy(piece, &next, sizeof next);
+}
+
+CHILD_FUNCTION void FaultAfterSmashingFreeMemory() {
+  for (size_t size = 16; size <= 1024; size += 16) {
+    void* pieces[2] = {Allocate(size), Allocate(size)};
+    for (void* piece : pieces) free(piece);
+    SmashFreePiece(pieces[1]);
+  }
+  WriteToNull();
+}
+
+}  // namespace
+
+std::vector<Scenario> HeapScenarios() {
+  return {
+      SCENARIO(FreeInvalidPointer),
+      SCENARIO(FreeTheStack),
+      SCENARIO(FreeSmallTwice),
+      SCENARIO(FreeLargeTwice),
+      SCENARIO(AbortInMalloc),
+      SCENARIO(FaultAfterSmashingTheTop),
+      SCENARIO(FaultAfterSmashingTheTopOfAThreadedProcess),
+      SCENARIO(FaultAfterSmashingAHeader),
+      SCENARIO(FaultAfterSmashingFreeMemory),
+  };
+}
+
+}  // namespace crash_test

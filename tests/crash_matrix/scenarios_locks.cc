@@ -1,0 +1,184 @@
+// Crashes while a lock is held, by the crash itself or by another thread.
+#include <link.h>
+#include <stdlib.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <thread>
+
+#include "tests/crash_matrix/scenario.h"
+
+namespace crash_test {
+namespace {
+
+std::atomic<bool> sHeld{false};
+
+// No memory is there.
+const char* BadText() { return reinterpret_cast<const char*>(uintptr_t{0x10}); }
+
+// Until `hold` has set sHeld, on a thread of its own.
+void HoldElsewhere(void (*hold)()) {
+  std::thread(hold).detach();
+  while (!sHeld) SleepMs(1);
+}
+
+void HoldForEver() {
+  sHeld = true;
+  SleepForEver();
+}
+
+void LogToConsole() {
+  CrashHandler::CrashHandlerConfig config;
+  config.outputLogToConsole = true;
+  Handler()->UpdateCrashHandlerConfig(config);
+}
+
+void HoldStdio() {
+  flockfile(stdout);
+  flockfile(stderr);
+  flockfile(stdin);
+}
+
+CHILD_FUNCTION void FaultHoldingStdio() {
+  LogToConsole();
+  HoldStdio();
+  WriteToNull();
+}
+
+CHILD_FUNCTION void FaultWhileAnotherHoldsStdio() {
+  HoldElsewhere([] {
+    HoldStdio();
+    HoldForEver();
+  });
+  WriteToNull();
+}
+
+CHILD_FUNCTION void FaultWhileAnotherHoldsTheConsole() {
+  LogToConsole();
+  FaultWhileAnotherHoldsStdio();
+}
+
+CHILD_FUNCTION void FaultInPrintf() {
+  LogToConsole();
+  printf("%s\n", BadText());
+}
+
+CHILD_FUNCTION void FaultInLocalTime() {
+  const time_t now = 0;
+  localtime_r(&now, reinterpret_cast<tm*>(uintptr_t{0x10}));
+}
+
+CHILD_FUNCTION int FaultAtLibrary(dl_phdr_info* /*info*/, size_t /*size*/, void* /*data*/) {
+  WriteToNull();
+  return 0;
+}
+
+CHILD_FUNCTION void FaultWalkingLibraries() { dl_iterate_phdr(FaultAtLibrary, nullptr); }
+
+CHILD_FUNCTION void FaultWhileAnotherWalksLibraries() {
+  HoldElsewhere([] {
+    dl_iterate_phdr(
+        [](dl_phdr_info*, size_t, void*) {
+          HoldForEver();
+          return 0;
+        },
+        nullptr);
+  });
+  WriteToNull();
+}
+
+CHILD_FUNCTION void FaultInTheDirectorySetter() { Handler()->SetCrashDumpDirPath(BadText()); }
+
+CHILD_FUNCTION void FaultInTheIdentitySetter() {
+  CrashHandler::CrashTraceInfo info{};
+  info.extraInfo = BadText();
+  Handler()->SetTraceInfo(info);
+}
+
+// Both wait: this thread, in its setter, for the other one's report.
+CHILD_FUNCTION void FaultBesideAFaultInTheDirectorySetter() {
+  Callback([](void*, CrashType) {
+    sHeld = true;
+    SleepMs(100);
+  });
+  std::thread([] {
+    while (!sHeld) SleepMs(1);
+    FaultInTheDirectorySetter();
+  }).detach();
+  WriteToNull();
+}
+
+void SetIdentityForEver() {
+  std::string text;
+  for (size_t i = 0;; ++i) {
+    text.assign(i % 5000, 'x');
+    CrashHandler::CrashTraceInfo info{"A", "S", "1.0", text.c_str()};
+    Handler()->SetTraceInfo(info);
+    sHeld = true;
+  }
+}
+
+// The same directory, in ever other words.
+void SetDirectoryForEver() {
+  const std::string directory = Handler()->GetCrashDumpDirPath();
+  for (size_t i = 0;; ++i) {
+    Handler()->SetCrashDumpDirPath((directory + std::string(i % 200, '/')).c_str());
+    sHeld = true;
+  }
+}
+
+void GetDirectoryForEver() {
+  Handler()->SetDebugLogSinkCallback(nullptr);
+  for (;;) {
+    Handler()->GetCrashDumpDirPath();
+    sHeld = true;
+  }
+}
+
+CHILD_FUNCTION void FaultWhileAnotherSetsTheIdentity() {
+  HoldElsewhere(SetIdentityForEver);
+  WriteToNull();
+}
+
+CHILD_FUNCTION void FaultWhileAnotherSetsTheDirectory() {
+  HoldElsewhere(SetDirectoryForEver);
+  WriteToNull();
+}
+
+CHILD_FUNCTION void FaultWhileAnotherGetsTheDirectory() {
+  HoldElsewhere(GetDirectoryForEver);
+  WriteToNull();
+}
+
+// After `main`, with the C library's lock on the list of such functions.
+CHILD_FUNCTION void FaultInAnExitHandler() {
+  atexit([] { OruRTCScenario(WriteToNull); });
+  exit(0);
+}
+
+}  // namespace
+
+std::vector<Scenario> LockScenarios() {
+  return {
+      SCENARIO(FaultHoldingStdio),
+      SCENARIO(FaultWhileAnotherHoldsStdio),
+      SCENARIO(FaultWhileAnotherHoldsTheConsole),
+      SCENARIO(FaultInPrintf),
+      SCENARIO(FaultInLocalTime),
+      SCENARIO(FaultWalkingLibraries),
+      SCENARIO(FaultWhileAnotherWalksLibraries),
+      SCENARIO(FaultInTheDirectorySetter),
+      SCENARIO(FaultInTheIdentitySetter),
+      SCENARIO(FaultBesideAFaultInTheDirectorySetter),
+      SCENARIO(FaultWhileAnotherSetsTheIdentity),
+      SCENARIO(FaultWhileAnotherSetsTheDirectory),
+      SCENARIO(FaultWhileAnotherGetsTheDirectory),
+      SCENARIO(FaultInAnExitHandler),
+  };
+}
+
+}  // namespace crash_test

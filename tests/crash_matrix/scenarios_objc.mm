@@ -1,0 +1,156 @@
+// Objective-C exceptions that nobody catches, and crashes inside the Objective-C runtime.
+#import <Foundation/Foundation.h>
+#include <dlfcn.h>
+#include <stdlib.h>
+
+#include <atomic>
+#include <exception>
+#include <thread>
+
+#include "tests/crash_matrix/scenario.h"
+
+namespace crash_test {
+namespace {
+
+void (*sInitialize)() = nullptr;
+std::atomic<bool> sInitializing{false};
+
+CHILD_FUNCTION void RaiseUncaught() {
+  [NSException raise:@"MatrixException" format:@"raised %s", "once"];
+}
+
+NSException* MakeException() {
+  return [NSException exceptionWithName:@"MatrixException" reason:@"made before" userInfo:nil];
+}
+
+CHILD_FUNCTION void ThrowUncaughtException() { @throw MakeException(); }
+
+CHILD_FUNCTION void ThrowAnObject() { @throw @"no exception at all"; }
+
+CHILD_FUNCTION void RaiseOutOfRange() { [[NSArray array] objectAtIndex:1]; }
+
+CHILD_FUNCTION void SendUnknownMessage() {
+  [[[[NSObject alloc] init] autorelease] performSelector:NSSelectorFromString(@"noSuchMessage")];
+}
+
+CHILD_FUNCTION void RethrowInCatch() {
+  @try {
+    RaiseUncaught();
+  } @catch (NSException*) {
+    @throw;
+  }
+}
+
+CHILD_FUNCTION void ThrowCaughtAgain() {
+  @try {
+    RaiseUncaught();
+  } @catch (NSException* exception) {
+    @throw exception;
+  }
+}
+
+CHILD_FUNCTION void RaiseWithoutAWayOut() noexcept { RaiseUncaught(); }
+
+// GNU's own last handler would take the exception for one of C++.
+CHILD_FUNCTION void RaiseOutOfNoexcept() {
+  std::set_terminate(abort);
+  RaiseWithoutAWayOut();
+}
+
+CHILD_FUNCTION void FaultInObjcCatch() {
+  @try {
+    RaiseUncaught();
+  } @catch (NSException*) {
+    WriteToNull();
+  }
+}
+
+CHILD_FUNCTION void FaultInObjcFinally() {
+  @try {
+    @try {
+      RaiseUncaught();
+    } @finally {
+      WriteToNull();
+    }
+  } @catch (NSException*) {
+  }
+}
+
+}  // namespace
+}  // namespace crash_test
+
+// Its first use runs `initialize` with the runtime's lock held.
+@interface MatrixLazy : NSObject
++ (void)use;
+@end
+
+@implementation MatrixLazy
++ (void)initialize {
+  crash_test::sInitializing = true;
+  crash_test::sInitialize();
+  crash_test::sInitializing = false;
+}
++ (void)use {
+}
+@end
+
+namespace crash_test {
+namespace {
+
+CHILD_FUNCTION void FaultInInitialize() {
+  sInitialize = WriteToNull;
+  [MatrixLazy use];
+}
+
+CHILD_FUNCTION void RaiseInInitialize() {
+  sInitialize = RaiseUncaught;
+  [MatrixLazy use];
+}
+
+void AnotherIsInInitialize() {
+  sInitialize = SleepForEver;
+  std::thread([] { [MatrixLazy use]; }).detach();
+  while (!sInitializing) SleepMs(1);
+}
+
+CHILD_FUNCTION void FaultWhileAnotherIsInInitialize() {
+  AnotherIsInInitialize();
+  WriteToNull();
+}
+
+CHILD_FUNCTION void FaultInLoad() { dlopen(LOADED_CLASS_LIBRARY, RTLD_NOW); }
+
+CHILD_FUNCTION void FaultHoldingAnObjectsLock() {
+  @synchronized([NSThread mainThread]) {
+    WriteToNull();
+  }
+}
+
+}  // namespace
+
+std::vector<Scenario> ObjcScenarios() {
+  return {
+      SCENARIO(RaiseUncaught),
+      SCENARIO(ThrowUncaughtException),
+      SCENARIO(ThrowAnObject),
+      SCENARIO(RaiseOutOfRange),
+      SCENARIO(SendUnknownMessage),
+      SCENARIO(RethrowInCatch),
+      SCENARIO(ThrowCaughtAgain),
+      SCENARIO(RaiseOutOfNoexcept),
+      SCENARIO(FaultInObjcCatch),
+      SCENARIO(FaultInObjcFinally),
+      SCENARIO(FaultInInitialize),
+      SCENARIO(RaiseInInitialize),
+      SCENARIO(FaultWhileAnotherIsInInitialize),
+      SCENARIO(FaultInLoad),
+      SCENARIO(FaultHoldingAnObjectsLock),
+  };
+}
+
+}  // namespace crash_test
+
+// Called by the library's class while it is loaded.
+extern "C" __attribute__((visibility("default"))) void LoadedMatrixClass() {
+  crash_test::WriteToNull();
+}
