@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <ostream>
 #include <regex>
 
 #include "tests/support/child_process.h"
@@ -32,6 +33,8 @@ struct CrashKind {
   // Lines of crashes that were refused, after the report; null when there are none.
   const char* refused;
 };
+
+void PrintTo(const CrashKind& kind, std::ostream* out) { *out << kind.name; }
 
 const char kSignalLine[] = "1 DarwinCrashHandler::singal happend, signal = % ";
 const char kRefused[] = "2 DarwinCrashHandler::already had crash happend";

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -240,6 +241,8 @@ struct Step {
   std::string error;
   bool ports_saved;
 };
+
+void PrintTo(const Step& step, std::ostream* out) { *out << step.name; }
 
 class InstallerStep : public MachExceptionHandler, public testing::WithParamInterface<Step> {};
 

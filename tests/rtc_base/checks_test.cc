@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <memory>
+#include <ostream>
 
 #include "tests/support/child_process.h"
 
@@ -201,6 +202,8 @@ struct Comparison {
   // It fails against 2.
   int failing_a;
 };
+
+void PrintTo(const Comparison& comparison, std::ostream* out) { *out << comparison.name; }
 
 class EachComparison : public testing::TestWithParam<Comparison> {};
 

@@ -4,11 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "tests/support/guarded_buffer.h"
+
+namespace rtc::string_encode_internal {
+
+void PrintTo(const EncodeKernels* kernels, std::ostream* out) { *out << kernels->name; }
+
+}  // namespace rtc::string_encode_internal
 
 namespace {
 

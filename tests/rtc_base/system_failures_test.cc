@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -67,6 +68,8 @@ struct DeadlineCase {
   timeval now;
   timespec deadline;
 };
+
+void PrintTo(const DeadlineCase& entry, std::ostream* out) { *out << entry.name; }
 
 class EventDeadline : public testing::TestWithParam<DeadlineCase> {
  protected:

@@ -5,6 +5,7 @@
 #define TESTS_SUPPORT_STRING_ENCODE_REFERENCE_H_
 
 #include <cstddef>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -50,6 +51,7 @@ struct EncodeCase {
   size_t (*function)(char* buffer, size_t buflen, const char* source, size_t srclen);
   Units (*units)(const std::string& source);
 };
+inline void PrintTo(const EncodeCase& entry, std::ostream* out) { *out << entry.name; }
 // All of them; those with further arguments are bound to typical ones.
 const std::vector<EncodeCase>& EncodeCases();
 
