@@ -211,7 +211,8 @@ class TlsStoreTest : public HttpStoreTest {
     pid_ = fork();
     if (pid_ == 0) {
       dup2(ends[1], STDOUT_FILENO);
-      execl("/usr/bin/python3", "python3", ORU_TLS_SERVER, certificate.c_str(), nullptr);
+      // The whole path: Python looks for its library beside what it is called by.
+      execl("/usr/bin/python3", "/usr/bin/python3", ORU_TLS_SERVER, certificate.c_str(), nullptr);
       _exit(127);
     }
     close(ends[1]);

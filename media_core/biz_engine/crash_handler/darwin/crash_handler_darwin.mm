@@ -29,7 +29,6 @@ std::new_handler OruRTCOldNewFailedHandler = nullptr;
 namespace {
 
 constexpr int kMaxFrames = 128;
-constexpr int kCrashKinds = 4;
 
 using SignalAction = void (*)(int, siginfo_t*, void*);
 
@@ -65,8 +64,16 @@ void CallHost(CrashType kind) {
   DarwinCrashHandler::GetInstance()->TrigerCrashHanlerCallback(kind);
 }
 
-// Never freed, and kept in sight so that nobody takes them for lost: the process is about to end.
-char** sFrameStrings[kCrashKinds] = {};
+// Frame strings are never freed: the process is about to end. They are kept in sight, so that
+// nobody takes them for lost; those of earlier crashes, which the process survived, through the
+// first entry.
+char** sFrameStrings = nullptr;
+
+void KeepInSight(char** symbols, int count) {
+  if (symbols == nullptr || count == 0) return;
+  symbols[0] = reinterpret_cast<char*>(sFrameStrings);
+  sFrameStrings = symbols;
+}
 
 NSMutableArray* SymbolArray(char** symbols, int count) {
   NSMutableArray* array = [NSMutableArray array];
@@ -106,8 +113,9 @@ void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
   @autoreleasepool {
     void* frames[kMaxFrames];
     const int count = CaptureFrames(frames);
-    sFrameStrings[Signal] = backtrace_symbols(frames, count);
-    NSMutableArray* symbols = SymbolArray(sFrameStrings[Signal], count);
+    char** strings = backtrace_symbols(frames, count);
+    NSMutableArray* symbols = SymbolArray(strings, count);
+    KeepInSight(strings, count);
     [CreateOruRTCCrashReport() reportCrashWithSignal:signo
                                                 info:info
                                              context:context
@@ -234,13 +242,15 @@ void OruRTCTerminateCatchHandler() {
   void* frames[kMaxFrames];
   const int count = CaptureFrames(frames);
   char** symbols = backtrace_symbols(frames, count);
-  sFrameStrings[Terminate] = symbols;
   if (IsRethrownException(symbols, count)) {
+    KeepInSight(symbols, count);
     LeaveToExceptionHandler();
     return;
   }
   @autoreleasepool {
-    [CreateOruRTCCrashReport() reportCrashWithSymbols:SymbolArray(symbols, count)];
+    NSMutableArray* array = SymbolArray(symbols, count);
+    KeepInSight(symbols, count);
+    [CreateOruRTCCrashReport() reportCrashWithSymbols:array];
   }
   LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
                reinterpret_cast<void*>(OruRTCOldTerminateHandler));
@@ -273,8 +283,9 @@ void OruRTCNewFailedCatchHandler() {
   @autoreleasepool {
     void* frames[kMaxFrames];
     const int count = CaptureFrames(frames);
-    sFrameStrings[MemoryError] = backtrace_symbols(frames, count);
-    NSMutableArray* symbols = SymbolArray(sFrameStrings[MemoryError], count);
+    char** strings = backtrace_symbols(frames, count);
+    NSMutableArray* symbols = SymbolArray(strings, count);
+    KeepInSight(strings, count);
     [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
   }
   LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
