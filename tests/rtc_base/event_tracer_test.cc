@@ -10,16 +10,20 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <regex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "media_core/common/webrtc/rtc_base/event.h"
 #include "media_core/common/webrtc/rtc_base/event_logger.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "media_core/common/webrtc/rtc_base/trace_event_queue.h"
+#include "media_core/common/webrtc/rtc_base/trace_output.h"
 #include "tests/rtc_base/log_capture.h"
+#include "tests/rtc_base/trace_text.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
 
@@ -284,16 +288,56 @@ TEST(EventTracer, EventsOutsideACaptureAreDropped) {
 // An emitter that saw the end of a capture too late leaves such events.
 TEST(EventTracer, EventsQueuedBeforeTheStartAreDiscarded) {
   const TempDir dir;
-  FILE* const file = fopen(dir.Join("t").c_str(), "w");
-  ASSERT_NE(file, nullptr);
   rtc::tracing::EventLogger logger;
   logger.AddTraceEvent({{"late", nullptr, 0, 0, 1, 0, 'I'}, nullptr, nullptr, nullptr});
-  logger.Start(file, /*owned=*/true);
+  logger.Start(rtc::tracing::OpenTraceFile(dir.Join("t").c_str()));
   logger.AddTraceEvent({{"kept", nullptr, 0, 0, 1, 0, 'I'}, nullptr, nullptr, nullptr});
   logger.Stop();
   const std::string text = ReadFile(dir.Join("t"));
   EXPECT_EQ(text.find("late"), std::string::npos) << text;
   EXPECT_NE(text.find("\"kept\""), std::string::npos) << text;
+}
+
+// A file on a disk that stalls until it is told to go on.
+class StalledOutput : public rtc::tracing::TraceOutput {
+ public:
+  StalledOutput(rtc::Event* stalled, rtc::Event* go_on, std::string* text)
+      : stalled_(stalled), go_on_(go_on), text_(text) {}
+  size_t Write(const std::string& text) override {
+    stalled_->Set();
+    go_on_->Wait(rtc::Event::kForever);
+    text_->append(text);
+    return text.size();
+  }
+  void TakeBack(size_t) override {}
+
+ private:
+  rtc::Event* const stalled_;
+  rtc::Event* const go_on_;
+  std::string* const text_;
+};
+
+TEST(EventTracer, WhileTheDiskStallsMemoryIsBoundedAndTheLossesAreTold) {
+  constexpr size_t kRoom = 256 * 1024;
+  constexpr uint64_t kEvents = 20000;
+  rtc::Event stalled(false, false);
+  rtc::Event go_on(true, false);
+  std::string text;
+  rtc::tracing::EventLogger logger(kRoom);
+  logger.Start(std::make_unique<StalledOutput>(&stalled, &go_on, &text));
+  ASSERT_TRUE(stalled.Wait(30000));
+  for (uint64_t i = 0; i < kEvents; ++i) {
+    logger.AddTraceEvent({{"e", nullptr, i, 0, 1, 0, 'I'}, nullptr, nullptr, nullptr});
+  }
+  go_on.Set();
+  logger.Stop();
+  const oru_test::TraceText trace = oru_test::ReadTrace(text);
+  EXPECT_EQ(trace.error, "");
+  EXPECT_TRUE(trace.ended);
+  EXPECT_LE(trace.Others().size() * sizeof(rtc::tracing::TraceEvent), kRoom);
+  EXPECT_EQ(trace.Others().size() + trace.Lost(), kEvents);
+  EXPECT_EQ(trace.Others().back().time, trace.Others().size() - 1) << "the first ones are kept";
+  EXPECT_EQ(trace.events.back().name, "EventLogger::Lost");
 }
 
 TEST(EventTracer, ItsOwnFileIsClosedAtTheEnd) {

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,6 +16,7 @@
 #include "media_core/common/webrtc/rtc_base/logging.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
+#include "tests/support/small_disk.h"
 
 namespace {
 
@@ -176,6 +178,74 @@ TEST(FileLogSink, FullDiskLeavesWholeLinesAndCountsTheRest) {
   });
   EXPECT_EQ(child.exit_code, 0) << child.err;
   EXPECT_EQ(ReadFile(path), "1234\nlater\n");
+}
+
+// Several threads on a disk that is full for a while.
+TEST(FileLogSink, OnAFullDiskEveryLineIsWholeInTheFileOrCounted) {
+  constexpr int kLines = 3000;
+  const oru_test::SmallDisk disk(65536);
+  const std::string path = disk.Join("log");
+  const oru_test::ChildResult child = RunInFork([&] {
+    disk.Enter();
+    FileLogSinkOptions options;
+    options.buffer_bytes = 1000;
+    FileLogSink sink(path, options);
+    rtc::LogMessage::AddLogToStream(&sink, rtc::LS_INFO);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 3; ++t) {
+      threads.emplace_back([] {
+        for (int i = 0; i < kLines; ++i) {
+          rtc::LogMessage(nullptr, 0, rtc::LS_INFO).stream() << i << " of a thread's lines";
+        }
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    if (sink.Flush()) return 1;
+    disk.MakeRoom();
+    rtc::LogMessage(nullptr, 0, rtc::LS_INFO).stream() << "later";
+    if (!sink.Flush()) return 2;
+    rtc::LogMessage::RemoveLogToStream(&sink);
+    const std::vector<std::string> lines = oru_test::SplitLines(ReadFile(path));
+    return lines.size() + sink.dropped_lines() == 3 * kLines + 1 ? 0 : 3;
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.Ending();
+  std::vector<std::string> lines = oru_test::SplitLines(ReadFile(path));
+  ASSERT_GT(lines.size(), 100u);
+  EXPECT_EQ(lines.back(), "[I] later");
+  lines.pop_back();
+  const std::regex whole("\\[I\\] \\d+ of a thread's lines");
+  for (const std::string& line : lines) {
+    EXPECT_TRUE(std::regex_match(line, whole)) << line;
+  }
+}
+
+TEST(FileLogSink, RemovedFileIsBegunAnew) {
+  const TempDir dir;
+  FileLogSink sink(dir.Join("log"), Unbuffered());
+  sink.OnLogLine("one\n");
+  unlink(dir.Join("log").c_str());
+  sink.OnLogLine("two\n");
+  EXPECT_EQ(ReadFile(dir.Join("log")), "two\n");
+  EXPECT_EQ(sink.dropped_lines(), 0u);
+}
+
+TEST(FileLogSink, RemovedFolderDropsAndCountsUntilItIsThereAgain) {
+  const TempDir dir;
+  oru_test::MakeDirs(dir.Join("folder"));
+  FileLogSinkOptions options = Unbuffered();
+  options.max_file_bytes = 10;
+  FileLogSink sink(dir.Join("folder/log"), options);
+  sink.OnLogLine("one\n");
+  oru_test::RemoveAll(dir.Join("folder"));
+  sink.OnLogLine("lost\n");
+  sink.OnLogLine("lost, and longer than the file\n");
+  EXPECT_FALSE(sink.is_open());
+  EXPECT_FALSE(oru_test::PathExists(dir.Join("folder")));
+  EXPECT_EQ(sink.dropped_lines(), 2u);
+  oru_test::MakeDirs(dir.Join("folder"));
+  sink.OnLogLine("two\n");
+  EXPECT_EQ(ReadFile(dir.Join("folder/log")), "two\n");
+  EXPECT_EQ(sink.dropped_lines(), 2u);
 }
 
 TEST(FileLogSink, DeviceThatTakesNothingIsSurvived) {

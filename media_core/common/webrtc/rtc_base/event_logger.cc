@@ -1,16 +1,15 @@
 #include "media_core/common/webrtc/rtc_base/event_logger.h"
 
+#include <utility>
+
 #include "media_core/common/webrtc/rtc_base/checks.h"
 #include "media_core/common/webrtc/rtc_base/trace_event.h"
-#include "media_core/common/webrtc/rtc_base/trace_event_json.h"
 
 namespace rtc {
 namespace tracing {
 namespace {
 
 constexpr int kLoggingIntervalMs = 100;
-// Text is handed to the file in pieces of about this size.
-constexpr size_t kWriteSize = 64 * 1024;
 
 int32_t CompareAndSwap(std::atomic<int32_t>* value, int32_t expected, int32_t wanted) {
   value->compare_exchange_strong(expected, wanted);
@@ -28,17 +27,17 @@ void AddInstant(const unsigned char* category_enabled, const char* name) {
 
 std::atomic<int32_t> g_event_logging_active{0};
 
-EventLogger::EventLogger()
-    : logging_thread_(&EventTracingThreadFunc, this, "EventTracingThread", kLowPriority),
+EventLogger::EventLogger(size_t max_queued_bytes)
+    : queue_(max_queued_bytes),
+      logging_thread_(&EventTracingThreadFunc, this, "EventTracingThread", kLowPriority),
       shutdown_event_(/*manual_reset=*/false, /*initially_signaled=*/false) {}
 
-void EventLogger::Start(FILE* file, bool owned) {
-  output_file_ = file;
-  output_file_owned_ = owned;
+void EventLogger::Start(std::unique_ptr<TraceOutput> output) {
   queue_.Clear();
   ORU_CHECK_OP_AT(__FILE__, __LINE__,
                   "0 == rtc::AtomicOps::CompareAndSwap(&g_event_logging_active, 0, 1)", EQ, 0,
                   CompareAndSwap(&g_event_logging_active, 0, 1));
+  output_ = std::move(output);
   logging_thread_.Start();
   // Asked for once in the life of the process, and so is the one below: a tracer that is installed
   // later is not consulted about them.
@@ -62,40 +61,26 @@ void EventLogger::EventTracingThreadFunc(void* self) {
 }
 
 void EventLogger::WriteCapture() {
-  text_ = kTraceHeader;
-  bool is_first = true;
+  TraceDocument document(std::move(output_));
   bool shutting_down = false;
   while (!shutting_down) {
     shutting_down = shutdown_event_.Wait(kLoggingIntervalMs);
-    WriteBatch(&is_first);
+    WriteBatch(&document);
   }
-  text_.append(kTraceFooter);
-  FlushText(0);
-  fflush(output_file_);
-  if (output_file_owned_) {
-    fclose(output_file_);
-  }
-  output_file_ = nullptr;
+  document.End();
 }
 
-void EventLogger::WriteBatch(bool* is_first) {
-  const TraceBatch batch = queue_.TakeAll();
-  batch.ForEach([this, is_first](const TraceEvent& event) {
-    AppendTraceEventJson(&text_, event, *is_first);
-    *is_first = false;
-    FlushText(kWriteSize);
-  });
-  queue_.Recycle(batch);
-  FlushText(0);
+void EventLogger::WriteBatch(TraceDocument* document) {
+  TraceBatch batch = queue_.TakeAll();
+  while (!batch.empty()) {
+    // Given back while the rest waits, so that emitters can use its memory.
+    const TraceBatch piece = batch.TakeFirst();
+    piece.ForEach([document](const TraceEvent& event) { document->Add(event); });
+    queue_.Recycle(piece);
+  }
+  document->AddLost(batch.dropped());
   // Whole lines reach the file, should the process be killed before the next pass.
-  fflush(output_file_);
-}
-
-void EventLogger::FlushText(size_t limit) {
-  if (text_.size() > limit) {
-    fwrite(text_.data(), 1, text_.size(), output_file_);
-    text_.clear();
-  }
+  document->Flush();
 }
 
 }  // namespace tracing

@@ -3,13 +3,15 @@
 #define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_EVENT_LOGGER_H_
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <string>
+#include <memory>
 
 #include "media_core/common/webrtc/rtc_base/event.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread.h"
+#include "media_core/common/webrtc/rtc_base/trace_document.h"
 #include "media_core/common/webrtc/rtc_base/trace_event_queue.h"
+#include "media_core/common/webrtc/rtc_base/trace_output.h"
 
 namespace rtc {
 namespace tracing {
@@ -20,31 +22,29 @@ extern std::atomic<int32_t> g_event_logging_active;
 
 class EventLogger {
  public:
-  EventLogger();
+  // At most so much memory is taken by events that wait to be written; see TraceEventQueue.
+  explicit EventLogger(size_t max_queued_bytes = TraceEventQueue::kMaxBytes);
   EventLogger(const EventLogger&) = delete;
   EventLogger& operator=(const EventLogger&) = delete;
 
   // Queues an event; any thread.
   void AddTraceEvent(const TraceEventInput& input) { queue_.Append(input); }
 
-  // Begins a capture, closing the file at its end if it is `owned`. Fatal while one runs.
-  void Start(FILE* file, bool owned);
+  // Begins a capture. Fatal while one runs.
+  void Start(std::unique_ptr<TraceOutput> output);
   // Ends the capture; harmless when none runs.
   void Stop();
 
  private:
   static void EventTracingThreadFunc(void* self);
   void WriteCapture();
-  void WriteBatch(bool* is_first);
-  void FlushText(size_t limit);
+  void WriteBatch(TraceDocument* document);
 
   TraceEventQueue queue_;
   PlatformThread logging_thread_;
   Event shutdown_event_;
-  FILE* output_file_ = nullptr;
-  bool output_file_owned_ = false;
-  // The writer's: text that is not in the file yet.
-  std::string text_;
+  // From Start() to the writer.
+  std::unique_ptr<TraceOutput> output_;
 };
 
 }  // namespace tracing

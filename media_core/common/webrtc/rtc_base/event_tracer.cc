@@ -7,12 +7,15 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
+#include <utility>
 
 #include "media_core/common/webrtc/rtc_base/checks.h"
 #include "media_core/common/webrtc/rtc_base/event_logger.h"
 #include "media_core/common/webrtc/rtc_base/logging.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
+#include "media_core/common/webrtc/rtc_base/trace_output.h"
 
 namespace rtc {
 namespace tracing {
@@ -83,22 +86,20 @@ bool StartInternalCapture(const char* filename) {
   if (logger == nullptr) {
     return false;
   }
-  FILE* const file = filename == nullptr ? nullptr : fopen(filename, "w");
-  if (file == nullptr) {
+  std::unique_ptr<TraceOutput> output = filename == nullptr ? nullptr : OpenTraceFile(filename);
+  if (output == nullptr) {
     ORU_LOG(LS_ERROR) << "Failed to open trace file '" << (filename == nullptr ? "" : filename)
                       << "' for writing.";
     return false;
   }
-  // The writer collects whole lines itself; a second buffer would tear them.
-  setvbuf(file, nullptr, _IONBF, 0);
-  logger->Start(file, /*owned=*/true);
+  logger->Start(std::move(output));
   return true;
 }
 
 void StartInternalCaptureToFile(FILE* file) {
   EventLogger* const logger = g_event_logger.load();
   if (logger != nullptr && file != nullptr) {
-    logger->Start(file, /*owned=*/false);
+    logger->Start(UseTraceFile(file));
   }
 }
 

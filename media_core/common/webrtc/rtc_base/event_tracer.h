@@ -8,9 +8,13 @@
 //
 // While a capture runs, events are queued in memory and a thread writes them about ten times a
 // second, each time whole lines, as one JSON document: an object that holds the array
-// "traceEvents". Trace viewers read it. A document without its last line "]}" belongs to a capture
-// that was not stopped. Every category is recorded except those that begin with
+// "traceEvents". Trace viewers read it. Every category is recorded except those that begin with
 // "disabled-by-default-".
+//
+// A document without its last line "]}" belongs to a capture that was not stopped, or to a disk
+// that stayed full; its lines are whole, but perhaps the last one, where SIGKILL may leave one
+// without its newline. Events that a full disk, or a queue of 512 MiB, had no room for are dropped:
+// an instant "EventLogger::Lost" in their place says how many.
 //
 // A forked child has no tracer: its events are dropped, until it sets up one of its own.
 //

@@ -2,14 +2,17 @@
 #ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_FILE_LOG_SINK_H_
 #define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_FILE_LOG_SINK_H_
 
-#include <sys/types.h>
-
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "media_core/common/webrtc/rtc_base/critical_section.h"
 #include "media_core/common/webrtc/rtc_base/log_sink.h"
+
+namespace rtc {
+class AppendFile;
+}  // namespace rtc
 
 #pragma GCC visibility push(default)
 
@@ -36,14 +39,16 @@ struct FileLogSinkOptions {
 //   ...
 //   rtc::LogMessage::RemoveLogToStream(&sink);
 //
-// What it promises about the file: it ends at a whole line, whatever ends the process and whenever.
-// Only whole lines are written, in one system call for many; a part of a line that a full disk left
-// behind is taken off again (or, where the system refuses that, closed by a newline before the next
-// line). What the buffer holds is lost when the process is killed: Flush() what has to survive, for
-// example from a crash callback.
+// What it promises about the file: every line in it is whole, but perhaps the last one, which then
+// lacks its newline. Lines are written in one system call for many, which SIGKILL (nothing else)
+// can cut; the next sink on the file closes such a line first. A part of a line that a full disk
+// left behind is taken off again (or, where the system refuses that, closed by a newline before the
+// next line). What the buffer holds is lost when the process is killed: Flush() what has to
+// survive, for example from a crash callback.
 //
 // It never fails towards its callers. Lines that cannot be written are dropped and counted; every
-// later write tries again, and opens the file anew if its descriptor was closed or taken by others.
+// later write tries again, and opens the file anew if its descriptor was closed or taken by others,
+// or if the file was removed.
 // A forked child drops the lines it inherited in the buffer: they are the parent's to write.
 //
 // Thread-safe, beside what LogSink says. Not for signal handlers.
@@ -75,11 +80,7 @@ class FileLogSink : public LogSink {
   bool WriteOut(const std::string& lines);
   bool FlushBuffer();
   bool EnsureOpen();
-  bool OwnsDescriptor() const;
-  bool Open();
-  void Close();
-  bool Append(const char* data, size_t size);
-  void TakeBackPartialLine(size_t written);
+  bool Append(const std::string& lines);
   void Rotate();
 
   const std::string path_;
@@ -87,13 +88,7 @@ class FileLogSink : public LogSink {
 
   mutable CriticalSection crit_;
   // All below is guarded by crit_.
-  int fd_ = -1;
-  // Which file fd_ was opened on, to notice when the number has come to stand for another.
-  dev_t device_ = 0;
-  ino_t inode_ = 0;
-  uint64_t file_size_ = 0;
-  // The file ends inside a line.
-  bool mid_line_ = false;
+  const std::unique_ptr<AppendFile> file_;
   int32_t pid_;
   std::string buffer_;
   uint64_t dropped_lines_ = 0;

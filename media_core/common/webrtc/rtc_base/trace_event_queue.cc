@@ -85,6 +85,13 @@ void FreeChunks(TraceChunk* chunk) {
 
 }  // namespace
 
+TraceBatch TraceBatch::TakeFirst() {
+  TraceChunk* const first = first_;
+  first_ = first->next;
+  first->next = nullptr;
+  return {first, 0};
+}
+
 TraceEventQueue::~TraceEventQueue() {
   FreeChunks(first_);
   FreeChunks(spare_);
@@ -93,38 +100,49 @@ TraceEventQueue::~TraceEventQueue() {
 void TraceEventQueue::Append(const TraceEventInput& input) {
   const size_t size = SizeInQueue(input);
   const CritScope lock(&crit_);
-  Fill(Reserve(size), size, input);
+  char* const place = Reserve(size);
+  if (place == nullptr) {
+    ++dropped_;
+    return;
+  }
+  Fill(place, size, input);
 }
 
 char* TraceEventQueue::Reserve(size_t size) {
-  if (last_ == nullptr || last_->capacity - last_->used < size) {
-    AddChunk(size);
+  if ((last_ == nullptr || last_->capacity - last_->used < size) && !AddChunk(size)) {
+    return nullptr;
   }
   char* const place = last_->data() + last_->used;
   last_->used += size;
   return place;
 }
 
-void TraceEventQueue::AddChunk(size_t size) {
+bool TraceEventQueue::AddChunk(size_t size) {
+  const size_t capacity = std::max(size, kChunkSize);
+  if (capacity > max_bytes_ - used_bytes_) {
+    return false;
+  }
   TraceChunk* chunk = spare_;
-  if (chunk != nullptr && size <= chunk->capacity) {
+  if (chunk != nullptr && capacity == kChunkSize) {
     spare_ = chunk->next;
     --num_spare_;
   } else {
-    const size_t capacity = std::max(size, kChunkSize);
     chunk = static_cast<TraceChunk*>(::operator new(sizeof(TraceChunk) + capacity));
     chunk->capacity = capacity;
   }
+  used_bytes_ += capacity;
   chunk->next = nullptr;
   chunk->used = 0;
   (last_ == nullptr ? first_ : last_->next) = chunk;
   last_ = chunk;
+  return true;
 }
 
 TraceBatch TraceEventQueue::TakeAll() {
   const CritScope lock(&crit_);
-  const TraceBatch batch(first_);
+  const TraceBatch batch(first_, dropped_);
   first_ = last_ = nullptr;
+  dropped_ = 0;
   return batch;
 }
 
@@ -134,6 +152,7 @@ void TraceEventQueue::Recycle(TraceBatch batch) {
     const CritScope lock(&crit_);
     while (TraceChunk* const chunk = batch.first_) {
       batch.first_ = chunk->next;
+      used_bytes_ -= chunk->capacity;
       const bool keep = chunk->capacity == kChunkSize && num_spare_ < kMaxSpareChunks;
       num_spare_ += keep ? 1 : 0;
       TraceChunk*& list = keep ? spare_ : surplus;

@@ -55,47 +55,64 @@ struct TraceChunk {
 // Events taken out of the queue, in queue order.
 class TraceBatch {
  public:
-  explicit TraceBatch(TraceChunk* first) : first_(first) {}
+  TraceBatch(TraceChunk* first, uint64_t dropped) : first_(first), dropped_(dropped) {}
+
+  bool empty() const { return first_ == nullptr; }
+  // How many events found no room behind these.
+  uint64_t dropped() const { return dropped_; }
 
   // Calls `visit(const TraceEvent&)` for each event.
   template <class Visitor>
   void ForEach(const Visitor& visit) const;
 
+  // Splits off the first events, a small part of them.
+  TraceBatch TakeFirst();
+
  private:
   friend class TraceEventQueue;
   TraceChunk* first_;
+  uint64_t dropped_;
 };
 
-// A queue without bound, appended to by any thread, emptied by one. Events are kept in chunks, so
-// that appending one never moves those before it and the whole queue is taken in one step.
+// Appended to by any thread, emptied by one. Events are kept in chunks, so that appending one never
+// moves those before it and the whole queue is taken in one step. When it holds as much as it may,
+// with the batches that were not given back yet, further events are dropped and counted.
 class TraceEventQueue {
  public:
-  TraceEventQueue() = default;
+  // Millions of events: what a program emits while the disk stalls for many seconds.
+  static constexpr size_t kMaxBytes = size_t{512} * 1024 * 1024;
+
+  explicit TraceEventQueue(size_t max_bytes = kMaxBytes) : max_bytes_(max_bytes) {}
   ~TraceEventQueue();
   TraceEventQueue(const TraceEventQueue&) = delete;
   TraceEventQueue& operator=(const TraceEventQueue&) = delete;
 
-  // Copies the event, its arguments and the strings among them that ask for it.
+  // Copies the event, its arguments and the strings among them that ask for it; or drops it.
   void Append(const TraceEventInput& input);
 
   // Takes all events. Give the batch back with Recycle().
   TraceBatch TakeAll();
   // Takes the batch's memory back for later events.
   void Recycle(TraceBatch batch);
-  // Drops all events.
+  // Forgets all events.
   void Clear();
 
  private:
-  // These expect the lock to be held.
+  // These expect the lock to be held. Null and false when there is no room.
   char* Reserve(size_t size);
-  void AddChunk(size_t size);
+  bool AddChunk(size_t size);
 
+  const size_t max_bytes_;
   CriticalSection crit_;
   // Guarded by crit_: the waiting events' chunks in order, and empty ones to spare.
   TraceChunk* first_ = nullptr;
   TraceChunk* last_ = nullptr;
   TraceChunk* spare_ = nullptr;
   size_t num_spare_ = 0;
+  // Also guarded by it: the memory of the chunks in the queue and in batches, and the events that
+  // were dropped since the last batch.
+  size_t used_bytes_ = 0;
+  uint64_t dropped_ = 0;
 };
 
 template <class Visitor>

@@ -1,0 +1,66 @@
+// A file that grows by whole records, whatever happens to the disk and to the descriptor. For the
+// sources of the log's and the tracer's files only.
+#ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_APPEND_FILE_H_
+#define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_APPEND_FILE_H_
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace rtc {
+
+// Not thread-safe.
+class AppendFile {
+ public:
+  explicit AppendFile(std::string path);
+  ~AppendFile();
+  AppendFile(const AppendFile&) = delete;
+  AppendFile& operator=(const AppendFile&) = delete;
+
+  // Opens the file, which is not open, with `flags` and what appending needs besides. If it can be
+  // read and ends inside a record, that one is closed by a newline before the next.
+  bool Open(int flags, mode_t mode);
+  // The same for a regular file, provided that the path still stands for the one that was open.
+  bool Reopen(int flags);
+  void Close();
+
+  bool is_open() const { return fd_ >= 0; }
+  // Whether the file is still open. A descriptor that somebody closed is forgotten: what its number
+  // stands for now is not this object's to write to, nor to close.
+  bool CheckOpen();
+  // Whether CheckOpen() saw that the file has lost its name: nobody will find what it holds.
+  bool is_removed() const { return is_removed_; }
+  // Of a regular file, counting what this object appended.
+  uint64_t size() const { return size_; }
+  const std::string& path() const { return path_; }
+
+  // Returns how much of it arrived, errno telling why not more.
+  size_t Append(const char* data, size_t size);
+  // Takes the last `size` bytes that arrived off again: a part of a record. Where the system
+  // refuses that, a newline closes the part before the next record.
+  void TakeBack(size_t size);
+
+ private:
+  struct Identity {
+    dev_t device;
+    ino_t inode;
+    bool operator==(const Identity& other) const {
+      return device == other.device && inode == other.inode;
+    }
+  };
+
+  const std::string path_;
+  int fd_ = -1;
+  // Which file fd_ was opened on, to notice when the number has come to stand for another.
+  Identity identity_ = {};
+  bool is_removed_ = false;
+  uint64_t size_ = 0;
+  // The file ends inside a record.
+  bool mid_record_ = false;
+};
+
+}  // namespace rtc
+
+#endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_APPEND_FILE_H_

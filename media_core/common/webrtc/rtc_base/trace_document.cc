@@ -1,0 +1,112 @@
+#include "media_core/common/webrtc/rtc_base/trace_document.h"
+
+#include <utility>
+
+#include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
+#include "media_core/common/webrtc/rtc_base/trace_event.h"
+#include "media_core/common/webrtc/rtc_base/trace_event_json.h"
+
+namespace rtc {
+namespace tracing {
+namespace {
+
+// Text is handed to the file in pieces of about this size.
+constexpr size_t kPieceSize = 64 * 1024;
+// A buffer that grew beyond its purpose by one huge event is not kept.
+constexpr size_t kKeptCapacity = 1024 * 1024;
+
+}  // namespace
+
+TraceDocument::TraceDocument(std::unique_ptr<TraceOutput> output) : output_(std::move(output)) {
+  BeginPiece();
+}
+
+void TraceDocument::Add(const TraceEvent& event) {
+  BeginPiece();
+  AppendEvent(event, 1);
+  if (text_.size() > kPieceSize) {
+    Flush();
+  }
+}
+
+void TraceDocument::AddLost(uint64_t events) {
+  if (events > 0) {
+    Flush();
+    lost_ += events;
+  }
+}
+
+void TraceDocument::Flush() {
+  if (text_.empty()) {
+    return;
+  }
+  KeepWholeLines(output_->Write(text_));
+  lines_.clear();
+  text_.clear();
+  if (text_.capacity() > kKeptCapacity) {
+    text_.shrink_to_fit();
+  }
+}
+
+void TraceDocument::End() {
+  Flush();
+  BeginPiece();
+  AppendLine(kTraceFooter);
+  Flush();
+}
+
+// Every piece begins with what the file still lacks.
+void TraceDocument::BeginPiece() {
+  if (!lines_.empty()) {
+    return;
+  }
+  if (!has_header_) {
+    AppendLine(kTraceHeader);
+  }
+  if (lost_ > 0) {
+    AppendLost();
+  }
+}
+
+void TraceDocument::AppendEvent(const TraceEvent& event, uint64_t events) {
+  const bool is_first = !has_events_ && (lines_.empty() || lines_.back().events == 0);
+  AppendTraceEventJson(&text_, event, is_first);
+  lines_.push_back({text_.size(), events});
+}
+
+void TraceDocument::AppendLost() {
+  using namespace webrtc::trace_event_internal;
+  struct {
+    TraceEvent event;
+    TraceArg events;
+  } mark = {
+      {"EventLogger::Lost", reinterpret_cast<const unsigned char*>("webrtc"),
+       static_cast<uint64_t>(TimeMicros()), sizeof(mark), CurrentThreadId(), 1, kPhaseInstant},
+      {"events", lost_, kTypeUint}};
+  AppendEvent(mark.event, std::exchange(lost_, 0));
+}
+
+void TraceDocument::AppendLine(const char* line) {
+  text_.append(line);
+  lines_.push_back({text_.size(), 0});
+}
+
+void TraceDocument::KeepWholeLines(size_t arrived) {
+  size_t whole = 0;
+  for (const Line& line : lines_) {
+    if (line.end <= arrived) {
+      whole = line.end;
+      has_header_ = true;
+      has_events_ = has_events_ || line.events > 0;
+    } else {
+      lost_ += line.events;
+    }
+  }
+  if (whole < arrived) {
+    output_->TakeBack(arrived - whole);
+  }
+}
+
+}  // namespace tracing
+}  // namespace rtc
