@@ -170,7 +170,6 @@ TEST(AppendFile, ARemovedFileIsNoticed) {
 TEST(AppendFile, DoesNotTakeThePlaceOfAClosedStandardStream) {
   const TempDir dir;
   const oru_test::ChildResult child = RunInFork([&] {
-    close(STDIN_FILENO);
     close(STDERR_FILENO);
     AppendFile file(dir.Join("f"));
     if (!file.Open(kCreate, 0644)) return 1;
