@@ -11,7 +11,8 @@ ROOT = os.path.abspath(sys.argv[1])
 SCRIPTS = sorted(os.listdir(os.path.join(ROOT, "scripts")))
 # Options that take a value.
 VALUED = {"bench": ["--compare", "--out", "--only"], "coverage": ["--below"],
-          "crash-matrix": ["--random", "--seed", "--preset"], "crash-soak": ["--minutes", "--seed", "--preset"], "fuzz": ["--seconds"], "test": ["--only"]}
+          "crash-matrix": ["--random", "--seed", "--preset"], "crash-soak": ["--minutes", "--seed", "--preset"], "fuzz": ["--seconds"], "test": ["--only"],
+          "valgrind": ["--preset"]}
 
 
 def run(script, *arguments):
@@ -66,6 +67,8 @@ class Scripts(unittest.TestCase):
         self.check_refusal("bench", run("bench", "--compare", "/no/such/results.json"))
         self.check_refusal("fuzz", run("fuzz", "--seconds", "soon"))
         self.check_refusal("install-deps", run("install-deps", "breakfast"))
+        self.check_refusal("valgrind", run("valgrind", "--preset", "asan"))
+        self.check_refusal("valgrind", run("valgrind", "one", "two"))
 
 
 if __name__ == "__main__":
