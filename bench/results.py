@@ -36,7 +36,7 @@ def split_name(name):
     parts = name.split("/")
     # Google Benchmark tells one thread, too, when others are measured; how long is no matter here.
     dropped = ("real_time", "process_time")
-    variant = [part for part in parts[2:] if part not in dropped and not part.startswith("repeats:")]
+    variant = [part for part in parts[2:] if part not in dropped and not part.startswith(("repeats:", "iterations:"))]
     return parts[0], parts[1], "/".join(variant), "real_time" in parts[2:]
 
 

@@ -59,7 +59,7 @@ void BM_Scope(benchmark::State& state, Tracer tracer) {
 
 // From the queue to the file, with a number as argument; per event.
 void BM_Flush(benchmark::State& state) {
-  constexpr int kEvents = 200000;
+  constexpr int kBatch = 200000;
   const char* const name = "number";
   const unsigned char type = webrtc::trace_event_internal::kTypeInt;
   FILE* const file = fopen("/tmp/oru_bench_trace.json", "w");
@@ -67,7 +67,7 @@ void BM_Flush(benchmark::State& state) {
   for (auto _ : state) {
     state.PauseTiming();
     rtc::tracing::TraceEventQueue queue;
-    for (int i = 0; i < kEvents; ++i) {
+    for (int i = 0; i < kBatch; ++i) {
       const unsigned long long value = static_cast<unsigned long long>(i);
       queue.Append({{"Encoder::Encode", reinterpret_cast<const unsigned char*>("webrtc"),
                      123456789012ull + value, 0, 4711, 1, 'I'},
@@ -89,18 +89,33 @@ void BM_Flush(benchmark::State& state) {
   }
   fclose(file);
   unlink("/tmp/oru_bench_trace.json");
-  state.SetItemsProcessed(state.iterations() * kEvents);
+  state.SetItemsProcessed(state.iterations() * kBatch);
 }
+
+// As many events as the queue takes, even if the writer took none: what is measured is never the
+// dropping of events.
+constexpr int kEvents = 4000000;
+static_assert(kEvents * (sizeof(rtc::tracing::TraceEvent) + sizeof(rtc::tracing::TraceArg)) <
+              rtc::tracing::TraceEventQueue::kMaxBytes);
 
 BENCHMARK_CAPTURE(BM_Instant, capturing, Tracer::kCapturing)
     ->Name("trace_instant/oru/capturing")
-    ->Threads(1)
+    ->Iterations(kEvents)
+    ->Threads(1);
+BENCHMARK_CAPTURE(BM_Instant, capturing_in_4, Tracer::kCapturing)
+    ->Name("trace_instant/oru/capturing")
+    ->Iterations(kEvents / 4)
     ->Threads(4);
 BENCHMARK_CAPTURE(BM_InstantWithArg, capturing, Tracer::kCapturing)
-    ->Name("trace_instant_1_argument/oru/capturing");
+    ->Name("trace_instant_1_argument/oru/capturing")
+    ->Iterations(kEvents);
 BENCHMARK_CAPTURE(BM_Scope, capturing, Tracer::kCapturing)
     ->Name("trace_scope/oru/capturing")
-    ->Threads(1)
+    ->Iterations(kEvents / 2)
+    ->Threads(1);
+BENCHMARK_CAPTURE(BM_Scope, capturing_in_4, Tracer::kCapturing)
+    ->Name("trace_scope/oru/capturing")
+    ->Iterations(kEvents / 8)
     ->Threads(4);
 BENCHMARK_CAPTURE(BM_Instant, no_capture, Tracer::kIdle)->Name("trace_instant/oru/no_capture");
 BENCHMARK_CAPTURE(BM_Instant, no_tracer, Tracer::kNone)->Name("trace_instant/oru/no_tracer");
