@@ -3,6 +3,7 @@
 #include "fuzz/json_reader.h"
 #include "fuzz/markup_check.h"
 #include "fuzz/utf8_check.h"
+#include "oru_report/demangle.h"
 #include "oru_report/escape.h"
 #include "oru_report/frame_view.h"
 #include "oru_report/report_list.h"
@@ -54,6 +55,7 @@ void CheckDemangle(const std::string& text) {
   const std::string symbol = text.substr(0, text.find('\0'));
   const std::string readable = oru_report::Demangle(symbol);
   Require(!readable.empty() || symbol.empty(), "a name stays a name");
+  Require(readable == symbol || readable.size() <= 32 * 1024, "names stay in proportion");
   if (symbol.compare(0, 2, "_Z") != 0) Require(readable == symbol, "other names stay");
 }
 

@@ -1,10 +1,6 @@
 #include "oru_report/escape.h"
 
-#include <cxxabi.h>
-
 #include <cstdio>
-#include <cstdlib>
-#include <memory>
 #include <vector>
 
 #include "media_core/common/webrtc/rtc_base/string_encode.h"
@@ -85,15 +81,6 @@ std::string JsonString(const std::string& text) {
     }
   }
   return json + "\"";
-}
-
-std::string Demangle(const std::string& symbol) {
-  int status = 0;
-  // Mach-O tools strip one leading underscore of a name; the mangling itself begins with "_Z".
-  const std::unique_ptr<char, decltype(&free)> readable(
-      abi::__cxa_demangle(symbol.c_str(), nullptr, nullptr, &status), &free);
-  const bool mangled = symbol.compare(0, 2, "_Z") == 0;
-  return mangled && status == 0 && readable != nullptr ? readable.get() : symbol;
 }
 
 }  // namespace oru_report

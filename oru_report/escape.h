@@ -20,9 +20,6 @@ std::string ForHtml(const std::string& text);
 // A JSON string with its quotes.
 std::string JsonString(const std::string& text);
 
-// The readable form of a mangled C++ name; any other name as it is.
-std::string Demangle(const std::string& symbol);
-
 }  // namespace oru_report
 
 #endif  // ORU_REPORT_ESCAPE_H_

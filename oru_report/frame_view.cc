@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "oru_report/escape.h"
+#include "oru_report/demangle.h"
 
 namespace oru_report {
 namespace {

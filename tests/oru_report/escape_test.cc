@@ -29,12 +29,5 @@ TEST(JsonString, EscapesWhatJsonForbids) {
   EXPECT_EQ(JsonString("a\"b\\c\n\x01"), "\"a\\\"b\\\\c\\u000a\\u0001\"");
 }
 
-TEST(Demangle, LeavesOtherNamesAlone) {
-  EXPECT_EQ(Demangle("_ZN6OruRTC6Engine4joinEi"), "OruRTC::Engine::join(int)");
-  EXPECT_EQ(Demangle("main"), "main");
-  EXPECT_EQ(Demangle("i"), "i");
-  EXPECT_EQ(Demangle("_Znonsense"), "_Znonsense");
-}
-
 }  // namespace
 }  // namespace oru_report
