@@ -23,6 +23,14 @@ Row Refused(Row row) {
   return row;
 }
 
+// A sanitizer's operator new never asks the new-handler.
+Row FailedAllocation(const char* scenario, int reports) {
+  Row row{scenario, scenario, ByExit(97), reports, {}, {}, kNotUnderSanitizers};
+  row.path = "dumps/1.0/Crash_A_S_MemoryError_";
+  row.said = {"bad_alloc"};
+  return row;
+}
+
 // A handler destroyed with its settings reports with the defaults.
 Row FaultWithDefaults(const char* scenario) {
   Row row = Fault(scenario);
@@ -36,6 +44,8 @@ std::vector<Row> LifeCycleRows() {
   return {
       {"AfterUninstalling", "AfterUninstalling", BySignal(SIGSEGV), 0},
       {"AbortAfterUninstalling", "AbortAfterUninstalling", BySignal(SIGABRT), 0},
+      FailedAllocation("FailedAllocationAfterUninstalling", 1),
+      FailedAllocation("FailedAllocationAfterUninstallingBesideAnother", 0),
       FaultWithoutPredecessor("AfterUninstallingAndInstallingAgain"),
       FaultWithoutPredecessor("AfterInstallingTwice"),
       FaultWithDefaults("AfterDestroying"),

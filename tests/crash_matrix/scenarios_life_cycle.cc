@@ -4,6 +4,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <new>
 #include <string>
 #include <thread>
 
@@ -32,6 +35,30 @@ void AfterUninstalling() {
 CHILD_FUNCTION void AbortAfterUninstalling() {
   Handler()->UnInstallCrashHandler();
   abort();
+}
+
+CHILD_FUNCTION void FailAnAllocation() {
+  volatile size_t too_much = SIZE_MAX / 4;
+  try {
+    volatile char* memory = new char[too_much];
+    memory[0] = 1;
+  } catch (const std::bad_alloc&) {
+    Say("bad_alloc");
+  }
+}
+
+// There was no new-handler to put back.
+void FailedAllocationAfterUninstalling() {
+  Handler()->UnInstallCrashHandler();
+  FailAnAllocation();
+}
+
+void FailedAllocationAfterUninstallingBesideAnother() {
+  Handler()->UnInstallCrashHandler();
+  std::set_new_handler([] { throw std::bad_alloc(); });
+  Handler()->InstallCrashHandler();
+  Handler()->UnInstallCrashHandler();
+  FailAnAllocation();
 }
 
 void AfterUninstallingAndInstallingAgain() {
@@ -118,6 +145,8 @@ std::vector<Scenario> LifeCycleScenarios() {
   return {
       SCENARIO(AfterUninstalling),
       SCENARIO(AbortAfterUninstalling),
+      SCENARIO(FailedAllocationAfterUninstalling),
+      SCENARIO(FailedAllocationAfterUninstallingBesideAnother),
       SCENARIO(AfterUninstallingAndInstallingAgain),
       SCENARIO(AfterInstallingTwice),
       SCENARIO(AfterDestroying),
