@@ -62,7 +62,8 @@ def stub_exports(sdk):
                 continue
             with open(os.path.join(folder, name), encoding="utf-8") as stream:
                 text = stream.read()
-            for kind, prefix in (("symbols", ""), ("objc-classes", "_OBJC_CLASS_$_"), ("objc-classes", "_OBJC_METACLASS_$_")):
+            for kind, prefix in (("symbols", ""), ("objc-classes", "_OBJC_CLASS_$_"), ("objc-classes", "_OBJC_METACLASS_$_"),
+                                 ("objc-eh-types", "_OBJC_EHTYPE_$_")):
                 for group in re.findall(rf"^\s*{kind}:\s*\[(.*?)\]", text, re.S | re.M):
                     exports.update(prefix + s.strip(" '\"\n") for s in group.split(","))
     return exports
