@@ -132,22 +132,24 @@ void SplitFailureText(const std::string& line, std::vector<std::string>* pieces)
   pieces->push_back(line.substr(start));
 }
 
+// A block ends at the empty line; until then its lines are frames, whatever they look like.
 void ParseThreads(const std::vector<std::string>& lines, Report* report) {
   bool inside = false;
-  for (const std::string& whole : lines) {
+  for (const std::string& line : lines) {
+    if (inside) {
+      inside = !line.empty();
+      if (inside) report->threads.back().frames.push_back(ParseFrame(line));
+      continue;
+    }
     std::vector<std::string> pieces;
-    SplitFailureText(whole, &pieces);
-    for (const std::string& line : pieces) {
+    SplitFailureText(line, &pieces);
+    for (const std::string& piece : pieces) {
       Thread thread;
-      if (ParseThreadLine(line, &thread)) {
+      inside = ParseThreadLine(piece, &thread);
+      if (inside) {
         report->threads.push_back(thread);
-        inside = true;
-      } else if (line.empty()) {
-        inside = false;
-      } else if (inside) {
-        report->threads.back().frames.push_back(ParseFrame(line));
-      } else {
-        report->thread_notes.push_back(line);
+      } else if (!piece.empty()) {
+        report->thread_notes.push_back(piece);
       }
     }
   }

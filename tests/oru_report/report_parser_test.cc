@@ -121,6 +121,21 @@ TEST(ReportParser, ReadsAnyNumberOfFailureTextsOnOneLine) {
   EXPECT_EQ(report.threads.size(), 2U);
 }
 
+TEST(ReportParser, TakesABlocksLinesForFramesWhateverTheImagesAreCalled) {
+  std::string text = kSignalReport;
+  const std::string header = "Thread 100 main:\n";
+  ASSERT_NE(text.find(header), std::string::npos);
+  text.insert(text.find(header) + header.size(),
+              "Fail to get Thread 7 x:         0x00007f0012345678 one + 1\n"
+              "Thread 8 y:                     0x00007f0012345679 two + 2:\n");
+  const Report report = Parsed(text);
+  ASSERT_EQ(report.threads.size(), 2U);
+  ASSERT_EQ(report.threads[0].frames.size(), 4U);
+  EXPECT_EQ(report.threads[0].frames[0].image, "Fail to get Thread 7 x:");
+  EXPECT_EQ(report.threads[0].frames[1].symbol, "two");
+  EXPECT_EQ(report.thread_notes.size(), 1U);
+}
+
 TEST(ReportParser, KeepsZerosInThreadNames) {
   std::string text = kSignalReport;
   text.insert(text.find("main:") + 2, 1, '\0');
