@@ -68,11 +68,12 @@ void ForgetParentsTracer() {
   g_event_logging_active.store(0);
 }
 
+// At start-up: a child forked while another thread registers would wait for that thread.
+[[maybe_unused]] const int kForksHandled = pthread_atfork(nullptr, nullptr, &ForgetParentsTracer);
+
 }  // namespace
 
 void SetupInternalTracer() {
-  static const int fork_handled = pthread_atfork(nullptr, nullptr, &ForgetParentsTracer);
-  static_cast<void>(fork_handled);
   auto* const logger = new EventLogger();
   ORU_CHECK_AT(__FILE__, __LINE__,
                "rtc::AtomicOps::CompareAndSwapPtr( &g_event_logger, "

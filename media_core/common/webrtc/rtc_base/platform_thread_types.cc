@@ -7,13 +7,12 @@ namespace {
 // Runs in a forked child, on its only thread: the number copied from the parent is not its own.
 void ForgetThreadId() { t_thread_id = 0; }
 
-int RegisterForkHandler() { return pthread_atfork(nullptr, nullptr, &ForgetThreadId); }
+// At start-up: a child forked while another thread registers would wait for that thread.
+[[maybe_unused]] const int kForksHandled = pthread_atfork(nullptr, nullptr, &ForgetThreadId);
 
 }  // namespace
 
 PlatformThreadId ReadCurrentThreadId() {
-  static const int registered = RegisterForkHandler();
-  static_cast<void>(registered);
   t_thread_id = QueryCurrentThreadId();
   return t_thread_id;
 }

@@ -19,7 +19,6 @@ class CallSiteList {
  public:
   // Installs the pair and makes every listed site ask again.
   static void Install(GetCategoryEnabledPtr get_category_enabled, AddTraceEventPtr add_event) {
-    HandleForks();
     pthread_mutex_lock(&mutex_);
     g_get_category_enabled_ptr.store(get_category_enabled, std::memory_order_relaxed);
     g_add_trace_event_ptr.store(add_event, std::memory_order_relaxed);
@@ -33,7 +32,6 @@ class CallSiteList {
 
   // Lists the site and returns which installation it is about to ask.
   static unsigned long long Add(CallSite* site) {
-    HandleForks();
     pthread_mutex_lock(&mutex_);
     if (!site->listed_) {
       site->listed_ = true;
@@ -56,21 +54,21 @@ class CallSiteList {
   }
 
  private:
-  static void HandleForks() {
-    static const int handled = pthread_atfork(nullptr, nullptr, &RenewLock);
-    static_cast<void>(handled);
-  }
   static void RenewLock() { pthread_mutex_init(&mutex_, nullptr); }
 
   // All constant-initialised: annotations may run in static initialisers.
   static pthread_mutex_t mutex_;
   static std::atomic<CallSite*> first_;
   static unsigned long long generation_;
+  // At start-up: a child forked while another thread registers for the first time would wait for
+  // that thread.
+  static const int forks_handled_;
 };
 
 pthread_mutex_t CallSiteList::mutex_ = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<CallSite*> CallSiteList::first_{nullptr};
 unsigned long long CallSiteList::generation_ = 0;
+const int CallSiteList::forks_handled_ = pthread_atfork(nullptr, nullptr, &RenewLock);
 
 const unsigned char* CallSite::Resolve() {
   const unsigned long long generation = CallSiteList::Add(this);
