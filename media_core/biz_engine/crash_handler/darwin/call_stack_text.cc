@@ -15,13 +15,12 @@ using machine::kMaxChainEntries;
 using machine::Registers;
 using machine::ScratchMemory;
 using machine::SymbolInformation;
+using machine::TextBuffer;
 using machine::ThreadNumber;
 
 constexpr size_t kImageColumn = 30;
 constexpr size_t kAddressDigits = 8;
 constexpr size_t kBaseDigits = 16;
-// Room for most lines; names have no bound.
-constexpr size_t kUsualLine = 128;
 
 // What the capture fills, one chain per thread.
 struct Chains {
@@ -39,13 +38,6 @@ void WalkOne(void* context, size_t index, const Registers* registers) {
     return;
   }
   all->walker->Walk(*registers, chain);
-}
-
-std::string NamedThreadText(ThreadNumber number, const CallChain& chain,
-                            const SymbolInformation* records) {
-  char name[machine::kThreadNameSize];
-  if (!machine::ThreadName(number, name, sizeof(name))) name[0] = '\0';
-  return ThreadText(number, name, chain, records);
 }
 
 // The addresses at which a chain's entries are looked up.
@@ -89,50 +81,67 @@ class ChainTable {
   ScratchMemory record_memory_;
 };
 
-// At least `digits` digits. By hand: a report has several numbers a line, and printf would take a
-// good part of the whole report's time.
-void AppendNumber(uintptr_t value, unsigned base, size_t digits, std::string* text) {
-  char number[20];  // of 64 bits, in ten
-  char* const end = number + sizeof(number);
-  char* start = end;
-  for (; value != 0 || static_cast<size_t>(end - start) < digits; value /= base) {
-    *--start = "0123456789abcdef"[value % base];
-  }
-  text->append(start, end);
-}
-
-void AppendHex(uintptr_t value, size_t digits, std::string* text) {
-  *text += "0x";
-  AppendNumber(value, 16, digits, text);
-}
-
-void AppendDecimal(uintptr_t value, std::string* text) { AppendNumber(value, 10, 1, text); }
-
-void AppendBacktraceEntry(uintptr_t address, const SymbolInformation& record, std::string* text) {
+void AppendBacktraceEntry(uintptr_t address, const SymbolInformation& record, TextBuffer* text) {
   const auto base = reinterpret_cast<uintptr_t>(record.dli_fbase);
   const size_t start = text->size();
   const char* image = lastPathEntry(record.dli_fname);
   if (image != nullptr) {
-    *text += image;
+    text->Append(image);
   } else {
-    AppendHex(base, kBaseDigits, text);
+    text->AppendHex(base, kBaseDigits);
   }
   const size_t width = text->size() - start;
-  if (width < kImageColumn) text->append(kImageColumn - width, ' ');
-  *text += "  ";
-  AppendHex(address, kAddressDigits, text);
-  *text += ' ';
+  if (width < kImageColumn) text->AppendBlanks(kImageColumn - width);
+  text->Append("  ");
+  text->AppendHex(address, kAddressDigits);
+  text->Append(' ');
   const char* symbol = record.dli_sname;
   if (symbol != nullptr) {
-    *text += symbol;
+    text->Append(symbol);
   } else {
-    AppendHex(base, 1, text);
+    text->AppendHex(base);
   }
-  *text += " + ";
+  text->Append(" + ");
   const auto from = symbol != nullptr ? reinterpret_cast<uintptr_t>(record.dli_saddr) : base;
-  AppendDecimal(address - from, text);
-  *text += '\n';
+  text->AppendNumber(address - from);
+  text->Append('\n');
 }
+
+void AppendThreadText(ThreadNumber number, const char* name, const CallChain& chain,
+                      const SymbolInformation* records, TextBuffer* text) {
+  switch (chain.status) {
+    case ChainStatus::kNoThreadState:
+      text->Append("Fail to get information about thread: ");
+      text->AppendNumber(number);
+      return;
+    case ChainStatus::kNoInstruction:
+      text->Append("Fail to get instruction address");
+      return;
+    case ChainStatus::kNoFrame:
+      text->Append("Fail to get frame pointer");
+      return;
+    case ChainStatus::kComplete:
+      break;
+  }
+  text->Append("Thread ");
+  text->AppendNumber(number);
+  text->Append(' ');
+  text->Append(name);
+  text->Append(":\n");
+  for (size_t i = 0; i < chain.length; ++i) {
+    AppendBacktraceEntry(chain.entries[i], records[i], text);
+  }
+  text->Append('\n');
+}
+
+void AppendNamedThread(ThreadNumber number, const CallChain& chain,
+                       const SymbolInformation* records, TextBuffer* text) {
+  char name[machine::kThreadNameSize];
+  if (!machine::ThreadName(number, name, sizeof(name))) name[0] = '\0';
+  AppendThreadText(number, name, chain, records, text);
+}
+
+std::string StringOf(const TextBuffer& text) { return std::string(text.data(), text.size()); }
 
 }  // namespace
 
@@ -143,30 +152,16 @@ const char* lastPathEntry(const char* path) {
 }
 
 std::string logBacktraceEntry(uintptr_t address, const SymbolInformation& record) {
-  std::string line;
+  TextBuffer line;
   AppendBacktraceEntry(address, record, &line);
-  return line;
+  return StringOf(line);
 }
 
 std::string ThreadText(ThreadNumber number, const char* name, const CallChain& chain,
                        const SymbolInformation* records) {
-  switch (chain.status) {
-    case ChainStatus::kNoThreadState:
-      return "Fail to get information about thread: " + std::to_string(number);
-    case ChainStatus::kNoInstruction:
-      return "Fail to get instruction address";
-    case ChainStatus::kNoFrame:
-      return "Fail to get frame pointer";
-    case ChainStatus::kComplete:
-      break;
-  }
-  std::string text = "Thread " + std::to_string(number) + " " + name + ":\n";
-  text.reserve(text.size() + chain.length * kUsualLine);
-  for (size_t i = 0; i < chain.length; ++i) {
-    AppendBacktraceEntry(chain.entries[i], records[i], &text);
-  }
-  text += '\n';
-  return text;
+  TextBuffer text;
+  AppendThreadText(number, name, chain, records, &text);
+  return StringOf(text);
 }
 
 void symbolicate(machine::Symbolizer* symbolizer, const uintptr_t* addresses,
@@ -188,27 +183,36 @@ std::string TextOfThread(ThreadNumber number) {
   machine::Symbolizer symbolizer;
   SymbolInformation records[kMaxChainEntries];
   symbolicate(&symbolizer, chain.entries, records, chain.length, 0);
-  return NamedThreadText(number, chain, records);
+  TextBuffer text;
+  AppendNamedThread(number, chain, records, &text);
+  return StringOf(text);
 }
 
-std::string TextOfAllThreads() {
+void AppendAllThreads(TextBuffer* text) {
   machine::ThreadList list;
-  if (!list.Read()) return "Fail to get information of all threads";
+  const bool listed = list.Read();
   ChainTable table(list.size());
-  if (!table.usable()) return "Fail to get information of all threads";
+  if (!listed || !table.usable()) {
+    text->Append("Fail to get information of all threads");
+    return;
+  }
   machine::StackWalker walker;
   Chains all = {&walker, table.chains()};
   machine::CaptureThreads(list.numbers(), list.size(), &WalkOne, &all);
   machine::Symbolizer symbolizer;
   table.Resolve(list.size(), &symbolizer);
-  std::string text;
   const SymbolInformation* records = table.records();
   for (size_t i = 0; i < list.size(); ++i) {
     const CallChain& chain = table.chains()[i];
-    text += NamedThreadText(list.numbers()[i], chain, records);
+    AppendNamedThread(list.numbers()[i], chain, records, text);
     records += chain.length;
   }
-  return text;
+}
+
+std::string TextOfAllThreads() {
+  TextBuffer text;
+  AppendAllThreads(&text);
+  return StringOf(text);
 }
 
 void PrepareCallStacks() {

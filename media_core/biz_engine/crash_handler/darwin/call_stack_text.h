@@ -8,6 +8,7 @@
 
 #include "media_core/biz_engine/crash_handler/machine/images.h"
 #include "media_core/biz_engine/crash_handler/machine/stack_walk.h"
+#include "media_core/biz_engine/crash_handler/machine/text_buffer.h"
 #include "media_core/biz_engine/crash_handler/machine/threads.h"
 
 namespace CrashHandler {
@@ -38,6 +39,9 @@ std::string TextOfThread(machine::ThreadNumber number);
 // The texts of all threads, the calling one included, in the system's order. On Linux they are all
 // of one moment. "Fail to get information of all threads" when the threads cannot be listed.
 std::string TextOfAllThreads();
+
+// The same; may run in a signal handler, with the allocator's lock held by anyone.
+void AppendAllThreads(machine::TextBuffer* text);
 
 // Does what the first use would otherwise do (mapping memory, reading the list of images, choosing
 // a signal). For installation.

@@ -8,21 +8,15 @@ namespace CrashHandler::machine {
 
 namespace {
 
-void AppendUuid(const char* uuid, std::string* text) {
+void AppendUuid(const char* uuid, TextBuffer* text) {
   for (; *uuid != '\0'; ++uuid) {
     if (*uuid == '-') continue;
     const bool upper = *uuid >= 'A' && *uuid <= 'Z';
-    text->push_back(upper ? static_cast<char>(*uuid - 'A' + 'a') : *uuid);
+    text->Append(upper ? static_cast<char>(*uuid - 'A' + 'a') : *uuid);
   }
 }
 
-void AppendLine(void* context, const ImageListEntry& entry) {
-  static_cast<std::string*>(context)->append(ImageLine(entry));
-}
-
-}  // namespace
-
-std::string ImageLine(const ImageListEntry& entry) {
+void AppendLine(const ImageListEntry& entry, TextBuffer* text) {
   // Two addresses of at most 18 characters each.
   char range[48];
   const char* format =
@@ -30,20 +24,33 @@ std::string ImageLine(const ImageListEntry& entry) {
   snprintf(range, sizeof(range), format, entry.start, entry.end);
   const char* path = entry.path == nullptr ? "" : entry.path;
   const char* slash = strrchr(path, '/');
-  std::string line = range;
-  line += slash == nullptr ? path : slash + 1;
-  line += entry.is_64_bit ? " arm64  <" : " armv7  <";
-  AppendUuid(entry.uuid == nullptr ? "" : entry.uuid, &line);
-  line += "> ";
-  line += path;
-  line += '\n';
-  return line;
+  text->Append(range);
+  text->Append(slash == nullptr ? path : slash + 1);
+  text->Append(entry.is_64_bit ? " arm64  <" : " armv7  <");
+  AppendUuid(entry.uuid == nullptr ? "" : entry.uuid, text);
+  text->Append("> ");
+  text->Append(path);
+  text->Append('\n');
+}
+
+void VisitImage(void* context, const ImageListEntry& entry) {
+  AppendLine(entry, static_cast<TextBuffer*>(context));
+}
+
+}  // namespace
+
+std::string ImageLine(const ImageListEntry& entry) {
+  TextBuffer line;
+  AppendLine(entry, &line);
+  return std::string(line.data(), line.size());
 }
 
 std::string ImageListText() {
-  std::string text;
-  VisitImages(&AppendLine, &text);
-  return text;
+  TextBuffer text;
+  AppendImageList(&text);
+  return std::string(text.data(), text.size());
 }
+
+void AppendImageList(TextBuffer* text) { VisitImages(&VisitImage, text); }
 
 }  // namespace CrashHandler::machine

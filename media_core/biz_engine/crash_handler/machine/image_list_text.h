@@ -5,6 +5,7 @@
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/machine/images.h"
+#include "media_core/biz_engine/crash_handler/machine/text_buffer.h"
 
 namespace CrashHandler::machine {
 
@@ -16,6 +17,9 @@ std::string ImageLine(const ImageListEntry& entry);
 
 // The lines of all loaded images, in the loader's order. Allocates.
 std::string ImageListText();
+
+// The same; may run in a signal handler.
+void AppendImageList(TextBuffer* text);
 
 }  // namespace CrashHandler::machine
 
