@@ -18,6 +18,14 @@ namespace CrashHandler::machine {
 // errno value on Linux).
 int mach_copyMem(const void* source, void* destination, size_t count);
 
+// Sets memory aside for scratch memory; for installation. Address space only: pages that are never
+// touched take no memory.
+void PrepareScratchReserve();
+
+// From now on scratch memory that the kernel does not give comes from what was set aside, until
+// that is used up. For a crash.
+void OpenScratchReserve();
+
 // Pages straight from the kernel, zeroed; unmapped at the end of the scope.
 class ScratchMemory {
  public:
