@@ -61,8 +61,8 @@ std::vector<Row> ThreadRows() {
       {"TwentyThreadsAndTheCallbackNeverReturns",
        "TwentyThreadsFaultAndTheCallbackHangs",
        BySignal(SIGSEGV),
-       0,
-       {},
+       1,
+       {"WriteToNull"},
        {},
        kWaitsForDeadline},
       {"FaultDuringAnotherThreadsReport", "SecondThreadFaults", BySignal(SIGSEGV)},
@@ -78,32 +78,56 @@ std::vector<Row> ThreadRows() {
 
 std::vector<Row> CallbackRows() {
   return {
-      {"CallbackFaultsAlike", "CallbackFaultsAlike", BySignal(SIGSEGV), 0},
-      {"CallbackFaultsOtherwise", "CallbackFaultsOtherwise", BySignal(SIGFPE), 0},
-      {"CallbackAborts", "CallbackAborts", BySignal(SIGABRT), 0},
+      // The report is rescued where the callback ends it.
+      {"CallbackFaultsAlike",
+       "CallbackFaultsAlike",
+       BySignal(SIGSEGV),
+       1,
+       {"WriteToNull", "TrigerCrashHanlerCallback"}},
+      {"CallbackFaultsOtherwise",
+       "CallbackFaultsOtherwise",
+       BySignal(SIGFPE),
+       1,
+       {"DivideByZero", "TrigerCrashHanlerCallback", "WriteToNull"}},
+      {"CallbackAborts",
+       "CallbackAborts",
+       BySignal(SIGABRT),
+       1,
+       {"abort", "TrigerCrashHanlerCallback", "WriteToNull"}},
+      {"CallbackSurvivesAnAbort", "CallbackSurvivesAnAbort", BySignal(SIGSEGV), 1, {"WriteToNull"}},
       {"CallbackCallsTheFacade", "CallbackUsesTheFacade", BySignal(SIGSEGV)},
       // It faults while it logs that it was refused, too, with the signal blocked.
-      {"LogSinkFaults", "SinkFaults", BySignal(SIGFPE), 0},
+      {"LogSinkFaults", "SinkFaults", BySignal(SIGFPE), 1, {"DivideByZero", "WriteToNull"}},
   };
 }
 
-Row HangRow(const char* name, const char* scenario, Ending ending) {
-  return {name, scenario, ending, 0, {}, {}, kWaitsForDeadline};
+// The report is rescued shortly before the bound.
+Row HangRow(const char* name, const char* scenario, Ending ending, const char* frame) {
+  return {name, scenario, ending, 1, {frame}, {}, kWaitsForDeadline};
+}
+
+Row WithoutReport(Row row) {
+  row.reports = 0;
+  row.frames = {};
+  return row;
 }
 
 std::vector<Row> HangRows() {
+  constexpr char kFault[] = "WriteToNull";
   return {
-      HangRow("CallbackNeverReturns", "CallbackNeverReturns", BySignal(SIGSEGV)),
-      HangRow("CallbackSpins", "CallbackSpins", BySignal(SIGFPE)),
-      // Nothing else ends a process of one thread that blocks the timer's signal.
-      HangRow("CallbackBlocksSignalsAndHangs", "CallbackBlocksSignalsAndHangs", BySignal(SIGKILL)),
-      HangRow("CallbackBlocksSignalsBesideAnotherThread",
-              "CallbackBlocksSignalsBesideAnotherThread", BySignal(SIGSEGV)),
+      HangRow("CallbackNeverReturns", "CallbackNeverReturns", BySignal(SIGSEGV), kFault),
+      HangRow("CallbackSpins", "CallbackSpins", BySignal(SIGFPE), "DivideByZero"),
+      // A thread that blocks the timer's signal cannot rescue its report, and nothing else ends a
+      // process of one thread.
+      WithoutReport(HangRow("CallbackBlocksSignalsAndHangs", "CallbackBlocksSignalsAndHangs",
+                            BySignal(SIGKILL), kFault)),
+      WithoutReport(HangRow("CallbackBlocksSignalsBesideAnotherThread",
+                            "CallbackBlocksSignalsBesideAnotherThread", BySignal(SIGSEGV), kFault)),
       HangRow("CallbackHangsWhileAThreadAwaitsSignals", "CallbackHangsWhileAThreadAwaitsSignals",
-              BySignal(SIGSEGV)),
+              BySignal(SIGSEGV), kFault),
       HangRow("CallbackHangsInAThreadThatBlocksSignals", "AbortWithAllSignalsBlocked",
-              BySignal(SIGABRT)),
-      HangRow("LogSinkNeverReturns", "SinkHangs", BySignal(SIGSEGV)),
+              BySignal(SIGABRT), "abort"),
+      HangRow("LogSinkNeverReturns", "SinkHangs", BySignal(SIGSEGV), kFault),
   };
 }
 

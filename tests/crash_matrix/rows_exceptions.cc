@@ -37,6 +37,20 @@ Row Raises(const char* name, const char* scenario, const char* frame, const char
   return row;
 }
 
+// The report is rescued before it knows the exception's words.
+Row Hangs(const char* name, const char* scenario, const char* frame) {
+  Row row{name, scenario, BySignal(SIGABRT), 1, {frame, "OruRTCExceptionHandler"}};
+  row.path = kExceptionReport;
+  row.traits = kWaitsForDeadline;
+  return row;
+}
+
+Row RaisesTwice(const char* name, const char* scenario) {
+  Row row{name, scenario, ByExit(1), 1, {"RaiseUncaught", "TrigerCrashHanlerCallback"}};
+  row.path = kExceptionReport;
+  return row;
+}
+
 Row OnAWorker(const char* name, Row row) {
   row.name = name;
   row.options = {"--worker"};
@@ -96,6 +110,8 @@ std::vector<Row> ObjcRows() {
       Raises("CaughtAndThrownAgain", "ThrowCaughtAgain", "ThrowCaughtAgain", kRaised),
       Raises("RaisedInInitialize", "RaiseInInitialize", "RaiseUncaught", kRaised),
       Aborts("RaisedOutOfNoexcept", "RaiseOutOfNoexcept"),
+      Hangs("RaisedAndTheCallbackNeverReturns", "RaiseAndTheCallbackHangs", "RaiseUncaught"),
+      RaisesTwice("RaisedByTheCallbackToo", "RaiseAndTheCallbackRaises"),
       // No exception: the runtime aborts.
       Aborts("ThrownObject", "ThrowAnObject"),
       Faults("FaultInACatchOfObjectiveC", "FaultInObjcCatch", {"WriteToNull", "FaultInObjcCatch"}),

@@ -10,8 +10,10 @@ Row Fault(const char* name, std::vector<std::string> frames = {"WriteToNull"}) {
   return {name, name, BySignal(SIGSEGV), 1, std::move(frames)};
 }
 
-Row WaitsForDeadline(const char* name) {
-  return {name, name, BySignal(SIGSEGV), 0, {}, {}, kWaitsForDeadline};
+// The report waits for the lock until it is rescued.
+Row WaitsForDeadline(Row row) {
+  row.traits = kWaitsForDeadline;
+  return row;
 }
 
 }  // namespace
@@ -37,9 +39,9 @@ std::vector<Row> LockRows() {
       Fault("FaultInLoad", {"WriteToNull", "MatrixLoaded", "FaultInLoad"}),
       Fault("FaultHoldingAnObjectsLock"),
       // GNU's runtime takes its lock for every new object.
-      WaitsForDeadline("FaultWhileAnotherIsInInitialize"),
+      WaitsForDeadline(Fault("FaultWhileAnotherIsInInitialize")),
       // The report's name has the local time.
-      WaitsForDeadline("FaultInLocalTime"),
+      WaitsForDeadline(Fault("FaultInLocalTime", {"FaultInLocalTime"})),
   };
 }
 

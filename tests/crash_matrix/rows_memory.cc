@@ -36,10 +36,6 @@ Row Reported(const char* name, int signo, std::vector<std::string> frames) {
   return OwnAllocator(row);
 }
 
-Row Unreported(const char* name, int signo) {
-  return OwnAllocator({name, name, BySignal(signo), 0});
-}
-
 Row WaitsForDeadline(Row row) {
   row.traits |= kWaitsForDeadline;
   return row;
@@ -63,6 +59,9 @@ std::vector<Row> NewRows() {
       Ends("NewWithAnAbortingPredecessor", "NewAfterAnAbortingHandler", BySignal(SIGABRT), failing),
       Ends("NewWithAnExitingPredecessor", "NewAfterAnExitingHandler", ByExit(5), failing),
       Ends("NewWithAFaultingPredecessor", "NewAfterAFaultingHandler", BySignal(SIGSEGV), failing),
+      WaitsForDeadline(Ends("NewOfFarTooMuchAndTheCallbackNeverReturns",
+                            "HugeNewAndTheCallbackHangs", BySignal(SIGABRT),
+                            {"New", "HugeNewAndTheCallbackHangs"})),
       // The failure is the report; its exception ends the process.
       Ends("UncaughtNewInALimit", "UncaughtBadAllocInALimit", BySignal(SIGABRT),
            {"New", "UncaughtBadAllocInALimit"}),
@@ -85,15 +84,17 @@ std::vector<Row> HeapRows() {
       Reported("FreeTheStack", SIGABRT, {"abort", "FreeTheStack"}),
       Reported("FreeSmallTwice", SIGABRT, {"abort", "FreeSmallTwice"}),
       Reported("FaultAfterSmashingAHeader", SIGSEGV, {"WriteToNull"}),
-      // With its lock: the report waits for it.
-      WaitsForDeadline(Unreported("FreeLargeTwice", SIGABRT)),
-      WaitsForDeadline(Unreported("AbortInMalloc", SIGABRT)),
-      WaitsForDeadline(Unreported("FaultHoldingTheAllocator", SIGSEGV)),
-      WaitsForDeadline(Unreported("FaultWhileAnotherHoldsTheAllocator", SIGFPE)),
-      // While the report is made.
-      Unreported("FaultAfterSmashingTheTop", SIGABRT),
-      Unreported("FaultAfterSmashingTheTopOfAThreadedProcess", SIGABRT),
-      Unreported("FaultAfterSmashingFreeMemory", SIGSEGV),
+      // With its lock, on which the report waits until it is rescued.
+      WaitsForDeadline(Reported("FreeLargeTwice", SIGABRT, {"abort", "FreeLargeTwice"})),
+      WaitsForDeadline(Reported("AbortInMalloc", SIGABRT, {"abort", "malloc", "AbortInMalloc"})),
+      WaitsForDeadline(Reported("FaultHoldingTheAllocator", SIGSEGV, {"WriteToNull"})),
+      WaitsForDeadline(Reported("FaultWhileAnotherHoldsTheAllocator", SIGFPE, {"DivideByZero"})),
+      // The report's own allocations find it, by an abort or a fault.
+      Reported("FaultAfterSmashingTheTop", SIGABRT, {"WriteToNull", "SmashingTheTop"}),
+      Reported("FaultAfterSmashingTheTopOfAThreadedProcess", SIGABRT, {"WriteToNull"}),
+      Reported("FaultAfterSmashingFreeMemory", SIGSEGV, {"WriteToNull", "SmashingFreeMemory"}),
+      Reported("SmashedFreeMemoryOnASmallStack", SIGSEGV, {"WriteToNull"}),
+      Reported("SmashedTopOnASmallStack", SIGABRT, {"WriteToNull"}),
   };
 }
 

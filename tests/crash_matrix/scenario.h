@@ -3,6 +3,7 @@
 #ifndef TESTS_CRASH_MATRIX_SCENARIO_H_
 #define TESTS_CRASH_MATRIX_SCENARIO_H_
 
+#include <cstddef>
 #include <vector>
 
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
@@ -55,6 +56,8 @@ void DivideByZero();
 void SleepForEver();
 void SleepMs(int milliseconds);
 void BlockAllSignals();
+// For this thread, with nothing readable below it.
+void UseGuardedAlternateStack(size_t size);
 // A line on standard error; may be called in a signal handler.
 void Say(const char* line);
 // Ends the process with kScenarioFailed unless `done`.

@@ -1,5 +1,6 @@
 #include <pthread.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -44,6 +45,17 @@ void Say(const char* line) {
 
 void Require(bool done) {
   if (!done) _exit(kScenarioFailed);
+}
+
+void UseGuardedAlternateStack(size_t size) {
+  constexpr size_t kGuard = 4096;
+  void* memory =
+      mmap(nullptr, kGuard + size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  if (memory == MAP_FAILED || mprotect(memory, kGuard, PROT_NONE) != 0) _exit(kScenarioFailed);
+  stack_t stack = {};
+  stack.ss_sp = static_cast<char*>(memory) + kGuard;
+  stack.ss_size = size;
+  if (sigaltstack(&stack, nullptr) != 0) _exit(kScenarioFailed);
 }
 
 }  // namespace crash_test

@@ -50,6 +50,15 @@ void CallbackAborts() {
   WriteToNull();
 }
 
+// Survived, after the report was rescued; the ordinary one has another second in its name.
+void CallbackSurvivesAnAbort() {
+  Callback([](void*, CrashType) {
+    raise(SIGABRT);
+    SleepMs(1100);
+  });
+  WriteToNull();
+}
+
 void CallbackUsesTheFacade() {
   Callback([](void* handler, CrashType) {
     auto* proxy = static_cast<CrashHandlerProxy*>(handler);
@@ -107,6 +116,7 @@ std::vector<Scenario> CallbackScenarios() {
       SCENARIO(CallbackFaultsAlike),
       SCENARIO(CallbackFaultsOtherwise),
       SCENARIO(CallbackAborts),
+      SCENARIO(CallbackSurvivesAnAbort),
       SCENARIO(CallbackUsesTheFacade),
       SCENARIO(SinkFaults),
       SCENARIO(SinkHangs),

@@ -1,4 +1,6 @@
 // A broken heap: the allocator's own data overwritten, memory given back twice.
+#include <malloc.h>
+
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -94,12 +96,31 @@ void SmashFreePiece(void* piece) {
 }
 
 CHILD_FUNCTION void FaultAfterSmashingFreeMemory() {
+  // So many that no free piece is left, of whatever was given back before: then the last two are the
+  // thread's only ones of the size.
+  constexpr size_t kPieces = 200;
   for (size_t size = 16; size <= 1024; size += 16) {
-    void* pieces[2] = {Allocate(size), Allocate(size)};
-    for (void* piece : pieces) free(piece);
-    SmashFreePiece(pieces[1]);
+    void* pieces[kPieces];
+    for (void*& piece : pieces) piece = Allocate(size);
+    void* const last = pieces[kPieces - 1];
+    // One that is larger than need be belongs to another size.
+    if (malloc_usable_size(last) != size + 8) continue;
+    free(pieces[kPieces - 2]);
+    free(last);
+    SmashFreePiece(last);
   }
   WriteToNull();
+}
+
+// Both the report and its rescue have room there.
+CHILD_FUNCTION void SmashedFreeMemoryOnASmallStack() {
+  UseGuardedAlternateStack(size_t{64} << 10);
+  FaultAfterSmashingFreeMemory();
+}
+
+CHILD_FUNCTION void SmashedTopOnASmallStack() {
+  UseGuardedAlternateStack(size_t{64} << 10);
+  FaultAfterSmashingTheTop();
 }
 
 }  // namespace
@@ -115,6 +136,8 @@ std::vector<Scenario> HeapScenarios() {
       SCENARIO(FaultAfterSmashingTheTopOfAThreadedProcess),
       SCENARIO(FaultAfterSmashingAHeader),
       SCENARIO(FaultAfterSmashingFreeMemory),
+      SCENARIO(SmashedFreeMemoryOnASmallStack),
+      SCENARIO(SmashedTopOnASmallStack),
   };
 }
 

@@ -158,6 +158,16 @@ CHILD_FUNCTION void NewInALimitOnThreads() {
 
 CHILD_FUNCTION void UncaughtHugeNewOnThreads() { OnThreads(UncaughtHugeNew, false); }
 
+CHILD_FUNCTION void HugeNewAndTheCallbackHangs() {
+  Callback([](void*, CrashType) { SleepForEver(); });
+  HugeNew();
+}
+
+// What is set aside for the report's allocations, the other threads take.
+CHILD_FUNCTION void SmallNewInALimitOnThreads() {
+  OnThreads([] { NewUntilItFails(kPiece); }, true);
+}
+
 // Every thread goes on to fault.
 CHILD_FUNCTION void FaultAfterNewInALimitOnThreads() {
   OnThreads(
@@ -210,6 +220,8 @@ std::vector<Scenario> NewScenarios() {
       SCENARIO(NewAfterAFaultingHandler),
       SCENARIO(HugeNewOnThreads),
       SCENARIO(NewInALimitOnThreads),
+      SCENARIO(HugeNewAndTheCallbackHangs),
+      SCENARIO(SmallNewInALimitOnThreads),
       SCENARIO(UncaughtHugeNewOnThreads),
       SCENARIO(FaultAfterNewInALimitOnThreads),
       SCENARIO(FaultWithoutMemory),

@@ -118,6 +118,17 @@ CHILD_FUNCTION void FaultWhileAnotherIsInInitialize() {
   WriteToNull();
 }
 
+CHILD_FUNCTION void RaiseAndTheCallbackHangs() {
+  Callback([](void*, CrashType) { SleepForEver(); });
+  RaiseUncaught();
+}
+
+// Nobody catches the second one either.
+CHILD_FUNCTION void RaiseAndTheCallbackRaises() {
+  Callback([](void*, CrashType) { RaiseUncaught(); });
+  RaiseUncaught();
+}
+
 CHILD_FUNCTION void FaultInLoad() { dlopen(LOADED_CLASS_LIBRARY, RTLD_NOW); }
 
 CHILD_FUNCTION void FaultHoldingAnObjectsLock() {
@@ -143,6 +154,8 @@ std::vector<Scenario> ObjcScenarios() {
       SCENARIO(FaultInInitialize),
       SCENARIO(RaiseInInitialize),
       SCENARIO(FaultWhileAnotherIsInInitialize),
+      SCENARIO(RaiseAndTheCallbackHangs),
+      SCENARIO(RaiseAndTheCallbackRaises),
       SCENARIO(FaultInLoad),
       SCENARIO(FaultHoldingAnObjectsLock),
   };

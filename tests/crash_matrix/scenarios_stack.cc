@@ -44,18 +44,6 @@ void OverflowFarBelowTheSdk() {
   CallFromTheSdk([] { printf("%d\n", RecurseOutsideTheSdk(0)); });
 }
 
-// With nothing readable below it.
-void UseGuardedAlternateStack(size_t size) {
-  constexpr size_t kGuard = 4096;
-  void* memory =
-      mmap(nullptr, kGuard + size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-  if (memory == MAP_FAILED || mprotect(memory, kGuard, PROT_NONE) != 0) _exit(kScenarioFailed);
-  stack_t stack = {};
-  stack.ss_sp = static_cast<char*>(memory) + kGuard;
-  stack.ss_size = size;
-  if (sigaltstack(&stack, nullptr) != 0) _exit(kScenarioFailed);
-}
-
 void FaultOnASmallAlternateStack() {
   UseGuardedAlternateStack(size_t{64} << 10);
   WriteToNull();

@@ -1,5 +1,6 @@
 // macOS's deadline uses nothing but POSIX, so it runs here as it is.
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -28,7 +29,7 @@ TEST(CrashDeadlineOnMach, PassedDeadlineEndsByTheOriginalSignal) {
   for (const int signo : {SIGSEGV, SIGABRT, SIGPIPE}) {
     const ChildResult child = RunInFork([signo]() -> int {
       CatchAndBlock(signo);
-      SetCrashDeadlineForTesting(50);
+      SetCrashRescueTimeForTesting(50);
       if (!StartCrashDeadline(signo)) return 1;
       for (;;) pause();
     });
@@ -38,7 +39,7 @@ TEST(CrashDeadlineOnMach, PassedDeadlineEndsByTheOriginalSignal) {
 
 TEST(CrashDeadlineOnMach, DeadlineOfZeroPassesAtOnce) {
   const ChildResult child = RunInFork([]() -> int {
-    SetCrashDeadlineForTesting(0);
+    SetCrashRescueTimeForTesting(0);
     StartCrashDeadline(SIGILL);
     for (;;) pause();
   });
@@ -50,7 +51,7 @@ TEST(CrashDeadlineOnMach, WorksOnAThreadThatBlocksTheTimersSignal) {
     sigset_t all;
     sigfillset(&all);
     pthread_sigmask(SIG_BLOCK, &all, nullptr);
-    SetCrashDeadlineForTesting(50);
+    SetCrashRescueTimeForTesting(50);
     StartCrashDeadline(SIGSEGV);
     for (;;) pause();
   });
@@ -90,6 +91,54 @@ TEST(CrashDeadlineOnMach, StopWithoutAStartLeavesTheHostsAlarmAlone) {
     return left.it_value.tv_sec > 900 ? 0 : 1;
   });
   EXPECT_EQ(child.exit_code, 0) << child.Ending();
+}
+
+pthread_t sStarter;
+
+bool RescueByTheStarter() {
+  const bool own = pthread_equal(pthread_self(), sStarter) != 0;
+  return write(STDOUT_FILENO, own ? "starter" : "another", 7) == 7;
+}
+
+bool NothingToRescue() { return false; }
+
+void* StartAndHang(void* rescue) {
+  sStarter = pthread_self();
+  SetCrashRescue(reinterpret_cast<bool (*)()>(rescue));
+  SetCrashRescueTimeForTesting(50);
+  StartCrashDeadline(SIGSEGV);
+  for (;;) pause();
+}
+
+// The timer's signal comes to the main thread, which waits for the other one.
+ChildResult HangOnAnotherThread(bool (*rescue)()) {
+  return RunInFork([rescue]() -> int {
+    pthread_t starter;
+    pthread_create(&starter, nullptr, StartAndHang, reinterpret_cast<void*>(rescue));
+    for (;;) pause();
+  });
+}
+
+TEST(CrashDeadlineOnMach, TheStartingThreadIsTheOneThatRescues) {
+  const ChildResult child = HangOnAnotherThread(RescueByTheStarter);
+  EXPECT_EQ(child.signal, SIGSEGV) << child.Ending();
+  EXPECT_EQ(child.out, "starter");
+  EXPECT_LT(child.wall_s, 1.5);
+}
+
+TEST(CrashDeadlineOnMach, TheMainThreadRescuesWhatItStarted) {
+  const ChildResult child = RunInFork([]() -> int {
+    StartAndHang(reinterpret_cast<void*>(RescueByTheStarter));
+    return 0;
+  });
+  EXPECT_EQ(child.signal, SIGSEGV) << child.Ending();
+  EXPECT_EQ(child.out, "starter");
+}
+
+TEST(CrashDeadlineOnMach, WithNothingToRescueTheEndComesWhenAllTheTimeIsOver) {
+  const ChildResult child = HangOnAnotherThread(NothingToRescue);
+  EXPECT_EQ(child.signal, SIGSEGV) << child.Ending();
+  EXPECT_GE(child.wall_s, (kCrashDeadlineMs - kCrashRescueMs) / 1000.0);
 }
 
 }  // namespace

@@ -1,8 +1,11 @@
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy_impl.h"
 
+#include <sys/stat.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
@@ -10,6 +13,7 @@
 namespace CrashHandler {
 namespace {
 
+constexpr char kDefaultDir[] = "/Library/Caches/Oru_RTC_Crash/";
 constexpr char kLogTag[] = "Crash_Handler";
 constexpr uint64_t kSessionIdLength = 8;
 
@@ -50,8 +54,12 @@ std::string CopyIdentity(const std::string& part) {
 // HOME is expected to be set.
 void AppendDefaultDumpDir(std::string* path) {
   path->append(getenv("HOME"));
-  path->append("/Library/Caches/");
-  path->append("Oru_RTC_Crash/");
+  path->append(kDefaultDir);
+}
+
+// What DirExistsOrCreat does, without a string.
+bool WritableOrMade(const char* path) {
+  return *path != '\0' && (access(path, W_OK) == 0 || mkdir(path, 0755) == 0);
 }
 
 }  // namespace
@@ -115,6 +123,24 @@ const char* CrashHandlerProxyImpl::ResolveCrashDumpDirPath() {
   crashDumpDirPath.clear();
   AppendDefaultDumpDir(&crashDumpDirPath);
   return crashDumpDirPath.c_str();
+}
+
+bool CrashHandlerProxyImpl::WritePlainReportOf(PlainCrash crash, PlainPath path) {
+  const PatientLock dir_lock(&dirMutex);
+  const PatientLock identity_lock(&sIdentityMtx);
+  PlainPath default_dir;
+  crash.dump_dir = crashDumpDirPath.c_str();
+  if (!WritableOrMade(crash.dump_dir)) {
+    const char* const home = getenv("HOME");
+    if (home == nullptr) return false;
+    snprintf(default_dir, sizeof default_dir, "%s%s", home, kDefaultDir);
+    crash.dump_dir = default_dir;
+  }
+  crash.app_id = appId.empty() ? "Unknown-App" : appId.c_str();
+  crash.session_id = sessionId.empty() ? "Unknown-Session" : sessionId.c_str();
+  crash.sdk_version = sdkVersion.c_str();
+  crash.extra_info = extraInfo.c_str();
+  return WritePlainReport(crash, path);
 }
 
 void CrashHandlerProxyImpl::SetTraceInfo(CrashTraceInfo& info) {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
+#include "media_core/biz_engine/crash_handler/darwin/plain_report.h"
 
 namespace CrashHandler {
 
@@ -44,6 +45,10 @@ class CrashHandlerProxyImpl : public CrashHandlerProxy {
   // What GetCrashDumpDirPath gives, for a report, while another thread may set another one. Not
   // virtual: the slots are fixed.
   std::string CopyCrashDumpDirPath();
+
+  // Writes a plain report of the crash with the settings of this moment. They are read where they
+  // lie: it may run in a signal handler, with the allocator's lock held by anyone.
+  bool WritePlainReportOf(PlainCrash crash, PlainPath path);
 
  protected:
   ~CrashHandlerProxyImpl() = default;

@@ -7,6 +7,7 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_file.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
+#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
 #include "media_core/biz_engine/crash_handler/machine/threads.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
 
@@ -180,7 +181,10 @@ NSString* CrashTypeWord(int kind) {
 
 - (void)saveText:(NSString*)text toPath:(NSString*)path {
   NSData* bytes = [text dataUsingEncoding:NSUTF8StringEncoding];
-  CrashHandler::ReplaceFile(PathBytes(path), [bytes bytes], [bytes length]);
+  const char* const name = PathBytes(path);
+  CrashHandler::BeginReportFile();
+  const bool written = CrashHandler::ReplaceFile(name, [bytes bytes], [bytes length]);
+  CrashHandler::EndReportFile(written ? name : nullptr);
 }
 
 - (void)setupCrashSaveFloderPath {

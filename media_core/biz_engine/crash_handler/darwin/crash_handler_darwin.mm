@@ -10,6 +10,7 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_hooks.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_preparation.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
+#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_turn.h"
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
 #include "media_core/biz_engine/crash_handler/machine/stack_walk.h"
@@ -46,14 +47,32 @@ class ErrnoKeeper {
   const int saved_ = errno;
 };
 
+// A fault has its own signal blocked while it is handled. Within the scope another fault of that
+// kind comes to the handler too instead of ending the process at once: the report can be rescued.
+class OpenToFaults {
+ public:
+  OpenToFaults(int signo, const siginfo_t* info) {
+    sigemptyset(&opened_);
+    if (Recurs(signo, info)) sigaddset(&opened_, signo);
+    pthread_sigmask(SIG_UNBLOCK, &opened_, nullptr);
+  }
+  ~OpenToFaults() { pthread_sigmask(SIG_BLOCK, &opened_, nullptr); }
+  OpenToFaults(const OpenToFaults&) = delete;
+  OpenToFaults& operator=(const OpenToFaults&) = delete;
+
+ private:
+  sigset_t opened_;
+};
+
 // Tests and sets the crashed flag, as the one thread that may: whoever gets true writes the report.
-bool BeginCrash(int signo) {
+bool BeginCrash(int signo, CrashType kind) {
   if (!TakeCrashTurn(signo)) return false;
   DarwinCrashHandler* handler = DarwinCrashHandler::GetInstance();
   if (!handler->IsCrashed()) {
     handler->SetCrashed(true);
     ReleaseReservedDescriptor();
     ReleaseCrashReserve();
+    ExpectReport(kind);
     return true;
   }
   GiveCrashTurnBack();
@@ -103,23 +122,28 @@ SignalAction FindOldSignalHandler(int signo) {
 
 void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
   const ErrnoKeeper keep_errno;
-  if (!BeginCrash(signo)) {
+  if (!BeginCrash(signo, Signal)) {
+    RescueOwnReport(signo, info);
     LOG_PROBLEM("DarwinCrashHandler::already had crash happend");
     LeaveToEarlierCrash(signo, info);
     return;
   }
-  LOG_PROGRESS("DarwinCrashHandler::singal happend, signal = %d ", signo);
-  CallHost(Signal);
-  @autoreleasepool {
-    void* frames[kMaxFrames];
-    const int count = CaptureFrames(frames);
-    char** strings = backtrace_symbols(frames, count);
-    NSMutableArray* symbols = SymbolArray(strings, count);
-    KeepInSight(strings, count);
-    [CreateOruRTCCrashReport() reportCrashWithSignal:signo
-                                                info:info
-                                             context:context
-                                             symbols:symbols];
+  {
+    const OpenToFaults open(signo, info);
+    LOG_PROGRESS("DarwinCrashHandler::singal happend, signal = %d ", signo);
+    CallHost(Signal);
+    @autoreleasepool {
+      void* frames[kMaxFrames];
+      const int count = CaptureFrames(frames);
+      RememberFrames(frames, count);
+      char** strings = backtrace_symbols(frames, count);
+      NSMutableArray* symbols = SymbolArray(strings, count);
+      KeepInSight(strings, count);
+      [CreateOruRTCCrashReport() reportCrashWithSignal:signo
+                                                  info:info
+                                               context:context
+                                               symbols:symbols];
+    }
   }
   const SignalAction old_handler = FindOldSignalHandler(signo);
   LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %d",
@@ -185,7 +209,8 @@ void ReleaseOruRTCExceptionHandler(bool force) {
 }
 
 void OruRTCExceptionHandler(NSException* exception) {
-  if (!BeginCrash(SIGABRT)) {
+  if (!BeginCrash(SIGABRT, Exception)) {
+    RescueOwnReport(SIGABRT, nullptr);
     LOG_PROBLEM("DarwinCrashHandler::already had crash happend");
     LeaveToEarlierCrash(SIGABRT, nullptr);
     return;
@@ -194,6 +219,7 @@ void OruRTCExceptionHandler(NSException* exception) {
   CallHost(Exception);
   @autoreleasepool {
     CompleteCallStack(exception);
+    RememberException([[exception name] UTF8String], [[exception reason] UTF8String]);
     [CreateOruRTCCrashReport() reportCrashWithException:exception];
   }
   LOG_PROGRESS("DarwinCrashHandler::report finish, old handler is= %p",
@@ -232,7 +258,8 @@ void ReleaseOruRTCTerminateHandle(bool force) {
 }
 
 void OruRTCTerminateCatchHandler() {
-  if (!BeginCrash(SIGABRT)) {
+  if (!BeginCrash(SIGABRT, Terminate)) {
+    RescueOwnReport(SIGABRT, nullptr);
     LOG_PROBLEM("DarwinCrashHandler::already had crash hanppend");
     LeaveToEarlierCrash(SIGABRT, nullptr);
     return;
@@ -241,6 +268,7 @@ void OruRTCTerminateCatchHandler() {
   CallHost(Terminate);
   void* frames[kMaxFrames];
   const int count = CaptureFrames(frames);
+  RememberFrames(frames, count);
   char** symbols = backtrace_symbols(frames, count);
   if (IsRethrownException(symbols, count)) {
     KeepInSight(symbols, count);
@@ -272,7 +300,7 @@ void ReleaseOruRTCNewFailedHandle(bool force) {
 }
 
 void OruRTCNewFailedCatchHandler() {
-  if (!BeginCrash(SIGABRT)) {
+  if (!BeginCrash(SIGABRT, MemoryError)) {
     LOG_PROBLEM("DarwinCrashHandler::already had crash hanppend");
     // `operator new` calls again until memory is found or another handler stands here.
     if (RefuseFailedAllocation()) std::set_new_handler(OruRTCOldNewFailedHandler);
@@ -283,6 +311,7 @@ void OruRTCNewFailedCatchHandler() {
   @autoreleasepool {
     void* frames[kMaxFrames];
     const int count = CaptureFrames(frames);
+    RememberFrames(frames, count);
     char** strings = backtrace_symbols(frames, count);
     NSMutableArray* symbols = SymbolArray(strings, count);
     KeepInSight(strings, count);

@@ -10,6 +10,9 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
+#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
+#include "media_core/biz_engine/crash_handler/darwin/plain_report.h"
+#include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
 #include "media_core/biz_engine/crash_handler/machine/images.h"
 #include "media_core/biz_engine/crash_handler/machine/memory.h"
 #include "media_core/biz_engine/crash_handler/machine/threads.h"
@@ -75,19 +78,30 @@ void PrepareFoundation() {
   }
 }
 
+void PrepareRescue() {
+  @autoreleasepool {
+    OruRTCCrashReport* report = [[[OruRTCCrashReport alloc] init] autorelease];
+    PreparePlainReport([[report getAppDisplayName] UTF8String]);
+  }
+  machine::SetCrashRescue(&RescueReport);
+}
+
 }  // namespace
 
 void PrepareForCrash() {
   PrepareBacktrace();
   PrepareLocalTime();
   PrepareFoundation();
+  PrepareRescue();
   machine::PrepareThreads();
   machine::PrepareImages();
   ReserveDescriptor();
   ReserveMemory();
+  machine::PrepareScratchReserve();
 }
 
 void ReleaseCrashReserve() {
+  machine::OpenScratchReserve();
   machine::ScratchMemory memory;
   memory.Adopt(sReserve.exchange(nullptr), kReserveBytes);
 }

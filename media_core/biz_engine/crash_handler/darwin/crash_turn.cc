@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdint>
 
+#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
 #include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
 #include "media_core/biz_engine/crash_handler/machine/threads.h"
 
@@ -56,13 +57,6 @@ bool AwaitOtherThread() {
   return true;
 }
 
-// Whether the processor raised it at an instruction that is repeated after the handler. (Traps go
-// on behind the instruction, a refused system call behind the call.)
-bool Recurs(int signo, const siginfo_t* info) {
-  const bool fault = signo == SIGSEGV || signo == SIGBUS || signo == SIGFPE || signo == SIGILL;
-  return fault && info != nullptr && info->si_code > 0;
-}
-
 void SetDefaultAction(int signo) {
   struct sigaction action = {};
   action.sa_handler = SIG_DFL;
@@ -81,10 +75,25 @@ bool TakeCrashTurn(int signo) {
   return true;
 }
 
-void EndCrashDeadline() { machine::StopCrashDeadline(); }
+void RescueOwnReport(int signo, const siginfo_t* info) {
+  const bool fatal = signo == SIGABRT || Recurs(signo, info);
+  const uint64_t own = TurnOf(machine::CurrentThreadNumber());
+  if (fatal && sTurn.load(std::memory_order_acquire) == own) RescueReport();
+}
+
+// (Traps go on behind the instruction, a refused system call behind the call.)
+bool Recurs(int signo, const siginfo_t* info) {
+  const bool fault = signo == SIGSEGV || signo == SIGBUS || signo == SIGFPE || signo == SIGILL;
+  return fault && info != nullptr && info->si_code > 0;
+}
+
+void EndCrashDeadline() {
+  machine::StopCrashDeadline();
+  ForgetReport();
+}
 
 void GiveCrashTurnBack() {
-  machine::StopCrashDeadline();
+  EndCrashDeadline();
   sTurn.store(0, std::memory_order_release);
 }
 

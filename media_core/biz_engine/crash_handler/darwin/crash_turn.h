@@ -18,6 +18,14 @@ namespace CrashHandler {
 // in time, the process ends by `signo`. False when a thread (this one too) has the turn.
 bool TakeCrashTurn(int signo);
 
+// For a handler that was refused the turn, before anything else: a fault or an abort in the turn's
+// own thread means that its report cannot be made in the ordinary way (crash_rescue.h). `info` is
+// null for what is no signal.
+void RescueOwnReport(int signo, const siginfo_t* info);
+
+// Whether the processor raised it at an instruction that is repeated after the handler.
+bool Recurs(int signo, const siginfo_t* info);
+
 // The report is written and what follows is the host's (its older handlers may take their time or
 // jump out): stops the deadline, keeps the turn.
 void EndCrashDeadline();

@@ -11,22 +11,29 @@
 
 namespace CrashHandler::machine {
 
-// With what ending the process takes (releasing memory, writing a core file), below 10 seconds.
+// The time for the ordinary way, and the time for everything: with what ending the process takes
+// (releasing memory, writing a core file), below 10 seconds.
+constexpr int kCrashRescueMs = 6000;
 constexpr int kCrashDeadlineMs = 8000;
 
 // Starts the deadline: unless StopCrashDeadline comes first, the process ends by `signo` (its
-// default action, on whichever thread the timer reaches). One deadline runs at a time, started and
+// default action). When the time for the ordinary way is over, the rescue is tried on the calling
+// thread, wherever that is then; if it says so, the process ends at once. Else it ends when all the
+// time is over, on whichever thread the timer reaches. One deadline runs at a time, started and
 // stopped on one thread; a second start replaces the first. The calling thread accepts the timer's
 // signal until the stop. Should every thread block that signal, the process is killed a second
 // later (Linux). False when the system gives no timer: the time is unbounded then.
 bool StartCrashDeadline(int signo);
 
+// What a rescue is, or null for none: the process then ends when the first time is over.
+void SetCrashRescue(bool (*rescue)());
+
 // Stops the deadline and leaves timers, signal actions and the thread's mask as they were found.
 // Without a deadline it does nothing.
 void StopCrashDeadline();
 
-// The length of the deadlines started from now on, in milliseconds.
-void SetCrashDeadlineForTesting(int milliseconds);
+// The time for the ordinary way, in milliseconds, of deadlines started from now on.
+void SetCrashRescueTimeForTesting(int milliseconds);
 
 }  // namespace CrashHandler::machine
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 
 #include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
 
@@ -15,11 +16,16 @@ using KernelTimer = int;
 
 constexpr KernelTimer kNoTimer = -1;
 constexpr int kKillAfterMs = 1000;
+// What the timers' signal carries.
+constexpr int kEndValue = 0;
+constexpr int kRescueValue = 1;
 
-std::atomic<int> sLimitMs{kCrashDeadlineMs};
+std::atomic<int> sRescueMs{kCrashRescueMs};
 // Written by the starting thread only. The expiry handler, on any thread, reads sSignal alone.
 std::atomic<int> sSignal{0};
+std::atomic<bool (*)()> sRescue{nullptr};
 int sTimerSignal = 0;
+KernelTimer sRescueTimer = kNoTimer;
 KernelTimer sTimer = kNoTimer;
 KernelTimer sKillTimer = kNoTimer;
 struct sigaction sPreviousAction;
@@ -31,9 +37,7 @@ void SetOnly(sigset_t* set, int signo) {
 }
 
 // Ends the process as the crash would have ended it without a handler.
-void OnDeadline(int /*signo*/) {
-  const int original = sSignal.load(std::memory_order_acquire);
-  if (original == 0) return;
+void EndBy(int original) {
   struct sigaction action = {};
   action.sa_handler = SIG_DFL;
   sigaction(original, &action, nullptr);
@@ -41,6 +45,19 @@ void OnDeadline(int /*signo*/) {
   SetOnly(&mask, original);
   pthread_sigmask(SIG_UNBLOCK, &mask, nullptr);
   syscall(SYS_tgkill, getpid(), syscall(SYS_gettid), original);
+}
+
+bool Rescue() {
+  bool (*const rescue)() = sRescue.load();
+  return rescue == nullptr || rescue();
+}
+
+void OnTimer(int /*signo*/, siginfo_t* info, void* /*context*/) {
+  const int saved_errno = errno;
+  const int original = sSignal.load(std::memory_order_acquire);
+  const bool for_rescue = info->si_code == SI_TIMER && info->si_value.sival_int == kRescueValue;
+  if (original != 0 && (!for_rescue || Rescue())) EndBy(original);
+  errno = saved_errno;
 }
 
 bool IsUnused(int signo) {
@@ -63,10 +80,23 @@ int FindFreeSignal() {
   return last_resort;
 }
 
-KernelTimer StartTimer(int signo, int milliseconds) {
+sigevent ToTheProcess(int signo) {
   sigevent event = {};
   event.sigev_notify = SIGEV_SIGNAL;
   event.sigev_signo = signo;
+  event.sigev_value.sival_int = kEndValue;
+  return event;
+}
+
+sigevent ToThisThread(int signo) {
+  sigevent event = ToTheProcess(signo);
+  event.sigev_notify = SIGEV_THREAD_ID;
+  event._sigev_un._tid = static_cast<pid_t>(syscall(SYS_gettid));
+  event.sigev_value.sival_int = kRescueValue;
+  return event;
+}
+
+KernelTimer StartTimer(sigevent event, int milliseconds) {
   KernelTimer timer = kNoTimer;
   if (syscall(SYS_timer_create, CLOCK_MONOTONIC, &event, &timer) != 0) return kNoTimer;
   itimerspec when = {};
@@ -92,16 +122,19 @@ bool StartCrashDeadline(int signo) {
   sSignal.store(signo, std::memory_order_release);
 
   struct sigaction action = {};
-  action.sa_handler = OnDeadline;
-  action.sa_flags = SA_ONSTACK | SA_RESTART;
+  action.sa_sigaction = OnTimer;
+  // The end must come through while the rescue is tried.
+  action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK | SA_RESTART;
   sigaction(sTimerSignal, &action, &sPreviousAction);
   sigset_t mask;
   SetOnly(&mask, sTimerSignal);
   pthread_sigmask(SIG_UNBLOCK, &mask, &sPreviousMask);
 
-  const int limit = sLimitMs.load(std::memory_order_relaxed);
-  sTimer = StartTimer(sTimerSignal, limit);
-  sKillTimer = StartTimer(SIGKILL, limit + kKillAfterMs);
+  const int rescue = sRescueMs.load(std::memory_order_relaxed);
+  const int end = rescue + kCrashDeadlineMs - kCrashRescueMs;
+  sRescueTimer = StartTimer(ToThisThread(sTimerSignal), rescue);
+  sTimer = StartTimer(ToTheProcess(sTimerSignal), end);
+  sKillTimer = StartTimer(ToTheProcess(SIGKILL), end + kKillAfterMs);
   if (sTimer != kNoTimer) return true;
   StopCrashDeadline();
   return false;
@@ -111,6 +144,7 @@ void StopCrashDeadline() {
   if (sTimerSignal == 0) return;
   DeleteTimer(&sKillTimer);
   DeleteTimer(&sTimer);
+  DeleteTimer(&sRescueTimer);
   sSignal.store(0, std::memory_order_release);
   // Ignoring drops an expiry that is already under way to a thread.
   struct sigaction ignore = {};
@@ -125,8 +159,10 @@ void StopCrashDeadline() {
   sTimerSignal = 0;
 }
 
-void SetCrashDeadlineForTesting(int milliseconds) {
-  sLimitMs.store(milliseconds, std::memory_order_relaxed);
+void SetCrashRescue(bool (*rescue)()) { sRescue.store(rescue); }
+
+void SetCrashRescueTimeForTesting(int milliseconds) {
+  sRescueMs.store(milliseconds, std::memory_order_relaxed);
 }
 
 }  // namespace CrashHandler::machine

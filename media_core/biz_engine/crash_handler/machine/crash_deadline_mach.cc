@@ -3,7 +3,9 @@
 #include <sys/time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
 
 #include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
 
@@ -14,9 +16,14 @@ namespace {
 // back with the time that was left of it.
 constexpr int kTimerSignal = SIGALRM;
 
-std::atomic<int> sLimitMs{kCrashDeadlineMs};
+std::atomic<int> sRescueMs{kCrashRescueMs};
 // Written by the starting thread only. The expiry handler, on any thread, reads sSignal alone.
 std::atomic<int> sSignal{0};
+std::atomic<bool (*)()> sRescue{nullptr};
+// The starting thread, and what has come of its rescue.
+pthread_t sThread;
+std::atomic<bool> sRescueAsked{false};
+std::atomic<bool> sRescueTried{false};
 itimerval sPreviousTimer;
 struct sigaction sPreviousAction;
 sigset_t sPreviousMask;
@@ -27,9 +34,7 @@ void SetOnly(sigset_t* set, int signo) {
 }
 
 // Ends the process as the crash would have ended it without a handler.
-void OnDeadline(int /*signo*/) {
-  const int original = sSignal.load(std::memory_order_acquire);
-  if (original == 0) return;
+void EndBy(int original) {
   struct sigaction action = {};
   action.sa_handler = SIG_DFL;
   sigaction(original, &action, nullptr);
@@ -39,25 +44,46 @@ void OnDeadline(int /*signo*/) {
   pthread_kill(pthread_self(), original);
 }
 
+// Whether it is the end. The timer comes twice, to any thread; the rescue is the starting one's.
+bool IsOver() {
+  if (pthread_equal(pthread_self(), sThread) == 0) {
+    if (sRescueTried || sRescueAsked.exchange(true)) return true;
+    return pthread_kill(sThread, kTimerSignal) != 0;
+  }
+  if (sRescueTried.exchange(true)) return true;
+  bool (*const rescue)() = sRescue.load();
+  return rescue == nullptr || rescue();
+}
+
+void OnTimer(int /*signo*/) {
+  const int saved_errno = errno;
+  const int original = sSignal.load(std::memory_order_acquire);
+  if (original != 0 && IsOver()) EndBy(original);
+  errno = saved_errno;
+}
+
+timeval Milliseconds(int count) { return {count / 1000, (count % 1000) * 1000}; }
+
 }  // namespace
 
 bool StartCrashDeadline(int signo) {
   StopCrashDeadline();
   struct sigaction action = {};
-  action.sa_handler = OnDeadline;
-  action.sa_flags = SA_ONSTACK | SA_RESTART;
+  action.sa_handler = OnTimer;
+  // The end must come through while the rescue is tried.
+  action.sa_flags = SA_NODEFER | SA_ONSTACK | SA_RESTART;
   sigaction(kTimerSignal, &action, &sPreviousAction);
   sigset_t mask;
   SetOnly(&mask, kTimerSignal);
   pthread_sigmask(SIG_UNBLOCK, &mask, &sPreviousMask);
+  sThread = pthread_self();
+  sRescueAsked = false;
+  sRescueTried = false;
   sSignal.store(signo, std::memory_order_release);
 
-  const int limit = sLimitMs.load(std::memory_order_relaxed);
-  itimerval when = {};
-  when.it_value.tv_sec = limit / 1000;
-  when.it_value.tv_usec = (limit % 1000) * 1000;
   // A zero would disarm it instead.
-  if (limit <= 0) when.it_value.tv_usec = 1;
+  const int rescue = std::max(1, sRescueMs.load(std::memory_order_relaxed));
+  const itimerval when = {Milliseconds(kCrashDeadlineMs - kCrashRescueMs), Milliseconds(rescue)};
   if (setitimer(ITIMER_REAL, &when, &sPreviousTimer) == 0) return true;
   StopCrashDeadline();
   return false;
@@ -82,8 +108,10 @@ void StopCrashDeadline() {
   sPreviousTimer = none;
 }
 
-void SetCrashDeadlineForTesting(int milliseconds) {
-  sLimitMs.store(milliseconds, std::memory_order_relaxed);
+void SetCrashRescue(bool (*rescue)()) { sRescue.store(rescue); }
+
+void SetCrashRescueTimeForTesting(int milliseconds) {
+  sRescueMs.store(milliseconds, std::memory_order_relaxed);
 }
 
 }  // namespace CrashHandler::machine

@@ -1,0 +1,249 @@
+#include "media_core/biz_engine/crash_handler/darwin/plain_report.h"
+
+#include <execinfo.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
+#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
+#include "media_core/biz_engine/crash_handler/machine/host.h"
+#include "media_core/biz_engine/crash_handler/machine/image_list_text.h"
+#include "media_core/biz_engine/crash_handler/machine/threads.h"
+#include "tests/support/crash_report_parser.h"
+#include "tests/support/files.h"
+
+namespace {
+
+void* sFrames[128];
+int sFrameCount = 0;
+
+// The innermost frame, which does not count.
+__attribute__((noinline)) int Capture() {
+  sFrameCount = backtrace(sFrames, 128);
+  return sFrameCount;
+}
+
+}  // namespace
+
+// What the filter finds.
+extern "C" __attribute__((noinline, visibility("default"))) int OruRTCPlainTestFrame() {
+  return Capture() + 1;
+}
+
+namespace CrashHandler {
+namespace {
+
+using oru_test::CrashReportText;
+using oru_test::TempDir;
+using Texts = std::vector<std::string>;
+
+// 2024-03-05 07:08:09.042 in UTC.
+constexpr timespec kMoment = {1709622489, 42000000};
+
+class PlainReportTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    // Two hours east of UTC.
+    setenv("TZ", "XYZ-2", 1);
+    tzset();
+    PreparePlainReport("Test App");
+    OruRTCPlainTestFrame();
+    dump_dir_ = dir_.Join("dumps");
+    crash_.time = kMoment;
+    crash_.dump_dir = dump_dir_.c_str();
+    crash_.app_id = "A1";
+    crash_.session_id = "S1";
+    crash_.sdk_version = "6.1.0";
+    crash_.extra_info = "build 42\nand more";
+    crash_.frames = sFrames;
+    crash_.frame_count = static_cast<size_t>(sFrameCount);
+  }
+  Texts Files() { return oru_test::ListFilesRecursively(dir_.path()); }
+  CrashReportText Written() {
+    PlainPath path = "";
+    EXPECT_TRUE(WritePlainReport(crash_, path));
+    EXPECT_EQ(Files().size(), 1U);
+    CrashReportText report = oru_test::ParseCrashReport(oru_test::ReadFile(path));
+    EXPECT_EQ(report.error, "");
+    return report;
+  }
+
+  TempDir dir_;
+  std::string dump_dir_;
+  PlainCrash crash_;
+};
+
+TEST_F(PlainReportTest, HasTheOrdinaryReportsNameInTheZoneOfTheInstallation) {
+  Written();
+  EXPECT_EQ(Files(), Texts{"dumps/6.1.0/Crash_A1_S1_Signal_2024-03-05-09-08-09.log"});
+}
+
+TEST_F(PlainReportTest, KindsAreNamedAsInTheOrdinaryReport) {
+  const std::pair<CrashType, const char*> kinds[] = {{Signal, "Signal"},
+                                                     {Exception, "Exception"},
+                                                     {MemoryError, "MemoryError"},
+                                                     {Terminate, "MemoryError"}};
+  for (const auto& [kind, word] : kinds) {
+    PlainPath path = "";
+    crash_.kind = kind;
+    EXPECT_TRUE(WritePlainReport(crash_, path));
+    EXPECT_EQ(path, dump_dir_ + "/6.1.0/Crash_A1_S1_" + word + "_2024-03-05-09-08-09.log");
+  }
+}
+
+TEST_F(PlainReportTest, HasAllSections) {
+  const CrashReportText report = Written();
+  char machine_name[256];
+  machine::MachineName(machine_name, sizeof machine_name);
+  EXPECT_EQ(report.hardware_model, machine_name);
+  EXPECT_EQ(report.process, "Test App");
+  EXPECT_EQ(report.path, dump_dir_);
+  EXPECT_EQ(report.code_type, machine::HostCpuTypeName());
+  EXPECT_EQ(report.date_time, "2024-03-05 09:08:09 042");
+  EXPECT_EQ(report.crash_thread, static_cast<int32_t>(machine::CurrentThreadNumber()));
+  EXPECT_FALSE(report.exception.has_value());
+  EXPECT_EQ(report.crash_frames.size(), crash_.frame_count);
+  EXPECT_TRUE(report.AnyContains(report.crash_frames, "(OruRTCPlainTestFrame+0x"));
+  EXPECT_NE(report.FindThread(machine::CurrentThreadNumber()), nullptr);
+  EXPECT_GT(report.images.size(), 3U);
+  EXPECT_EQ(report.custom_info, "build 42\nand more");
+}
+
+TEST_F(PlainReportTest, AnExceptionHasItsSection) {
+  crash_.exception_name = "SomeException";
+  crash_.exception_reason = "its reason";
+  EXPECT_EQ(Written().exception,
+            "*** Terminating app due to uncaught exception 'SomeException', reason: 'its reason'");
+}
+
+TEST_F(PlainReportTest, ACrashOutsideTheSdkLeavesNoFile) {
+  PlainPath path = "";
+  for (void*& frame : sFrames) frame = nullptr;
+  EXPECT_FALSE(WritePlainReport(crash_, path));
+  EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(PlainReportTest, TheInnermostFrameDoesNotCount) {
+  PlainPath path = "";
+  void* const only = reinterpret_cast<char*>(&OruRTCPlainTestFrame) + 1;
+  crash_.frames = &only;
+  crash_.frame_count = 1;
+  EXPECT_FALSE(WritePlainReport(crash_, path));
+}
+
+TEST_F(PlainReportTest, BytesThatAreNotUtf8AreTakenAsLatin1) {
+  crash_.app_id = "A\xe9";
+  crash_.session_id = "S\xc3\xa9";
+  crash_.extra_info = "\xff and \xed\xa0\x80 and \xc0\x80";
+  const CrashReportText report = Written();
+  EXPECT_EQ(Files(), Texts{"dumps/6.1.0/Crash_A\xc3\xa9_S\xc3\xa9_Signal_2024-03-05-09-08-09.log"});
+  EXPECT_EQ(report.custom_info, "\xc3\xbf and \xc3\xad\xc2\xa0\xc2\x80 and \xc3\x80\xc2\x80");
+}
+
+TEST_F(PlainReportTest, WithoutAVersionItLiesInTheDirectoryItself) {
+  crash_.sdk_version = "";
+  Written();
+  EXPECT_EQ(Files(), Texts{"dumps/Crash_A1_S1_Signal_2024-03-05-09-08-09.log"});
+}
+
+TEST_F(PlainReportTest, APathBeyondAllBoundsIsRefused) {
+  PlainPath path = "";
+  const std::string app(10000, 'a');
+  crash_.app_id = app.c_str();
+  EXPECT_FALSE(WritePlainReport(crash_, path));
+  const std::string version(10000, 'v');
+  crash_.sdk_version = version.c_str();
+  EXPECT_FALSE(WritePlainReport(crash_, path));
+  EXPECT_TRUE(Files().empty());
+}
+
+// With the process's own handler, whose settings a rescued report has.
+class CrashRescueTest : public PlainReportTest {
+ protected:
+  void SetUp() override {
+    PlainReportTest::SetUp();
+    setenv("HOME", dir_.path().c_str(), 1);
+    CrashTraceInfo info{"A2", "S2", "7.0", "of the host"};
+    DarwinCrashHandler::GetInstance()->SetTraceInfo(info);
+    DarwinCrashHandler::GetInstance()->SetCrashDumpDirPath(dump_dir_.c_str());
+  }
+  void TearDown() override { ForgetReport(); }
+  void Crash() {
+    ExpectReport(Signal);
+    RememberFrames(sFrames, sFrameCount);
+  }
+};
+
+TEST_F(CrashRescueTest, NothingIsDueAtTheStart) {
+  EXPECT_FALSE(RescueReport());
+  EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(CrashRescueTest, ADueReportIsRescuedOnceWithTheSettings) {
+  Crash();
+  EXPECT_TRUE(RescueReport());
+  EXPECT_FALSE(RescueReport());
+  ASSERT_EQ(Files().size(), 1U);
+  EXPECT_EQ(Files()[0].find("dumps/7.0/Crash_A2_S2_Signal_"), 0U);
+  const auto report = oru_test::ParseCrashReport(oru_test::ReadFile(dir_.Join(Files()[0])));
+  EXPECT_EQ(report.error, "");
+  EXPECT_EQ(report.custom_info, "of the host");
+}
+
+TEST_F(CrashRescueTest, WithoutFramesTheStackIsTakenWhereItIs) {
+  ExpectReport(Signal);
+  EXPECT_TRUE(RescueReport());
+  // The test's own stack does not concern the SDK.
+  EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(CrashRescueTest, ADirectoryThatCannotBeMadeIsReplacedByTheDefault) {
+  DarwinCrashHandler::GetInstance()->SetCrashDumpDirPath(dir_.Join("two/levels").c_str());
+  Crash();
+  EXPECT_TRUE(RescueReport());
+  ASSERT_EQ(Files().size(), 1U);
+  EXPECT_EQ(Files()[0].find("Library/Caches/Oru_RTC_Crash/7.0/Crash_A2_S2_Signal_"), 0U);
+}
+
+TEST_F(CrashRescueTest, AFileUnderWayOrWrittenIsNotRescued) {
+  Crash();
+  BeginReportFile();
+  EXPECT_FALSE(RescueReport());
+  EndReportFile("somewhere");
+  EXPECT_FALSE(RescueReport());
+  EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(CrashRescueTest, AForgottenReportIsNotRescued) {
+  Crash();
+  ForgetReport();
+  EXPECT_FALSE(RescueReport());
+}
+
+TEST_F(CrashRescueTest, TheOrdinaryReportTakesTheRescuedOnesPlace) {
+  Crash();
+  RescueReport();
+  BeginReportFile();
+  EndReportFile("somewhere else");
+  EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(CrashRescueTest, UnderTheSameNameTheOrdinaryReportStays) {
+  Crash();
+  RescueReport();
+  BeginReportFile();
+  ASSERT_EQ(Files().size(), 1U);
+  EndReportFile(dir_.Join(Files()[0]).c_str());
+  EXPECT_EQ(Files().size(), 1U);
+}
+
+TEST_F(CrashRescueTest, AnOrdinaryReportThatIsLostLeavesTheRescuedOne) {
+  Crash();
+  RescueReport();
+  BeginReportFile();
+  EndReportFile(nullptr);
+  EXPECT_EQ(Files().size(), 1U);
+}
+
+}  // namespace
+}  // namespace CrashHandler
