@@ -36,6 +36,12 @@ Row Reported(const char* name, int signo, std::vector<std::string> frames) {
   return OwnAllocator(row);
 }
 
+// The report is an ordinary one.
+Row Unhindered(Row row) {
+  row.said = {"1 DarwinCrashHandler::report finish, old handler = 0"};
+  return row;
+}
+
 Row WaitsForDeadline(Row row) {
   row.traits |= kWaitsForDeadline;
   return row;
@@ -72,18 +78,18 @@ std::vector<Row> NewRows() {
            {"New"}),
       Ends("FaultsAfterNewInALimitOnThreads", "FaultAfterNewInALimitOnThreads", BySignal(SIGSEGV),
            {"New"}),
-      Reported("FaultWithoutMemory", SIGSEGV, {"WriteToNull", "FaultWithoutMemory"}),
-      Reported("AbortWithoutMemory", SIGABRT, {"abort", "AbortWithoutMemory"}),
+      Unhindered(Reported("FaultWithoutMemory", SIGSEGV, {"WriteToNull", "FaultWithoutMemory"})),
+      Unhindered(Reported("AbortWithoutMemory", SIGABRT, {"abort", "AbortWithoutMemory"})),
   };
 }
 
 std::vector<Row> HeapRows() {
   return {
       // Found by the allocator before it takes its lock.
-      Reported("FreeInvalidPointer", SIGABRT, {"abort", "FreeInvalidPointer"}),
-      Reported("FreeTheStack", SIGABRT, {"abort", "FreeTheStack"}),
-      Reported("FreeSmallTwice", SIGABRT, {"abort", "FreeSmallTwice"}),
-      Reported("FaultAfterSmashingAHeader", SIGSEGV, {"WriteToNull"}),
+      Unhindered(Reported("FreeInvalidPointer", SIGABRT, {"abort", "FreeInvalidPointer"})),
+      Unhindered(Reported("FreeTheStack", SIGABRT, {"abort", "FreeTheStack"})),
+      Unhindered(Reported("FreeSmallTwice", SIGABRT, {"abort", "FreeSmallTwice"})),
+      Unhindered(Reported("FaultAfterSmashingAHeader", SIGSEGV, {"WriteToNull"})),
       // With its lock, on which the report waits until it is rescued.
       WaitsForDeadline(Reported("FreeLargeTwice", SIGABRT, {"abort", "FreeLargeTwice"})),
       WaitsForDeadline(Reported("AbortInMalloc", SIGABRT, {"abort", "malloc", "AbortInMalloc"})),
