@@ -96,8 +96,8 @@ void SmashFreePiece(void* piece) {
 }
 
 CHILD_FUNCTION void FaultAfterSmashingFreeMemory() {
-  // So many that no free piece is left, of whatever was given back before: then the last two are the
-  // thread's only ones of the size.
+  // So many that no free piece is left, of whatever was given back before: then the last two are
+  // the thread's only ones of the size.
   constexpr size_t kPieces = 200;
   for (size_t size = 16; size <= 1024; size += 16) {
     void* pieces[kPieces];
