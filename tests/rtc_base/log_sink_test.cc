@@ -243,6 +243,9 @@ TEST(LogSinksInThreads, MessageMayEndOnAnotherThread) {
   EXPECT_EQ(sink.lines, Lines({"[I] moved\n"}));
 }
 
+// Not under the thread sanitizer, whose pthread_once, unlike glibc's, leaves a forked child waiting
+// in std::locale for a thread that it does not have.
+#if !__has_feature(thread_sanitizer)
 TEST(LogSinksInThreads, ForkWhileOthersLogLeavesTheChildAbleToLog) {
   CollectingSink sink;
   LogMessage::AddLogToStream(&sink, rtc::LS_INFO);
@@ -266,6 +269,7 @@ TEST(LogSinksInThreads, ForkWhileOthersLogLeavesTheChildAbleToLog) {
   logger.join();
   LogMessage::RemoveLogToStream(&sink);
 }
+#endif
 
 // Eight threads log to four sinks while a ninth adds and removes two more.
 TEST(LogSinksInThreads, NoLineIsLostOrTornWhileSinksComeAndGo) {

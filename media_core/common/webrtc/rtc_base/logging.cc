@@ -4,6 +4,7 @@
 #include <sys/time.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -37,9 +38,12 @@ struct LogState {
 
 LogState* MakeState();
 
+// No static local: a child forked while another thread makes that would wait for the thread.
+std::atomic<LogState*> g_state{nullptr};
+
 LogState& State() {
-  static LogState* const state = MakeState();
-  return *state;
+  LogState* const state = g_state.load(std::memory_order_acquire);
+  return state != nullptr ? *state : *MakeState();
 }
 
 void ReleaseStreams() {
@@ -63,13 +67,20 @@ void UnlockInChild() {
 }
 
 LogState* MakeState() {
-  LogState* const state = new LogState();
-  // The handlers run only once State() is complete or wait for it; failing to register them costs
-  // a forked child its guarantee, nothing else.
+  auto* const made = new LogState();
+  LogState* first = nullptr;
+  if (!g_state.compare_exchange_strong(first, made)) {
+    delete made;
+    return first;
+  }
   static_cast<void>(atexit(&ReleaseStreams));
-  static_cast<void>(pthread_atfork(&LockForFork, &UnlockAfterFork, &UnlockInChild));
-  return state;
+  return made;
 }
+
+// At start-up, so that no fork comes before it; failing costs a forked child its guarantee, nothing
+// else.
+[[maybe_unused]] const int kForksHandled =
+    pthread_atfork(&LockForFork, &UnlockAfterFork, &UnlockInChild);
 
 const char* FileNameOf(const char* path) {
   const char* name = path;
@@ -287,8 +298,10 @@ void LogMessage::ConfigureLogging(const char* params) {
 }
 
 int64_t LogMessage::LogStartTime() {
-  static const int64_t start_ms = SystemTimeMillis();
-  return start_ms;
+  static std::atomic<int64_t> start_ms{0};
+  const int64_t now_ms = SystemTimeMillis();
+  int64_t first_ms = 0;
+  return start_ms.compare_exchange_strong(first_ms, now_ms) ? now_ms : first_ms;
 }
 
 uint32_t LogMessage::WallClockStartTime() {

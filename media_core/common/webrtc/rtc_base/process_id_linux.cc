@@ -31,11 +31,15 @@ PidCell* MakeWipedCell() {
   return cell;
 }
 
+// Made at start-up: a child forked while another thread makes it would wait for that thread. Null
+// before.
+PidCell* const g_cell = MakeWipedCell();
+
 }  // namespace
 
 int32_t CurrentProcessId() {
   // The C library asks the kernel every time, which costs as much as writing a log line.
-  static PidCell* const cell = MakeWipedCell();
+  PidCell* const cell = g_cell;
   if (cell == nullptr) {
     return getpid();
   }
