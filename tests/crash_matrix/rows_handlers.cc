@@ -59,6 +59,8 @@ std::vector<Row> HandlerRows() {
       Called(Fault("PredecessorJumpsOut", "PredecessorJumpsOut", ByExit(5))),
       Fault("FaultAfterThePredecessorJumpedOut", "PredecessorJumpsOutAndAnotherFaultFollows"),
       Called(Fault("PredecessorEndsTheProcess", "PredecessorExits", ByExit(6))),
+      Called(Fault("AllocationFailsWhileThePredecessorHangs",
+                   "PredecessorHangsAndAnAllocationFails", ByExit(97))),
       Saying(Fault("SuccessorChains", "SuccessorChains"), "successor after the report"),
       Fault("SuccessorChainsAndJumpsOut", "SuccessorChainsAndJumpsOut", ByExit(5)),
       Fault("SuccessorStepsAside", "SuccessorStepsAside"),

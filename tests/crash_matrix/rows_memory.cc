@@ -55,6 +55,8 @@ std::vector<Row> NewRows() {
   return {
       Survives("NewInALimit", "NewInALimit", failing),
       Survives("NewOfTheLastBytesInALimit", "LastByteInALimit", failing),
+      Survives("NewWhoseReportFindsNoMemory", "NewWhoseReportFindsNoMemory",
+               {"NewWhoseReportFindsNoMemory"}),
       Survives("NewOfFarTooMuch", "HugeNew", failing),
       Survives("NothrowNewOfFarTooMuch", "HugeNothrowNew", {"NewNothrow", "HugeNothrowNew"}),
       Survives("NothrowNewInALimit", "NothrowNewInALimit", {"NewNothrow", "NothrowNewInALimit"}),

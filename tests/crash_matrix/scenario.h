@@ -60,6 +60,10 @@ void BlockAllSignals();
 void UseGuardedAlternateStack(size_t size);
 // A line on standard error; may be called in a signal handler.
 void Say(const char* line);
+// Asks for more than there is and catches what comes of it.
+void FailAnAllocation();
+// Whether nobody handles the deadline's signal any more.
+bool DeadlineIsOver();
 // Ends the process with kScenarioFailed unless `done`.
 void Require(bool done);
 

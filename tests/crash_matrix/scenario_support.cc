@@ -3,8 +3,10 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "tests/crash_matrix/scenario.h"
 
@@ -43,8 +45,27 @@ void Say(const char* line) {
   }
 }
 
+CHILD_FUNCTION void FailAnAllocation() {
+  volatile size_t too_much = SIZE_MAX / 4;
+  try {
+    volatile char* memory = new char[too_much];
+    memory[0] = 1;
+  } catch (const std::bad_alloc&) {
+    return;
+  }
+  _exit(kScenarioFailed);
+}
+
 void Require(bool done) {
   if (!done) _exit(kScenarioFailed);
+}
+
+bool DeadlineIsOver() {
+  for (int signo = SIGRTMIN; signo <= SIGRTMAX; ++signo) {
+    struct sigaction action = {};
+    if (sigaction(signo, nullptr, &action) == 0 && action.sa_handler != SIG_DFL) return false;
+  }
+  return true;
 }
 
 void UseGuardedAlternateStack(size_t size) {

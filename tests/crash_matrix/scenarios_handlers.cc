@@ -4,8 +4,10 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <string>
+#include <thread>
 
 #include "tests/crash_matrix/scenario.h"
 
@@ -53,15 +55,6 @@ bool IsBlocked(int signo) {
   sigset_t mask;
   pthread_sigmask(SIG_BLOCK, nullptr, &mask);
   return sigismember(&mask, signo) == 1;
-}
-
-// Nobody handles the deadline's signal any more.
-bool DeadlineIsOver() {
-  for (int signo = SIGRTMIN; signo <= SIGRTMAX; ++signo) {
-    struct sigaction action = {};
-    if (sigaction(signo, nullptr, &action) == 0 && action.sa_handler != SIG_DFL) return false;
-  }
-  return true;
 }
 
 // What the row counts: one line a call.
@@ -183,6 +176,19 @@ void PredecessorJumpsOutAndAnotherFaultFollows() {
   WriteToNull();
 }
 
+// The predecessor keeps the crash; what fails meanwhile on another thread is refused in its time.
+void PredecessorHangsAndAnAllocationFails() {
+  static std::atomic<bool> hangs{false};
+  InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
+    Tell(signo, info, context);
+    hangs = true;
+    SleepForEver();
+  }));
+  std::thread([] { OruRTCScenario(WriteToNull); }).detach();
+  while (!hangs) SleepMs(1);
+  FailAnAllocation();
+}
+
 void PredecessorExits() {
   InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
     Tell(signo, info, context);
@@ -249,6 +255,7 @@ std::vector<Scenario> HandlerScenarios() {
       SCENARIO(PredecessorJumpsOut),
       SCENARIO(PredecessorJumpsOutAndAnotherFaultFollows),
       SCENARIO(PredecessorExits),
+      SCENARIO(PredecessorHangsAndAnAllocationFails),
       SCENARIO(SuccessorChains),
       SCENARIO(SuccessorChainsAndJumpsOut),
       SCENARIO(SuccessorStepsAside),

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -32,8 +33,8 @@ size_t AddressSpaceInUse() {
   return pages * static_cast<size_t>(sysconf(_SC_PAGESIZE));
 }
 
-void LimitAddressSpace() {
-  const size_t bytes = AddressSpaceInUse() + kRoom;
+void LimitAddressSpace(size_t room = kRoom) {
+  const size_t bytes = AddressSpaceInUse() + room;
   const rlimit limit = {bytes, bytes};
   if (setrlimit(RLIMIT_AS, &limit) != 0) _exit(kScenarioFailed);
 }
@@ -72,6 +73,17 @@ CHILD_FUNCTION void LastByteInALimit() {
 CHILD_FUNCTION void UncaughtBadAllocInALimit() {
   LimitAddressSpace();
   for (;;) New(kPiece);
+}
+
+// The report's own memory runs out, which leaves its handler by an exception.
+CHILD_FUNCTION void NewWhoseReportFindsNoMemory() {
+  const std::string large(size_t{12} << 20, 'x');
+  CrashHandler::CrashTraceInfo info = {};
+  info.extraInfo = large.c_str();
+  Handler()->SetTraceInfo(info);
+  LimitAddressSpace(kPiece);
+  FailAnAllocation();
+  Require(DeadlineIsOver());
 }
 
 CHILD_FUNCTION void HugeNew() { NewUntilItFails(kTooMuch); }
@@ -209,6 +221,7 @@ std::vector<Scenario> NewScenarios() {
       SCENARIO(NewInALimit),
       SCENARIO(LastByteInALimit),
       SCENARIO(UncaughtBadAllocInALimit),
+      SCENARIO(NewWhoseReportFindsNoMemory),
       SCENARIO(HugeNew),
       SCENARIO(UncaughtHugeNew),
       SCENARIO(HugeNothrowNew),

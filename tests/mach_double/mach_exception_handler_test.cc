@@ -231,6 +231,18 @@ TEST_F(MachExceptionHandler, InstallingAgainAfterAReleaseTakesAFreshPort) {
   Join(second);
 }
 
+// The new thread may not have run at all when the port is forgotten, or another one is installed.
+TEST_F(MachExceptionHandler, ReleasedAtOnceEveryThreadStillEnds) {
+  std::vector<pthread_t> threads;
+  for (int i = 0; i < 200; ++i) {
+    InitOruRTCMachExceptionHandler();
+    threads.push_back(OruRTCMachExceptionHandleThread);
+    ReleaseOruRTCMachExceptionHandler();
+  }
+  for (const pthread_t thread : threads) Join(thread);
+  for (const std::string& line : TakeThreads()) EXPECT_NE('2', line.front()) << line;
+}
+
 // ---- Installer steps that fail ----
 
 struct Step {

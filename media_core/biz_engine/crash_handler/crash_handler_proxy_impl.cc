@@ -9,6 +9,7 @@
 #include <cstdlib>
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
+#include "media_core/biz_engine/crash_handler/darwin/crash_turn.h"
 
 namespace CrashHandler {
 namespace {
@@ -24,15 +25,17 @@ std::string sDefaultCrashDumpDir;
 // Keeps a report from reading half an identity. Nobody waits for it for ever.
 std::recursive_mutex sIdentityMtx;
 
-constexpr int kPatienceMs = 200;
+constexpr int kPatienceInACrashMs = 200;
+constexpr int kPatienceMs = 10000;
 
-// Has the lock after this time or goes on without it: its owner may be a thread that the crash has
-// frozen, or that crashed itself and waits for the report.
+// Has the lock after this time or goes on without it. While a crash is handled, its owner may be a
+// thread that the crash has frozen, or that crashed itself and waits for the report; otherwise it
+// may be one that a forked child does not have.
 class PatientLock {
  public:
   explicit PatientLock(std::recursive_mutex* mutex) : mutex_(mutex) {
     const timespec pause = {0, 1000000};
-    for (int waited_ms = 0; !(locked_ = mutex_->try_lock()) && waited_ms < kPatienceMs; ++waited_ms)
+    for (int waited_ms = 0; !(locked_ = mutex_->try_lock()) && waited_ms < Patience(); ++waited_ms)
       nanosleep(&pause, nullptr);
   }
   ~PatientLock() {
@@ -42,6 +45,8 @@ class PatientLock {
   PatientLock& operator=(const PatientLock&) = delete;
 
  private:
+  static int Patience() { return IsCrashTurnTaken() ? kPatienceInACrashMs : kPatienceMs; }
+
   std::recursive_mutex* const mutex_;
   bool locked_ = false;
 };

@@ -18,7 +18,8 @@ static const std::string CrashDumpFilePrxfix = "Crash";
 // The order of the virtual functions and of the members is part of the binary interface.
 class CrashHandlerProxyImpl : public CrashHandlerProxy {
  public:
-  // "Unknown-App", a fresh random session id of 8 characters, "1.0.dev", no extra info.
+  // "Unknown-App", "1.0.dev", no extra info, and a session id of 8 random characters; processes
+  // that start in the same second may have the same.
   CrashHandlerProxyImpl();
   CrashHandlerProxyImpl(const CrashHandlerProxyImpl&) = delete;
   CrashHandlerProxyImpl& operator=(const CrashHandlerProxyImpl&) = delete;

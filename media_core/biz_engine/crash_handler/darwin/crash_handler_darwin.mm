@@ -13,6 +13,7 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_turn.h"
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
+#include "media_core/biz_engine/crash_handler/machine/fault.h"
 #include "media_core/biz_engine/crash_handler/machine/stack_walk.h"
 
 #define LOG_PROGRESS(...) PrintLog(kCrashLogInfo, "Crash_Handler", __FILE__, __LINE__, __VA_ARGS__)
@@ -51,9 +52,9 @@ class ErrnoKeeper {
 // kind comes to the handler too instead of ending the process at once: the report can be rescued.
 class OpenToFaults {
  public:
-  OpenToFaults(int signo, const siginfo_t* info) {
+  OpenToFaults(int signo, const siginfo_t* info, const void* context) {
     sigemptyset(&opened_);
-    if (Recurs(signo, info)) sigaddset(&opened_, signo);
+    if (machine::IsFault(signo, info, context)) sigaddset(&opened_, signo);
     pthread_sigmask(SIG_UNBLOCK, &opened_, nullptr);
   }
   ~OpenToFaults() { pthread_sigmask(SIG_BLOCK, &opened_, nullptr); }
@@ -62,6 +63,19 @@ class OpenToFaults {
 
  private:
   sigset_t opened_;
+};
+
+// A failed allocation's turn. The process goes on from it, even when the report's own allocations
+// fail and that leaves by an exception: then the report is rescued.
+class AllocationCrash {
+ public:
+  AllocationCrash() = default;
+  ~AllocationCrash() {
+    RescueReport();
+    GiveCrashTurnBack();
+  }
+  AllocationCrash(const AllocationCrash&) = delete;
+  AllocationCrash& operator=(const AllocationCrash&) = delete;
 };
 
 // Tests and sets the crashed flag, as the one thread that may: whoever gets true writes the report.
@@ -123,13 +137,13 @@ SignalAction FindOldSignalHandler(int signo) {
 void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
   const ErrnoKeeper keep_errno;
   if (!BeginCrash(signo, Signal)) {
-    RescueOwnReport(signo, info);
+    RescueOwnReport(signo, info, context);
     LOG_PROBLEM("DarwinCrashHandler::already had crash happend");
-    LeaveToEarlierCrash(signo, info);
+    LeaveToEarlierCrash(signo, info, context);
     return;
   }
   {
-    const OpenToFaults open(signo, info);
+    const OpenToFaults open(signo, info, context);
     LOG_PROGRESS("DarwinCrashHandler::singal happend, signal = %d ", signo);
     CallHost(Signal);
     @autoreleasepool {
@@ -210,9 +224,9 @@ void ReleaseOruRTCExceptionHandler(bool force) {
 
 void OruRTCExceptionHandler(NSException* exception) {
   if (!BeginCrash(SIGABRT, Exception)) {
-    RescueOwnReport(SIGABRT, nullptr);
+    RescueOwnReport(SIGABRT, nullptr, nullptr);
     LOG_PROBLEM("DarwinCrashHandler::already had crash happend");
-    LeaveToEarlierCrash(SIGABRT, nullptr);
+    LeaveToEarlierCrash(SIGABRT, nullptr, nullptr);
     return;
   }
   LOG_PROGRESS("DarwinCrashHandler::exception happend");
@@ -259,9 +273,9 @@ void ReleaseOruRTCTerminateHandle(bool force) {
 
 void OruRTCTerminateCatchHandler() {
   if (!BeginCrash(SIGABRT, Terminate)) {
-    RescueOwnReport(SIGABRT, nullptr);
+    RescueOwnReport(SIGABRT, nullptr, nullptr);
     LOG_PROBLEM("DarwinCrashHandler::already had crash hanppend");
-    LeaveToEarlierCrash(SIGABRT, nullptr);
+    LeaveToEarlierCrash(SIGABRT, nullptr, nullptr);
     return;
   }
   LOG_PROGRESS("DarwinCrashHandler::terminate hanppend");
@@ -306,21 +320,22 @@ void OruRTCNewFailedCatchHandler() {
     if (RefuseFailedAllocation()) std::set_new_handler(OruRTCOldNewFailedHandler);
     return;
   }
-  LOG_PROGRESS("DarwinCrashHandler::new failed hanppend");
-  CallHost(MemoryError);
-  @autoreleasepool {
-    void* frames[kMaxFrames];
-    const int count = CaptureFrames(frames);
-    RememberFrames(frames, count);
-    char** strings = backtrace_symbols(frames, count);
-    NSMutableArray* symbols = SymbolArray(strings, count);
-    KeepInSight(strings, count);
-    [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
+  {
+    const AllocationCrash crash;
+    LOG_PROGRESS("DarwinCrashHandler::new failed hanppend");
+    CallHost(MemoryError);
+    @autoreleasepool {
+      void* frames[kMaxFrames];
+      const int count = CaptureFrames(frames);
+      RememberFrames(frames, count);
+      char** strings = backtrace_symbols(frames, count);
+      NSMutableArray* symbols = SymbolArray(strings, count);
+      KeepInSight(strings, count);
+      [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
+    }
+    LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
+                 reinterpret_cast<void*>(OruRTCOldNewFailedHandler));
   }
-  LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
-               reinterpret_cast<void*>(OruRTCOldNewFailedHandler));
-  // The process goes on, and an old handler may leave by an exception.
-  GiveCrashTurnBack();
   if (OruRTCOldNewFailedHandler != nullptr) OruRTCOldNewFailedHandler();
   std::set_new_handler(OruRTCOldNewFailedHandler);
 }

@@ -103,7 +103,7 @@ bool ReplaceFile(const char* path, const void* bytes, size_t count) {
   if (fd < 0) return false;
   const bool written = WriteAll(fd, static_cast<const char*>(bytes), count);
   // Some file systems tell only at the end that there was no room.
-  const bool closed = close(fd) == 0;
+  const bool closed = close(fd) == 0 || errno == EINTR;
   if (written && closed && rename(temporary, path) == 0) return true;
   unlink(temporary);
   return false;

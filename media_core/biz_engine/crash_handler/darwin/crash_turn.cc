@@ -8,6 +8,7 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
 #include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/machine/fault.h"
 #include "media_core/biz_engine/crash_handler/machine/threads.h"
 
 namespace CrashHandler {
@@ -24,6 +25,7 @@ constexpr int kMaxRefusals = 10;
 std::atomic<uint64_t> sTurn{0};
 static_assert(sizeof(machine::ThreadNumber) == 4 && sizeof(pid_t) == 4, "both fit into one word");
 std::atomic<int> sRefusedAllocations{0};
+std::atomic<bool> sDeadlineRuns{false};
 
 void Pause(int milliseconds) {
   const timespec time = {milliseconds / 1000, (milliseconds % 1000) * 1000000L};
@@ -46,15 +48,26 @@ bool AnotherThreadHasTurn() {
   return turn != own && turn >> 32 == own >> 32;
 }
 
-// False when the other thread still has the turn at the end of the time.
-bool AwaitOtherThread() {
+// False when it is still so at the end of the time.
+bool AwaitEndOf(bool (*condition)()) {
   const int64_t end = NowMs() + machine::kCrashDeadlineMs;
-  while (AnotherThreadHasTurn()) {
+  while (condition()) {
     if (NowMs() >= end) return false;
     Pause(kPollMs);
   }
+  return true;
+}
+
+// False when the other thread still has the turn at the end of the time.
+bool AwaitOtherThread() {
+  if (!AwaitEndOf(AnotherThreadHasTurn)) return false;
   Pause(kGraceMs);
   return true;
+}
+
+// What comes after the report is the host's: it may keep the turn for good.
+bool AnotherThreadReports() {
+  return AnotherThreadHasTurn() && sDeadlineRuns.load(std::memory_order_acquire);
 }
 
 void SetDefaultAction(int signo) {
@@ -71,24 +84,24 @@ bool TakeCrashTurn(int signo) {
                                      std::memory_order_acq_rel)) {
     return false;
   }
+  sDeadlineRuns.store(true, std::memory_order_release);
   machine::StartCrashDeadline(signo);
   return true;
 }
 
-void RescueOwnReport(int signo, const siginfo_t* info) {
-  const bool fatal = signo == SIGABRT || Recurs(signo, info);
+void RescueOwnReport(int signo, const siginfo_t* info, const void* context) {
+  const bool fatal = signo == SIGABRT || machine::IsFault(signo, info, context);
   const uint64_t own = TurnOf(machine::CurrentThreadNumber());
   if (fatal && sTurn.load(std::memory_order_acquire) == own) RescueReport();
 }
 
-// (Traps go on behind the instruction, a refused system call behind the call.)
-bool Recurs(int signo, const siginfo_t* info) {
-  const bool fault = signo == SIGSEGV || signo == SIGBUS || signo == SIGFPE || signo == SIGILL;
-  return fault && info != nullptr && info->si_code > 0;
+bool IsCrashTurnTaken() {
+  return sTurn.load(std::memory_order_acquire) >> 32 == static_cast<uint32_t>(getpid());
 }
 
 void EndCrashDeadline() {
   machine::StopCrashDeadline();
+  sDeadlineRuns.store(false, std::memory_order_release);
   ForgetReport();
 }
 
@@ -97,15 +110,15 @@ void GiveCrashTurnBack() {
   sTurn.store(0, std::memory_order_release);
 }
 
-void LeaveToEarlierCrash(int signo, const siginfo_t* info) {
-  const bool recurs = Recurs(signo, info);
+void LeaveToEarlierCrash(int signo, const siginfo_t* info, const void* context) {
+  const bool recurs = machine::IsFault(signo, info, context);
   if (!recurs && signo != SIGABRT) return;
   if (AnotherThreadHasTurn() && AwaitOtherThread()) return;
   if (recurs) SetDefaultAction(signo);
 }
 
 bool RefuseFailedAllocation() {
-  if (AnotherThreadHasTurn()) AwaitOtherThread();
+  AwaitEndOf(AnotherThreadReports);
   if (sRefusedAllocations.fetch_add(1, std::memory_order_relaxed) == 0) return false;
   Pause(kRefusalPauseMs);
   return sRefusedAllocations.load(std::memory_order_relaxed) > kMaxRefusals;

@@ -19,12 +19,12 @@ namespace CrashHandler {
 bool TakeCrashTurn(int signo);
 
 // For a handler that was refused the turn, before anything else: a fault or an abort in the turn's
-// own thread means that its report cannot be made in the ordinary way (crash_rescue.h). `info` is
-// null for what is no signal.
-void RescueOwnReport(int signo, const siginfo_t* info);
+// own thread means that its report cannot be made in the ordinary way (crash_rescue.h). `info` and
+// `context` are the signal handler's, null for what is no signal.
+void RescueOwnReport(int signo, const siginfo_t* info, const void* context);
 
-// Whether the processor raised it at an instruction that is repeated after the handler.
-bool Recurs(int signo, const siginfo_t* info);
+// Whether a crash is being handled, by any thread of this process.
+bool IsCrashTurnTaken();
 
 // The report is written and what follows is the host's (its older handlers may take their time or
 // jump out): stops the deadline, keeps the turn.
@@ -34,18 +34,18 @@ void EndCrashDeadline();
 void GiveCrashTurnBack();
 
 // For a handler that was refused the turn, or found that a crash was handled before, and has logged
-// that. `signo` and `info` are the signal's, `info` null for what is no signal (then `signo` says
-// how the process ends when the handler returns).
+// that. The arguments are the signal handler's; `info` and `context` are null for what is no signal
+// (then `signo` says how the process ends when the handler returns).
 //  - A fault in the turn's own thread, or after the turn is over, would recur for ever: its signal
 //    gets the default action, so that returning ends the process by it.
 //  - A fault or an abort while another thread has the turn waits for that thread, within the
 //    deadline, and then goes its way.
 //  - A signal that was only raised or sent returns at once.
-void LeaveToEarlierCrash(int signo, const siginfo_t* info);
+void LeaveToEarlierCrash(int signo, const siginfo_t* info, const void* context);
 
 // The same for a failed allocation, which `operator new` repeats while the handler returns: it
-// waits for another thread's turn. True when the refusals have come so often (each is slowed down)
-// that the caller should get out of the way.
+// waits for another thread's report. True when the
+// refusals have come so often (each is slowed down) that the caller should get out of the way.
 bool RefuseFailedAllocation();
 
 }  // namespace CrashHandler

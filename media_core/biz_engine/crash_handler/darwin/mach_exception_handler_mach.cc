@@ -6,8 +6,10 @@
 #include <sys/types.h>
 #include <unistd.h>
 
+#include <condition_variable>
 #include <cstdint>
 #include <cstring>
+#include <mutex>
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
@@ -35,6 +37,30 @@ constexpr auto kBehavior =
     static_cast<exception_behavior_t>(EXCEPTION_DEFAULT | MACH_EXCEPTION_CODES);
 
 constexpr mach_msg_id_t kStopMessageId = 0;
+
+// Whether the new thread knows its port. Until then nobody may release the port or install another,
+// or the thread would wait at the wrong one, where its stop message never comes.
+std::mutex sStartMutex;
+std::condition_variable sStartCondition;
+bool sThreadHasPort = false;
+
+mach_port_t TakePort() {
+  const mach_port_t port = OruRTCMachExceptionPort.load();
+  const std::lock_guard<std::mutex> lock(sStartMutex);
+  sThreadHasPort = true;
+  sStartCondition.notify_one();
+  return port;
+}
+
+void AwaitThreadWithPort() {
+  std::unique_lock<std::mutex> lock(sStartMutex);
+  sStartCondition.wait(lock, [] { return sThreadHasPort; });
+}
+
+void ForgetEarlierThread() {
+  const std::lock_guard<std::mutex> lock(sStartMutex);
+  sThreadHasPort = false;
+}
 
 // Where an exception request with two port descriptors has its NDR record.
 constexpr size_t kRequestNdrOffset = 52;
@@ -108,6 +134,7 @@ bool InstallExceptionPort() {
 
 bool StartHandlerThread() {
   ORU_MACH_INFO("Create mach exception thread");
+  ForgetEarlierThread();
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   pthread_t thread = {};
@@ -117,6 +144,7 @@ bool StartHandlerThread() {
     ORU_MACH_ERROR("pthread_create failed: %s", std::string(strerror(result)));
     return false;
   }
+  AwaitThreadWithPort();
   const mach_port_t id = pthread_mach_thread_np(thread);
   OruRTCMachExceptionHandleThread.store(thread);
   OruRTCMachExceptionHandleThreadId.store(id);
@@ -204,13 +232,13 @@ void ShutDownMachExceptionThread() {
 }
 
 void* OruRTCMachExceptionHandler(void* /*unused*/) {
+  const mach_port_t port = TakePort();
   ReceiveBuffer request = {};
   Reply reply = {};
   for (;;) {
     ORU_MACH_INFO("Waiting for mach exception");
-    const mach_msg_return_t result =
-        mach_msg(&request.header, MACH_RCV_MSG, 0, sizeof(request), OruRTCMachExceptionPort.load(),
-                 MACH_MSG_TIMEOUT_NONE, MACH_PORT_NULL);
+    const mach_msg_return_t result = mach_msg(&request.header, MACH_RCV_MSG, 0, sizeof(request),
+                                              port, MACH_MSG_TIMEOUT_NONE, MACH_PORT_NULL);
     ORU_MACH_INFO("recevie msg: %d", result);
     if (result != MACH_MSG_SUCCESS) {
       ORU_MACH_ERROR("mach_msg error: %s", MachErrorText(result));

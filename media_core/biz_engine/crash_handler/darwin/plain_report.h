@@ -1,6 +1,6 @@
 // The report of a crash that has left the allocator, the loader or another lock unusable: the same
 // file, sections and lines as the ordinary report's, from memory of the kernel, without objects,
-// heap and locks.
+// heap and locks (but that the names of threads take one of the thread library's on macOS).
 //
 // What is different: the header's date has the calendar's year and, like the file's name, the
 // distance from UTC that the zone had at installation; names in the crashed thread's section are

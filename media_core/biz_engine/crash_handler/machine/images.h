@@ -1,7 +1,9 @@
 // The executables and libraries loaded into this process, and the symbols in them.
 //
 // May run in a signal handler: no heap, no lock of the loader. Memory and files are read so that an
-// image that is unloaded, replaced or truncated meanwhile gives missing facts, never a fault.
+// image that is unloaded, replaced or truncated meanwhile gives missing facts, never a fault; but
+// on macOS the loader's records are read in place, and an image that another thread closes in that
+// very moment is a fault for the caller to survive.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_IMAGES_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_IMAGES_H_
 
