@@ -1,5 +1,7 @@
 #include <sys/ucontext.h>
 
+#include <cstdint>
+
 #include "media_core/biz_engine/crash_handler/machine/fault.h"
 
 namespace CrashHandler::machine {
