@@ -20,6 +20,10 @@ void CheckRuntimeBase(const std::string& source, char delimiter, char start, cha
   Require(rtc::split(source, delimiter, &fields) == fields.size(), "split counts");
   Require(fields == oru_test::PiecesOf(source, delimiter, true), "split");
   Require(JoinWith(fields, std::string(1, delimiter)) == source, "split loses nothing");
+  Fields again = {"old"};
+  Require(rtc::tokenize_with_empty_tokens(source, delimiter, &again) == fields.size() &&
+              again == fields,
+          "tokenize_with_empty_tokens");
   rtc::tokenize(source, delimiter, &fields);
   Require(fields == oru_test::PiecesOf(source, delimiter, false), "tokenize");
   const size_t before = fields.size();
