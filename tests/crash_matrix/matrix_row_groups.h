@@ -10,6 +10,7 @@ namespace crash_test {
 
 std::vector<Row> CrowdRows();
 std::vector<Row> DamagedStackRows();
+std::vector<Row> DeadlineRows();
 std::vector<Row> ExceptionRows();
 std::vector<Row> HandlerRows();
 std::vector<Row> HeapRows();

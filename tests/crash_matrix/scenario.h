@@ -31,6 +31,7 @@ constexpr int kScenarioFailed = 98;
 
 std::vector<Scenario> AllocationScenarios();
 std::vector<Scenario> CallbackScenarios();
+std::vector<Scenario> DeadlineScenarios();
 std::vector<Scenario> ExceptionScenarios();
 std::vector<Scenario> FaultScenarios();
 std::vector<Scenario> HandlerScenarios();

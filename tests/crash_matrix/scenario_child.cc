@@ -194,10 +194,10 @@ int InstallAndRun(const Scenario& scenario, const Options& options) {
 const Scenario* FindScenario(const char* name) {
   static std::vector<Scenario> all;
   for (const auto& list :
-       {AllocationScenarios(), CallbackScenarios(), ExceptionScenarios(), FaultScenarios(),
-        HandlerScenarios(), HeapScenarios(), LibraryScenarios(), LifeCycleScenarios(),
-        LockScenarios(), NewScenarios(), ObjcScenarios(), PlaceScenarios(), ProcessScenarios(),
-        StackScenarios(), ThreadScenarios()}) {
+       {AllocationScenarios(), CallbackScenarios(), DeadlineScenarios(), ExceptionScenarios(),
+        FaultScenarios(), HandlerScenarios(), HeapScenarios(), LibraryScenarios(),
+        LifeCycleScenarios(), LockScenarios(), NewScenarios(), ObjcScenarios(), PlaceScenarios(),
+        ProcessScenarios(), StackScenarios(), ThreadScenarios()}) {
     all.insert(all.end(), list.begin(), list.end());
   }
   for (const Scenario& scenario : all) {

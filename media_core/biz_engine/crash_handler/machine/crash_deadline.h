@@ -2,8 +2,8 @@
 //
 // Handling a crash allocates, takes locks and calls the host; the crash may have left all of that
 // unusable. When the deadline passes, the process ends by the crash's own signal, as if the signal
-// had never been caught. The kernel's timer does it: no thread is added and no lock or allocation
-// is needed, so it works when every other thread is frozen.
+// had never been caught (crash_end.h). The kernel's timer does it: no thread is added and no lock
+// or allocation is needed, so it works when every other thread is frozen.
 //
 // Everything here may run in a signal handler.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_CRASH_DEADLINE_H_
@@ -22,7 +22,8 @@ constexpr int kCrashDeadlineMs = 8000;
 // time is over, on whichever thread the timer reaches. One deadline runs at a time, started and
 // stopped on one thread; a second start replaces the first. The calling thread accepts the timer's
 // signal until the stop. Should every thread block that signal, the process is killed a second
-// later (Linux). False when the system gives no timer: the time is unbounded then.
+// later (Linux). Where there are no timers to be had, the process's alarm stands in for them. False
+// when there is none either: the time is unbounded then.
 bool StartCrashDeadline(int signo);
 
 // What a rescue is, or null for none: the process then ends when the first time is over.

@@ -3,10 +3,12 @@
 #include <time.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 
+#include "media_core/biz_engine/crash_handler/machine/borrowed_signal.h"
+#include "media_core/biz_engine/crash_handler/machine/crash_alarm.h"
 #include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/machine/crash_end.h"
 
 namespace CrashHandler::machine {
 namespace {
@@ -20,43 +22,17 @@ constexpr int kKillAfterMs = 1000;
 constexpr int kEndValue = 0;
 constexpr int kRescueValue = 1;
 
-std::atomic<int> sRescueMs{kCrashRescueMs};
-// Written by the starting thread only. The expiry handler, on any thread, reads sSignal alone.
-std::atomic<int> sSignal{0};
-std::atomic<bool (*)()> sRescue{nullptr};
-int sTimerSignal = 0;
+// For the starting thread only.
+BorrowedSignal sTimerSignal;
 KernelTimer sRescueTimer = kNoTimer;
 KernelTimer sTimer = kNoTimer;
 KernelTimer sKillTimer = kNoTimer;
-struct sigaction sPreviousAction;
-sigset_t sPreviousMask;
-
-void SetOnly(sigset_t* set, int signo) {
-  sigemptyset(set);
-  sigaddset(set, signo);
-}
-
-// Ends the process as the crash would have ended it without a handler.
-void EndBy(int original) {
-  struct sigaction action = {};
-  action.sa_handler = SIG_DFL;
-  sigaction(original, &action, nullptr);
-  sigset_t mask;
-  SetOnly(&mask, original);
-  pthread_sigmask(SIG_UNBLOCK, &mask, nullptr);
-  syscall(SYS_tgkill, getpid(), syscall(SYS_gettid), original);
-}
-
-bool Rescue() {
-  bool (*const rescue)() = sRescue.load();
-  return rescue == nullptr || rescue();
-}
 
 void OnTimer(int /*signo*/, siginfo_t* info, void* /*context*/) {
   const int saved_errno = errno;
-  const int original = sSignal.load(std::memory_order_acquire);
+  const int original = CrashEnd();
   const bool for_rescue = info->si_code == SI_TIMER && info->si_value.sival_int == kRescueValue;
-  if (original != 0 && (!for_rescue || Rescue())) EndBy(original);
+  if (original != 0 && (!for_rescue || RescueCrash())) EndBy(original);
   errno = saved_errno;
 }
 
@@ -102,8 +78,6 @@ KernelTimer StartTimer(sigevent event, int milliseconds) {
   itimerspec when = {};
   when.it_value.tv_sec = milliseconds / 1000;
   when.it_value.tv_nsec = (milliseconds % 1000) * 1000000L;
-  // A zero would disarm it instead.
-  if (milliseconds <= 0) when.it_value.tv_nsec = 1;
   syscall(SYS_timer_settime, timer, 0, &when, nullptr);
   return timer;
 }
@@ -113,56 +87,40 @@ void DeleteTimer(KernelTimer* timer) {
   *timer = kNoTimer;
 }
 
-}  // namespace
-
-bool StartCrashDeadline(int signo) {
-  StopCrashDeadline();
-  sTimerSignal = FindFreeSignal();
-  if (sTimerSignal == 0) return false;
-  sSignal.store(signo, std::memory_order_release);
-
+// The timers of the rescue and of the end. False when one is missing, for want of a free signal or
+// because the user's processes have used up the signals that may be pending.
+bool StartSignalTimers(int rescue_ms, int end_ms) {
+  const int signo = FindFreeSignal();
+  if (signo == 0) return false;
   struct sigaction action = {};
   action.sa_sigaction = OnTimer;
   // The end must come through while the rescue is tried.
   action.sa_flags = SA_SIGINFO | SA_NODEFER | SA_ONSTACK | SA_RESTART;
-  sigaction(sTimerSignal, &action, &sPreviousAction);
-  sigset_t mask;
-  SetOnly(&mask, sTimerSignal);
-  pthread_sigmask(SIG_UNBLOCK, &mask, &sPreviousMask);
+  sTimerSignal.Take(signo, action);
+  sRescueTimer = StartTimer(ToThisThread(signo), rescue_ms);
+  sTimer = StartTimer(ToTheProcess(signo), end_ms);
+  return sRescueTimer != kNoTimer && sTimer != kNoTimer;
+}
 
-  const int rescue = sRescueMs.load(std::memory_order_relaxed);
-  const int end = rescue + kCrashDeadlineMs - kCrashRescueMs;
-  sRescueTimer = StartTimer(ToThisThread(sTimerSignal), rescue);
-  sTimer = StartTimer(ToTheProcess(sTimerSignal), end);
-  sKillTimer = StartTimer(ToTheProcess(SIGKILL), end + kKillAfterMs);
-  if (sTimer != kNoTimer) return true;
+}  // namespace
+
+bool StartCrashDeadline(int signo) {
   StopCrashDeadline();
-  return false;
+  SetCrashEnd(signo);
+  const int rescue = CrashRescueTimeMs();
+  const int end = rescue + kCrashDeadlineMs - kCrashRescueMs;
+  // First, as nothing can stand in for it; it needs no free signal.
+  sKillTimer = StartTimer(ToTheProcess(SIGKILL), end + kKillAfterMs);
+  return StartSignalTimers(rescue, end) || StartCrashAlarm() || sKillTimer != kNoTimer;
 }
 
 void StopCrashDeadline() {
-  if (sTimerSignal == 0) return;
   DeleteTimer(&sKillTimer);
   DeleteTimer(&sTimer);
   DeleteTimer(&sRescueTimer);
-  sSignal.store(0, std::memory_order_release);
-  // Ignoring drops an expiry that is already under way to a thread.
-  struct sigaction ignore = {};
-  ignore.sa_handler = SIG_IGN;
-  sigaction(sTimerSignal, &ignore, nullptr);
-  sigaction(sTimerSignal, &sPreviousAction, nullptr);
-  if (sigismember(&sPreviousMask, sTimerSignal) == 1) {
-    sigset_t mask;
-    SetOnly(&mask, sTimerSignal);
-    pthread_sigmask(SIG_BLOCK, &mask, nullptr);
-  }
-  sTimerSignal = 0;
-}
-
-void SetCrashRescue(bool (*rescue)()) { sRescue.store(rescue); }
-
-void SetCrashRescueTimeForTesting(int milliseconds) {
-  sRescueMs.store(milliseconds, std::memory_order_relaxed);
+  SetCrashEnd(0);
+  StopCrashAlarm();
+  sTimerSignal.GiveBack();
 }
 
 }  // namespace CrashHandler::machine

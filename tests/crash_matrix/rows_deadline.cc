@@ -1,0 +1,67 @@
+// A stuck report where timers, signals or their effect are not to be had.
+#include <signal.h>
+
+#include "tests/crash_matrix/matrix_row_groups.h"
+
+namespace crash_test {
+namespace {
+
+constexpr int kShellStatus = 128;
+
+Row Hang(const char* scenario, Ending ending = BySignal(SIGSEGV),
+         const char* frame = "WriteToNull") {
+  return {scenario, scenario, ending, 1, {frame}, {}, kWaitsForDeadline};
+}
+
+Row OnAWorker(Row row, const char* name) {
+  row.name = name;
+  row.options = {"--worker"};
+  return row;
+}
+
+// The threads are read from /proc, which shows another namespace here.
+Row InTheFirstProcess(Row row) {
+  row.threads = 0;
+  return row;
+}
+
+}  // namespace
+
+std::vector<Row> DeadlineRows() {
+  return {
+      // The alarm stands in for the timers.
+      Hang("HangsWithoutPendingSignals"),
+      OnAWorker(Hang("HangsWithoutPendingSignals"), "HangsWithoutPendingSignalsOnAWorker"),
+      Hang("HangsWithOnePendingSignal"),
+      Hang("HangsWithTwoPendingSignals"),
+      OnAWorker(Hang("AbortsAndHangsWithoutPendingSignals", BySignal(SIGABRT), "abort"),
+                "AbortsAndHangsWithoutPendingSignals"),
+      Hang("HangsWithTheAlarmTaken"),
+      Hang("HangsWithoutAFreeSignal"),
+      // The timer that kills needs no free signal.
+      {"BlocksSignalsAndHangsWithoutAFreeSignal",
+       "BlocksSignalsAndHangsWithoutAFreeSignal",
+       BySignal(SIGKILL),
+       0,
+       {},
+       {},
+       kWaitsForDeadline},
+      {"SurvivesWithoutPendingSignals",
+       "SurvivesWithoutPendingSignals",
+       ByExit(97),
+       1,
+       {"SurvivesWithoutPendingSignals"}},
+      // Where the signal does nothing, the process ends with the status that shells show for it.
+      Hang("HangsWhereTheSignalHasNoEffect", ByExit(kShellStatus + SIGSEGV)),
+      InTheFirstProcess(Hang("HangsInTheFirstProcess", ByExit(kShellStatus + SIGSEGV))),
+      InTheFirstProcess(
+          Hang("AbortsAndHangsInTheFirstProcess", ByExit(kShellStatus + SIGABRT), "abort")),
+      InTheFirstProcess({"FaultInTheFirstProcess",
+                         "FaultInTheFirstProcess",
+                         ByExit(kShellStatus + SIGSEGV),
+                         1,
+                         {"WriteToNull"}}),
+  };
+}
+
+}  // namespace crash_test
