@@ -7,9 +7,11 @@
 #include <cerrno>
 #include <chrono>
 #include <memory>
+#include <string_view>
 #include <thread>
 
 #include "examples/reference_sdk/progress.h"
+#include "examples/reference_sdk/upload_try.h"
 
 namespace reference_sdk {
 namespace {
@@ -43,6 +45,7 @@ struct Body {
   uint64_t size = 0;
   uint64_t offset = 0;
   uint64_t answer_bytes = 0;
+  bool answer_head_is_whole = false;
   Progress progress{"sent", 0};
 };
 
@@ -70,6 +73,18 @@ size_t DropAnswer(char* /*data*/, size_t item, size_t items, void* opaque) {
   auto* body = static_cast<Body*>(opaque);
   body->answer_bytes += item * items;
   return body->answer_bytes > kMaxAnswerBytes ? 0 : item * items;
+}
+
+// Is given line after line, each with its end; a head that broke off lacks the empty one. Interim
+// answers (100) have heads of their own.
+size_t WatchHead(char* data, size_t item, size_t items, void* opaque) {
+  const std::string_view line(data, item * items);
+  if (line == "\r\n" || line == "\n") {
+    static_cast<Body*>(opaque)->answer_head_is_whole = true;
+  } else if (line.substr(0, 5) == "HTTP/") {
+    static_cast<Body*>(opaque)->answer_head_is_whole = false;
+  }
+  return line.size();
 }
 
 bool AddHeader(CurlHeaders* headers, const std::string& line) {
@@ -130,24 +145,23 @@ void SetBody(CURL* curl, Body* body) {
   curl_easy_setopt(curl, CURLOPT_SEEKDATA, body);
   curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, DropAnswer);
   curl_easy_setopt(curl, CURLOPT_WRITEDATA, body);
+  curl_easy_setopt(curl, CURLOPT_HEADERFUNCTION, WatchHead);
+  curl_easy_setopt(curl, CURLOPT_HEADERDATA, body);
 }
 
-// What one try came to. A final answer counts even if the connection broke while the rest of the
-// body was being sent; an interim one (100) does not.
-UploadStatus Judge(CURLcode code, long http_code) {
-  if (code == CURLE_ABORTED_BY_CALLBACK || code == CURLE_READ_ERROR) return kArchiveNotWritten;
-  if (http_code >= 500) return kStoreFailed;
-  if (http_code >= 300) return kStoreRefused;
-  const bool answered = code == CURLE_OK || code == CURLE_WRITE_ERROR;
-  return answered && http_code >= 200 ? kStored : kStoreUnreachable;
-}
-
-bool IsWorthAnotherTry(CURLcode code, UploadStatus status) {
-  if (status == kStoreFailed) return true;
-  if (status != kStoreUnreachable) return false;
-  // These come out the same however often they are tried.
-  return code != CURLE_PEER_FAILED_VERIFICATION && code != CURLE_SSL_CACERT_BADFILE &&
-         code != CURLE_OUT_OF_MEMORY;
+UploadTry Try(CURL* curl, Body* body) {
+  body->offset = 0;
+  body->answer_bytes = 0;
+  body->answer_head_is_whole = false;
+  UploadTry result;
+  result.code = curl_easy_perform(curl);
+  curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &result.http_code);
+  curl_easy_getinfo(curl, CURLINFO_HTTP_VERSION, &result.http_version);
+  result.head_is_whole = body->answer_head_is_whole;
+  curl_off_t sent = 0;
+  curl_easy_getinfo(curl, CURLINFO_SIZE_UPLOAD_T, &sent);
+  result.archive_was_sent = sent >= static_cast<curl_off_t>(body->size);
+  return result;
 }
 
 void PauseBeforeTry(int next_try, const UploadOptions& options) {
@@ -189,15 +203,11 @@ UploadStatus PutToStore(int fd, uint64_t size, const std::string& url,
   curl_easy_setopt(curl.get(), CURLOPT_ERRORBUFFER, error);
 
   for (int attempt = 1;; ++attempt) {
-    body.offset = 0;
-    body.answer_bytes = 0;
     error[0] = '\0';
-    failure->http_code = 0;
-    const CURLcode code = curl_easy_perform(curl.get());
-    curl_easy_getinfo(curl.get(), CURLINFO_RESPONSE_CODE, &failure->http_code);
-    failure->reason = error;
-    const UploadStatus status = Judge(code, failure->http_code);
-    if (attempt == kUploadTries || !IsWorthAnotherTry(code, status)) return status;
+    const UploadTry result = Try(curl.get(), &body);
+    failure->http_code = result.http_code;
+    failure->reason = ReasonOfTry(result, error);
+    if (attempt == kUploadTries || !IsWorthAnotherTry(result)) return StatusOfTry(result);
     PauseBeforeTry(attempt + 1, options);
   }
 }

@@ -17,18 +17,19 @@ struct Credentials {
   std::string security_token;
 };
 
-// What a failed upload may say about itself; never holds a credential or anything the store sent.
+// What a failed upload may say about itself; never holds a credential or a text that the store sent.
 struct StoreFailure {
   // The answer's status code, 0 without one.
   long http_code = 0;
-  // The network library's own words, "" without any.
+  // Without control characters; "" when the code says it all.
   std::string reason;
 };
 
 // PUTs the first `size` bytes of `fd` to `url`, signed with AWS signature version 4 (of curl), in
-// up to kUploadTries tries: another one only after a connection that failed, broke or stalled and
-// after a 5xx answer. A certificate that is not trusted is not tried twice. Returns kStored,
-// kStoreUnreachable, kStoreRefused, kStoreFailed, or kArchiveNotWritten when `fd` cannot be read.
+// up to kUploadTries tries: another one only after a connection that failed, broke or stalled, an
+// answer that is not a whole one of HTTP/1, and after a 5xx answer. A certificate that is not
+// trusted is not tried twice. Returns kStored, kStoreUnreachable, kStoreRefused, kStoreFailed, or
+// kArchiveNotWritten when `fd` cannot be read.
 UploadStatus PutToStore(int fd, uint64_t size, const std::string& url,
                         const Credentials& credentials, const UploadOptions& options,
                         StoreFailure* failure);

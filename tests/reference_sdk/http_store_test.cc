@@ -1,53 +1,13 @@
-#include "examples/reference_sdk/http_store.h"
-
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
+#include <string>
 
-#include "examples/reference_sdk/log_files.h"
+#include "tests/reference_sdk/http_store_fixture.h"
 #include "tests/reference_sdk/scripted_server.h"
-#include "tests/support/child_process.h"
-#include "tests/support/files.h"
 
 namespace reference_sdk {
 namespace {
-
-const Credentials kCredentials{"key:id", "top-secret", ""};
-
-class HttpStoreTest : public testing::Test {
- protected:
-  HttpStoreTest() {
-    // Loopback is not for a proxy.
-    setenv("no_proxy", "*", 1);
-    options_.retry_pause_ms = 1;
-    options_.connect_timeout_ms = 5000;
-    options_.stall_timeout_s = 1;
-    SetBody("the archive");
-  }
-
-  void SetBody(const std::string& body) {
-    body_ = body;
-    oru_test::WriteFile(dir_.Join("body"), body);
-    fd_.Reset(open(dir_.Join("body").c_str(), O_RDONLY));
-  }
-
-  UploadStatus Put(const std::string& endpoint, const Credentials& credentials = kCredentials) {
-    failure_ = {};
-    return PutToStore(fd_.get(), body_.size(), endpoint + "/bucket/app/key.zip", credentials,
-                      options_, &failure_);
-  }
-
-  oru_test::TempDir dir_;
-  UploadOptions options_;
-  std::string body_;
-  ScopedFd fd_;
-  StoreFailure failure_;
-};
 
 TEST_F(HttpStoreTest, AStoredObjectTakesOneSignedRequest) {
   ScriptedServer server({{200}});
@@ -117,10 +77,11 @@ TEST_F(HttpStoreTest, ARefusalBeforeTheBodyIsHeard) {
 
 TEST_F(HttpStoreTest, RedirectsAreNotFollowed) {
   ScriptedServer elsewhere({{200}});
-  for (const int status : {301, 302, 307, 308}) {
+  for (const int status : {301, 302, 303, 307, 308}) {
     ScriptedServer server({{status, "Location: " + elsewhere.endpoint() + "/bucket/x\r\n"}});
     EXPECT_EQ(Put(server.endpoint()), kStoreRefused) << status;
-    EXPECT_EQ(server.requests().size(), 1U);
+    EXPECT_EQ(failure_.http_code, status);
+    EXPECT_EQ(server.requests().size(), 1U) << status;
   }
   EXPECT_EQ(elsewhere.requests().size(), 0U);
 }
@@ -182,67 +143,6 @@ TEST_F(HttpStoreTest, AnArchiveThatCannotBeReadIsNoFaultOfTheStore) {
   ScriptedServer server({{200}});
   oru_test::WriteFile(dir_.Join("body"), "");  // Shorter than announced.
   EXPECT_EQ(Put(server.endpoint()), kArchiveNotWritten);
-}
-
-// A TLS server with a certificate of its own making.
-class TlsStoreTest : public HttpStoreTest {
- protected:
-  void SetUp() override {
-    const auto made = oru_test::RunChild(
-        {"/usr/bin/openssl", "req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-         "-nodes", "-keyout", dir_.Join("key.pem"), "-out", dir_.Join("cert.pem"), "-days", "2",
-         "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1"});
-    ASSERT_EQ(made.exit_code, 0) << made.err;
-    oru_test::WriteFile(dir_.Join("both.pem"), oru_test::ReadFile(dir_.Join("key.pem")) +
-                                                   oru_test::ReadFile(dir_.Join("cert.pem")));
-    StartServer();
-  }
-
-  void TearDown() override {
-    if (pid_ <= 0) return;
-    kill(pid_, SIGKILL);
-    waitpid(pid_, nullptr, 0);
-  }
-
-  void StartServer() {
-    int ends[2];
-    ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    const std::string certificate = dir_.Join("both.pem");
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(ends[1], STDOUT_FILENO);
-      // The whole path: Python looks for its library beside what it is called by.
-      execl("/usr/bin/python3", "/usr/bin/python3", ORU_TLS_SERVER, certificate.c_str(), nullptr);
-      _exit(127);
-    }
-    close(ends[1]);
-    // The number and the line's end may come apart; the pipe stays open until both are here.
-    std::string port;
-    char byte = 0;
-    while (read(ends[0], &byte, 1) == 1 && byte != '\n') port += byte;
-    close(ends[0]);
-    ASSERT_NE(port, "");
-    endpoint_ = "127.0.0.1:" + port;
-  }
-
-  pid_t pid_ = -1;
-  std::string endpoint_;
-};
-
-TEST_F(TlsStoreTest, AnUnknownCertificateIsRefused) {
-  EXPECT_EQ(Put("https://" + endpoint_), kStoreUnreachable);
-  EXPECT_NE(failure_.reason.find("certificate"), std::string::npos) << failure_.reason;
-}
-
-TEST_F(TlsStoreTest, ATrustedCertificateIsAccepted) {
-  options_.ca_file = dir_.Join("cert.pem");
-  EXPECT_EQ(Put("https://" + endpoint_), kStored) << failure_.reason;
-}
-
-TEST_F(TlsStoreTest, ATrustedCertificateOfAnotherHostIsRefused) {
-  options_.ca_file = dir_.Join("cert.pem");
-  const std::string port = endpoint_.substr(endpoint_.find(':'));
-  EXPECT_EQ(Put("https://localhost" + port), kStoreUnreachable);
 }
 
 }  // namespace

@@ -9,12 +9,30 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 
 namespace reference_sdk {
 namespace {
 
 void Send(int fd, const std::string& text) { send(fd, text.data(), text.size(), MSG_NOSIGNAL); }
+
+void SendSlowly(int fd, const std::string& text, int pause_ms) {
+  for (const char byte : text) {
+    if (send(fd, &byte, 1, MSG_NOSIGNAL) != 1) return;
+    usleep(static_cast<useconds_t>(pause_ms) * 1000);
+  }
+}
+
+// Waits until `done` bytes may have been read. The times are counted from the start, so that a busy
+// machine does not make the reading any slower.
+void KeepTo(size_t bytes_per_s, size_t done, std::chrono::steady_clock::time_point start) {
+  if (bytes_per_s == 0) return;
+  const std::chrono::duration<double> due(static_cast<double>(done) /
+                                          static_cast<double>(bytes_per_s));
+  std::this_thread::sleep_until(
+      start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(due));
+}
 
 size_t ContentLength(const std::string& head) {
   const size_t at = head.find("Content-Length: ");
@@ -87,7 +105,9 @@ void ScriptedServer::HandleConnection(int fd, const ScriptedAnswer& answer) {
   if (!answer.before_body && !answer.stall) {
     if (asks) Send(fd, "HTTP/1.1 100 Continue\r\n\r\n");
     const size_t wanted = std::min(ContentLength(seen.head), answer.close_after);
+    const auto start = std::chrono::steady_clock::now();
     while (seen.body.size() < wanted && ReadSome(fd, &seen.body)) {
+      KeepTo(answer.body_bytes_per_s, seen.body.size(), start);
     }
   }
   {
@@ -99,6 +119,10 @@ void ScriptedServer::HandleConnection(int fd, const ScriptedAnswer& answer) {
     poll(&stop, 1, -1);
     return;
   }
+  if (!answer.raw.empty() && answer.pause_ms != 0) {
+    return SendSlowly(fd, answer.raw, answer.pause_ms);
+  }
+  if (!answer.raw.empty()) return Send(fd, answer.raw);
   if (answer.status == 0 || answer.close_after != std::string::npos) return;
   Send(fd, "HTTP/1.1 " + std::to_string(answer.status) + " Scripted\r\n" + answer.headers +
                "Content-Length: 0\r\nConnection: close\r\n\r\n");

@@ -21,6 +21,12 @@ struct ScriptedAnswer {
   bool stall = false;
   // Close the connection after so many bytes of the body.
   size_t close_after = std::string::npos;
+  // Sent as it stands instead of the answer; the connection is closed behind it.
+  std::string raw = {};
+  // Between one byte of `raw` and the next.
+  int pause_ms = 0;
+  // The body is read no faster than that; 0: as fast as it comes.
+  size_t body_bytes_per_s = 0;
 };
 
 struct SeenRequest {

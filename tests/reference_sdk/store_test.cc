@@ -148,6 +148,7 @@ TEST_F(StoreTest, AFrozenStoreIsUnreachableWithinABound) {
   EXPECT_EQ(upload.exit_code, kExitUnreachable) << upload.err;
   EXPECT_GT(elapsed.count(), 3 * 2 - 1);
   EXPECT_LT(elapsed.count(), 60);
+  EXPECT_TRUE(oru_test::ListDir(dir_.Join("temp")).empty());
 }
 
 }  // namespace

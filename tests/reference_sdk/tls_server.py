@@ -1,6 +1,8 @@
-"""Serves one PUT after the other over TLS on a loopback port that it prints.
+"""Serves PUTs over TLS on a loopback port that it prints.
 
-    tls_server.py CERTIFICATE_AND_KEY
+    tls_server.py CERTIFICATE_AND_KEY CONNECTIONS
+
+A byte is appended to the file CONNECTIONS for every connection, those whose handshake fails included.
 """
 import http.server
 import ssl
@@ -20,9 +22,16 @@ class Handler(http.server.BaseHTTPRequestHandler):
         pass
 
 
+class Server(http.server.ThreadingHTTPServer):
+    def get_request(self):
+        connection, address = self.socket.accept()
+        with open(sys.argv[2], "ab") as connections:
+            connections.write(b".")
+        return context.wrap_socket(connection, server_side=True), address
+
+
 context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
 context.load_cert_chain(sys.argv[1])
-server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
-server.socket = context.wrap_socket(server.socket, server_side=True)
+server = Server(("127.0.0.1", 0), Handler)
 print(server.server_address[1], flush=True)
 server.serve_forever()

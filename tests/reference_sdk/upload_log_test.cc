@@ -134,6 +134,11 @@ TEST_F(UploadLogTest, NothingIsLeftInTheTempFolderWhateverTheStoreSays) {
     Upload(server.endpoint());
     EXPECT_TRUE(oru_test::ListDir(dir_.Join("temp")).empty()) << status;
   }
+  ScriptedAnswer garbage;
+  garbage.raw = "no answer at all\r\n\r\n";
+  ScriptedServer server({garbage});
+  EXPECT_EQ(Upload(server.endpoint()), kStoreUnreachable);
+  EXPECT_TRUE(oru_test::ListDir(dir_.Join("temp")).empty());
 }
 
 TEST_F(UploadLogTest, AKilledProcessLeavesNothingInTheTempFolder) {
