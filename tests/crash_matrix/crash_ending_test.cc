@@ -84,6 +84,14 @@ TEST_F(CrashEndingTest, FaultAfterThePredecessorJumpedOutEndsAtOnce) {
   EXPECT_LT(result.wall_s, 4);
 }
 
+// None of them has a report to wait for.
+TEST_F(CrashEndingTest, ExitsThatAreNotHeldAreNotLate) {
+  for (const char* scenario : {"ExitsAfterThePredecessorJumpedOut", "ForkedChildExitsDuringACrash",
+                               "CallbackExits", "ExitsWithoutACrash"}) {
+    EXPECT_LT(Run(scenario, kRealDeadlineMs).wall_s, 4) << scenario;
+  }
+}
+
 TEST_F(CrashEndingTest, TwoHundredWaitingThreadsEachHaveTheirBlockWithTheFunctionTheyWaitIn) {
   const ChildResult result = Run("FaultBesideTwoHundredWaitingThreads", kRealDeadlineMs);
   EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();

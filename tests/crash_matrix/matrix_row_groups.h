@@ -12,6 +12,7 @@ std::vector<Row> CrowdRows();
 std::vector<Row> DamagedStackRows();
 std::vector<Row> DeadlineRows();
 std::vector<Row> ExceptionRows();
+std::vector<Row> ExitRows();
 std::vector<Row> HandlerRows();
 std::vector<Row> HeapRows();
 std::vector<Row> LibraryRows();

@@ -141,10 +141,11 @@ bool RunsHere(const Row& row) {
 
 std::vector<Row> AllRows() {
   std::vector<Row> rows;
-  for (const auto& group : {FaultRows(), ThreadRows(), CallbackRows(), HangRows(), DeadlineRows(),
-                            HandlerRows(), LifeCycleRows(), ProcessRows(), PlaceRows(), NameRows(),
-                            OverflowRows(), DamagedStackRows(), LibraryRows(), CrowdRows(),
-                            ExceptionRows(), ObjcRows(), NewRows(), HeapRows(), LockRows()}) {
+  for (const auto& group :
+       {FaultRows(),     ThreadRows(),    CallbackRows(),     HangRows(),    DeadlineRows(),
+        HandlerRows(),   LifeCycleRows(), ExitRows(),         ProcessRows(), PlaceRows(),
+        NameRows(),      OverflowRows(),  DamagedStackRows(), LibraryRows(), CrowdRows(),
+        ExceptionRows(), ObjcRows(),      NewRows(),          HeapRows(),    LockRows()}) {
     std::copy_if(group.begin(), group.end(), std::back_inserter(rows), RunsHere);
   }
   return rows;

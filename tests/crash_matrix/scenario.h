@@ -33,6 +33,7 @@ std::vector<Scenario> AllocationScenarios();
 std::vector<Scenario> CallbackScenarios();
 std::vector<Scenario> DeadlineScenarios();
 std::vector<Scenario> ExceptionScenarios();
+std::vector<Scenario> ExitScenarios();
 std::vector<Scenario> FaultScenarios();
 std::vector<Scenario> HandlerScenarios();
 std::vector<Scenario> HeapScenarios();

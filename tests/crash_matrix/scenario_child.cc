@@ -195,7 +195,7 @@ const Scenario* FindScenario(const char* name) {
   static std::vector<Scenario> all;
   for (const auto& list :
        {AllocationScenarios(), CallbackScenarios(), DeadlineScenarios(), ExceptionScenarios(),
-        FaultScenarios(), HandlerScenarios(), HeapScenarios(), LibraryScenarios(),
+        ExitScenarios(), FaultScenarios(), HandlerScenarios(), HeapScenarios(), LibraryScenarios(),
         LifeCycleScenarios(), LockScenarios(), NewScenarios(), ObjcScenarios(), PlaceScenarios(),
         ProcessScenarios(), StackScenarios(), ThreadScenarios()}) {
     all.insert(all.end(), list.begin(), list.end());

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
+#include "media_core/biz_engine/crash_handler/darwin/crash_exit.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_hooks.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_preparation.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
@@ -361,6 +362,7 @@ bool DarwinCrashHandler::InstallCrashHandler() {
   InitOruRTCSignalHandler();
   InitOruRTCNewFailedHandler();
   if (GetCrashHandlerConfig().enableMachExceptionHandler) InitOruRTCMachExceptionHandler();
+  HoldExitDuringCrash();
   installed_ = true;
   return true;
 }

@@ -17,6 +17,8 @@ namespace {
 constexpr int kPollMs = 5;
 // After the other thread is through, its own end comes first.
 constexpr int kGraceMs = 100;
+// The same for an exit, which must not come first on a busy machine either.
+constexpr int kExitGraceMs = 1000;
 constexpr int kRefusalPauseMs = 100;
 constexpr int kMaxRefusals = 10;
 
@@ -122,6 +124,12 @@ bool RefuseFailedAllocation() {
   if (sRefusedAllocations.fetch_add(1, std::memory_order_relaxed) == 0) return false;
   Pause(kRefusalPauseMs);
   return sRefusedAllocations.load(std::memory_order_relaxed) > kMaxRefusals;
+}
+
+void AwaitReportElsewhere() {
+  if (!AnotherThreadReports()) return;
+  AwaitEndOf(AnotherThreadReports);
+  Pause(kExitGraceMs);
 }
 
 }  // namespace CrashHandler

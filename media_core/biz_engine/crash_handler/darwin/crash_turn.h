@@ -48,6 +48,10 @@ void LeaveToEarlierCrash(int signo, const siginfo_t* info, const void* context);
 // refusals have come so often (each is slowed down) that the caller should get out of the way.
 bool RefuseFailedAllocation();
 
+// For a thread that is about to end the process by an exit: returns at once unless another thread's
+// report is under way. Else waits for that, within the deadline, and for the end that may follow.
+void AwaitReportElsewhere();
+
 }  // namespace CrashHandler
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_TURN_H_
