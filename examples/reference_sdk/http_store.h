@@ -17,7 +17,8 @@ struct Credentials {
   std::string security_token;
 };
 
-// What a failed upload may say about itself; never holds a credential or a text that the store sent.
+// What a failed upload may say about itself; never holds a credential or a text that the store
+// sent.
 struct StoreFailure {
   // The answer's status code, 0 without one.
   long http_code = 0;

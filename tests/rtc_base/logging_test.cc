@@ -414,17 +414,6 @@ TEST(LogToStderr, ThresholdKeepsLowerSeveritiesAway) {
   EXPECT_NE(child.err.find("[W] high\n"), std::string::npos);
 }
 
-TEST(LogToStderr, ClosedDescriptorIsSurvived) {
-  const ChildResult child = RunInFork([] {
-    LogMessage::LogToDebug(rtc::LS_INFO);
-    close(STDERR_FILENO);
-    const LogCapture capture;
-    LogMessage(nullptr, 0, rtc::LS_INFO).stream() << "x";
-    return capture.OnlyLine() == "[I] x\n" ? 0 : 1;
-  });
-  EXPECT_EQ(child.exit_code, 0) << child.Ending();
-}
-
 TEST(LogMacros, DisabledLevelEvaluatesNothing) {
   int evaluated = 0;
   ORU_LOG(LS_ERROR) << ++evaluated;

@@ -322,6 +322,64 @@ TEST(TraceFile, ACallersTextBeforeAndBehindTheDocumentStays) {
   EXPECT_EQ(lines[3], "behind");
 }
 
+bool IsWritten(const std::string& path, const std::string& text) {
+  return WaitFor([&] { return ReadFile(path).find(text) != std::string::npos; });
+}
+
+// It has no path by which it could be opened again.
+TEST(TraceFile, ACallersStreamWhoseDescriptorIsClosedGetsNothingMore) {
+  const TempDir dir;
+  const std::string path = dir.Join("t");
+  const ChildResult child = RunInFork([&] {
+    FILE* const file = fopen(path.c_str(), "w");
+    rtc::tracing::SetupInternalTracer();
+    rtc::tracing::StartInternalCaptureToFile(file);
+    Emit(4711);
+    if (!IsWritten(path, "4711")) return 1;
+    close(fileno(file));
+    EmitMuch();
+    rtc::tracing::StopInternalCapture();
+    rtc::tracing::ShutdownInternalTracer();
+    return fclose(file) == EOF ? 0 : 2;
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.Ending();
+  const std::string text = ReadFile(path);
+  const TraceText trace = ReadTrace(text);
+  EXPECT_EQ(trace.error, "");
+  EXPECT_EQ(trace.cut, "");
+  EXPECT_FALSE(trace.ended);
+  EXPECT_EQ(trace.events.size(), 2u);
+}
+
+TEST(TraceFile, ACallersStreamWhoseDescriptorIsBackGoesOnAndTellsTheLosses) {
+  const TempDir dir;
+  const std::string path = dir.Join("t");
+  const ChildResult child = RunInFork([&] {
+    FILE* const file = fopen(path.c_str(), "w");
+    const int keep = dup(fileno(file));
+    rtc::tracing::SetupInternalTracer();
+    rtc::tracing::StartInternalCaptureToFile(file);
+    Emit(4711);
+    if (!IsWritten(path, "4711")) return 1;
+    close(fileno(file));
+    EmitMuch();
+    // Time for two passes of the writer; without one, nothing is lost.
+    usleep(250000);
+    dup2(keep, fileno(file));
+    Emit(4712);
+    rtc::tracing::StopInternalCapture();
+    rtc::tracing::ShutdownInternalTracer();
+    return fclose(file) == 0 ? 0 : 2;
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.Ending();
+  const std::string text = ReadFile(path);
+  const TraceText trace = ReadTrace(text);
+  EXPECT_EQ(trace.error, "");
+  EXPECT_TRUE(trace.ended);
+  EXPECT_EQ(trace.Others().size() + trace.Lost(), 3 * kPerThread + 2);
+  EXPECT_EQ(JsonError(path), "");
+}
+
 // Behind a rewound document stands an older one: nothing of it is cut off.
 TEST(TraceFile, ACallersStreamInTheMiddleOfAFileIsNotCut) {
   const TempDir dir;

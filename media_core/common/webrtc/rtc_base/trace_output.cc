@@ -39,6 +39,8 @@ class CallersStream : public TraceOutput {
   explicit CallersStream(FILE* file) : file_(file) { fflush(file_); }
 
   size_t Write(const std::string& text) override {
+    // Nothing arrives, and nothing shall wait in the buffer.
+    if (IsClosed()) return 0;
     if (mid_line_ && (fputc('\n', file_) == EOF || fflush(file_) != 0)) {
       return 0;
     }
@@ -68,6 +70,12 @@ class CallersStream : public TraceOutput {
  private:
   // Of the descriptor, -1 when it has none.
   off_t Position() const { return lseek(fileno(file_), 0, SEEK_CUR); }
+
+  // By other code; its path is not known here.
+  bool IsClosed() const {
+    const int fd = fileno(file_);
+    return fd >= 0 && fcntl(fd, F_GETFD) < 0;
+  }
 
   FILE* const file_;
   bool mid_line_ = false;
