@@ -31,6 +31,14 @@ TEST_P(CrashMatrixTest, Holds) {
   for (const auto& [what, count] : result.wrong) ADD_FAILURE() << what << ", " << count << " times";
 }
 
+// No row passes without the handlers: each expects a frame of its reports, or what they log.
+TEST(CrashMatrixRowsTest, EveryRowExpectsAFrameOrALine) {
+  for (const Row& row : MatrixRows()) {
+    const bool frame = !row.frames.empty() || !row.section_frames.empty();
+    EXPECT_TRUE(row.reports > 0 ? frame : !row.said.empty()) << row.name;
+  }
+}
+
 std::string RowName(const testing::TestParamInfo<Row>& info) { return info.param.name; }
 
 INSTANTIATE_TEST_SUITE_P(Rows, CrashMatrixTest, testing::ValuesIn(MatrixRows()), RowName);

@@ -21,8 +21,9 @@ constexpr char kRefused[] = "2 DarwinCrashHandler::already had crash happend";
 
 class CrashScenarioTest : public testing::Test {
  protected:
-  ChildResult Run(const std::string& scenario, int deadline_ms = kShortDeadlineMs) {
-    return crash_test::RunScenario(scenario, dir_.path(), dir_.Join("dumps"), deadline_ms);
+  ChildResult Run(const std::string& scenario, int deadline_ms = kShortDeadlineMs,
+                  const std::vector<std::string>& options = {}) {
+    return crash_test::RunScenario(scenario, dir_.path(), dir_.Join("dumps"), deadline_ms, options);
   }
   // Names of the files left behind, whole reports or not.
   std::vector<std::string> Files() { return ListFilesRecursively(dir_.Join("dumps")); }

@@ -8,6 +8,14 @@
 
 namespace crash_test {
 
+// What the handlers log, for `said`: where a report is missing they tell how far its making came.
+constexpr char kSaysInstalled[] = "1 DarwinCrashHandler::InstallCrashHandler";
+constexpr char kSaysFault[] = "1 DarwinCrashHandler::singal happend, signal = 11 ";
+constexpr char kSaysForeign[] = "1 OruRTCCrashReport::not find sdk symbols, ignore it";
+constexpr char kSaysOurs[] = "1 OruRTCCrashReport::find sdk symbols";
+constexpr char kSaysFinished[] = "1 DarwinCrashHandler::report finish, old handler = 0";
+constexpr char kSaysRefused[] = "2 DarwinCrashHandler::already had crash happend";
+
 std::vector<Row> CrowdRows();
 std::vector<Row> DamagedStackRows();
 std::vector<Row> DeadlineRows();

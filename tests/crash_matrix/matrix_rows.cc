@@ -11,29 +11,39 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
+Row Ignored(Row row) {
+  row.said = {kSaysForeign};
+  return row;
+}
+
 std::vector<Row> FaultRows() {
   return {
       {"NullWriteOnTheMainThread", "WriteToNull", BySignal(SIGSEGV), 1, {"WriteToNull"}},
-      {"NullWriteOutsideTheSdk", "WriteToNull", BySignal(SIGSEGV), 0, {}, {"--outside-sdk"}},
+      Ignored(
+          {"NullWriteOutsideTheSdk", "WriteToNull", BySignal(SIGSEGV), 0, {}, {"--outside-sdk"}}),
       {"WildReadOnANamedWorker",
        "ReadWildPointer",
        BySignal(SIGSEGV),
        1,
        {"ReadWildPointer"},
        {"--worker"}},
-      {"CallThroughANullPointer", "CallThroughNull", BySignal(SIGSEGV), 1, {"CallThrough"}},
-      {"CallThroughAGarbagePointer", "CallThroughGarbage", BySignal(SIGSEGV), 1, {"CallThrough"}},
+      {"CallThroughANullPointer", "CallThroughNull", BySignal(SIGSEGV), 1, {"11CallThroughEm"}},
+      {"CallThroughAGarbagePointer",
+       "CallThroughGarbage",
+       BySignal(SIGSEGV),
+       1,
+       {"11CallThroughEm"}},
       {"CallThroughANonCanonicalPointer",
        "CallThroughNonCanonical",
        BySignal(SIGSEGV),
        1,
-       {"CallThrough"}},
+       {"11CallThroughEm"}},
       {"WriteToAReadOnlyPage",
        "WriteToReadOnlyPage",
        BySignal(SIGSEGV),
        1,
        {"WriteToReadOnlyPage"}},
-      {"JumpIntoANonExecutablePage", "JumpIntoData", BySignal(SIGSEGV), 1, {"CallThrough"}},
+      {"JumpIntoANonExecutablePage", "JumpIntoData", BySignal(SIGSEGV), 1, {"11CallThroughEm"}},
       {"TruncatedMap", "ReadTruncatedMap", BySignal(SIGBUS), 1, {"ReadTruncatedMap"}},
       {"IntegerDivision", "DivideByZero", BySignal(SIGFPE), 1, {"DivideByZero"}},
       {"IllegalInstruction", "IllegalInstruction", BySignal(SIGILL), 1, {"IllegalInstruction"}},
@@ -52,12 +62,19 @@ std::vector<Row> FaultRows() {
 }
 
 std::vector<Row> ThreadRows() {
-  Row raised{"SignalRaisedDuringAnotherThreadsReport", "SecondThreadRaises", BySignal(SIGSEGV)};
+  Row raised{"SignalRaisedDuringAnotherThreadsReport",
+             "SecondThreadRaises",
+             BySignal(SIGSEGV),
+             1,
+             {"WriteToNull"}};
   raised.said = {"raised and went on"};
   return {
-      {"TwentyThreadsTogether", "TwentyThreadsFault", BySignal(SIGSEGV)},
-      {"TwentyThreadsBesideAHundredWaiting", "TwentyThreadsFaultBesideAHundredWaiting",
-       BySignal(SIGSEGV)},
+      {"TwentyThreadsTogether", "TwentyThreadsFault", BySignal(SIGSEGV), 1, {"WriteToNull"}},
+      {"TwentyThreadsBesideAHundredWaiting",
+       "TwentyThreadsFaultBesideAHundredWaiting",
+       BySignal(SIGSEGV),
+       1,
+       {"WriteToNull"}},
       {"TwentyThreadsAndTheCallbackNeverReturns",
        "TwentyThreadsFaultAndTheCallbackHangs",
        BySignal(SIGSEGV),
@@ -65,8 +82,16 @@ std::vector<Row> ThreadRows() {
        {"WriteToNull"},
        {},
        kWaitsForDeadline},
-      {"FaultDuringAnotherThreadsReport", "SecondThreadFaults", BySignal(SIGSEGV)},
-      {"AbortDuringAnotherThreadsReport", "SecondThreadAborts", BySignal(SIGSEGV)},
+      {"FaultDuringAnotherThreadsReport",
+       "SecondThreadFaults",
+       BySignal(SIGSEGV),
+       1,
+       {"WriteToNull"}},
+      {"AbortDuringAnotherThreadsReport",
+       "SecondThreadAborts",
+       BySignal(SIGSEGV),
+       1,
+       {"WriteToNull"}},
       raised,
       {"FaultBesideTwoHundredWaitingThreads",
        "FaultBesideTwoHundredWaitingThreads",
@@ -95,7 +120,7 @@ std::vector<Row> CallbackRows() {
        1,
        {"abort", "TrigerCrashHanlerCallback", "WriteToNull"}},
       {"CallbackSurvivesAnAbort", "CallbackSurvivesAnAbort", BySignal(SIGSEGV), 1, {"WriteToNull"}},
-      {"CallbackCallsTheFacade", "CallbackUsesTheFacade", BySignal(SIGSEGV)},
+      {"CallbackCallsTheFacade", "CallbackUsesTheFacade", BySignal(SIGSEGV), 1, {"WriteToNull"}},
       // It faults while it logs that it was refused, too, with the signal blocked.
       {"LogSinkFaults", "SinkFaults", BySignal(SIGFPE), 1, {"DivideByZero", "WriteToNull"}},
   };
@@ -109,6 +134,7 @@ Row HangRow(const char* name, const char* scenario, Ending ending, const char* f
 Row WithoutReport(Row row) {
   row.reports = 0;
   row.frames = {};
+  row.said = {kSaysFault};
   return row;
 }
 

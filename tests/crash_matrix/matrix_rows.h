@@ -47,7 +47,8 @@ struct Row {
   const char* scenario;
   Ending ending;
   int reports = 1;
-  // Words with blanks between them; all words of each must be in one line of the crashed thread.
+  // Of the crashed thread, in both sections of a report that have its frames. Words with blanks
+  // between them: all words of each must be in one line of the thread's block.
   std::vector<std::string> frames = {};
   // For the process; see scenario_child.cc.
   std::vector<std::string> options = {};
@@ -57,11 +58,18 @@ struct Row {
   std::string path = {};
   // Each must be in a report's text.
   std::vector<std::string> texts = {};
-  // Each must be one line of standard error, once.
+  // Each must be one line of standard error, once. Where no report is left, they tell that it was
+  // the handlers' doing.
   std::vector<std::string> said = {};
+  // Where a frame is in one of the sections only, or in both at different addresses: words of a
+  // line of the thread's block, and of the crash thread's section.
+  std::vector<std::string> block_frames = {};
+  std::vector<std::string> section_frames = {};
   // A report has at least so many readable threads and images.
   size_t threads = 1;
   size_t images = 1;
+  // And at most so many threads that cannot be read.
+  size_t unreadable = 0;
 };
 
 // All rows of this build, in the table's order.

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <atomic>
 #include <mutex>
-#include <sstream>
 #include <thread>
 
+#include "tests/crash_matrix/matrix_frames.h"
 #include "tests/crash_matrix/matrix_place.h"
 #include "tests/crash_matrix/scenario_process.h"
 #include "tests/support/crash_report_parser.h"
@@ -21,18 +21,11 @@ using Texts = std::vector<std::string>;
 
 // Processes that only wait for their end leave the processor to others.
 constexpr int kWaitingAtOnce = 10;
+constexpr char kNote[] = "note: ";
 constexpr size_t kMaxWordInMessage = 200;
 
 bool EndsWith(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
-// The frames of the crashed thread: its own section, and its block among all threads.
-std::vector<std::string> CrashedFrames(const CrashReportText& report) {
-  std::vector<std::string> frames = report.crash_frames;
-  const auto* block = report.FindThread(static_cast<uint32_t>(report.crash_thread));
-  if (block != nullptr) frames.insert(frames.end(), block->frames.begin(), block->frames.end());
-  return frames;
 }
 
 // The one of `words` that is missing; empty when none is.
@@ -40,14 +33,6 @@ template <typename Has>
 std::string Missing(const std::vector<std::string>& words, Has has) {
   const auto missing = std::find_if_not(words.begin(), words.end(), has);
   return missing == words.end() ? "" : missing->substr(0, kMaxWordInMessage);
-}
-
-bool HasAllWords(const std::string& line, const std::string& words) {
-  std::istringstream each(words);
-  for (std::string word; each >> word;) {
-    if (line.find(word) == std::string::npos) return false;
-  }
-  return true;
 }
 
 bool IsOnWorker(const Row& row) {
@@ -65,12 +50,10 @@ std::string CheckReport(const Row& row, const std::string& text) {
   if (IsOnWorker(row) && !worker_crashed) return "the crashed thread is not the worker";
   if (report.threads.size() < row.threads) return "not all threads";
   if (report.images.size() < row.images) return "not all images";
-  const auto frames = CrashedFrames(report);
-  const std::string frame = Missing(row.frames, [&frames](const std::string& words) {
-    return std::any_of(frames.begin(), frames.end(),
-                       [&words](const std::string& line) { return HasAllWords(line, words); });
-  });
-  if (!frame.empty()) return "no frame " + frame;
+  if (report.thread_failures.size() > row.unreadable)
+    return "unreadable: " + report.thread_failures[0];
+  const std::string frames = CheckFrames(row, report);
+  if (!frames.empty()) return frames;
   const std::string part = Missing(
       row.texts, [&text](const std::string& word) { return text.find(word) != std::string::npos; });
   return part.empty() ? "" : "not in the report: " + part;
@@ -98,22 +81,32 @@ std::string CheckOutput(const Row& row, const ChildResult& result) {
   return line.empty() ? "" : "not said once: " + line;
 }
 
-std::string CheckEnding(const Row& row, const ChildResult& result) {
+std::string CheckEnding(const Row& row, const ChildResult& result, int deadline_ms) {
   if (result.wall_s > kEndWithin) return "late";
+  const bool waits = (row.traits & kWaitsForDeadline) != 0;
+  if (waits && result.wall_s * 1000 < deadline_ms) return "early";
   const bool good = row.ending.signal != 0 ? result.signal == row.ending.signal
                                            : result.exit_code == row.ending.exit_code;
   return good ? "" : "ended by " + result.Ending();
 }
 
+std::set<std::string> NotesIn(const std::string& output) {
+  std::set<std::string> notes;
+  for (const std::string& line : oru_test::SplitLines(output)) {
+    if (line.rfind(kNote, 0) == 0) notes.insert(line);
+  }
+  return notes;
+}
+
 // What is wrong with one process; empty when nothing is.
-std::string RunOnce(const Row& row, int deadline_ms, double* wall_s) {
+std::string RunOnce(const Row& row, int deadline_ms, RowResult* run) {
   const TempDir home;
   if (!PreparePlace(row.place, home.path())) return "the place cannot be made";
   const Texts before = oru_test::ListFilesRecursively(home.path());
   const ChildResult result = RunScenario(row.scenario, home.path(), DumpDir(row.place, home.path()),
                                          deadline_ms, row.options);
-  *wall_s = result.wall_s;
-  std::string error = CheckEnding(row, result);
+  *run = {1, {}, result.wall_s, NotesIn(result.err)};
+  std::string error = CheckEnding(row, result, deadline_ms);
   if (error.empty()) error = CheckFiles(row, home, before);
   return error.empty() ? CheckOutput(row, result) : error;
 }
@@ -130,6 +123,7 @@ void RowResult::Add(const RowResult& other) {
   repetitions += other.repetitions;
   for (const auto& [what, count] : other.wrong) wrong[what] += count;
   slowest_s = std::max(slowest_s, other.slowest_s);
+  notes.insert(other.notes.begin(), other.notes.end());
 }
 
 RowResult RunRow(const Row& row, int repetitions, bool real_deadline) {
@@ -143,11 +137,11 @@ RowResult RunRow(const Row& row, int repetitions, bool real_deadline) {
   for (int i = std::min(repetitions, waits ? kWaitingAtOnce : cores); i > 0; --i) {
     runners.emplace_back([&] {
       while (left-- > 0) {
-        double wall_s = 0;
-        const std::string error = RunOnce(row, deadline_ms, &wall_s);
+        RowResult run;
+        const std::string error = RunOnce(row, deadline_ms, &run);
+        if (!error.empty()) run.wrong[error] = 1;
         const std::lock_guard<std::mutex> lock(mutex);
-        total.Add({1, {}, wall_s});
-        if (!error.empty()) ++total.wrong[error];
+        total.Add(run);
       }
     });
   }

@@ -3,6 +3,7 @@
 #define TESTS_CRASH_MATRIX_MATRIX_RUN_H_
 
 #include <map>
+#include <set>
 #include <string>
 
 #include "tests/crash_matrix/matrix_rows.h"
@@ -17,6 +18,8 @@ struct RowResult {
   // What was wrong, and how often.
   std::map<std::string, int> wrong;
   double slowest_s = 0;
+  // What the processes said for the reader of the table.
+  std::set<std::string> notes = {};
 
   // How many runs were wrong.
   int Wrong() const;

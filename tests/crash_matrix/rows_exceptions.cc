@@ -8,6 +8,13 @@ namespace {
 
 constexpr char kSignalReport[] = "dumps/1.0/Crash_A_S_Signal_";
 constexpr char kExceptionReport[] = "dumps/1.0/Crash_A_S_Exception_";
+// An exception has the stack of where it was raised first; the module's frames are not on it.
+constexpr char kHandler[] = "OruRTCExceptionHandler";
+
+constexpr char kRaised[] =
+    "uncaught exception 'MatrixException', reason: 'raised once'\n\nCrash Thread Backtrace:\n";
+constexpr char kMade[] =
+    "uncaught exception 'MatrixException', reason: 'made before'\n\nCrash Thread Backtrace:\n";
 
 // Ends in std::terminate, whose abort is reported.
 Row Terminates(const char* name, const char* scenario, const char* frame) {
@@ -30,16 +37,24 @@ Row Faults(const char* name, const char* scenario, std::vector<std::string> fram
 
 // An Objective-C exception: the runtime of GNUstep exits after the handler.
 Row Raises(const char* name, const char* scenario, const char* frame, const char* what) {
-  Row row{name, scenario, ByExit(1), 1, {frame, "OruRTCExceptionHandler"}};
+  Row row{name, scenario, ByExit(1), 1, {frame}};
+  row.block_frames = {kHandler};
   row.path = kExceptionReport;
   row.texts = {std::string("\n\nApplication Specific Information:\n*** Terminating app due to ") +
                what};
   return row;
 }
 
+// Raised elsewhere before: where it came from the second time is in the block alone.
+Row RaisesAgain(const char* name, const char* scenario) {
+  Row row = Raises(name, scenario, "OruRTCScenario", kRaised);
+  row.block_frames.emplace_back(scenario);
+  return row;
+}
+
 // The report is rescued before it knows the exception's words.
 Row Hangs(const char* name, const char* scenario, const char* frame) {
-  Row row{name, scenario, BySignal(SIGABRT), 1, {frame, "OruRTCExceptionHandler"}};
+  Row row{name, scenario, BySignal(SIGABRT), 1, {frame, kHandler}};
   row.path = kExceptionReport;
   row.traits = kWaitsForDeadline;
   return row;
@@ -56,11 +71,6 @@ Row OnAWorker(const char* name, Row row) {
   row.options = {"--worker"};
   return row;
 }
-
-constexpr char kRaised[] =
-    "uncaught exception 'MatrixException', reason: 'raised once'\n\nCrash Thread Backtrace:\n";
-constexpr char kMade[] =
-    "uncaught exception 'MatrixException', reason: 'made before'\n\nCrash Thread Backtrace:\n";
 
 }  // namespace
 
@@ -95,7 +105,7 @@ std::vector<Row> ExceptionRows() {
 
 std::vector<Row> ObjcRows() {
   const Row raised = Raises("RaisedAndUncaught", "RaiseUncaught", "RaiseUncaught", kRaised);
-  const Row again = Raises("CaughtAndRaisedAgain", "RethrowInCatch", "RethrowInCatch", kRaised);
+  const Row again = RaisesAgain("CaughtAndRaisedAgain", "RethrowInCatch");
   return {
       raised,
       OnAWorker("RaisedAndUncaughtOnAWorker", raised),
@@ -107,7 +117,7 @@ std::vector<Row> ObjcRows() {
              "uncaught exception 'NSInvalidArgumentException', reason: '-[NSObject noSuchMessage]"),
       again,
       OnAWorker("CaughtAndRaisedAgainOnAWorker", again),
-      Raises("CaughtAndThrownAgain", "ThrowCaughtAgain", "ThrowCaughtAgain", kRaised),
+      RaisesAgain("CaughtAndThrownAgain", "ThrowCaughtAgain"),
       Raises("RaisedInInitialize", "RaiseInInitialize", "RaiseUncaught", kRaised),
       Aborts("RaisedOutOfNoexcept", "RaiseOutOfNoexcept"),
       Hangs("RaisedAndTheCallbackNeverReturns", "RaiseAndTheCallbackHangs", "RaiseUncaught"),

@@ -13,6 +13,11 @@ Row Fault(const char* scenario, unsigned traits = kOrdinary) {
   return {scenario, scenario, BySignal(SIGSEGV), 1, {"WriteToNull"}, {}, traits};
 }
 
+Row Saying(Row row, const char* line) {
+  row.said = {line};
+  return row;
+}
+
 }  // namespace
 
 std::vector<Row> ExitRows() {
@@ -31,10 +36,11 @@ std::vector<Row> ExitRows() {
        kOwn,
        1,
        {"WriteToNull"}},
-      {"ForkedChildExitsDuringACrash", "ForkedChildExitsDuringACrash", ByExit(8), 0},
+      Saying({"ForkedChildExitsDuringACrash", "ForkedChildExitsDuringACrash", ByExit(8), 0},
+             kSaysFault),
       // Its own exit is the host's will.
-      {"CallbackExits", "CallbackExits", kOwn, 0},
-      {"ExitsWithoutACrash", "ExitsWithoutACrash", kOwn, 0},
+      Saying({"CallbackExits", "CallbackExits", kOwn, 0}, kSaysFault),
+      Saying({"ExitsWithoutACrash", "ExitsWithoutACrash", kOwn, 0}, kSaysInstalled),
   };
 }
 

@@ -6,6 +6,11 @@
 namespace crash_test {
 namespace {
 
+Row Uninstalled(Row row) {
+  row.said = {kSaysInstalled, "1 DarwinCrashHandler::UnInstallCrashHandler"};
+  return row;
+}
+
 Row Fault(const char* scenario) {
   return {scenario, scenario, BySignal(SIGSEGV), 1, {"WriteToNull"}};
 }
@@ -13,19 +18,19 @@ Row Fault(const char* scenario) {
 // No older handler is called: the one that was found was the default action.
 Row FaultWithoutPredecessor(const char* scenario) {
   Row row = Fault(scenario);
-  row.said = {"1 DarwinCrashHandler::report finish, old handler = 0"};
+  row.said = {kSaysFinished};
   return row;
 }
 
 // The older handler is the module's own, which refuses.
 Row Refused(Row row) {
-  row.said = {"2 DarwinCrashHandler::already had crash happend"};
+  row.said = {kSaysRefused};
   return row;
 }
 
 // A sanitizer's operator new never asks the new-handler.
 Row FailedAllocation(const char* scenario, int reports) {
-  Row row{scenario, scenario, ByExit(97), reports, {}, {}, kNotUnderSanitizers};
+  Row row{scenario, scenario, ByExit(97), reports, {"FailAnAllocation"}, {}, kNotUnderSanitizers};
   row.path = "dumps/1.0/Crash_A_S_MemoryError_";
   row.said = {"bad_alloc"};
   return row;
@@ -42,8 +47,8 @@ Row FaultWithDefaults(const char* scenario) {
 
 std::vector<Row> LifeCycleRows() {
   return {
-      {"AfterUninstalling", "AfterUninstalling", BySignal(SIGSEGV), 0},
-      {"AbortAfterUninstalling", "AbortAfterUninstalling", BySignal(SIGABRT), 0},
+      Uninstalled({"AfterUninstalling", "AfterUninstalling", BySignal(SIGSEGV), 0}),
+      Uninstalled({"AbortAfterUninstalling", "AbortAfterUninstalling", BySignal(SIGABRT), 0}),
       FailedAllocation("FailedAllocationAfterUninstalling", 1),
       FailedAllocation("FailedAllocationAfterUninstallingBesideAnother", 0),
       FaultWithoutPredecessor("AfterUninstallingAndInstallingAgain"),
@@ -51,8 +56,11 @@ std::vector<Row> LifeCycleRows() {
       FaultWithDefaults("AfterDestroying"),
       FaultWithoutPredecessor("AfterMakingTheHandlerAgain"),
       Refused(Fault("AfterInstallingOverTheDestroyed")),
-      Refused({"AbortAfterInstallingOverTheDestroyed", "AbortAfterInstallingOverTheDestroyed",
-               BySignal(SIGABRT)}),
+      Refused({"AbortAfterInstallingOverTheDestroyed",
+               "AbortAfterInstallingOverTheDestroyed",
+               BySignal(SIGABRT),
+               1,
+               {"abort", "AbortAfterInstallingOverTheDestroyed"}}),
       Fault("AfterUninstallingOverTheDestroyed"),
       FaultWithoutPredecessor("InstalledOnAnotherThread"),
       Fault("UninstallingDuringACrash"),

@@ -9,7 +9,7 @@ namespace {
 // The lock does not matter: the report is an ordinary one.
 Row Fault(const char* name, std::vector<std::string> frames = {"WriteToNull"}) {
   Row row{name, name, BySignal(SIGSEGV), 1, std::move(frames)};
-  row.said = {"1 DarwinCrashHandler::report finish, old handler = 0"};
+  row.said = {kSaysFinished};
   return row;
 }
 
@@ -31,7 +31,7 @@ std::vector<Row> LockRows() {
       Fault("FaultHoldingStdio"),
       Fault("FaultWhileAnotherHoldsStdio"),
       Fault("FaultWhileAnotherHoldsTheConsole"),
-      Fault("FaultInPrintf", {"FaultInPrintf"}),
+      Fault("FaultInPrintf", {"printf", "FaultInPrintf"}),
       Fault("FaultWalkingLibraries", {"WriteToNull", "FaultAtLibrary", "FaultWalkingLibraries"}),
       Fault("FaultWhileAnotherWalksLibraries"),
       Fault("FaultInAnExitHandler", {"WriteToNull", "exit"}),

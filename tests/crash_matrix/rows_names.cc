@@ -24,6 +24,7 @@ Row Fault(const char* name, const std::vector<std::string>& options, const std::
 
 Row Lost(Row row) {
   row.reports = 0;
+  row.said = {kSaysOurs, kSaysFinished};
   return row;
 }
 

@@ -23,6 +23,13 @@ Row With(Row row, const std::vector<std::string>& options) {
 
 Row Lost(Row row) {
   row.reports = 0;
+  row.said = {kSaysOurs, kSaysFinished};
+  return row;
+}
+
+// The handling faults itself.
+Row Refused(Row row) {
+  row.said = {kSaysRefused};
   return row;
 }
 
@@ -75,16 +82,15 @@ std::vector<Row> HomeRows() {
       With(Lost(Fault("HomeIsEmpty", Place::kMissing, "", "FaultWithoutTheRightToMakeDirectories")),
            {"--default-dir", "--home", ""}),
       With(Fault("NoHomeButADirectory", Place::kMissing, kInDumps), {"--no-home"}),
-      // The handling faults then.
-      With(Lost(Fault("NoHomeAndNoDirectory", Place::kMissing, "")),
+      With(Refused(Lost(Fault("NoHomeAndNoDirectory", Place::kMissing, ""))),
            {"--default-dir", "--no-home"}),
-      With(Lost(Fault("NoHomeAndADanglingLink", Place::kDanglingLink, "")), {"--no-home"}),
-      {"NoHomeAndNoDirectoryAndAnotherSignal",
-       "DivideByZero",
-       BySignal(SIGSEGV),
-       0,
-       {},
-       {"--default-dir", "--no-home"}},
+      With(Refused(Lost(Fault("NoHomeAndADanglingLink", Place::kDanglingLink, ""))), {"--no-home"}),
+      Refused({"NoHomeAndNoDirectoryAndAnotherSignal",
+               "DivideByZero",
+               BySignal(SIGSEGV),
+               0,
+               {},
+               {"--default-dir", "--no-home"}}),
   };
 }
 
@@ -95,7 +101,7 @@ std::vector<Row> RoomRows() {
                  "FaultAtTheIgnoredLimitOfFileSizes")),
       Lost(Fault("HandledLimitOfFileSizes", Place::kMissing, "",
                  "FaultAtTheHandledLimitOfFileSizes")),
-      {"FullDisk", "FaultOnAFullDisk", ByExit(8), 0},
+      Lost({"FullDisk", "FaultOnAFullDisk", ByExit(8)}),
       Fault("NoFreeDescriptor", Place::kMissing, kInDumps, "FaultWithoutAFreeDescriptor"),
       Fault("AnotherThreadTakesEveryDescriptor", Place::kMissing, kInDumps,
             "FaultWhileAnotherTakesEveryDescriptor"),

@@ -4,6 +4,14 @@
 #include "tests/crash_matrix/matrix_row_groups.h"
 
 namespace crash_test {
+namespace {
+
+Row Saying(Row row, const char* line) {
+  row.said = {line};
+  return row;
+}
+
+}  // namespace
 
 std::vector<Row> ProcessRows() {
   return {
@@ -38,8 +46,11 @@ std::vector<Row> ProcessRows() {
        BySignal(SIGSEGV),
        1,
        {"WriteToNull"}},
-      {"BecomesAnotherProgram", "BecomesAnotherProgram", BySignal(SIGSEGV), 0},
-      {"CallbackBecomesAnotherProgram", "CallbackBecomesAnotherProgram", ByExit(11), 0},
+      // Once: the other program does not install the handlers.
+      Saying({"BecomesAnotherProgram", "BecomesAnotherProgram", BySignal(SIGSEGV), 0},
+             kSaysInstalled),
+      Saying({"CallbackBecomesAnotherProgram", "CallbackBecomesAnotherProgram", ByExit(11), 0},
+             kSaysFault),
       {"FaultHoldingTheLoader", "FaultHoldingTheLoader", BySignal(SIGSEGV), 1, {"WriteToNull"}},
       // `backtrace_symbols` asks the dynamic linker, which waits for the other thread.
       {"FaultWhileAnotherHoldsTheLoader",

@@ -5,18 +5,40 @@
 
 namespace crash_test {
 
+namespace {
+
+Row Ignored(Row row) {
+  row.said = {kSaysForeign};
+  return row;
+}
+
+// The block is read by the frame pointers, of which the last good one ends it.
+Row InSection(Row row, const char* frame) {
+  row.section_frames = {frame};
+  return row;
+}
+
+// The kernel finds no stack for the handler.
+Row WithoutHandling(Row row) {
+  row.said = {kSaysInstalled};
+  return row;
+}
+
+}  // namespace
+
 // Recursion in the SDK: on each kind of thread, without and with an alternate stack.
 std::vector<Row> OverflowRows() {
   const std::vector<std::string> recursion = {"libOruRTCStacks.so Recurse"};
   return {
-      {"OverflowOnTheMainThread", "OverflowInTheSdk", BySignal(SIGSEGV), 0},
-      {"OverflowOnAWorker", "OverflowInTheSdk", BySignal(SIGSEGV), 0, {}, {"--worker"}},
-      {"OverflowOnAnEarlierWorker",
-       "OverflowInTheSdk",
-       BySignal(SIGSEGV),
-       0,
-       {},
-       {"--earlier-worker"}},
+      WithoutHandling({"OverflowOnTheMainThread", "OverflowInTheSdk", BySignal(SIGSEGV), 0}),
+      WithoutHandling(
+          {"OverflowOnAWorker", "OverflowInTheSdk", BySignal(SIGSEGV), 0, {}, {"--worker"}}),
+      WithoutHandling({"OverflowOnAnEarlierWorker",
+                       "OverflowInTheSdk",
+                       BySignal(SIGSEGV),
+                       0,
+                       {},
+                       {"--earlier-worker"}}),
       {"OverflowOnTheMainThreadWithAnAlternateStack",
        "OverflowInTheSdk",
        BySignal(SIGSEGV),
@@ -36,12 +58,12 @@ std::vector<Row> OverflowRows() {
        recursion,
        {"--earlier-worker", "--alternate-stack"}},
       // More frames than are looked at lie between the fault and the SDK.
-      {"OverflowFarBelowTheSdk",
-       "OverflowFarBelowTheSdk",
-       BySignal(SIGSEGV),
-       0,
-       {},
-       {"--alternate-stack"}},
+      Ignored({"OverflowFarBelowTheSdk",
+               "OverflowFarBelowTheSdk",
+               BySignal(SIGSEGV),
+               0,
+               {},
+               {"--alternate-stack"}}),
       // A sanitizer's frames may need more.
       {"SmallAlternateStack",
        "FaultOnASmallAlternateStack",
@@ -50,7 +72,8 @@ std::vector<Row> OverflowRows() {
        {"WriteToNull"},
        {},
        kNotUnderSanitizers},
-      {"TooSmallAlternateStack", "FaultOnATooSmallAlternateStack", BySignal(SIGSEGV), 0},
+      WithoutHandling(
+          {"TooSmallAlternateStack", "FaultOnATooSmallAlternateStack", BySignal(SIGSEGV), 0}),
   };
 }
 
@@ -58,38 +81,35 @@ std::vector<Row> DamagedStackRows() {
   const std::vector<std::string> alternate_stack = {"--alternate-stack"};
   const Ending fault = BySignal(SIGSEGV);
   return {
-      {"LostStackPointer", "LoseTheStackPointer", fault, 0},
+      WithoutHandling({"LostStackPointer", "LoseTheStackPointer", fault, 0}),
       {"LostStackPointerWithAnAlternateStack",
        "LoseTheStackPointer",
        fault,
        1,
        {"libOruRTCStacks.so LoseTheStackPointer"},
        alternate_stack},
-      {"LostFramePointer",
-       "LoseTheFramePointer",
-       fault,
-       1,
-       {"libOruRTCStacks.so LoseTheFramePointer"}},
-      {"FramePointerToData",
-       "LoseTheFramePointerToData",
-       fault,
-       1,
-       {"libOruRTCStacks.so LoseTheFramePointerToData"}},
-      {"SmashedFramePointer",
-       "SmashTheFramePointer",
-       fault,
-       1,
-       {"Fault", "SmashTheFramePointer", "CallFromTheSdk"}},
-      {"SmashedFramePointerToData",
-       "SmashTheFramePointerByData",
-       fault,
-       1,
-       {"Fault", "SmashTheFramePointerByData", "CallFromTheSdk"}},
-      {"FramePointersInARing",
-       "TieTheFramePointer",
-       fault,
-       1,
-       {"Fault", "TieTheFramePointer", "CallFromTheSdk"}},
+      InSection({"LostFramePointer", "LoseTheFramePointer", fault},
+                "libOruRTCStacks.so LoseTheFramePointer"),
+      InSection({"FramePointerToData", "LoseTheFramePointerToData", fault},
+                "libOruRTCStacks.so LoseTheFramePointerToData"),
+      InSection({"SmashedFramePointer",
+                 "SmashTheFramePointer",
+                 fault,
+                 1,
+                 {"libOruRTCStacks.so Fault", "SmashTheFramePointer"}},
+                "CallFromTheSdk"),
+      InSection({"SmashedFramePointerToData",
+                 "SmashTheFramePointerByData",
+                 fault,
+                 1,
+                 {"libOruRTCStacks.so Fault", "SmashTheFramePointerByData"}},
+                "CallFromTheSdk"),
+      InSection({"FramePointersInARing",
+                 "TieTheFramePointer",
+                 fault,
+                 1,
+                 {"libOruRTCStacks.so Fault", "TieTheFramePointer"}},
+                "CallFromTheSdk"),
       {"SmashedReturnAddress",
        "SmashTheReturnAddress",
        fault,
@@ -121,7 +141,7 @@ std::vector<Row> DamagedStackRows() {
       {"ReturnToNull", "ReturnToNull", fault, 1, {"OruRTCScenario"}},
       {"ReturnIntoData", "ReturnIntoData", fault, 1, {"OruRTCScenario"}},
       // Nothing is left that could tell that it is the SDK's.
-      {"ReturnNowhereOnASmashedStack", "ReturnNowhereWithAllAboveSmashed", fault, 0},
+      Ignored({"ReturnNowhereOnASmashedStack", "ReturnNowhereWithAllAboveSmashed", fault, 0}),
       {"NoFramePointers",
        "FaultWithoutFramePointers",
        fault,

@@ -64,7 +64,7 @@ CHILD_FUNCTION void FaultWhileAnotherHoldsTheConsole() {
 
 CHILD_FUNCTION void FaultInPrintf() {
   LogToConsole();
-  printf("%s\n", BadText());
+  printf("%d %s\n", 1, BadText());
 }
 
 CHILD_FUNCTION void FaultInLocalTime() {

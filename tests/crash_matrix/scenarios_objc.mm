@@ -57,6 +57,9 @@ CHILD_FUNCTION void RaiseOutOfNoexcept() {
   RaiseWithoutAWayOut();
 }
 
+// It does so: what lies before the exception tells whether it faults or aborts then.
+CHILD_FUNCTION void RaiseOutOfNoexceptByDefault() { RaiseWithoutAWayOut(); }
+
 CHILD_FUNCTION void FaultInObjcCatch() {
   @try {
     RaiseUncaught();
@@ -149,6 +152,7 @@ std::vector<Scenario> ObjcScenarios() {
       SCENARIO(RethrowInCatch),
       SCENARIO(ThrowCaughtAgain),
       SCENARIO(RaiseOutOfNoexcept),
+      SCENARIO(RaiseOutOfNoexceptByDefault),
       SCENARIO(FaultInObjcCatch),
       SCENARIO(FaultInObjcFinally),
       SCENARIO(FaultInInitialize),

@@ -16,6 +16,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -103,10 +104,13 @@ bool MayMount() {
 }
 
 // One page, which is less than a report needs. Where namespaces are forbidden the limit of file
-// sizes takes the disk's part.
+// sizes takes the disk's part, but not in long mode.
 void UseASmallDisk(const char* directory) {
   Require(mkdir(directory, 0755) == 0);
-  if (MayMount() && mount("tmpfs", directory, "tmpfs", 0, "size=4k") == 0) return;
+  const bool mounted = MayMount() && mount("tmpfs", directory, "tmpfs", 0, "size=4k") == 0;
+  Say(mounted ? "note: a file system as the disk" : "note: the limit of file sizes as the disk");
+  if (mounted) return;
+  Require(getenv("ORU_TEST_LONG") == nullptr);
   signal(SIGXFSZ, SIG_IGN);
   LimitFileSize();
 }

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -13,7 +14,10 @@
 namespace crash_test {
 namespace {
 
+constexpr int kTogether = 20;
+
 std::atomic<bool> sInCallback{false};
+std::atomic<int> sRefused{0};
 
 void AwaitCallback() {
   while (!sInCallback) SleepMs(1);
@@ -58,10 +62,10 @@ void SecondThreadRaises() {
 }
 
 void TwentyThreadsFault() {
-  std::atomic<int> waiting{20};
+  std::atomic<int> waiting{kTogether};
   std::vector<std::thread> threads;
-  threads.reserve(20);
-  for (int i = 0; i < 20; ++i) {
+  threads.reserve(kTogether);
+  for (int i = 0; i < kTogether; ++i) {
     threads.emplace_back([&waiting] {
       --waiting;
       while (waiting > 0) {
@@ -70,6 +74,24 @@ void TwentyThreadsFault() {
     });
   }
   for (std::thread& thread : threads) thread.join();
+}
+
+// The log of refused crashes alone.
+void RefusedSink(CrashHandler::CrashHandlerLogLevel level, const char* /*tag*/,
+                 const char* /*file*/, int /*line*/, char* message) {
+  if (level != CrashHandler::kCrashLogError) return;
+  const std::string line = std::string(message) + "\n";
+  // In one piece, as other threads write, too.
+  Require(write(STDERR_FILENO, line.data(), line.size()) == static_cast<ssize_t>(line.size()));
+  ++sRefused;
+}
+
+void TwentyThreadsFaultAndTheCallbackAwaitsAll() {
+  Handler()->SetDebugLogSinkCallback(RefusedSink);
+  Callback([](void*, CrashType) {
+    while (sRefused < kTogether - 1) SleepMs(1);
+  });
+  TwentyThreadsFault();
 }
 
 void TwentyThreadsFaultAndTheCallbackHangs() {
@@ -100,6 +122,7 @@ std::vector<Scenario> ThreadScenarios() {
       SCENARIO(SecondThreadAborts),
       SCENARIO(SecondThreadRaises),
       SCENARIO(TwentyThreadsFault),
+      SCENARIO(TwentyThreadsFaultAndTheCallbackAwaitsAll),
       SCENARIO(TwentyThreadsFaultAndTheCallbackHangs),
       SCENARIO(TwentyThreadsFaultBesideAHundredWaiting),
       SCENARIO(FaultBesideTwoHundredWaitingThreads),

@@ -6,6 +6,8 @@
 #include <sys/resource.h>
 
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 
 namespace oru_test {
 namespace {
@@ -18,7 +20,8 @@ SmallDisk::SmallDisk(size_t bytes) : bytes_(bytes) {
   // In a view of its own, so that nobody else sees the mount and it ends with the process.
   mounted_ = unshare(CLONE_NEWNS) == 0 &&
              mount("none", "/", "none", MS_REC | MS_PRIVATE, "") == 0 && Mount(bytes, 0);
-  testing::Test::RecordProperty("small_disk", mounted_ ? "tmpfs" : "limit");
+  printf("small disk: %s\n", mounted_ ? "a file system" : "the limit of file sizes");
+  EXPECT_TRUE(mounted_ || getenv("ORU_TEST_LONG") == nullptr) << "no file system was mounted";
 }
 
 SmallDisk::~SmallDisk() {

@@ -11,7 +11,7 @@ namespace oru_test {
 
 // A folder with room for about `bytes`. Where the process may mount, it is a file system of that
 // size, which the test's process and its children see; elsewhere files of the child that called
-// Enter() cannot grow beyond it.
+// Enter() cannot grow beyond it, and in long mode the test fails. Says which of the two it is.
 class SmallDisk {
  public:
   explicit SmallDisk(size_t bytes);
