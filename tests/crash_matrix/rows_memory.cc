@@ -39,6 +39,13 @@ Row Reported(const char* name, int signo, std::vector<std::string> frames) {
   return OwnAllocator(row);
 }
 
+// A report of megabytes.
+Row Long(Row row, size_t threads, std::vector<std::string> texts) {
+  row.threads = threads;
+  row.texts = std::move(texts);
+  return row;
+}
+
 // The report is an ordinary one.
 Row Unhindered(Row row) {
   row.said = {kSaysFinished};
@@ -84,6 +91,10 @@ std::vector<Row> NewRows() {
            {"13NewEm"}),
       Unhindered(Reported("FaultWithoutMemory", SIGSEGV, {"WriteToNull", "FaultWithoutMemory"})),
       Unhindered(Reported("AbortWithoutMemory", SIGABRT, {"abort", "AbortWithoutMemory"})),
+      Long(Reported("FaultWithoutMemoryBesideDeepThreads", SIGSEGV, {"WriteToNull"}), 601, {}),
+      // There is no room for all threads.
+      Long(Reported("FaultWithoutMemoryBesideManyDeepThreads", SIGSEGV, {"WriteToNull"}), 100,
+           {"\n\nFail to get information of all threads\nBinary Images:\n"}),
   };
 }
 

@@ -1,5 +1,6 @@
 // Memory that runs out: under a limit on the address space set after the installation, or by a
 // request that nothing can fill; with and without a new-handler that was there before.
+#include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -214,6 +215,46 @@ CHILD_FUNCTION void AbortWithoutMemory() {
   abort();
 }
 
+// Each with more frames than a report prints.
+constexpr int kDepth = 60;
+constexpr size_t kSmallStack = size_t{64} << 10;
+
+CHILD_FUNCTION void WaitDeepDown(int depth) {
+  if (depth > 0) return WaitDeepDown(depth - 1);
+  SleepForEver();
+}
+
+void StartDeepThreads(int count) {
+  static std::atomic<int> started{0};
+  pthread_attr_t attributes;
+  Require(pthread_attr_init(&attributes) == 0);
+  Require(pthread_attr_setstacksize(&attributes, kSmallStack) == 0);
+  const auto wait = [](void*) -> void* {
+    ++started;
+    WaitDeepDown(kDepth);
+    return nullptr;
+  };
+  for (int i = 0; i < count; ++i) {
+    pthread_t thread;
+    Require(pthread_create(&thread, &attributes, wait, nullptr) == 0);
+  }
+  while (started < count) SleepMs(1);
+}
+
+// A long report.
+CHILD_FUNCTION void FaultWithoutMemoryBesideDeepThreads() {
+  StartDeepThreads(600);
+  MallocUntilItFails();
+  WriteToNull();
+}
+
+// A longer one than the memory set aside holds.
+CHILD_FUNCTION void FaultWithoutMemoryBesideManyDeepThreads() {
+  StartDeepThreads(1400);
+  MallocUntilItFails();
+  WriteToNull();
+}
+
 }  // namespace
 
 std::vector<Scenario> NewScenarios() {
@@ -239,6 +280,8 @@ std::vector<Scenario> NewScenarios() {
       SCENARIO(FaultAfterNewInALimitOnThreads),
       SCENARIO(FaultWithoutMemory),
       SCENARIO(AbortWithoutMemory),
+      SCENARIO(FaultWithoutMemoryBesideDeepThreads),
+      SCENARIO(FaultWithoutMemoryBesideManyDeepThreads),
   };
 }
 

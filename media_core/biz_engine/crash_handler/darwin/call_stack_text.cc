@@ -21,6 +21,7 @@ using machine::ThreadNumber;
 constexpr size_t kImageColumn = 30;
 constexpr size_t kAddressDigits = 8;
 constexpr size_t kBaseDigits = 16;
+constexpr char kNoThreads[] = "Fail to get information of all threads";
 
 // What the capture fills, one chain per thread.
 struct Chains {
@@ -141,8 +142,6 @@ void AppendNamedThread(ThreadNumber number, const CallChain& chain,
   AppendThreadText(number, name, chain, records, text);
 }
 
-std::string StringOf(const TextBuffer& text) { return std::string(text.data(), text.size()); }
-
 }  // namespace
 
 const char* lastPathEntry(const char* path) {
@@ -188,14 +187,13 @@ std::string TextOfThread(ThreadNumber number) {
   return StringOf(text);
 }
 
-void AppendAllThreads(TextBuffer* text) {
+void AppendAllThreads(TextBuffer* text, size_t room_behind) {
+  // The sentence's own comes first.
+  const size_t kept = sizeof(kNoThreads) + room_behind;
   machine::ThreadList list;
   const bool listed = list.Read();
   ChainTable table(list.size());
-  if (!listed || !table.usable()) {
-    text->Append("Fail to get information of all threads");
-    return;
-  }
+  if (!listed || !table.usable() || !text->Reserve(kept)) return text->Append(kNoThreads);
   machine::StackWalker walker;
   Chains all = {&walker, table.chains()};
   machine::CaptureThreads(list.numbers(), list.size(), &WalkOne, &all);
@@ -204,14 +202,19 @@ void AppendAllThreads(TextBuffer* text) {
   const SymbolInformation* records = table.records();
   for (size_t i = 0; i < list.size(); ++i) {
     const CallChain& chain = table.chains()[i];
+    const size_t start = text->size();
     AppendNamedThread(list.numbers()[i], chain, records, text);
+    if (!text->Reserve(kept)) {
+      text->CutTo(start);
+      return text->Append(kNoThreads);
+    }
     records += chain.length;
   }
 }
 
 std::string TextOfAllThreads() {
   TextBuffer text;
-  AppendAllThreads(&text);
+  AppendAllThreads(&text, 0);
   return StringOf(text);
 }
 

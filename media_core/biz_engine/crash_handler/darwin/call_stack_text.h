@@ -37,11 +37,13 @@ void symbolicate(machine::Symbolizer* symbolizer, const uintptr_t* addresses,
 std::string TextOfThread(machine::ThreadNumber number);
 
 // The texts of all threads, the calling one included, in the system's order. On Linux they are all
-// of one moment. "Fail to get information of all threads" when the threads cannot be listed.
+// of one moment. "Fail to get information of all threads" when the threads cannot be listed, and
+// behind the last whole block when there is no memory for more.
 std::string TextOfAllThreads();
 
-// The same; may run in a signal handler, with the allocator's lock held by anyone.
-void AppendAllThreads(machine::TextBuffer* text);
+// The same; may run in a signal handler, with the allocator's lock held by anyone. Room for so many
+// more bytes is kept behind it, if there is any.
+void AppendAllThreads(machine::TextBuffer* text, size_t room_behind);
 
 // Does what the first use would otherwise do (mapping memory, reading the list of images, choosing
 // a signal). For installation.

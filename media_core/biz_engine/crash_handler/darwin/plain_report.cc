@@ -20,9 +20,10 @@ using machine::TextBuffer;
 constexpr size_t kMaxFrames = 128;
 constexpr char kFilter[] = "OruRTC";
 // The module's own frames, which carry the filter's word too.
-constexpr const char* kOwnNames[] = {"OruRTCCrashReport",           "OruRTCTerminateCatchHandler",
-                                     "OruRTCSignalCatchHandler",    "OruRTCExceptionHandler",
-                                     "OruRTCNewFailedCatchHandler", "OruRTCCallStack"};
+constexpr const char* kOwnNames[] = {
+    "OruRTCCrashReport",      "OruRTCTerminateCatchHandler", "OruRTCSignalCatchHandler",
+    "OruRTCExceptionHandler", "OruRTCNewFailedCatchHandler", "OruRTCCallStack",
+    "OruRTCCrashConfig"};
 
 char sApplication[256] = "";
 std::atomic<long> sSecondsEast{0};
@@ -149,18 +150,26 @@ bool AppendFrames(const PlainCrash& crash, TextBuffer* text) {
   return concerns_sdk;
 }
 
-bool AppendReport(const PlainCrash& crash, TextBuffer* text) {
-  AppendHeader(crash, text);
-  AppendException(crash, text);
-  if (!AppendFrames(crash, text)) return false;
-  text->Append("All Thread Backtrace:\n");
-  AppendAllThreads(text);
+void AppendImagesAndInfo(const PlainCrash& crash, TextBuffer* text) {
   text->Append("\nBinary Images:\n");
   machine::AppendImageList(text);
   text->Append("\nUserCustomInfo:\n");
   AppendText(crash.extra_info, text);
   text->Append('\n');
-  return true;
+}
+
+// False when the crash does not concern the SDK, or something does not fit into the memory. The
+// threads may take what the other sections leave.
+bool AppendReport(const PlainCrash& crash, TextBuffer* text) {
+  AppendHeader(crash, text);
+  AppendException(crash, text);
+  if (!AppendFrames(crash, text)) return false;
+  text->Append("All Thread Backtrace:\n");
+  TextBuffer rest;
+  AppendImagesAndInfo(crash, &rest);
+  AppendAllThreads(text, rest.size());
+  text->Append(rest.data(), rest.size());
+  return !text->overflowed() && !rest.overflowed();
 }
 
 const char* KindWord(CrashType kind) {
@@ -186,7 +195,7 @@ bool MakePath(const PlainCrash& crash, PlainPath path) {
   TextBuffer text;
   AppendText(crash.dump_dir, &text);
   if (crash.sdk_version[0] != '\0') AppendComponent(crash.sdk_version, &text);
-  if (text.size() >= sizeof(PlainPath)) return false;
+  if (text.overflowed() || text.size() >= sizeof(PlainPath)) return false;
   memcpy(path, text.data(), text.size());
   path[text.size()] = '\0';
   CreateDirectories(path);
@@ -197,7 +206,7 @@ bool MakePath(const PlainCrash& crash, PlainPath path) {
   }
   AppendTime(LocalTime(crash.time.tv_sec), '-', '-', &text);
   text.Append(".log");
-  if (text.size() >= sizeof(PlainPath)) return false;
+  if (text.overflowed() || text.size() >= sizeof(PlainPath)) return false;
   memcpy(path, text.data(), text.size());
   path[text.size()] = '\0';
   return true;

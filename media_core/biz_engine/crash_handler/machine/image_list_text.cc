@@ -42,13 +42,13 @@ void VisitImage(void* context, const ImageListEntry& entry) {
 std::string ImageLine(const ImageListEntry& entry) {
   TextBuffer line;
   AppendLine(entry, &line);
-  return std::string(line.data(), line.size());
+  return StringOf(line);
 }
 
 std::string ImageListText() {
   TextBuffer text;
   AppendImageList(&text);
-  return std::string(text.data(), text.size());
+  return StringOf(text);
 }
 
 void AppendImageList(TextBuffer* text) { VisitImages(&VisitImage, text); }

@@ -15,7 +15,8 @@ namespace CrashHandler::machine {
 // processor is. The UUID is in lower case without "-". Paths are bytes as the loader gave them.
 std::string ImageLine(const ImageListEntry& entry);
 
-// The lines of all loaded images, in the loader's order. Allocates.
+// The lines of all loaded images, in the loader's order. Allocates, and raises std::bad_alloc
+// rather than leave one out.
 std::string ImageListText();
 
 // The same; may run in a signal handler.

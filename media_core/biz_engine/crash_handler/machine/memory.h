@@ -23,8 +23,13 @@ int mach_copyMem(const void* source, void* destination, size_t count);
 void PrepareScratchReserve();
 
 // From now on scratch memory that the kernel does not give comes from what was set aside, until
-// that is used up. For a crash.
+// that is used up. What is given back last first can be had again, and all of it when nobody has
+// any. For a crash.
 void OpenScratchReserve();
+
+// The same pages in a larger size, perhaps at another address, or null: nothing is changed then. On
+// macOS there is no such thing.
+void* ResizePages(void* pages, size_t old_size, size_t new_size);
 
 // Pages straight from the kernel, zeroed; unmapped at the end of the scope.
 class ScratchMemory {
@@ -37,6 +42,9 @@ class ScratchMemory {
 
   // Replaces what it holds. False (and null data) when the kernel gives none, or for size 0.
   bool Allocate(size_t size);
+  // Makes what it holds larger, where it is or at another address; what was in it stays. False (and
+  // nothing is changed) when that cannot be done without a copy.
+  bool Extend(size_t size);
   // Exchanges what the two hold.
   void Swap(ScratchMemory* other);
   // Takes over pages that Leak gave up.

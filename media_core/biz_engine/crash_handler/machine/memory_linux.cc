@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -42,6 +43,11 @@ int mach_copyMem(const void* source, void* destination, size_t count) {
   }
   errno = saved_errno;
   return code;
+}
+
+void* ResizePages(void* pages, size_t old_size, size_t new_size) {
+  void* resized = mremap(pages, old_size, new_size, MREMAP_MAYMOVE);
+  return resized != MAP_FAILED ? resized : nullptr;
 }
 
 }  // namespace CrashHandler::machine

@@ -2,16 +2,21 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 
 namespace CrashHandler::machine {
 namespace {
 
 constexpr size_t kFirstBytes = 64 * 1024;
+constexpr size_t kFewBytes = 16 * 1024;
 
 }  // namespace
 
 void TextBuffer::Append(const char* bytes, size_t count) {
-  if (!Reserve(size_ + count)) return;
+  if (!Reserve(count)) {
+    overflowed_ = true;
+    return;
+  }
   char* const text = memory_.data() == nullptr ? few_ : static_cast<char*>(memory_.data());
   memcpy(text + size_, bytes, count);
   size_ += count;
@@ -41,14 +46,33 @@ void TextBuffer::AppendHex(uint64_t value, size_t digits) {
   AppendNumber(value, 16, digits);
 }
 
-bool TextBuffer::Reserve(size_t size) {
+bool TextBuffer::Reserve(size_t count) {
   const size_t room = memory_.data() == nullptr ? sizeof(few_) : memory_.size();
-  if (size <= room) return true;
-  ScratchMemory larger(std::max({size, 2 * room, kFirstBytes}));
+  if (overflowed_) return false;
+  if (count <= room - size_) return true;
+  const size_t wanted = size_ + count;
+  // The last memory there is may be less than twice as much.
+  return Grow(std::max({wanted, 2 * room, kFirstBytes})) || Grow(wanted + kFewBytes) ||
+         Grow(wanted);
+}
+
+void TextBuffer::CutTo(size_t size) {
+  size_ = std::min(size, size_);
+  overflowed_ = false;
+}
+
+bool TextBuffer::Grow(size_t room) {
+  if (memory_.Extend(room)) return true;
+  ScratchMemory larger(room);
   if (larger.data() == nullptr) return false;
   memcpy(larger.data(), data(), size_);
   memory_.Swap(&larger);
   return true;
+}
+
+std::string StringOf(const TextBuffer& text) {
+  if (text.overflowed()) throw std::bad_alloc();
+  return std::string(text.data(), text.size());
 }
 
 }  // namespace CrashHandler::machine

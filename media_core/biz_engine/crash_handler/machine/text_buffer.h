@@ -1,11 +1,12 @@
 // Text that grows in memory of the kernel.
 //
-// Everything here may run in a signal handler, with the allocator's lock held by anyone.
+// All but StringOf may run in a signal handler, with the allocator's lock held by anyone.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_TEXT_BUFFER_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_TEXT_BUFFER_H_
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "media_core/biz_engine/crash_handler/machine/memory.h"
 
@@ -17,7 +18,7 @@ class TextBuffer {
   TextBuffer(const TextBuffer&) = delete;
   TextBuffer& operator=(const TextBuffer&) = delete;
 
-  // Where no memory is to be had, what does not fit is left out.
+  // Where no memory is to be had, this is left out, and all that follows.
   void Append(const char* bytes, size_t count);
   // Up to the terminating zero; nothing for null.
   void Append(const char* text);
@@ -28,19 +29,30 @@ class TextBuffer {
   // With "0x" in front.
   void AppendHex(uint64_t value, size_t digits = 1);
 
+  // Whether something was left out.
+  bool overflowed() const { return overflowed_; }
+  // Makes room for `count` more bytes. False when it cannot, or when something was left out.
+  bool Reserve(size_t count);
+  // Takes back what stands from `size` on. Nothing counts as left out any more.
+  void CutTo(size_t size);
+
   const char* data() const {
     return memory_.data() == nullptr ? few_ : static_cast<const char*>(memory_.data());
   }
   size_t size() const { return size_; }
 
  private:
-  bool Reserve(size_t size);
+  bool Grow(size_t room);
 
   size_t size_ = 0;
+  bool overflowed_ = false;
   // Most lines need no memory of their own.
   char few_[512];
   ScratchMemory memory_;
 };
+
+// Allocates; raises std::bad_alloc for a text that something was left out of.
+std::string StringOf(const TextBuffer& text);
 
 }  // namespace CrashHandler::machine
 
