@@ -122,6 +122,8 @@ std::vector<Row> ObjcRows() {
       Aborts("RaisedOutOfNoexcept", "RaiseOutOfNoexcept"),
       Hangs("RaisedAndTheCallbackNeverReturns", "RaiseAndTheCallbackHangs", "RaiseUncaught"),
       RaisesTwice("RaisedByTheCallbackToo", "RaiseAndTheCallbackRaises"),
+      Faults("FaultAndTheCallbackRaises", "FaultAndTheCallbackRaises",
+             {"RaiseUncaught", "TrigerCrashHanlerCallback", "WriteToNull"}),
       // No exception: the runtime aborts.
       Aborts("ThrownObject", "ThrowAnObject"),
       Faults("FaultInACatchOfObjectiveC", "FaultInObjcCatch", {"WriteToNull", "FaultInObjcCatch"}),

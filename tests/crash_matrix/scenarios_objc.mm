@@ -132,6 +132,12 @@ CHILD_FUNCTION void RaiseAndTheCallbackRaises() {
   RaiseUncaught();
 }
 
+// No exception is the crash.
+CHILD_FUNCTION void FaultAndTheCallbackRaises() {
+  Callback([](void*, CrashType) { RaiseUncaught(); });
+  WriteToNull();
+}
+
 CHILD_FUNCTION void FaultInLoad() { dlopen(LOADED_CLASS_LIBRARY, RTLD_NOW); }
 
 CHILD_FUNCTION void FaultHoldingAnObjectsLock() {
@@ -160,6 +166,7 @@ std::vector<Scenario> ObjcScenarios() {
       SCENARIO(FaultWhileAnotherIsInInitialize),
       SCENARIO(RaiseAndTheCallbackHangs),
       SCENARIO(RaiseAndTheCallbackRaises),
+      SCENARIO(FaultAndTheCallbackRaises),
       SCENARIO(FaultInLoad),
       SCENARIO(FaultHoldingAnObjectsLock),
   };

@@ -2,6 +2,7 @@
 
 #include <execinfo.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -79,6 +80,9 @@ class AllocationCrash {
   AllocationCrash& operator=(const AllocationCrash&) = delete;
 };
 
+// Of the crash that has the turn.
+std::atomic<CrashType> sCrashKind{Signal};
+
 // Tests and sets the crashed flag, as the one thread that may: whoever gets true writes the report.
 bool BeginCrash(int signo, CrashType kind) {
   if (!TakeCrashTurn(signo)) return false;
@@ -88,10 +92,17 @@ bool BeginCrash(int signo, CrashType kind) {
     ReleaseReservedDescriptor();
     ReleaseCrashReserve();
     ExpectReport(kind);
+    sCrashKind = kind;
     return true;
   }
   GiveCrashTurnBack();
   return false;
+}
+
+// For an exception inside a report. Behind its handler the runtime ends the process in its own way,
+// which is right where the crash is an uncaught exception itself.
+void EndByCrashUnderWay() {
+  if (sCrashKind != Exception) EndByOwnCrash();
 }
 
 void CallHost(CrashType kind) {
@@ -228,6 +239,7 @@ void OruRTCExceptionHandler(NSException* exception) {
     RescueOwnReport(SIGABRT, nullptr, nullptr);
     LOG_PROBLEM("DarwinCrashHandler::already had crash happend");
     LeaveToEarlierCrash(SIGABRT, nullptr, nullptr);
+    EndByCrashUnderWay();
     return;
   }
   LOG_PROGRESS("DarwinCrashHandler::exception happend");
@@ -277,6 +289,7 @@ void OruRTCTerminateCatchHandler() {
     RescueOwnReport(SIGABRT, nullptr, nullptr);
     LOG_PROBLEM("DarwinCrashHandler::already had crash hanppend");
     LeaveToEarlierCrash(SIGABRT, nullptr, nullptr);
+    EndByCrashUnderWay();
     return;
   }
   LOG_PROGRESS("DarwinCrashHandler::terminate hanppend");

@@ -8,6 +8,7 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
 #include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/machine/crash_end.h"
 #include "media_core/biz_engine/crash_handler/machine/fault.h"
 #include "media_core/biz_engine/crash_handler/machine/threads.h"
 
@@ -27,7 +28,8 @@ constexpr int kMaxRefusals = 10;
 std::atomic<uint64_t> sTurn{0};
 static_assert(sizeof(machine::ThreadNumber) == 4 && sizeof(pid_t) == 4, "both fit into one word");
 std::atomic<int> sRefusedAllocations{0};
-std::atomic<bool> sDeadlineRuns{false};
+// Of the crash whose deadline runs; else 0.
+std::atomic<int> sCrashSignal{0};
 
 void Pause(int milliseconds) {
   const timespec time = {milliseconds / 1000, (milliseconds % 1000) * 1000000L};
@@ -69,7 +71,7 @@ bool AwaitOtherThread() {
 
 // What comes after the report is the host's: it may keep the turn for good.
 bool AnotherThreadReports() {
-  return AnotherThreadHasTurn() && sDeadlineRuns.load(std::memory_order_acquire);
+  return AnotherThreadHasTurn() && sCrashSignal.load(std::memory_order_acquire) != 0;
 }
 
 void SetDefaultAction(int signo) {
@@ -86,7 +88,7 @@ bool TakeCrashTurn(int signo) {
                                      std::memory_order_acq_rel)) {
     return false;
   }
-  sDeadlineRuns.store(true, std::memory_order_release);
+  sCrashSignal.store(signo, std::memory_order_release);
   machine::StartCrashDeadline(signo);
   return true;
 }
@@ -103,8 +105,14 @@ bool IsCrashTurnTaken() {
 
 void EndCrashDeadline() {
   machine::StopCrashDeadline();
-  sDeadlineRuns.store(false, std::memory_order_release);
+  sCrashSignal.store(0, std::memory_order_release);
   ForgetReport();
+}
+
+void EndByOwnCrash() {
+  const int signo = sCrashSignal.load(std::memory_order_acquire);
+  const uint64_t own = TurnOf(machine::CurrentThreadNumber());
+  if (signo != 0 && sTurn.load(std::memory_order_acquire) == own) machine::EndBy(signo);
 }
 
 void GiveCrashTurnBack() {

@@ -30,6 +30,9 @@ bool IsCrashTurnTaken();
 // jump out): stops the deadline, keeps the turn.
 void EndCrashDeadline();
 
+// Ends the process by the signal of the crash, if it is this thread's and its report is under way.
+void EndByOwnCrash();
+
 // Gives the turn back; the deadline is stopped too.
 void GiveCrashTurnBack();
 

@@ -1,5 +1,6 @@
 // How a process ends when a crash's time is over: what the timers of the platforms have in common.
-// For the deadline's own sources. Everything here may run in a signal handler.
+// For the deadline's own sources; EndBy is for every crash. Everything here may run in a signal
+// handler.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_CRASH_END_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_CRASH_END_H_
 
