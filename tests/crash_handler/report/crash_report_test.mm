@@ -9,6 +9,7 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
+#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
 #include "media_core/biz_engine/crash_handler/machine/threads.h"
 #include "tests/crash_handler/support/log_capture.h"
 #include "tests/support/crash_report_parser.h"
@@ -275,6 +276,22 @@ TEST_F(CrashReportTest, CrashOutsideTheSdkLeavesNoFile) {
   [report reportCrashWithSymbols:Symbols({"0", "main"})];
   [report reportCrashWithException:[NSException exceptionWithName:@"N" reason:@"R" userInfo:nil]];
   EXPECT_EQ(oru_test::ListDir(dir_.path()), Texts{});
+}
+
+// Its exception's words may be gone by then.
+TEST_F(CrashReportTest, NothingIsRescuedOfACrashThatTheFilterPassesOver) {
+  OruRTCCrashReport* report = Report();
+  NSArray* symbols = Symbols({"0", "main"});
+  ExpectReport(Signal);
+  [report reportCrashWithSignal:11 info:nullptr context:nullptr symbols:symbols];
+  EXPECT_FALSE(RescueReport());
+  ExpectReport(MemoryError);
+  [report reportCrashWithSymbols:symbols];
+  EXPECT_FALSE(RescueReport());
+  ExpectReport(Exception);
+  [report reportCrashWithException:[NSException exceptionWithName:@"N" reason:@"R" userInfo:nil]];
+  EXPECT_FALSE(RescueReport());
+  ForgetReport();
 }
 
 TEST_F(CrashReportTest, SignalReportHasNoExceptionSectionAndNoSignalNumber) {

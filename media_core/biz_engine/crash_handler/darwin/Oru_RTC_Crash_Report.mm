@@ -44,6 +44,13 @@ const char* PathBytes(NSString* path) {
 
 NSString* EmptyIfNil(NSString* text) { return text != nil ? text : @""; }
 
+// The ordinary way's word is the last: nothing is rescued of a crash that it passes over.
+bool ConcernsSdk(OruRTCCrashReport* report, NSArray* symbols) {
+  if ([report isSymbolsInclude:symbols]) return true;
+  CrashHandler::ForgetReport();
+  return false;
+}
+
 NSString* CrashTypeWord(int kind) {
   const std::string word =
       CrashHandler::GetCrashTypeString(static_cast<CrashHandler::CrashType>(kind));
@@ -151,7 +158,7 @@ NSString* CrashTypeWord(int kind) {
 }
 
 - (void)reportCrashWithException:(NSException*)exception {
-  if (![self isSymbolsInclude:[exception callStackSymbols]]) return;
+  if (!ConcernsSdk(self, [exception callStackSymbols])) return;
   NSString* path = [self newReportPathForKind:1];
   [self saveText:[self generateReporterWithException:exception] toPath:path];
 }
@@ -162,13 +169,13 @@ NSString* CrashTypeWord(int kind) {
                       symbols:(NSArray*)symbols {
   (void)info;
   (void)context;
-  if (![self isSymbolsInclude:symbols]) return;
+  if (!ConcernsSdk(self, symbols)) return;
   NSString* path = [self newReportPathForKind:0];
   [self saveText:[self generateReporterWithSignal:signal symbols:symbols] toPath:path];
 }
 
 - (void)reportCrashWithSymbols:(NSArray*)symbols {
-  if (![self isSymbolsInclude:symbols]) return;
+  if (!ConcernsSdk(self, symbols)) return;
   NSString* path = [self newReportPathForKind:2];
   [self saveText:[self generateReporterWithSignal:0 symbols:symbols] toPath:path];
 }
