@@ -30,6 +30,11 @@ extern "C" __attribute__((noinline, visibility("default"))) int OruRTCPlainTestF
   return Capture() + 1;
 }
 
+// As the module's own methods are named.
+extern "C" __attribute__((noinline, visibility("default"))) int OruRTCCrashConfigTestFrame() {
+  return Capture() + 1;
+}
+
 namespace CrashHandler {
 namespace {
 
@@ -119,6 +124,14 @@ TEST_F(PlainReportTest, AnExceptionHasItsSection) {
 TEST_F(PlainReportTest, ACrashOutsideTheSdkLeavesNoFile) {
   PlainPath path = "";
   for (void*& frame : sFrames) frame = nullptr;
+  EXPECT_FALSE(WritePlainReport(crash_, path));
+  EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(PlainReportTest, TheModulesOwnFramesDoNotCount) {
+  PlainPath path = "";
+  OruRTCCrashConfigTestFrame();
+  crash_.frame_count = static_cast<size_t>(sFrameCount);
   EXPECT_FALSE(WritePlainReport(crash_, path));
   EXPECT_TRUE(Files().empty());
 }
