@@ -42,8 +42,13 @@ constexpr size_t kReserve = size_t{6} << 20;
 constexpr size_t kMost = size_t{704} << 10;
 constexpr size_t kStep = size_t{8} << 10;
 
-// Longer than all that stands before the threads.
-std::string ExtraInfo() { return std::string(100000, 'i') + "the end"; }
+// Recoded it is longer than all that stands before the threads.
+std::string Latin1Info() { return std::string(50000, '\xe9') + "the end"; }
+std::string RecodedInfo() {
+  std::string text;
+  for (int i = 0; i < 50000; ++i) text += "\xc3\xa9";
+  return text + "the end";
+}
 
 void StartDeepThreads() {
   for (int i = 0; i < kThreads; ++i) {
@@ -58,14 +63,13 @@ void StartDeepThreads() {
 }
 
 // Writes a report with each of the amounts of memory; "dumps/AMOUNT/..." has it.
-int WriteReports(const char* dump_dir) {
-  const std::string extra_info = ExtraInfo();
+int WriteReports(const char* dump_dir, const std::string& extra_info, size_t least) {
   StartDeepThreads();
   PrepareCallStacks();
   // Room for as many threads is kept.
   TextOfAllThreads();
   machine::PrepareScratchReserve();
-  PreparePlainReport("");
+  PreparePlainReport(std::string(250, 'n').c_str());
   crash_test::UseUpAddressSpace();
   machine::OpenScratchReserve();
   void* frames[] = {nullptr, reinterpret_cast<char*>(&OruRTCMemoryTestFrame) + 1};
@@ -74,7 +78,7 @@ int WriteReports(const char* dump_dir) {
   crash.extra_info = extra_info.c_str();
   crash.frames = frames;
   crash.frame_count = 2;
-  for (size_t left = 0; left <= kMost; left += kStep) {
+  for (size_t left = least; left <= kMost; left += kStep) {
     const ScratchMemory used(kReserve - left);
     if (used.data() == nullptr) return 2;
     char version[20];
@@ -107,7 +111,7 @@ struct Outcomes {
   }
 };
 
-void ExpectWhole(const oru_test::CrashReportText& report) {
+void ExpectWhole(const oru_test::CrashReportText& report, const std::string& info) {
   EXPECT_EQ(report.error, "");
   for (const auto& thread : report.threads) {
     EXPECT_FALSE(thread.frames.empty());
@@ -116,13 +120,14 @@ void ExpectWhole(const oru_test::CrashReportText& report) {
     }
   }
   EXPECT_GT(report.images.size(), 3U);
-  EXPECT_TRUE(report.custom_info == ExtraInfo());
+  EXPECT_TRUE(report.custom_info == info);
 }
 
-TEST(PlainReportMemoryTest, IsWholeOrNotThere) {
+void ExpectWholeOrNone(const std::string& extra_info, const std::string& reported_info) {
   const oru_test::TempDir dir;
   const std::string dump_dir = dir.Join("dumps");
-  const auto result = oru_test::RunInFork([&] { return WriteReports(dump_dir.c_str()); });
+  const auto result =
+      oru_test::RunInFork([&] { return WriteReports(dump_dir.c_str(), extra_info, 0); });
   ASSERT_EQ(result.exit_code, 0) << result.Ending();
   Outcomes outcomes;
   for (size_t left = 0; left <= kMost; left += kStep) {
@@ -136,13 +141,33 @@ TEST(PlainReportMemoryTest, IsWholeOrNotThere) {
     ASSERT_EQ(files.size(), 1U);
     const auto report =
         oru_test::ParseCrashReport(oru_test::ReadFile(folder + "/" + files.front()));
-    ExpectWhole(report);
+    ExpectWhole(report, reported_info);
     outcomes.Add(report);
   }
   EXPECT_GT(outcomes.none, 0);
   EXPECT_GT(outcomes.cut, 0);
   EXPECT_GT(outcomes.threads_of_cut, 0U);
   EXPECT_GT(outcomes.complete, 0);
+}
+
+TEST(PlainReportMemoryTest, IsWholeOrNotThere) { ExpectWholeOrNone("the end", "the end"); }
+
+TEST(PlainReportMemoryTest, WithWordsThatAreRecodedToo) {
+  ExpectWholeOrNone(Latin1Info(), RecodedInfo());
+}
+
+TEST(PlainReportMemoryTest, TheHostsWordsNeedNone) {
+  const oru_test::TempDir dir;
+  const std::string dump_dir = dir.Join("dumps");
+  const std::string long_info(2 * kReserve, 'i');
+  const auto result =
+      oru_test::RunInFork([&] { return WriteReports(dump_dir.c_str(), long_info, kMost); });
+  ASSERT_EQ(result.exit_code, 0) << result.Ending();
+  const auto files = oru_test::ListFilesRecursively(dump_dir);
+  ASSERT_EQ(files.size(), 1U);
+  const auto report = oru_test::ParseCrashReport(oru_test::ReadFile(dump_dir + "/" + files[0]));
+  EXPECT_EQ(report.error, "");
+  EXPECT_TRUE(report.custom_info == long_info);
 }
 
 }  // namespace

@@ -187,13 +187,13 @@ std::string TextOfThread(ThreadNumber number) {
   return StringOf(text);
 }
 
-void AppendAllThreads(TextBuffer* text, size_t room_behind) {
-  // The sentence's own comes first.
-  const size_t kept = sizeof(kNoThreads) + room_behind;
+void AppendAllThreads(TextBuffer* text) {
+  // Room for the sentence comes first.
+  constexpr size_t kKept = sizeof(kNoThreads);
   machine::ThreadList list;
   const bool listed = list.Read();
   ChainTable table(list.size());
-  if (!listed || !table.usable() || !text->Reserve(kept)) return text->Append(kNoThreads);
+  if (!listed || !table.usable() || !text->Reserve(kKept)) return text->Append(kNoThreads);
   machine::StackWalker walker;
   Chains all = {&walker, table.chains()};
   machine::CaptureThreads(list.numbers(), list.size(), &WalkOne, &all);
@@ -204,7 +204,7 @@ void AppendAllThreads(TextBuffer* text, size_t room_behind) {
     const CallChain& chain = table.chains()[i];
     const size_t start = text->size();
     AppendNamedThread(list.numbers()[i], chain, records, text);
-    if (!text->Reserve(kept)) {
+    if (!text->Reserve(kKept)) {
       text->CutTo(start);
       return text->Append(kNoThreads);
     }
@@ -214,7 +214,7 @@ void AppendAllThreads(TextBuffer* text, size_t room_behind) {
 
 std::string TextOfAllThreads() {
   TextBuffer text;
-  AppendAllThreads(&text, 0);
+  AppendAllThreads(&text);
   return StringOf(text);
 }
 

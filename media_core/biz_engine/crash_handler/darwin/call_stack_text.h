@@ -41,9 +41,8 @@ std::string TextOfThread(machine::ThreadNumber number);
 // behind the last whole block when there is no memory for more.
 std::string TextOfAllThreads();
 
-// The same; may run in a signal handler, with the allocator's lock held by anyone. Room for so many
-// more bytes is kept behind it, if there is any.
-void AppendAllThreads(machine::TextBuffer* text, size_t room_behind);
+// The same; may run in a signal handler, with the allocator's lock held by anyone.
+void AppendAllThreads(machine::TextBuffer* text);
 
 // Does what the first use would otherwise do (mapping memory, reading the list of images, choosing
 // a signal). For installation.

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstring>
@@ -98,10 +99,17 @@ bool CreateDirectories(const char* path) {
 }
 
 bool ReplaceFile(const char* path, const void* bytes, size_t count) {
+  const Piece all = {static_cast<const char*>(bytes), count};
+  return ReplaceFileByPieces(path, &all, 1);
+}
+
+bool ReplaceFileByPieces(const char* path, const Piece* pieces, size_t piece_count) {
   char temporary[PATH_MAX];
   const int fd = CreateBeside(path, temporary, sizeof temporary);
   if (fd < 0) return false;
-  const bool written = WriteAll(fd, static_cast<const char*>(bytes), count);
+  const bool written = std::all_of(pieces, pieces + piece_count, [fd](const Piece& piece) {
+    return WriteAll(fd, piece.bytes, piece.count);
+  });
   // Some file systems tell only at the end that there was no room.
   const bool closed = close(fd) == 0 || errno == EINTR;
   if (written && closed && rename(temporary, path) == 0) return true;

@@ -19,6 +19,15 @@ bool CreateDirectories(const char* path);
 // ordinary new file gets. May run in a signal handler.
 bool ReplaceFile(const char* path, const void* bytes, size_t count);
 
+// Bytes that are somewhere.
+struct Piece {
+  const char* bytes;
+  size_t count;
+};
+
+// The same with pieces one behind the other.
+bool ReplaceFileByPieces(const char* path, const Piece* pieces, size_t piece_count);
+
 }  // namespace CrashHandler
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_CRASH_REPORT_FILE_H_

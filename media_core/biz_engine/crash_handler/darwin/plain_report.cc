@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <iterator>
 
 #include "media_core/biz_engine/crash_handler/darwin/call_stack_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_file.h"
@@ -150,26 +151,26 @@ bool AppendFrames(const PlainCrash& crash, TextBuffer* text) {
   return concerns_sdk;
 }
 
-void AppendImagesAndInfo(const PlainCrash& crash, TextBuffer* text) {
-  text->Append("\nBinary Images:\n");
-  machine::AppendImageList(text);
-  text->Append("\nUserCustomInfo:\n");
-  AppendText(crash.extra_info, text);
-  text->Append('\n');
-}
+// The parts of a report that need memory of their own.
+struct Parts {
+  TextBuffer front;    // to the threads
+  TextBuffer images;   // to the title of the host's words
+  TextBuffer recoded;  // these, where they are not UTF-8
+};
 
 // False when the crash does not concern the SDK, or something does not fit into the memory. The
-// threads may take what the other sections leave.
-bool AppendReport(const PlainCrash& crash, TextBuffer* text) {
-  AppendHeader(crash, text);
-  AppendException(crash, text);
-  if (!AppendFrames(crash, text)) return false;
-  text->Append("All Thread Backtrace:\n");
-  TextBuffer rest;
-  AppendImagesAndInfo(crash, &rest);
-  AppendAllThreads(text, rest.size());
-  text->Append(rest.data(), rest.size());
-  return !text->overflowed() && !rest.overflowed();
+// threads have what the other parts leave.
+bool AppendReport(const PlainCrash& crash, Parts* parts) {
+  AppendHeader(crash, &parts->front);
+  AppendException(crash, &parts->front);
+  if (!AppendFrames(crash, &parts->front)) return false;
+  parts->images.Append("\nBinary Images:\n");
+  machine::AppendImageList(&parts->images);
+  parts->images.Append("\nUserCustomInfo:\n");
+  if (!IsUtf8(crash.extra_info)) AppendText(crash.extra_info, &parts->recoded);
+  parts->front.Append("All Thread Backtrace:\n");
+  AppendAllThreads(&parts->front);
+  return !parts->front.overflowed() && !parts->images.overflowed() && !parts->recoded.overflowed();
 }
 
 const char* KindWord(CrashType kind) {
@@ -223,9 +224,16 @@ void PreparePlainReport(const char* application) {
 }
 
 bool WritePlainReport(const PlainCrash& crash, PlainPath path) {
-  TextBuffer text;
-  if (!AppendReport(crash, &text) || !MakePath(crash, path)) return false;
-  return ReplaceFile(path, text.data(), text.size());
+  Parts parts;
+  if (!AppendReport(crash, &parts) || !MakePath(crash, path)) return false;
+  // The host's words may be long: they are written from where they are.
+  const Piece info = IsUtf8(crash.extra_info) ? Piece{crash.extra_info, strlen(crash.extra_info)}
+                                              : Piece{parts.recoded.data(), parts.recoded.size()};
+  const Piece pieces[] = {{parts.front.data(), parts.front.size()},
+                          {parts.images.data(), parts.images.size()},
+                          info,
+                          {"\n", 1}};
+  return ReplaceFileByPieces(path, pieces, std::size(pieces));
 }
 
 }  // namespace CrashHandler
