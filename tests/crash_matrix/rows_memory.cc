@@ -40,9 +40,16 @@ Row Reported(const char* name, int signo, std::vector<std::string> frames) {
 }
 
 // A report of megabytes.
-Row Long(Row row, size_t threads, std::vector<std::string> texts) {
+Row Long(Row row, size_t threads) {
   row.threads = threads;
-  row.texts = std::move(texts);
+  return row;
+}
+
+// There is no room for all threads.
+Row Cut(Row row, size_t threads) {
+  row.threads = threads;
+  row.unreadable = 1;
+  row.texts = {"\n\nFail to get information of all threads\nBinary Images:\n"};
   return row;
 }
 
@@ -91,10 +98,8 @@ std::vector<Row> NewRows() {
            {"13NewEm"}),
       Unhindered(Reported("FaultWithoutMemory", SIGSEGV, {"WriteToNull", "FaultWithoutMemory"})),
       Unhindered(Reported("AbortWithoutMemory", SIGABRT, {"abort", "AbortWithoutMemory"})),
-      Long(Reported("FaultWithoutMemoryBesideDeepThreads", SIGSEGV, {"WriteToNull"}), 601, {}),
-      // There is no room for all threads.
-      Long(Reported("FaultWithoutMemoryBesideManyDeepThreads", SIGSEGV, {"WriteToNull"}), 100,
-           {"\n\nFail to get information of all threads\nBinary Images:\n"}),
+      Long(Reported("FaultWithoutMemoryBesideDeepThreads", SIGSEGV, {"WriteToNull"}), 601),
+      Cut(Reported("FaultWithoutMemoryBesideManyDeepThreads", SIGSEGV, {"WriteToNull"}), 100),
   };
 }
 

@@ -209,6 +209,37 @@ class ImageResolver {
   const char* last_name_ = nullptr;
 };
 
+constexpr size_t kBytesAQuery = sizeof(Query) + sizeof(uint64_t) + sizeof(ElfSymbolMatch);
+
+// `memory` has room for `count` queries.
+void ResolveIn(void* memory, SymbolizerState* state, const uintptr_t* addresses,
+               SymbolInformation* records, size_t count) {
+  auto* queries = static_cast<Query*>(memory);
+  auto* distinct = reinterpret_cast<uint64_t*>(queries + count);
+  auto* matches = reinterpret_cast<ElfSymbolMatch*>(distinct + count);
+
+  size_t known = 0;
+  for (size_t i = 0; i < count; ++i) {
+    const LoadedImage* image = state->table.Find(addresses[i]);
+    if (image != nullptr) queries[known++] = {addresses[i] - image->bias, image, i};
+  }
+  std::sort(queries, queries + known, &Before);
+  for (size_t start = 0; start < known;) {
+    size_t end = start + 1;
+    while (end < known && queries[end].image == queries[start].image) ++end;
+    ImageResolver resolver(state, *queries[start].image);
+    resolver.Resolve(queries + start, end - start, distinct, matches, records);
+    start = end;
+  }
+}
+
+// One stack's worth needs no memory of its own. Its room is not to be in every frame of Resolve.
+[[gnu::noinline]] void ResolveFew(SymbolizerState* state, const uintptr_t* addresses,
+                                  SymbolInformation* records, size_t count) {
+  alignas(Query) char few[kFewQueries * kBytesAQuery];
+  ResolveIn(few, state, addresses, records, count);
+}
+
 }  // namespace
 
 void PrepareImages() { PrepareImageTable(); }
@@ -238,29 +269,14 @@ Symbolizer::~Symbolizer() {
 void Symbolizer::Resolve(const uintptr_t* addresses, SymbolInformation* records, size_t count) {
   for (size_t i = 0; i < count; ++i) records[i] = {nullptr, nullptr, nullptr, nullptr};
   auto* state = static_cast<SymbolizerState*>(memory_.data());
-  constexpr size_t kEach = sizeof(Query) + sizeof(uint64_t) + sizeof(ElfSymbolMatch);
-  // One stack's worth needs no memory of its own.
-  alignas(Query) char few[kFewQueries * kEach];
-  ScratchMemory many;
   if (state == nullptr || count == 0) return;
-  if (count > kFewQueries && !many.Allocate(count * kEach)) return;
-  auto* queries = static_cast<Query*>(count > kFewQueries ? many.data() : few);
-  auto* distinct = reinterpret_cast<uint64_t*>(queries + count);
-  auto* matches = reinterpret_cast<ElfSymbolMatch*>(distinct + count);
-
-  size_t known = 0;
-  for (size_t i = 0; i < count; ++i) {
-    const LoadedImage* image = state->table.Find(addresses[i]);
-    if (image != nullptr) queries[known++] = {addresses[i] - image->bias, image, i};
-  }
-  std::sort(queries, queries + known, &Before);
-  for (size_t start = 0; start < known;) {
-    size_t end = start + 1;
-    while (end < known && queries[end].image == queries[start].image) ++end;
-    ImageResolver resolver(state, *queries[start].image);
-    resolver.Resolve(queries + start, end - start, distinct, matches, records);
-    start = end;
-  }
+  if (count <= kFewQueries) return ResolveFew(state, addresses, records, count);
+  ScratchMemory many(count * kBytesAQuery);
+  if (many.data() != nullptr) return ResolveIn(many.data(), state, addresses, records, count);
+  // In more passes it takes less memory.
+  const size_t half = count / 2;
+  Resolve(addresses, records, half);
+  Resolve(addresses + half, records + half, count - half);
 }
 
 bool Symbolizer::ResolveOne(uintptr_t address, SymbolInformation* record) {
