@@ -99,6 +99,7 @@ std::vector<Row> NewRows() {
       Unhindered(Reported("FaultWithoutMemory", SIGSEGV, {"WriteToNull", "FaultWithoutMemory"})),
       Unhindered(Reported("AbortWithoutMemory", SIGABRT, {"abort", "AbortWithoutMemory"})),
       Long(Reported("FaultWithoutMemoryBesideDeepThreads", SIGSEGV, {"WriteToNull"}), 601),
+      Long(Reported("FaultWithoutMemoryAfterOpeningALibrary", SIGSEGV, {"WriteToNull"}), 601),
       Cut(Reported("FaultWithoutMemoryBesideManyDeepThreads", SIGSEGV, {"WriteToNull"}), 100),
   };
 }

@@ -1,5 +1,6 @@
 // Memory that runs out: under a limit on the address space set after the installation, or by a
 // request that nothing can fill; with and without a new-handler that was there before.
+#include <dlfcn.h>
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -248,6 +249,14 @@ CHILD_FUNCTION void FaultWithoutMemoryBesideDeepThreads() {
   WriteToNull();
 }
 
+// The list of images that was read at the installation is not true any more.
+CHILD_FUNCTION void FaultWithoutMemoryAfterOpeningALibrary() {
+  Require(dlopen(OPENED_LIBRARY, RTLD_NOW) != nullptr);
+  StartDeepThreads(600);
+  MallocUntilItFails();
+  WriteToNull();
+}
+
 // A longer one than the memory set aside holds.
 CHILD_FUNCTION void FaultWithoutMemoryBesideManyDeepThreads() {
   StartDeepThreads(1400);
@@ -280,6 +289,7 @@ std::vector<Scenario> NewScenarios() {
       SCENARIO(FaultAfterNewInALimitOnThreads),
       SCENARIO(FaultWithoutMemory),
       SCENARIO(AbortWithoutMemory),
+      SCENARIO(FaultWithoutMemoryAfterOpeningALibrary),
       SCENARIO(FaultWithoutMemoryBesideDeepThreads),
       SCENARIO(FaultWithoutMemoryBesideManyDeepThreads),
   };

@@ -15,7 +15,10 @@ namespace CrashHandler::machine {
 
 namespace {
 
-constexpr size_t kPathBytes = 4 << 20;
+// Room for each image's path, on an average, and for libraries that are opened while the list is
+// read. Without memory in the process the room comes from the little that is set aside.
+constexpr size_t kPathBytesAnImage = 1024;
+constexpr size_t kImagesToCome = 16;
 
 // Copies a string of this process with safe reads that cross no page. False when it does not end
 // within the room or cannot be read.
@@ -67,10 +70,15 @@ const ByteSource kOwnMemory = {&ReadOwnMemory, nullptr};
 
 struct ImageTable::Content {
   size_t count;
+  size_t capacity;
   size_t path_bytes;
   bool complete;  // every record of the linker's list gave an image
-  LoadedImage images[kMaxImages];
-  char paths[kPathBytes];
+  LoadedImage* images;
+  char* paths;
+
+  static size_t PathRoom(size_t capacity) { return capacity * kPathBytesAnImage + PATH_MAX; }
+  // In memory of one piece.
+  static Content* Make(size_t capacity, ScratchMemory* memory);
 
   void AddLink(const struct link_map& link, uint64_t at, const Content* known);
   bool CopyPath(const char* path, LoadedImage* image);
@@ -133,6 +141,18 @@ class RecordCheck {
   char names_[4096];
 };
 
+// Of the list as it is now; one that is cut off or a ring ends at the most images there may be.
+size_t CountRecords() {
+  struct link_map link;
+  size_t count = 0;
+  for (const struct link_map* next = _r_debug.r_map; next != nullptr && count < kMaxImages;
+       ++count) {
+    if (mach_copyMem(next, &link, sizeof(link)) != 0) break;
+    next = link.l_next;
+  }
+  return count;
+}
+
 }  // namespace
 
 ImageTable::ImageTable() {
@@ -141,8 +161,9 @@ ImageTable::ImageTable() {
     content_ = known;
     return;
   }
-  if (!memory_.Allocate(sizeof(Content))) return;
-  auto* content = static_cast<Content*>(memory_.data());
+  Content* const content =
+      Content::Make(std::min(CountRecords() + kImagesToCome, kMaxImages), &memory_);
+  if (content == nullptr) return;
   Read(known, content);
   content_ = content;
 }
@@ -182,12 +203,25 @@ void ImageTable::Read(const Content* known, Content* content) {
   struct link_map link;
   const struct link_map* next = _r_debug.r_map;
   size_t records = 0;
-  for (; next != nullptr && records < kMaxImages; ++records) {
+  for (; next != nullptr && records < content->capacity; ++records) {
     if (mach_copyMem(next, &link, sizeof(link)) != 0) return;
     content->AddLink(link, reinterpret_cast<uint64_t>(next), known);
     next = link.l_next;
   }
   content->complete = next == nullptr && content->count == records;
+}
+
+ImageTable::Content* ImageTable::Content::Make(size_t capacity, ScratchMemory* memory) {
+  static_assert(sizeof(Content) % alignof(LoadedImage) == 0, "images follow it");
+  const size_t image_bytes = capacity * sizeof(LoadedImage);
+  if (!memory->Allocate(sizeof(Content) + image_bytes + PathRoom(capacity))) return nullptr;
+  auto* const content = static_cast<Content*>(memory->data());
+  char* const behind = static_cast<char*>(memory->data()) + sizeof(Content);
+  *content = {};
+  content->capacity = capacity;
+  content->images = reinterpret_cast<LoadedImage*>(behind);
+  content->paths = behind + image_bytes;
+  return content;
 }
 
 void ImageTable::Content::AddLink(const struct link_map& link, uint64_t at, const Content* known) {
@@ -220,7 +254,7 @@ void ImageTable::Content::AddLink(const struct link_map& link, uint64_t at, cons
 
 bool ImageTable::Content::CopyPath(const char* path, LoadedImage* image) {
   const size_t size = strlen(path) + 1;
-  if (size > kPathBytes - path_bytes) return false;
+  if (size > PathRoom(capacity) - path_bytes) return false;
   char* copy = paths + path_bytes;
   memcpy(copy, path, size);
   path_bytes += size;
