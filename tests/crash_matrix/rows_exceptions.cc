@@ -123,7 +123,9 @@ std::vector<Row> ObjcRows() {
       Hangs("RaisedAndTheCallbackNeverReturns", "RaiseAndTheCallbackHangs", "RaiseUncaught"),
       RaisesTwice("RaisedByTheCallbackToo", "RaiseAndTheCallbackRaises"),
       Faults("FaultAndTheCallbackRaises", "FaultAndTheCallbackRaises",
-             {"RaiseUncaught", "TrigerCrashHanlerCallback", "WriteToNull"}),
+             {"WriteToNull", "FaultAndTheCallbackRaises"}),
+      Faults("FaultBelowACatchAndTheCallbackRaises", "FaultInATryAndTheCallbackRaises",
+             {"WriteToNull", "FaultInATryAndTheCallbackRaises"}),
       // No exception: the runtime aborts.
       Aborts("ThrownObject", "ThrowAnObject"),
       Faults("FaultInACatchOfObjectiveC", "FaultInObjcCatch", {"WriteToNull", "FaultInObjcCatch"}),

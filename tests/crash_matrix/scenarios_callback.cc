@@ -1,7 +1,11 @@
 // The host's callback and log sink go wrong while a crash is handled.
+#include <pthread.h>
 #include <signal.h>
 #include <stdlib.h>
+#include <unistd.h>
 
+#include <cstring>
+#include <stdexcept>
 #include <thread>
 
 #include "tests/crash_matrix/scenario.h"
@@ -55,6 +59,37 @@ void CallbackSurvivesAnAbort() {
   Callback([](void*, CrashType) {
     raise(SIGABRT);
     SleepMs(1100);
+  });
+  WriteToNull();
+}
+
+// The crashed function's caller would take it for its own.
+CHILD_FUNCTION void CallbackThrowsBelowACatch() {
+  Callback([](void*, CrashType) { throw std::runtime_error("thrown by the callback"); });
+  try {
+    WriteToNull();
+  } catch (const std::exception&) {
+    _exit(kScenarioFailed);
+  }
+}
+
+CHILD_FUNCTION void SinkThrowsBelowACatch() {
+  Handler()->SetDebugLogSinkCallback(
+      [](CrashHandler::CrashHandlerLogLevel, const char*, const char*, int, char* line) {
+        if (strstr(line, "find sdk symbols") != nullptr)
+          throw std::runtime_error("thrown by the sink");
+      });
+  try {
+    WriteToNull();
+  } catch (const std::exception&) {
+    _exit(kScenarioFailed);
+  }
+}
+
+void CancelledInTheCallback() {
+  Callback([](void*, CrashType) {
+    pthread_cancel(pthread_self());
+    pthread_testcancel();
   });
   WriteToNull();
 }
@@ -117,6 +152,9 @@ std::vector<Scenario> CallbackScenarios() {
       SCENARIO(CallbackFaultsOtherwise),
       SCENARIO(CallbackAborts),
       SCENARIO(CallbackSurvivesAnAbort),
+      SCENARIO(CallbackThrowsBelowACatch),
+      SCENARIO(SinkThrowsBelowACatch),
+      SCENARIO(CancelledInTheCallback),
       SCENARIO(CallbackUsesTheFacade),
       SCENARIO(SinkFaults),
       SCENARIO(SinkHangs),

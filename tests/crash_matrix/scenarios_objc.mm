@@ -138,6 +138,15 @@ CHILD_FUNCTION void FaultAndTheCallbackRaises() {
   WriteToNull();
 }
 
+CHILD_FUNCTION void FaultInATryAndTheCallbackRaises() {
+  Callback([](void*, CrashType) { RaiseUncaught(); });
+  @try {
+    WriteToNull();
+  } @catch (NSException*) {
+    _exit(kScenarioFailed);
+  }
+}
+
 CHILD_FUNCTION void FaultInLoad() { dlopen(LOADED_CLASS_LIBRARY, RTLD_NOW); }
 
 CHILD_FUNCTION void FaultHoldingAnObjectsLock() {
@@ -167,6 +176,7 @@ std::vector<Scenario> ObjcScenarios() {
       SCENARIO(RaiseAndTheCallbackHangs),
       SCENARIO(RaiseAndTheCallbackRaises),
       SCENARIO(FaultAndTheCallbackRaises),
+      SCENARIO(FaultInATryAndTheCallbackRaises),
       SCENARIO(FaultInLoad),
       SCENARIO(FaultHoldingAnObjectsLock),
   };

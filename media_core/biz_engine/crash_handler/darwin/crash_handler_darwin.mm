@@ -9,6 +9,7 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_exit.h"
+#include "media_core/biz_engine/crash_handler/darwin/crash_guard.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_hooks.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_preparation.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
@@ -146,6 +147,18 @@ SignalAction FindOldSignalHandler(int signo) {
   return count != 0 ? count : backtrace(frames, kMaxFrames);
 }
 
+void ReportSignal(int signo, siginfo_t* info, void* context, void* const* frames, int count) {
+  @autoreleasepool {
+    char** strings = backtrace_symbols(frames, count);
+    NSMutableArray* symbols = SymbolArray(strings, count);
+    KeepInSight(strings, count);
+    [CreateOruRTCCrashReport() reportCrashWithSignal:signo
+                                                info:info
+                                             context:context
+                                             symbols:symbols];
+  }
+}
+
 void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
   const ErrnoKeeper keep_errno;
   if (!BeginCrash(signo, Signal)) {
@@ -156,24 +169,20 @@ void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
   }
   {
     const OpenToFaults open(signo, info, context);
-    LOG_PROGRESS("DarwinCrashHandler::singal happend, signal = %d ", signo);
-    CallHost(Signal);
-    @autoreleasepool {
-      void* frames[kMaxFrames];
-      const int count = CaptureFrames(frames);
-      RememberFrames(frames, count);
-      char** strings = backtrace_symbols(frames, count);
-      NSMutableArray* symbols = SymbolArray(strings, count);
-      KeepInSight(strings, count);
-      [CreateOruRTCCrashReport() reportCrashWithSignal:signo
-                                                  info:info
-                                               context:context
-                                               symbols:symbols];
-    }
+    Guarded([&] {
+      LOG_PROGRESS("DarwinCrashHandler::singal happend, signal = %d ", signo);
+      CallHost(Signal);
+    });
+    void* frames[kMaxFrames];
+    const int count = CaptureFrames(frames);
+    RememberFrames(frames, count);
+    Guarded([&] { ReportSignal(signo, info, context, frames, count); });
   }
   const SignalAction old_handler = FindOldSignalHandler(signo);
-  LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %d",
-               static_cast<int>(reinterpret_cast<intptr_t>(old_handler)));
+  Guarded([&] {
+    LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %d",
+                 static_cast<int>(reinterpret_cast<intptr_t>(old_handler)));
+  });
   EndCrashDeadline();
   if (old_handler != nullptr) old_handler(signo, info, context);
   ReleaseOruRTCSingnalHandle(true);
