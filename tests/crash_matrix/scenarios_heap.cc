@@ -19,9 +19,12 @@ void BecomeThreaded() {
 // The allocator keeps the size of a piece of memory right before it.
 size_t* SizeField(void* memory) { return static_cast<size_t*>(memory) - 1; }
 
+constexpr size_t kSmallest = 24;
 constexpr size_t kSmall = 40;
 // Beyond what each thread keeps for itself.
 constexpr size_t kLarge = 5000;
+// No hole is as large: such pieces come from the end of the heap, one behind the other.
+constexpr size_t kFromTheEnd = 100008;
 
 CHILD_FUNCTION void* Allocate(size_t size) {
   void* volatile memory = malloc(size);
@@ -56,10 +59,21 @@ CHILD_FUNCTION void FreeLargeTwice() {
   FreeTwice(kLarge);
 }
 
+// Takes what lies free in front of a piece from the end. What is asked for next comes from the end
+// too, whatever the process has done before.
+CHILD_FUNCTION void FillTheHoles() {
+  const void* const end = Allocate(kFromTheEnd);
+  for (size_t size = kFromTheEnd / 2; size >= kSmallest; size -= size > 2048 ? size / 4 : 16) {
+    while (Allocate(size) < end) {
+    }
+  }
+}
+
 // The rest of the heap is said to be larger than the machine.
 CHILD_FUNCTION void SmashTheTop() {
-  char* last = static_cast<char*>(Allocate(kLarge));
-  memset(last + kLarge, 0xff, 24);
+  FillTheHoles();
+  char* last = static_cast<char*>(Allocate(kFromTheEnd));
+  memset(last + kFromTheEnd, 0xff, 24);
 }
 
 CHILD_FUNCTION void AbortInMalloc() {
@@ -79,11 +93,12 @@ CHILD_FUNCTION void FaultAfterSmashingTheTopOfAThreadedProcess() {
   WriteToNull();
 }
 
+// Between two that stay in use nobody looks at it.
 CHILD_FUNCTION void FaultAfterSmashingAHeader() {
-  void* first = Allocate(kLarge);
-  void* second = Allocate(kLarge);
-  *SizeField(second) = 0x4141414141414141;
-  free(first);
+  Allocate(kFromTheEnd);
+  void* middle = Allocate(kFromTheEnd);
+  Allocate(kFromTheEnd);
+  *SizeField(middle) = 0x4141414141414141;
   WriteToNull();
 }
 
