@@ -196,12 +196,16 @@ std::string OnTerminal(const std::function<void()>& body) {
   body();
   dup2(before, STDERR_FILENO);
   close(before);
-  fcntl(master, F_SETFL, O_NONBLOCK);
-  char buffer[8192];
-  const ssize_t got = read(master, buffer, sizeof buffer);
+  // What was written is on its way for a while; behind its end comes an error, the terminal being
+  // closed.
   close(terminal);
+  std::string text;
+  char buffer[8192];
+  for (ssize_t got; (got = read(master, buffer, sizeof buffer)) > 0;) {
+    text.append(buffer, static_cast<size_t>(got));
+  }
   close(master);
-  return got > 0 ? std::string(buffer, static_cast<size_t>(got)) : "";
+  return text;
 }
 
 TEST_F(UploadLogTest, ATerminalSeesOneLineATenth) {
