@@ -62,7 +62,7 @@ void BlockAllSignals();
 void UseGuardedAlternateStack(size_t size);
 // A line on standard error; may be called in a signal handler.
 void Say(const char* line);
-// Asks for more than there is and catches what comes of it.
+// Asks for more than there is, catches what comes of it and says so.
 void FailAnAllocation();
 // Whether nobody handles the deadline's signal any more.
 bool DeadlineIsOver();

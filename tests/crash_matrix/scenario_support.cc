@@ -51,6 +51,7 @@ CHILD_FUNCTION void FailAnAllocation() {
     volatile char* memory = new char[too_much];
     memory[0] = 1;
   } catch (const std::bad_alloc&) {
+    Say("bad_alloc");
     return;
   }
   _exit(kScenarioFailed);

@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <cstddef>
-#include <cstdint>
 #include <new>
 #include <string>
 #include <thread>
@@ -35,16 +34,6 @@ void AfterUninstalling() {
 CHILD_FUNCTION void AbortAfterUninstalling() {
   Handler()->UnInstallCrashHandler();
   abort();
-}
-
-CHILD_FUNCTION void FailAnAllocation() {
-  volatile size_t too_much = SIZE_MAX / 4;
-  try {
-    volatile char* memory = new char[too_much];
-    memory[0] = 1;
-  } catch (const std::bad_alloc&) {
-    Say("bad_alloc");
-  }
 }
 
 // There was no new-handler to put back.
