@@ -92,9 +92,12 @@ bool ParseImage(const std::string& line, Image* image) {
   if (at == std::string::npos || !ReadHex(line, &at, &image->start)) return false;
   at = line.find_first_not_of(" -", at);
   if (at == std::string::npos || !ReadHex(line, &at, &image->end)) return false;
-  // The name is the path's last part once more, and may look like the columns behind it.
+  // The name is the path's last part once more, and may look like the columns behind it. The type,
+  // one word, follows.
   const std::string last = LastPathEntry(line);
-  const bool repeated = line.compare(at, last.size() + 2, " " + last + " ") == 0;
+  const size_t type = at + last.size() + 2;
+  const bool repeated = line.compare(at, last.size() + 2, " " + last + " ") == 0 &&
+                        line.find(' ', type) == line.find("  <", type);
   const size_t open = line.find("  <", repeated ? at + 1 + last.size() : at);
   const size_t close = line.find("> ", open);
   if (open == std::string::npos || close == std::string::npos) return false;

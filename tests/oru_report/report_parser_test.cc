@@ -100,6 +100,17 @@ TEST(ReportParser, ReadsImagesWhoseNamesLookLikeTheColumnsBehind) {
   EXPECT_EQ(report.images[3].path, path);
 }
 
+TEST(ReportParser, KeepsTheWholeNameWhereItOnlyBeginsLikeThePathsLastPart) {
+  std::string text = kSignalReport;
+  const std::string line = "/lib/my lib.so\n";
+  text.insert(text.find(line) + line.size(),
+              "            0x1000 -             0x2000 a.so 0ff a.so arm64  <> /lib/a.so\n");
+  const Report report = Parsed(text);
+  ASSERT_EQ(report.images.size(), 4U);
+  EXPECT_EQ(report.images[3].name, "a.so 0ff a.so");
+  EXPECT_EQ(report.images[3].path, "/lib/a.so");
+}
+
 TEST(ReportParser, ReadsAnImageWithoutAPath) {
   std::string text = kSignalReport;
   const std::string line = "/lib/my lib.so\n";
