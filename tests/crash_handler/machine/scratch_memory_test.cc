@@ -109,16 +109,6 @@ TEST(ScratchReserveTest, TheLastPieceGrowsInPlaceToTheEnd) {
             0);
 }
 
-TEST(ScratchMemoryTest, ExtendedItKeepsWhatIsInIt) {
-  ScratchMemory memory(100);
-  memset(memory.data(), 0xff, memory.size());
-  if (!memory.Extend(3 * kMebibyte)) GTEST_SKIP() << "the system has no such thing";
-  ASSERT_EQ(memory.size(), 3 * kMebibyte);
-  const auto* const bytes = static_cast<const unsigned char*>(memory.data());
-  EXPECT_EQ(bytes[99], 0xff);
-  EXPECT_EQ(bytes[3 * kMebibyte - 1], 0);
-}
-
 TEST(ScratchMemoryTest, NeitherNothingNorASmallerSizeIsAnExtension) {
   ScratchMemory memory;
   EXPECT_FALSE(memory.Extend(100));
