@@ -51,7 +51,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       {start, end, wide, no_uuid ? nullptr : uuid.c_str(), no_path ? nullptr : path.c_str()});
   const int width = wide ? 18 : 10;
   const std::string name = path.substr(path.rfind('/') + 1);
-  Require(line == Hexadecimal(start, width) + " - " + Hexadecimal(end, width) + " " + name +
+  Require(line == Hexadecimal(start, width) + " - " + Hexadecimal(end, width) + "  " + name +
                       (wide ? " arm64  <" : " armv7  <") + WithoutDashes(uuid) + "> " + path + "\n",
           "a line");
   return 0;

@@ -87,18 +87,28 @@ bool ParseColumnForm(const std::string& line, Frame* frame) {
   return true;
 }
 
+// The name stands between the addresses and the type, one word; it is the path's last part once
+// more, and may look like the columns behind it. Returns where the type stands, or npos when
+// `name` is not before it. Former versions wrote one blank before the name instead of two.
+size_t TypeBehindName(const std::string& line, size_t at, const std::string& name) {
+  for (const char* const blanks : {"  ", " "}) {
+    const std::string column = blanks + name + " ";
+    const size_t type = at + column.size();
+    if (line.compare(at, column.size(), column) != 0) continue;
+    if (line.find(' ', type) == line.find("  <", type)) return type;
+  }
+  return std::string::npos;
+}
+
 bool ParseImage(const std::string& line, Image* image) {
   size_t at = line.find_first_not_of(' ');
   if (at == std::string::npos || !ReadHex(line, &at, &image->start)) return false;
   at = line.find_first_not_of(" -", at);
   if (at == std::string::npos || !ReadHex(line, &at, &image->end)) return false;
-  // The name is the path's last part once more, and may look like the columns behind it. The type,
-  // one word, follows.
   const std::string last = LastPathEntry(line);
-  const size_t type = at + last.size() + 2;
-  const bool repeated = line.compare(at, last.size() + 2, " " + last + " ") == 0 &&
-                        line.find(' ', type) == line.find("  <", type);
-  const size_t open = line.find("  <", repeated ? at + 1 + last.size() : at);
+  const size_t type = TypeBehindName(line, at, last);
+  const bool repeated = type != std::string::npos;
+  const size_t open = line.find("  <", repeated ? type : at);
   const size_t close = line.find("> ", open);
   if (open == std::string::npos || close == std::string::npos) return false;
   image->uuid = line.substr(open + 3, close - open - 3);

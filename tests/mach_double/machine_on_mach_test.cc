@@ -173,7 +173,7 @@ TEST(MachImages, TheImageListShowsEveryLibraryInTheLoadersOrder) {
     const auto start = reinterpret_cast<uint64_t>(_dyld_get_image_header(image));
     const segment_command_64* const text = SegmentOf(image, SEG_TEXT);
     char addresses[64];
-    snprintf(addresses, sizeof(addresses), "%#18lx - %#18lx ", start, start + text->vmsize - 1);
+    snprintf(addresses, sizeof(addresses), "%#18lx - %#18lx  ", start, start + text->vmsize - 1);
     EXPECT_EQ(addresses, line.substr(0, strlen(addresses)));
     const std::string path = kLibraries[image];
     const std::string name = path.substr(path.rfind('/') + 1);
@@ -204,7 +204,7 @@ TEST(MachImages, AnImageWithoutANameIsListedWithoutOne) {
   mach_double::RemoveImage(header);
   mach_double::AddNamelessImage(header, slide);
   const std::string text = ImageListText();
-  EXPECT_NE(std::string::npos, text.find("  arm64  <")) << text;
+  EXPECT_NE(std::string::npos, text.find("   arm64  <")) << text;
   EXPECT_EQ("> \n", text.substr(text.find('>')));
 }
 

@@ -37,7 +37,7 @@ def big_report(threads=200, images=300):
     for i in range(images):
         start = 0x7f0000000000 + i * 0x100000
         folder = "a-long-folder-name-without-any-blank-in-it/" * (8 if i % 50 == 7 else 1)
-        text += (f"{hex(start):>18} - {hex(start + 0xfffff):>18} library{i}.so arm64  <{i:032x}> "
+        text += (f"{hex(start):>18} - {hex(start + 0xfffff):>18}  library{i}.so arm64  <{i:032x}> "
                  f"/opt/app/{folder}library{i}.so\n")
     return text + "\nUserCustomInfo:\n" + "word" * 400 + "\n"
 

@@ -90,7 +90,7 @@ TEST(ReportParser, ReadsImagesWhoseNamesLookLikeTheColumnsBehind) {
   std::string text = kSignalReport;
   const std::string line = "/lib/my lib.so\n";
   text.insert(text.find(line) + line.size(),
-              "            0x1000 -             0x2000 a  <b> c arm64  <d> e arm64  "
+              "            0x1000 -             0x2000  a  <b> c arm64  <d> e arm64  "
               "<0123456789abcdef0123456789abcdef> " +
                   path + "\n");
   const Report report = Parsed(text);
@@ -104,7 +104,7 @@ TEST(ReportParser, KeepsTheWholeNameWhereItOnlyBeginsLikeThePathsLastPart) {
   std::string text = kSignalReport;
   const std::string line = "/lib/my lib.so\n";
   text.insert(text.find(line) + line.size(),
-              "            0x1000 -             0x2000 a.so 0ff a.so arm64  <> /lib/a.so\n");
+              "            0x1000 -             0x2000  a.so 0ff a.so arm64  <> /lib/a.so\n");
   const Report report = Parsed(text);
   ASSERT_EQ(report.images.size(), 4U);
   EXPECT_EQ(report.images[3].name, "a.so 0ff a.so");
@@ -114,11 +114,32 @@ TEST(ReportParser, KeepsTheWholeNameWhereItOnlyBeginsLikeThePathsLastPart) {
 TEST(ReportParser, ReadsAnImageWithoutAPath) {
   std::string text = kSignalReport;
   const std::string line = "/lib/my lib.so\n";
-  text.insert(text.find(line) + line.size(), "  0x1000 -   0x2000  armv7  <> \n");
+  text.insert(text.find(line) + line.size(), "  0x1000 -   0x2000   armv7  <> \n");
   const Report report = Parsed(text);
   ASSERT_EQ(report.images.size(), 4U);
   EXPECT_EQ(report.images[3].name, "");
   EXPECT_EQ(report.images[3].path, "");
+}
+
+// As reports of former versions have it.
+TEST(ReportParser, ReadsImagesWithOneBlankBeforeTheName) {
+  std::string text = kSignalReport;
+  const std::string lines =
+      "            0x1000 -             0x2000 x.so arm64  <01> /lib/x.so\n"
+      "            0x1000 -             0x2000  x.so arm64  <02> /lib/ x.so\n"
+      "            0x1000 -             0x2000   x.so arm64  <03> /lib/ x.so\n"
+      "  0x1000 -   0x2000  armv7  <04> \n"
+      "            0x1000 -             0x2000 [vdso] arm64  <05> [vdso]\n"
+      "            0x1000 -             0x2000  [vdso] arm64  <06> [vdso]\n";
+  const std::string before = "/lib/my lib.so\n";
+  text.insert(text.find(before) + before.size(), lines);
+  const Report report = Parsed(text);
+  ASSERT_EQ(report.images.size(), 9U);
+  const char* const names[] = {"x.so", " x.so", " x.so", "", "[vdso]", "[vdso]"};
+  for (size_t i = 0; i < 6; ++i) {
+    EXPECT_EQ(report.images[3 + i].name, names[i]) << i;
+    EXPECT_EQ(report.images[3 + i].uuid, "0" + std::to_string(i + 1)) << i;
+  }
 }
 
 TEST(ReportParser, ReadsAnyNumberOfFailureTextsOnOneLine) {

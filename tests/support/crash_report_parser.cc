@@ -134,7 +134,7 @@ void ReadAllThreads(Reader* reader, CrashReportText* report) {
 
 void ReadImage(const std::string& line, Reader* reader, CrashReportText* report) {
   static const auto* const pattern =
-      new std::regex("( *0x[0-9a-f]+) - ( *0x[0-9a-f]+) (.*) (arm64|armv7)  <([0-9a-f]*)> (.*)");
+      new std::regex("( *0x[0-9a-f]+) - ( *0x[0-9a-f]+)  (.*) (arm64|armv7)  <([0-9a-f]*)> (.*)");
   std::smatch match;
   if (!std::regex_match(line, match, *pattern)) {
     reader->Fail("not an image's line: '" + line + "'");

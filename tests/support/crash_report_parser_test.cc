@@ -21,7 +21,7 @@ const char kThreads[] =
     "\n";
 const char kImages[] =
     "Binary Images:\n"
-    "    0x7f0000000000 -     0x7f0000000fff lib x.so arm64  <0011> /l/lib x.so\n"
+    "    0x7f0000000000 -     0x7f0000000fff  lib x.so arm64  <0011> /l/lib x.so\n"
     "\n";
 const char kInfo[] = "UserCustomInfo:\nhello\n";
 

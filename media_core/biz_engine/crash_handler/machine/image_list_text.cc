@@ -20,7 +20,7 @@ void AppendLine(const ImageListEntry& entry, TextBuffer* text) {
   // Two addresses of at most 18 characters each.
   char range[48];
   const char* format =
-      entry.is_64_bit ? "%#18" PRIx64 " - %#18" PRIx64 " " : "%#10" PRIx64 " - %#10" PRIx64 " ";
+      entry.is_64_bit ? "%#18" PRIx64 " - %#18" PRIx64 "  " : "%#10" PRIx64 " - %#10" PRIx64 "  ";
   snprintf(range, sizeof(range), format, entry.start, entry.end);
   const char* path = entry.path == nullptr ? "" : entry.path;
   const char* slash = strrchr(path, '/');

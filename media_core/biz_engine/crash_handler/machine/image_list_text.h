@@ -9,7 +9,7 @@
 
 namespace CrashHandler::machine {
 
-// One line with its newline: "START - END NAME ARCH  <UUID> PATH". The addresses are right-aligned
+// One line with its newline: "START - END  NAME ARCH  <UUID> PATH". The addresses are right-aligned
 // hexadecimal with "0x", 18 characters wide for a 64-bit image and 10 for a 32-bit one. NAME is the
 // path's last component; ARCH is "arm64" or "armv7" after the image's width alone, whatever the
 // processor is. The UUID is in lower case without "-". Paths are bytes as the loader gave them.
