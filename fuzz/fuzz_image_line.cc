@@ -3,7 +3,7 @@
 #include <sstream>
 
 #include "fuzz/fuzz_support.h"
-#include "media_core/biz_engine/crash_handler/machine/image_list_text.h"
+#include "media_core/biz_engine/crash_handler/report/image_list_text.h"
 
 using oru_fuzz::Require;
 

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "fuzz/fuzz_source.h"
-#include "media_core/biz_engine/crash_handler/machine/macho_image.h"
+#include "media_core/biz_engine/crash_handler/machine/images/macho_image.h"
 
 using oru_fuzz::CountedSource;
 using oru_fuzz::Require;

@@ -1,7 +1,7 @@
 // Lines of crash reports as the crash module writes them, read back.
 #include "fuzz/fuzz_support.h"
-#include "media_core/biz_engine/crash_handler/darwin/call_stack_text.h"
-#include "media_core/biz_engine/crash_handler/machine/image_list_text.h"
+#include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
+#include "media_core/biz_engine/crash_handler/report/image_list_text.h"
 #include "oru_report/report_parser.h"
 
 using CrashHandler::machine::CallChain;

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "fuzz/fuzz_support.h"
-#include "media_core/biz_engine/crash_handler/machine/block_cache.h"
-#include "media_core/biz_engine/crash_handler/machine/elf_image.h"
+#include "media_core/biz_engine/crash_handler/machine/images/elf_image.h"
+#include "media_core/biz_engine/crash_handler/machine/memory/block_cache.h"
 
 namespace oru_fuzz {
 

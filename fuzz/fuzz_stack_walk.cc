@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "fuzz/fuzz_source.h"
-#include "media_core/biz_engine/crash_handler/machine/memory.h"
-#include "media_core/biz_engine/crash_handler/machine/stack_walk.h"
+#include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
 
 using oru_fuzz::CountedSource;
 using oru_fuzz::Require;

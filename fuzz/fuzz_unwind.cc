@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "fuzz/fuzz_source.h"
-#include "media_core/biz_engine/crash_handler/machine/unwind_tables.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/unwind_tables.h"
 
 using oru_fuzz::BlockSource;
 using oru_fuzz::CountedSource;

@@ -1,17 +1,15 @@
 #include "utils/file_utils.h"
 
-#include "media_core/biz_engine/crash_handler/tools/shared_files.h"
+#include "utils/shared_files.h"
 
 namespace tessik {
 namespace utils {
 
-bool IsDirExists(const std::string& path) { return crash_handler_tools::IsWritable(path); }
+bool IsDirExists(const std::string& path) { return tessik::shared::IsWritable(path); }
 
-bool DirExistsOrCreat(const std::string& path) {
-  return crash_handler_tools::WritableOrCreated(path);
-}
+bool DirExistsOrCreat(const std::string& path) { return tessik::shared::WritableOrCreated(path); }
 
-bool isFileExist(const std::string& path) { return crash_handler_tools::Exists(path); }
+bool isFileExist(const std::string& path) { return tessik::shared::Exists(path); }
 
 }  // namespace utils
 }  // namespace tessik

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "media_core/biz_engine/crash_handler/tools/shared_random.h"
+#include "utils/shared_random.h"
 
 namespace tessik {
 namespace utils {
@@ -17,11 +17,11 @@ constexpr size_t kTableSize = sizeof(TABLE) - 1;
 
 }  // namespace
 
-int32_t APHash(const char* text) { return text == nullptr ? 0 : crash_handler_tools::ApHash(text); }
+int32_t APHash(const char* text) { return text == nullptr ? 0 : tessik::shared::ApHash(text); }
 
 std::string randomString(int64_t seed, uint64_t length, const std::string& key) {
-  static crash_handler_tools::RandomCounters counters(seed);
-  return crash_handler_tools::RandomFromKey(&counters, std::time(nullptr), length, key);
+  static tessik::shared::RandomCounters counters(seed);
+  return tessik::shared::RandomFromKey(&counters, std::time(nullptr), length, key);
 }
 
 std::string createRandomString(uint64_t length) {

@@ -1,15 +1,15 @@
 // Apart from the other identifiers: this one alone needs the runtime base's clock.
-#include "media_core/biz_engine/crash_handler/tools/shared_random.h"
 #include "media_core/common/webrtc/rtc_base/clock.h"
 #include "utils/random_utils.h"
+#include "utils/shared_random.h"
 
 namespace tessik {
 namespace utils {
 
 std::string randomStringForSignal(int64_t seed, uint64_t length, const std::string& key) {
-  static crash_handler_tools::RandomCounters counters(seed);
+  static tessik::shared::RandomCounters counters(seed);
   const int64_t now = webrtc::Clock::GetRealTimeClock()->TimeInMilliseconds();
-  return crash_handler_tools::RandomFromKey(&counters, now, length, key);
+  return tessik::shared::RandomFromKey(&counters, now, length, key);
 }
 
 }  // namespace utils

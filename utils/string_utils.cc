@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "media_core/biz_engine/crash_handler/tools/shared_text.h"
 #include "media_core/common/webrtc/rtc_base/string_pieces.h"
+#include "utils/shared_text.h"
 
 namespace tessik {
 namespace utils {
@@ -13,7 +13,7 @@ using rtc::string_encode_internal::ForEachPiece;
 
 std::vector<std::string> splitString(const std::string& text, const std::string& delims,
                                      bool keep_delims) {
-  return crash_handler_tools::SplitAtSet(text, delims, keep_delims);
+  return tessik::shared::SplitAtSet(text, delims, keep_delims);
 }
 
 std::vector<std::string> splitString(const std::string& text, char delimiter) {

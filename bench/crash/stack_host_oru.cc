@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "bench/crash/stack_host.h"
-#include "media_core/biz_engine/crash_handler/darwin/call_stack_text.h"
+#include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
 
 void PrepareStack(const char* /*program*/) { CrashHandler::PrepareCallStacks(); }
 

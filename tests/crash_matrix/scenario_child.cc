@@ -33,7 +33,7 @@
 #include <thread>
 #include <utility>
 
-#include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
 #include "tests/crash_matrix/scenario.h"
 
 namespace crash_test {

@@ -5,7 +5,7 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
 #include "tests/support/child_process.h"
 
 namespace CrashHandler::machine {

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "media_core/biz_engine/crash_handler/machine/frame_line.h"
+#include "media_core/biz_engine/crash_handler/report/frame_line.h"
 
 namespace CrashHandler::machine {
 namespace {

@@ -9,7 +9,7 @@
 #include <cstdlib>
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_turn.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_turn.h"
 
 namespace CrashHandler {
 namespace {

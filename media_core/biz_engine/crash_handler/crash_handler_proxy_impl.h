@@ -7,7 +7,7 @@
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
-#include "media_core/biz_engine/crash_handler/darwin/plain_report.h"
+#include "media_core/biz_engine/crash_handler/report/plain_report.h"
 
 namespace CrashHandler {
 

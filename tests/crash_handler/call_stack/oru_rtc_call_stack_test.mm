@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "media_core/biz_engine/crash_handler/machine/threads.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 
 using CrashHandler::machine::CurrentThreadNumber;
 using CrashHandler::machine::ThreadNumber;

@@ -1,4 +1,4 @@
-#include "media_core/biz_engine/crash_handler/darwin/crash_report_file.h"
+#include "media_core/biz_engine/crash_handler/report/crash_report_file.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -9,8 +9,8 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
-#include "media_core/biz_engine/crash_handler/machine/threads.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_rescue.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 #include "tests/crash_handler/support/log_capture.h"
 #include "tests/support/crash_report_parser.h"
 #include "tests/support/files.h"

@@ -8,9 +8,9 @@
 #include <cstdio>
 #include <string>
 
-#include "media_core/biz_engine/crash_handler/darwin/call_stack_text.h"
-#include "media_core/biz_engine/crash_handler/darwin/plain_report.h"
-#include "media_core/biz_engine/crash_handler/machine/memory.h"
+#include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
+#include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
+#include "media_core/biz_engine/crash_handler/report/plain_report.h"
 #include "tests/crash_handler/support/no_memory.h"
 #include "tests/support/crash_report_parser.h"
 #include "tests/support/files.h"

@@ -1,14 +1,14 @@
-#include "media_core/biz_engine/crash_handler/darwin/plain_report.h"
+#include "media_core/biz_engine/crash_handler/report/plain_report.h"
 
 #include <execinfo.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
-#include "media_core/biz_engine/crash_handler/machine/host.h"
-#include "media_core/biz_engine/crash_handler/machine/image_list_text.h"
-#include "media_core/biz_engine/crash_handler/machine/threads.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_rescue.h"
+#include "media_core/biz_engine/crash_handler/machine/host/host.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/report/image_list_text.h"
 #include "tests/support/crash_report_parser.h"
 #include "tests/support/files.h"
 

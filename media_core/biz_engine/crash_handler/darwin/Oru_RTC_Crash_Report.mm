@@ -5,10 +5,10 @@
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_report_file.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
-#include "media_core/biz_engine/crash_handler/machine/threads.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_rescue.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/report/crash_report_file.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
 
 #define LOG_PROGRESS(...)                                                                  \

@@ -8,16 +8,16 @@
 #include <cstring>
 
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_exit.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_guard.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_hooks.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_preparation.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_turn.h"
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
-#include "media_core/biz_engine/crash_handler/machine/fault.h"
-#include "media_core/biz_engine/crash_handler/machine/stack_walk.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_exit.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_guard.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_rescue.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_turn.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/fault.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
 
 #define LOG_PROGRESS(...) PrintLog(kCrashLogInfo, "Crash_Handler", __FILE__, __LINE__, __VA_ARGS__)
 #define LOG_PROBLEM(...) PrintLog(kCrashLogError, "Crash_Handler", __FILE__, __LINE__, __VA_ARGS__)

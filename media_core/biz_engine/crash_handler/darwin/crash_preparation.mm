@@ -10,12 +10,12 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_rescue.h"
-#include "media_core/biz_engine/crash_handler/darwin/plain_report.h"
-#include "media_core/biz_engine/crash_handler/machine/crash_deadline.h"
-#include "media_core/biz_engine/crash_handler/machine/images.h"
-#include "media_core/biz_engine/crash_handler/machine/memory.h"
-#include "media_core/biz_engine/crash_handler/machine/threads.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_rescue.h"
+#include "media_core/biz_engine/crash_handler/machine/images/images.h"
+#include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/report/plain_report.h"
 
 namespace CrashHandler {
 namespace {

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/darwin/oru_rtc_call_stack.h"
-#include "media_core/biz_engine/crash_handler/machine/host.h"
-#include "media_core/biz_engine/crash_handler/machine/image_list_text.h"
+#include "media_core/biz_engine/crash_handler/machine/host/host.h"
+#include "media_core/biz_engine/crash_handler/report/image_list_text.h"
 
 namespace {
 

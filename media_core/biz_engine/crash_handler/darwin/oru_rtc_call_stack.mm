@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "media_core/biz_engine/crash_handler/darwin/call_stack_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/thread_match.h"
+#include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #import <Foundation/Foundation.h>
 
-#include "media_core/biz_engine/crash_handler/machine/threads.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 
 namespace CrashHandler {
 

@@ -6,15 +6,15 @@
 #include <ctime>
 #include <memory>
 
-#include "media_core/biz_engine/crash_handler/tools/shared_files.h"
-#include "media_core/biz_engine/crash_handler/tools/shared_random.h"
-#include "media_core/biz_engine/crash_handler/tools/shared_text.h"
+#include "utils/shared_files.h"
+#include "utils/shared_random.h"
+#include "utils/shared_text.h"
 
-using crash_handler_tools::EntryKind;
+using tessik::shared::EntryKind;
 
 std::vector<std::string> SplitString(const std::string& text, const std::string& delims,
                                      bool keep_delims) {
-  return crash_handler_tools::SplitAtSet(text, delims, keep_delims);
+  return tessik::shared::SplitAtSet(text, delims, keep_delims);
 }
 
 namespace CrashHandler {
@@ -73,23 +73,22 @@ std::string GetCrashTypeString(CrashType type) {
 std::string GetOsName() { return "Mac OS X"; }
 
 std::string GenerateRandomString(int64_t seed, uint64_t length, const std::string& key) {
-  static crash_handler_tools::RandomCounters counters(seed);
-  return crash_handler_tools::RandomFromKey(&counters, std::time(nullptr), length, key);
+  static tessik::shared::RandomCounters counters(seed);
+  return tessik::shared::RandomFromKey(&counters, std::time(nullptr), length, key);
 }
 
-std::string BuildUrl(const UrlParts& parts) { return crash_handler_tools::JoinUrl(parts); }
+std::string BuildUrl(const UrlParts& parts) { return tessik::shared::JoinUrl(parts); }
 
 std::string RemoveUrlKey(const std::string& url, const std::string& key) {
-  return crash_handler_tools::WithoutUrlKey(url, key);
+  return tessik::shared::WithoutUrlKey(url, key);
 }
 
 bool IsFileInDir(const std::string& dir, const std::string& name) {
   bool found = false;
-  const bool opened =
-      crash_handler_tools::VisitDir(dir, [&](const std::string& entry, EntryKind kind) {
-        found = kind != EntryKind::kOther && entry == name;
-        return !found;
-      });
+  const bool opened = tessik::shared::VisitDir(dir, [&](const std::string& entry, EntryKind kind) {
+    found = kind != EntryKind::kOther && entry == name;
+    return !found;
+  });
   if (!opened) {
     PrintLog(kCrashLogError, kTag, __FILE__, __LINE__, "open dir error when check file, %s",
              dir.c_str());
@@ -113,7 +112,7 @@ uint64_t GetFileSize(const std::string& path) {
 
 std::vector<std::string> GetDirInPath(const std::string& dir) {
   std::vector<std::string> names;
-  crash_handler_tools::VisitDir(dir, [&](const std::string& entry, EntryKind kind) {
+  tessik::shared::VisitDir(dir, [&](const std::string& entry, EntryKind kind) {
     if (kind == EntryKind::kFolder) names.push_back(entry);
     return true;
   });
@@ -124,7 +123,7 @@ std::vector<std::string> GetDirFileByPrefixAndSuffix(const std::string& dir,
                                                      const std::string& prefix,
                                                      const std::string& suffix) {
   std::vector<std::string> names;
-  crash_handler_tools::VisitDir(dir, [&](const std::string& entry, EntryKind kind) {
+  tessik::shared::VisitDir(dir, [&](const std::string& entry, EntryKind kind) {
     if (kind == EntryKind::kOther) return true;
     if (entry.find_first_of(prefix) == 0 && HasSuffix(entry, suffix)) names.push_back(entry);
     return true;
@@ -153,10 +152,8 @@ std::string GetCurrentDate(int32_t offset) {
   return std::string(text, std::strftime(text, sizeof(text), "%Y%m%d", &utc));
 }
 
-bool DirExistsOrCreat(const std::string& path) {
-  return crash_handler_tools::WritableOrCreated(path);
-}
+bool DirExistsOrCreat(const std::string& path) { return tessik::shared::WritableOrCreated(path); }
 
-bool IsFileExist(const std::string& path) { return crash_handler_tools::Exists(path); }
+bool IsFileExist(const std::string& path) { return tessik::shared::Exists(path); }
 
 }  // namespace CrashHandler

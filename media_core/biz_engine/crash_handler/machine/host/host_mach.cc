@@ -1,0 +1,17 @@
+#include <mach/mach.h>
+
+#include "media_core/biz_engine/crash_handler/machine/host/host.h"
+
+namespace CrashHandler::machine {
+
+bool HostCpuType(int32_t* type) {
+  host_basic_info_data_t facts;
+  mach_msg_type_number_t count = HOST_BASIC_INFO_COUNT;
+  const kern_return_t result =
+      host_info(mach_host_self(), HOST_BASIC_INFO, reinterpret_cast<host_info_t>(&facts), &count);
+  if (result != KERN_SUCCESS) return false;
+  *type = facts.cpu_type;
+  return true;
+}
+
+}  // namespace CrashHandler::machine

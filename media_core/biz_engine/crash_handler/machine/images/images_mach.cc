@@ -1,0 +1,82 @@
+// The images as the dynamic loader lists them. Each is asked for anew: the list may change between
+// two calls, and an index past its end then gives null, which the readers skip.
+#include <mach-o/dyld.h>
+
+#include <algorithm>
+
+#include "media_core/biz_engine/crash_handler/machine/images/images.h"
+#include "media_core/biz_engine/crash_handler/machine/images/macho_image.h"
+
+namespace CrashHandler::machine {
+namespace {
+
+// A thread's whole chain.
+constexpr size_t kFewQueries = 50;
+
+MachOImage ImageAt(uint32_t index) {
+  MachOImage image;
+  image.header = _dyld_get_image_header(index);
+  image.name = _dyld_get_image_name(index);
+  image.slide = _dyld_get_image_vmaddr_slide(index);
+  return image;
+}
+
+// Goes through the images once; each takes the queries that it holds from those still open. The
+// first image that holds an address has it.
+void ResolvePiece(const uintptr_t* addresses, SymbolInformation* records, size_t count,
+                  MachOQuery* queries) {
+  for (size_t i = 0; i < count; ++i) {
+    records[i] = {nullptr, nullptr, nullptr, nullptr};
+    queries[i].address = addresses[i];
+    queries[i].record = &records[i];
+  }
+  size_t open = count;
+  const uint32_t images = _dyld_image_count();
+  for (uint32_t i = 0; i < images && open != 0; ++i) {
+    const MachOImage image = ImageAt(i);
+    const MachOQuery* held = std::partition(
+        queries, queries + open,
+        [&image](const MachOQuery& query) { return !MachOImageContains(image, query.address); });
+    const auto left = static_cast<size_t>(held - queries);
+    if (left != open) ResolveInMachOImage(image, &mach_copyMem, queries + left, open - left);
+    open = left;
+  }
+}
+
+}  // namespace
+
+void PrepareImages() {}
+
+void VisitImages(ImageListVisitor visit, void* context) {
+  MachOImageScan scan;
+  const uint32_t count = _dyld_image_count();
+  for (uint32_t i = 0; i < count; ++i) {
+    ImageListEntry entry;
+    if (ScanMachOImage(ImageAt(i), &scan, &entry)) visit(context, entry);
+  }
+}
+
+Symbolizer::Symbolizer() = default;
+
+Symbolizer::~Symbolizer() = default;
+
+void Symbolizer::Resolve(const uintptr_t* addresses, SymbolInformation* records, size_t count) {
+  MachOQuery few[kFewQueries];
+  const ScratchMemory many(count > kFewQueries ? count * sizeof(MachOQuery) : 0);
+  const bool has_many = many.data() != nullptr;
+  MachOQuery* queries = has_many ? static_cast<MachOQuery*>(many.data()) : few;
+  // Without memory it takes more passes.
+  const size_t room = has_many ? count : kFewQueries;
+  for (size_t done = 0; done < count;) {
+    const size_t piece = std::min(room, count - done);
+    ResolvePiece(addresses + done, records + done, piece, queries);
+    done += piece;
+  }
+}
+
+bool Symbolizer::ResolveOne(uintptr_t address, SymbolInformation* record) {
+  Resolve(&address, record, 1);
+  return record->dli_fbase != nullptr;
+}
+
+}  // namespace CrashHandler::machine

@@ -1,0 +1,84 @@
+// Reads of this process's own memory that cannot fault, and memory that does not come from the
+// heap.
+//
+// Everything here may run in a signal handler, with the allocator's or the loader's lock held by
+// anyone.
+#ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_MEMORY_MEMORY_H_
+#define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_MEMORY_MEMORY_H_
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+namespace CrashHandler::machine {
+
+// Copies `count` bytes of this process from `source` to `destination` through the kernel, so that a
+// bad source gives a code instead of a fault. All or nothing counts as success; on failure the
+// destination may be partly written. Returns 0, or the platform's code (a kernel code on macOS, an
+// errno value on Linux).
+int mach_copyMem(const void* source, void* destination, size_t count);
+
+// Sets memory aside for scratch memory; for installation. Address space only: pages that are never
+// touched take no memory.
+void PrepareScratchReserve();
+
+// From now on scratch memory that the kernel does not give comes from what was set aside, until
+// that is used up. What is given back last first can be had again, and all of it when nobody has
+// any. For a crash.
+void OpenScratchReserve();
+
+// The same pages in a larger size, perhaps at another address, or null: nothing is changed then. On
+// macOS there is no such thing.
+void* ResizePages(void* pages, size_t old_size, size_t new_size);
+
+// Pages straight from the kernel, zeroed; unmapped at the end of the scope.
+class ScratchMemory {
+ public:
+  ScratchMemory() = default;
+  explicit ScratchMemory(size_t size) { Allocate(size); }
+  ~ScratchMemory();
+  ScratchMemory(const ScratchMemory&) = delete;
+  ScratchMemory& operator=(const ScratchMemory&) = delete;
+
+  // Replaces what it holds. False (and null data) when the kernel gives none, or for size 0.
+  bool Allocate(size_t size);
+  // Makes what it holds larger, where it is or at another address; what was in it stays. False (and
+  // nothing is changed) when that cannot be done without a copy.
+  bool Extend(size_t size);
+  // Exchanges what the two hold.
+  void Swap(ScratchMemory* other);
+  // Takes over pages that Leak gave up.
+  void Adopt(void* data, size_t size);
+  // Gives the pages up without unmapping them: for memory that late readers may still touch.
+  void* Leak();
+
+  void* data() const { return data_; }
+  size_t size() const { return size_; }
+
+ private:
+  void* data_ = nullptr;
+  size_t size_ = 0;
+};
+
+// Memory of one size that is kept mapped between its users, so that none but the first pays for it.
+// For static storage; any thread may use it at any time.
+class SpareMemory {
+ public:
+  explicit constexpr SpareMemory(size_t size) : size_(size) {}
+  SpareMemory(const SpareMemory&) = delete;
+  SpareMemory& operator=(const SpareMemory&) = delete;
+
+  // The spare pages, with whatever their last user left in them, or fresh ones. False (and null
+  // data) when the kernel gives none.
+  bool Take(ScratchMemory* memory);
+  // Keeps the pages for the next user, unless there are spare ones already.
+  void GiveBack(ScratchMemory* memory);
+
+ private:
+  std::atomic<void*> spare_{nullptr};
+  size_t size_;
+};
+
+}  // namespace CrashHandler::machine
+
+#endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_MEMORY_MEMORY_H_

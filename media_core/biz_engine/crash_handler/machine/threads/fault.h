@@ -1,0 +1,16 @@
+// What a signal handler is told of why its signal came.
+#ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_FAULT_H_
+#define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_FAULT_H_
+
+#include <signal.h>
+
+namespace CrashHandler::machine {
+
+// Whether the processor raised the signal at an instruction that is repeated after the handler;
+// false for traps, which go on behind the instruction, and for signals that were raised or sent.
+// The arguments are a handler's own; null `info` or `context` is no fault. Async-signal-safe.
+bool IsFault(int signo, const siginfo_t* info, const void* context);
+
+}  // namespace CrashHandler::machine
+
+#endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_FAULT_H_

@@ -1,0 +1,57 @@
+#include <mach/mach.h>
+#include <pthread.h>
+
+#include <cstring>
+
+#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+
+namespace CrashHandler::machine {
+
+// The kernel's list stays mapped, with a send right for every thread in it: the numbers handed out
+// keep meaning the same threads.
+bool ThreadList::Read() {
+  size_ = 0;
+  thread_act_array_t list = nullptr;
+  mach_msg_type_number_t count = 0;
+  if (task_threads(mach_task_self(), &list, &count) != KERN_SUCCESS) return false;
+  const size_t bytes = count * sizeof(ThreadNumber);
+  if (count == 0 || !memory_.Allocate(bytes)) return false;
+  memcpy(memory_.data(), list, bytes);
+  size_ = count;
+  return true;
+}
+
+void PrepareThreads() {}
+
+ThreadNumber CurrentThreadNumber() { return mach_thread_self(); }
+
+bool ThreadName(ThreadNumber number, char* name, size_t room) {
+  name[0] = '\0';
+  const pthread_t thread = pthread_from_mach_thread_np(number);
+  if (thread == pthread_t{}) return false;
+  if (pthread_getname_np(thread, name, room) == 0) return true;
+  name[0] = '\0';
+  return false;
+}
+
+bool fillThreadStateIntoMachineContext(ThreadNumber number, Registers* registers) {
+  x86_thread_state64_t state;
+  mach_msg_type_number_t count = x86_THREAD_STATE64_COUNT;
+  const kern_return_t result = thread_get_state(number, x86_THREAD_STATE64,
+                                                reinterpret_cast<thread_state_t>(&state), &count);
+  if (result != KERN_SUCCESS) return false;
+  *registers = {state.__rax, state.__rbx, state.__rcx, state.__rdx, state.__rdi, state.__rsi,
+                state.__rbp, state.__rsp, state.__r8,  state.__r9,  state.__r10, state.__r11,
+                state.__r12, state.__r13, state.__r14, state.__r15, state.__rip};
+  return true;
+}
+
+void CaptureThreads(const ThreadNumber* numbers, size_t count, ThreadVisitor visit, void* context) {
+  for (size_t i = 0; i < count; ++i) {
+    Registers registers;
+    const bool read = fillThreadStateIntoMachineContext(numbers[i], &registers);
+    visit(context, i, read ? &registers : nullptr);
+  }
+}
+
+}  // namespace CrashHandler::machine

@@ -1,0 +1,68 @@
+// From a thread's registers to its call chain.
+//
+// May run in a signal handler: no heap, no locks, no direct reads of the walked memory.
+#ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_UNWIND_STACK_WALK_H_
+#define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_UNWIND_STACK_WALK_H_
+
+#include <cstddef>
+#include <cstdint>
+
+#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+
+namespace CrashHandler::machine {
+
+// A chain has at most this many entries.
+constexpr size_t kMaxChainEntries = 50;
+
+enum class ChainStatus : uint8_t {
+  kComplete,       // entries[0 .. length) are valid, length is at least 1
+  kNoThreadState,  // the registers could not be read
+  kNoInstruction,  // the instruction pointer is 0
+  kNoFrame,        // the frame pointer is 0 or does not point to readable memory
+};
+
+// A call chain, innermost first: entry 0 is the instruction pointer, the others return addresses.
+// The outermost frame is left out.
+struct CallChain {
+  uintptr_t entries[kMaxChainEntries];
+  size_t length;
+  ChainStatus status;
+};
+
+// Copies `count` bytes from `source`; 0 when it could, as mach_copyMem does.
+using MemoryReader = int (*)(const void* source, void* destination, size_t count);
+
+// The walk over saved frame pointers. At each frame the caller's frame pointer and the return
+// address are read as one 16-byte entry through `read`. The walk ends, without counting the entry
+// just stored, when the return address or the saved frame pointer is 0 or the next entry cannot be
+// read; it ends with a full chain when there is no more room. A chain that loops fills it.
+void WalkFramePointers(const Registers& registers, MemoryReader read, CallChain* chain);
+
+// Does what the first walk would otherwise do (mapping memory). Call it at installation.
+void PrepareStackWalk();
+
+// The calling function's own stack, itself first, where it is too damaged for `backtrace`: the way
+// leads through an address that is no code, or ends early. The system's function reads such
+// addresses and faults. Writes at most `room` addresses and returns how many; 0 when the stack is
+// sound (and always on macOS, whose `backtrace` stays within the stack).
+size_t CaptureDamagedStack(void** frames, size_t room);
+
+// Walks many stacks of one moment; what it read of code and unwind tables it remembers.
+class StackWalker {
+ public:
+  StackWalker();
+  ~StackWalker();
+  StackWalker(const StackWalker&) = delete;
+  StackWalker& operator=(const StackWalker&) = delete;
+
+  // The platform's way: frame pointers on macOS; on Linux the unwind tables of the loaded images,
+  // and frame pointers where the tables give nothing for the first step.
+  void Walk(const Registers& registers, CallChain* chain);
+
+ private:
+  ScratchMemory memory_;  // the platform's state
+};
+
+}  // namespace CrashHandler::machine
+
+#endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_UNWIND_STACK_WALK_H_

@@ -1,0 +1,229 @@
+#include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
+
+namespace CrashHandler {
+
+namespace {
+
+using machine::CallChain;
+using machine::ChainStatus;
+using machine::kMaxChainEntries;
+using machine::Registers;
+using machine::ScratchMemory;
+using machine::SymbolInformation;
+using machine::TextBuffer;
+using machine::ThreadNumber;
+
+constexpr size_t kImageColumn = 30;
+constexpr size_t kAddressDigits = 8;
+constexpr size_t kBaseDigits = 16;
+constexpr char kNoThreads[] = "Fail to get information of all threads";
+
+// What the capture fills, one chain per thread.
+struct Chains {
+  machine::StackWalker* walker;
+  CallChain* chains;
+};
+
+// Called while the threads may be held: it neither allocates nor locks.
+void WalkOne(void* context, size_t index, const Registers* registers) {
+  auto* all = static_cast<Chains*>(context);
+  CallChain* chain = &all->chains[index];
+  if (registers == nullptr) {
+    chain->status = ChainStatus::kNoThreadState;
+    chain->length = 0;
+    return;
+  }
+  all->walker->Walk(*registers, chain);
+}
+
+// The addresses at which a chain's entries are looked up.
+void LookupAddresses(const uintptr_t* addresses, size_t count, size_t skipped, uintptr_t* lookups) {
+  for (size_t i = 0; i < count; ++i) {
+    lookups[i] = i == 0 && skipped == 0 ? addresses[i] : addresses[i] - 1;
+  }
+}
+
+// Memory for the addresses and records of all threads' chains.
+class ChainTable {
+ public:
+  explicit ChainTable(size_t threads)
+      : chain_memory_(threads * sizeof(CallChain)),
+        lookup_memory_(threads * kMaxChainEntries * sizeof(uintptr_t)),
+        record_memory_(threads * kMaxChainEntries * sizeof(SymbolInformation)) {}
+
+  bool usable() const {
+    return chain_memory_.data() != nullptr && lookup_memory_.data() != nullptr &&
+           record_memory_.data() != nullptr;
+  }
+  CallChain* chains() { return static_cast<CallChain*>(chain_memory_.data()); }
+  SymbolInformation* records() { return static_cast<SymbolInformation*>(record_memory_.data()); }
+
+  // Resolves all entries in one pass over the symbol tables. The records of the chains follow one
+  // another.
+  void Resolve(size_t threads, machine::Symbolizer* symbolizer) {
+    auto* lookups = static_cast<uintptr_t*>(lookup_memory_.data());
+    size_t count = 0;
+    for (size_t i = 0; i < threads; ++i) {
+      const CallChain& chain = chains()[i];
+      LookupAddresses(chain.entries, chain.length, 0, lookups + count);
+      count += chain.length;
+    }
+    symbolizer->Resolve(lookups, records(), count);
+  }
+
+ private:
+  ScratchMemory chain_memory_;
+  ScratchMemory lookup_memory_;
+  ScratchMemory record_memory_;
+};
+
+void AppendBacktraceEntry(uintptr_t address, const SymbolInformation& record, TextBuffer* text) {
+  const auto base = reinterpret_cast<uintptr_t>(record.dli_fbase);
+  const size_t start = text->size();
+  const char* image = lastPathEntry(record.dli_fname);
+  if (image != nullptr) {
+    text->Append(image);
+  } else {
+    text->AppendHex(base, kBaseDigits);
+  }
+  const size_t width = text->size() - start;
+  if (width < kImageColumn) text->AppendBlanks(kImageColumn - width);
+  text->Append("  ");
+  text->AppendHex(address, kAddressDigits);
+  text->Append(' ');
+  const char* symbol = record.dli_sname;
+  if (symbol != nullptr) {
+    text->Append(symbol);
+  } else {
+    text->AppendHex(base);
+  }
+  text->Append(" + ");
+  const auto from = symbol != nullptr ? reinterpret_cast<uintptr_t>(record.dli_saddr) : base;
+  text->AppendNumber(address - from);
+  text->Append('\n');
+}
+
+void AppendThreadText(ThreadNumber number, const char* name, const CallChain& chain,
+                      const SymbolInformation* records, TextBuffer* text) {
+  switch (chain.status) {
+    case ChainStatus::kNoThreadState:
+      text->Append("Fail to get information about thread: ");
+      text->AppendNumber(number);
+      return;
+    case ChainStatus::kNoInstruction:
+      text->Append("Fail to get instruction address");
+      return;
+    case ChainStatus::kNoFrame:
+      text->Append("Fail to get frame pointer");
+      return;
+    case ChainStatus::kComplete:
+      break;
+  }
+  text->Append("Thread ");
+  text->AppendNumber(number);
+  text->Append(' ');
+  text->Append(name);
+  text->Append(":\n");
+  for (size_t i = 0; i < chain.length; ++i) {
+    AppendBacktraceEntry(chain.entries[i], records[i], text);
+  }
+  text->Append('\n');
+}
+
+void AppendNamedThread(ThreadNumber number, const CallChain& chain,
+                       const SymbolInformation* records, TextBuffer* text) {
+  char name[machine::kThreadNameSize];
+  if (!machine::ThreadName(number, name, sizeof(name))) name[0] = '\0';
+  AppendThreadText(number, name, chain, records, text);
+}
+
+}  // namespace
+
+const char* lastPathEntry(const char* path) {
+  if (path == nullptr) return nullptr;
+  const char* slash = strrchr(path, '/');
+  return slash == nullptr ? path : slash + 1;
+}
+
+std::string logBacktraceEntry(uintptr_t address, const SymbolInformation& record) {
+  TextBuffer line;
+  AppendBacktraceEntry(address, record, &line);
+  return StringOf(line);
+}
+
+std::string ThreadText(ThreadNumber number, const char* name, const CallChain& chain,
+                       const SymbolInformation* records) {
+  TextBuffer text;
+  AppendThreadText(number, name, chain, records, &text);
+  return StringOf(text);
+}
+
+void symbolicate(machine::Symbolizer* symbolizer, const uintptr_t* addresses,
+                 SymbolInformation* records, size_t count, size_t skipped) {
+  uintptr_t lookups[kMaxChainEntries];
+  for (size_t done = 0; done < count;) {
+    const size_t piece = std::min(kMaxChainEntries, count - done);
+    LookupAddresses(addresses + done, piece, done + skipped, lookups);
+    symbolizer->Resolve(lookups, records + done, piece);
+    done += piece;
+  }
+}
+
+std::string TextOfThread(ThreadNumber number) {
+  machine::StackWalker walker;
+  CallChain chain;
+  Chains all = {&walker, &chain};
+  machine::CaptureThreads(&number, 1, &WalkOne, &all);
+  machine::Symbolizer symbolizer;
+  SymbolInformation records[kMaxChainEntries];
+  symbolicate(&symbolizer, chain.entries, records, chain.length, 0);
+  TextBuffer text;
+  AppendNamedThread(number, chain, records, &text);
+  return StringOf(text);
+}
+
+void AppendAllThreads(TextBuffer* text) {
+  // Room for the sentence comes first.
+  constexpr size_t kKept = sizeof(kNoThreads);
+  machine::ThreadList list;
+  const bool listed = list.Read();
+  ChainTable table(list.size());
+  if (!listed || !table.usable() || !text->Reserve(kKept)) return text->Append(kNoThreads);
+  machine::StackWalker walker;
+  Chains all = {&walker, table.chains()};
+  machine::CaptureThreads(list.numbers(), list.size(), &WalkOne, &all);
+  machine::Symbolizer symbolizer;
+  table.Resolve(list.size(), &symbolizer);
+  const SymbolInformation* records = table.records();
+  for (size_t i = 0; i < list.size(); ++i) {
+    const CallChain& chain = table.chains()[i];
+    const size_t start = text->size();
+    AppendNamedThread(list.numbers()[i], chain, records, text);
+    if (!text->Reserve(kKept)) {
+      text->CutTo(start);
+      return text->Append(kNoThreads);
+    }
+    records += chain.length;
+  }
+}
+
+std::string TextOfAllThreads() {
+  TextBuffer text;
+  AppendAllThreads(&text);
+  return StringOf(text);
+}
+
+void PrepareCallStacks() {
+  machine::PrepareThreads();
+  machine::PrepareImages();
+  machine::PrepareStackWalk();
+  // One whole stack brings in the code and the memory that a crash will use.
+  TextOfThread(machine::CurrentThreadNumber());
+}
+
+}  // namespace CrashHandler
