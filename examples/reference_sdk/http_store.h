@@ -26,11 +26,10 @@ struct StoreFailure {
   std::string reason;
 };
 
-// PUTs the first `size` bytes of `fd` to `url`, signed with AWS signature version 4 (of curl), in
-// up to kUploadTries tries: another one only after a connection that failed, broke or stalled, an
-// answer that is not a whole one of HTTP/1, and after a 5xx answer. A certificate that is not
-// trusted is not tried twice. Returns kStored, kStoreUnreachable, kStoreRefused, kStoreFailed, or
-// kArchiveNotWritten when `fd` cannot be read.
+// The first `size` bytes of `fd` become the object at `url`, signed with AWS signature version 4
+// (of curl): in one PUT, or in parts above options.single_put_bytes; see StoreSession for the
+// tries. Returns kStored, kStoreUnreachable, kStoreRefused, kStoreFailed, kArchiveNotWritten when
+// `fd` cannot be read, or kNetworkLibraryUnfit, and then nothing was sent.
 UploadStatus PutToStore(int fd, uint64_t size, const std::string& url,
                         const Credentials& credentials, const UploadOptions& options,
                         StoreFailure* failure);

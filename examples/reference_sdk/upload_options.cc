@@ -16,6 +16,12 @@ void ReadNumber(const char* name, long lowest, long highest, long* value) {
   *value = number;
 }
 
+void ReadMebibytes(const char* name, uint64_t* bytes) {
+  long number = 0;
+  ReadNumber(name, 5, 5120, &number);
+  if (number != 0) *bytes = static_cast<uint64_t>(number) * kMebibyte;
+}
+
 void ReadText(const char* name, std::string* value) {
   const char* text = getenv(name);
   if (text != nullptr && *text != '\0') *value = text;
@@ -38,6 +44,8 @@ UploadOptions UploadOptionsFromEnvironment() {
   ReadNumber("ORU_SDK_CONNECT_TIMEOUT_MS", 1, 600000, &options.connect_timeout_ms);
   ReadNumber("ORU_SDK_STALL_TIMEOUT_S", 1, 3600, &options.stall_timeout_s);
   ReadNumber("ORU_SDK_RETRY_PAUSE_MS", 0, 60000, &options.retry_pause_ms);
+  ReadMebibytes("ORU_SDK_SINGLE_PUT_MIB", &options.single_put_bytes);
+  ReadMebibytes("ORU_SDK_PART_MIB", &options.part_bytes);
   ReadNumber("ORU_SDK_THREADS", 0, 16, &options.threads);
   return options;
 }

@@ -2,14 +2,18 @@
 #ifndef EXAMPLES_REFERENCE_SDK_UPLOAD_OPTIONS_H_
 #define EXAMPLES_REFERENCE_SDK_UPLOAD_OPTIONS_H_
 
+#include <cstdint>
 #include <string>
 
 namespace reference_sdk {
 
+constexpr uint64_t kMebibyte = 1024 * 1024;
+
 struct UploadOptions {
   // The region that requests are signed for (ORU_SDK_REGION; letters, digits, "-" and "_").
   std::string region = "us-east-1";
-  // A file of PEM certificates that are trusted instead of the system's (ORU_SDK_CA_FILE).
+  // A file of PEM certificates that are trusted instead of the system's and of its folder
+  // (ORU_SDK_CA_FILE).
   std::string ca_file;
   // Folder of the temporary archive of an upload to a store (TMPDIR).
   std::string temp_dir = "/tmp";
@@ -21,6 +25,10 @@ struct UploadOptions {
   // Before the second try; three times as long before the third (ORU_SDK_RETRY_PAUSE_MS, 0 to
   // 60000).
   long retry_pause_ms = 1000;
+  // A larger archive goes to a store in parts (ORU_SDK_SINGLE_PUT_MIB, 5 to 5120).
+  uint64_t single_put_bytes = 1024 * kMebibyte;
+  // Of one part (ORU_SDK_PART_MIB, 5 to 5120).
+  uint64_t part_bytes = 64 * kMebibyte;
   // Threads that compress; 0 is one a processor, at most kMaxAutomaticThreads (ORU_SDK_THREADS, 0
   // to 16).
   long threads = 0;

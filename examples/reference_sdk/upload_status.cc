@@ -20,6 +20,8 @@ const char* DescribeUploadStatus(int32_t status) {
       return "the store refused the upload";
     case kStoreFailed:
       return "the store failed";
+    case kNetworkLibraryUnfit:
+      return "the network library cannot do a safe upload, nothing was sent";
     default:
       return "";
   }

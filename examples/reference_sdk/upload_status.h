@@ -27,6 +27,9 @@ enum UploadStatus : int32_t {
   kStoreRefused = -6,
   // The store failed (5xx) in every try.
   kStoreFailed = -7,
+  // The network library of this machine cannot do what a safe upload needs: it cannot sign requests
+  // (older than 7.75, or built without), or refused a setting. Nothing was sent.
+  kNetworkLibraryUnfit = -8,
 };
 
 // A short English sentence part for messages, "" for a number that is no status.

@@ -62,21 +62,6 @@ void DropTrailingSlashes(std::string* text) {
   while (!text->empty() && text->back() == '/') text->pop_back();
 }
 
-std::string PercentEncode(const std::string& text) {
-  static const std::string unreserved = std::string(kAlnum) + "-_.~/";
-  std::string encoded;
-  for (const char c : text) {
-    if (unreserved.find(c) != std::string::npos) {
-      encoded += c;
-      continue;
-    }
-    char hex[4];
-    snprintf(hex, sizeof hex, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
-    encoded += hex;
-  }
-  return encoded;
-}
-
 }  // namespace
 
 UploadStatus ParseUploadTarget(const std::string& endpoint, const std::string& bucket,
@@ -122,6 +107,21 @@ std::string RandomHex() {
   snprintf(text, sizeof text, "%08x%08x", static_cast<unsigned>(source()),
            static_cast<unsigned>(source()));
   return text;
+}
+
+std::string PercentEncode(const std::string& text) {
+  static const std::string unreserved = std::string(kAlnum) + "-_.~/";
+  std::string encoded;
+  for (const char c : text) {
+    if (unreserved.find(c) != std::string::npos) {
+      encoded += c;
+      continue;
+    }
+    char hex[4];
+    snprintf(hex, sizeof hex, "%%%02X", static_cast<unsigned>(static_cast<unsigned char>(c)));
+    encoded += hex;
+  }
+  return encoded;
 }
 
 std::string ObjectUrl(const UploadTarget& target, const std::string& key) {

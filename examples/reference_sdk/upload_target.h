@@ -33,8 +33,11 @@ std::string MakeObjectKey(const std::string& app_id, time_t now, const std::stri
 // 16 lower-case hexadecimal digits from the system's random source.
 std::string RandomHex();
 
-// The URL of an object in path style. All bytes but letters, digits and "-_.~/" are
-// percent-encoded, upper-case, which is the form that the signature is computed over.
+// All bytes but letters, digits and "-_.~/" percent-encoded, upper-case: the form that the
+// signature is computed over.
+std::string PercentEncode(const std::string& text);
+
+// The URL of an object in path style.
 std::string ObjectUrl(const UploadTarget& target, const std::string& key);
 
 }  // namespace reference_sdk

@@ -1,6 +1,6 @@
 #include "examples/reference_sdk/upload_try.h"
 
-#include <algorithm>
+#include <system_error>
 
 namespace reference_sdk {
 namespace {
@@ -42,20 +42,17 @@ bool IsWorthAnotherTry(const UploadTry& result) {
          result.code != CURLE_OUT_OF_MEMORY;
 }
 
-std::string ReasonOfTry(const UploadTry& result, const char* error) {
-  // The message would quote the names in the store's certificate.
-  if (result.code == CURLE_PEER_FAILED_VERIFICATION) return curl_easy_strerror(result.code);
-  std::string reason = error;
-  if (reason.empty() && IsSuccess(result.http_code)) {
-    const char* const doubt = DoubtAbout(result);
-    if (doubt != nullptr) reason = doubt;
+std::string ReasonOfTry(const UploadTry& result) {
+  if (result.http_code >= 300) return "";
+  if (result.code != CURLE_OK) {
+    std::string reason = curl_easy_strerror(result.code);
+    if (result.system_error != 0) {
+      reason += ": " + std::generic_category().message(static_cast<int>(result.system_error));
+    }
+    return reason;
   }
-  const auto is_control = [](char c) {
-    const auto byte = static_cast<unsigned char>(c);
-    return byte < 0x20 || byte == 0x7f;
-  };
-  std::replace_if(reason.begin(), reason.end(), is_control, '?');
-  return reason;
+  const char* const doubt = IsSuccess(result.http_code) ? DoubtAbout(result) : nullptr;
+  return doubt != nullptr ? doubt : "";
 }
 
 }  // namespace reference_sdk

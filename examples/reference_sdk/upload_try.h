@@ -19,6 +19,8 @@ struct UploadTry {
   // The empty line behind the header lines has arrived.
   bool head_is_whole = false;
   bool archive_was_sent = false;
+  // errno of a connection that failed, else 0.
+  long system_error = 0;
 };
 
 // A final status line that tells of a failure counts, whatever follows it and however much of the
@@ -29,9 +31,9 @@ UploadStatus StatusOfTry(const UploadTry& result);
 // Whether the same request may come to something else.
 bool IsWorthAnotherTry(const UploadTry& result);
 
-// Why it failed, "" when the status code says it all; `error` is the network library's message.
-// Holds no text that the store sent, and no control characters.
-std::string ReasonOfTry(const UploadTry& result, const char* error);
+// Why it failed, "" when the status code says it all. Made of fixed words alone: what the network
+// library writes about a failure can quote the store, a certificate, or a proxy's password.
+std::string ReasonOfTry(const UploadTry& result);
 
 }  // namespace reference_sdk
 

@@ -4,7 +4,7 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <functional>
+#include <map>
 #include <random>
 #include <string>
 #include <thread>
@@ -35,6 +35,7 @@ class StoreTest : public testing::Test {
                    {"no_proxy", "*"},
                    {"ORU_SDK_RETRY_PAUSE_MS", "50"},
                    {"ORU_SDK_STALL_TIMEOUT_S", "2"}};
+    for (const auto& variable : more_env_) options.env.insert(variable);
     return oru_test::RunChild(
         {ORU_VARNOOK, "-action", "uploadLog", "-libp", ORU_FRAMEWORKS, "-apid", "demo", "-akid",
          store_.access_key(), "-akscrt", secret, "-sectkn", "to/ken+==", "-edpt", store_.endpoint(),
@@ -67,8 +68,20 @@ class StoreTest : public testing::Test {
     return false;
   }
 
+  void ExpectUnpacksToTheLogs(const std::string& archive) const {
+    oru_test::ChildOptions options;
+    options.timeout_s = 100;
+    const auto unzip =
+        oru_test::RunChild({"/usr/bin/unzip", "-q", archive, "-d", dir_.Join("unpacked")}, options);
+    EXPECT_EQ(unzip.exit_code, 0) << unzip.err;
+    const auto diff = oru_test::RunChild(
+        {"/usr/bin/diff", "-r", dir_.Join("logs"), dir_.Join("unpacked")}, options);
+    EXPECT_EQ(diff.exit_code, 0) << diff.out;
+  }
+
   oru_test::TempDir dir_;
   ObjectStore store_;
+  std::map<std::string, std::string> more_env_;
 };
 
 TEST_F(StoreTest, TwoHundredMegabytesInTwoThousandFilesComeBackByteForByte) {
@@ -96,15 +109,19 @@ TEST_F(StoreTest, TwoHundredMegabytesInTwoThousandFilesComeBackByteForByte) {
   ASSERT_EQ(keys.size(), 1U);
   EXPECT_EQ(keys[0].find("demo/"), 0U) << keys[0];
   store_.Command({"get", "logs/" + keys[0], dir_.Join("got.zip")});
-  oru_test::ChildOptions options;
-  options.timeout_s = 100;
-  const auto unzip = oru_test::RunChild(
-      {"/usr/bin/unzip", "-q", dir_.Join("got.zip"), "-d", dir_.Join("unpacked")}, options);
-  EXPECT_EQ(unzip.exit_code, 0) << unzip.err;
-  const auto diff = oru_test::RunChild(
-      {"/usr/bin/diff", "-r", dir_.Join("logs"), dir_.Join("unpacked")}, options);
-  EXPECT_EQ(diff.exit_code, 0) << diff.out;
+  ExpectUnpacksToTheLogs(dir_.Join("got.zip"));
   EXPECT_EQ(oru_test::ListFilesRecursively(dir_.Join("unpacked")).size(), 2000U);
+}
+
+TEST_F(StoreTest, AnArchiveInPartsComesBackByteForByte) {
+  WriteNoise(30);
+  more_env_ = {{"ORU_SDK_SINGLE_PUT_MIB", "5"}, {"ORU_SDK_PART_MIB", "5"}};
+  const auto upload = Upload();
+  ASSERT_EQ(upload.exit_code, 0) << upload.err;
+  const auto keys = oru_test::SplitLines(store_.Command({"list", "logs"}));
+  ASSERT_EQ(keys.size(), 1U);
+  store_.Command({"get", "logs/" + keys[0], dir_.Join("got.zip")});
+  ExpectUnpacksToTheLogs(dir_.Join("got.zip"));
 }
 
 TEST_F(StoreTest, AWrongSecretAndAMissingBucketAreRefused) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <string>
 
 namespace reference_sdk {
@@ -13,22 +14,23 @@ UploadTry Failed(CURLcode code) {
   return result;
 }
 
-TEST(UploadTryTest, ControlCharactersOfAReasonAreReplaced) {
-  EXPECT_EQ(ReasonOfTry(Failed(CURLE_COULDNT_CONNECT), "port 9\x1b[31m\r\n\t\x7f \xc3\xa4"),
-            "port 9?[31m???? \xc3\xa4");
+TEST(UploadTryTest, AConnectionThatFailedIsToldWithTheSystemsReason) {
+  UploadTry failed = Failed(CURLE_COULDNT_CONNECT);
+  failed.system_error = ECONNREFUSED;
+  const std::string reason = ReasonOfTry(failed);
+  EXPECT_NE(reason.find("connect"), std::string::npos) << reason;
+  EXPECT_NE(reason.find("refused"), std::string::npos) << reason;
 }
 
-TEST(UploadTryTest, AFailedVerificationIsToldWithoutTheCertificatesWords) {
-  const std::string reason =
-      ReasonOfTry(Failed(CURLE_PEER_FAILED_VERIFICATION), "certificate subject name 'somebody'");
+TEST(UploadTryTest, AFailedVerificationSpeaksOfTheCertificate) {
+  const std::string reason = ReasonOfTry(Failed(CURLE_PEER_FAILED_VERIFICATION));
   EXPECT_NE(reason.find("certificate"), std::string::npos) << reason;
-  EXPECT_EQ(reason.find("somebody"), std::string::npos) << reason;
 }
 
 TEST(UploadTryTest, AFailureWithAStatusCodeNeedsNoReason) {
   UploadTry refused;
   refused.http_code = 403;
-  EXPECT_EQ(ReasonOfTry(refused, ""), "");
+  EXPECT_EQ(ReasonOfTry(refused), "");
 }
 
 }  // namespace
