@@ -172,9 +172,10 @@ void CheckMatches(CountedSource* bytes, const machine::ElfSymbolTable& table,
                   const Choices& choices) {
   const size_t room = choices.room / sizeof(Elf64_Sym);
   std::vector<uint64_t> buffer(choices.room / sizeof(uint64_t));
-  machine::ElfSymbolMatch matches[kAddresses];
-  machine::MatchElfSymbols(bytes->source(), table, choices.addresses.data(), matches, kAddresses,
-                           buffer.data(), buffer.size() * sizeof(uint64_t));
+  machine::SymbolQuery matches[kAddresses];
+  for (size_t i = 0; i < kAddresses; ++i) matches[i].relative = choices.addresses[i];
+  machine::MatchElfSymbols(bytes->source(), table, matches, kAddresses, buffer.data(),
+                           buffer.size() * sizeof(uint64_t));
   bytes->RequireReads(bytes->extent() / sizeof(Elf64_Sym) / room + 2, "reads of symbols");
   const std::vector<Elf64_Sym> symbols = ReadableSymbols(*bytes, table, room);
   for (size_t i = 0; i < kAddresses; ++i) {

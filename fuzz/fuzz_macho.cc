@@ -146,7 +146,7 @@ void CheckScan(const Subject& subject, const Reference& reference) {
   std::string uuid = "carried";
   uint64_t text[3] = {0x4000, 0x200, 0};
   machine::MachOImageScan scan;
-  memcpy(scan.uuid, uuid.c_str(), uuid.size() + 1);
+  memcpy(scan.uuid.text, uuid.c_str(), uuid.size() + 1);
   scan.text_address = text[0];
   scan.text_size = text[1];
   for (const Command& command : reference.any_commands()) {
@@ -160,12 +160,12 @@ void CheckScan(const Subject& subject, const Reference& reference) {
   machine::ImageListEntry entry = {};
   const bool listed = machine::ScanMachOImage(subject.image, &scan, &entry);
   Require(listed == (reference.type() == 2 || reference.type() == 6), "a listed image");
-  Require(scan.uuid == uuid, "the carried uuid");
+  Require(scan.uuid.text == uuid, "the carried uuid");
   Require(scan.text_address == text[0] && scan.text_size == text[1], "the carried text segment");
   if (!listed) return;
   Require(entry.start == text[0] + subject.slide(), "the image's start");
   Require(entry.end == entry.start + text[1] - 1, "the image's end");
-  Require(entry.uuid == scan.uuid && entry.path == subject.image.name, "the image's strings");
+  Require(entry.uuid == scan.uuid.text && entry.path == subject.image.name, "the image's strings");
   Require(entry.is_64_bit == reference.wide(), "the image's width");
 }
 

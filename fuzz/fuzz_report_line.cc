@@ -159,9 +159,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     chain.entries[chain.length++] = frame.address;
     crash += CrashHandler::logBacktraceEntry(frame.address, records.back());
   }
-  std::string threads = CrashHandler::ThreadText(number, name.c_str(), chain, records.data());
+  CrashHandler::machine::TextBuffer buffer;
+  CrashHandler::AppendThreadText(number, name.c_str(), chain, records.data(), &buffer);
   // Behind a failure's text, which has no line end.
-  threads += CrashHandler::ThreadText(7, "next", chain, records.data());
+  CrashHandler::AppendThreadText(7, "next", chain, records.data(), &buffer);
+  const std::string threads = StringOf(buffer);
   const Report report = Read(crash, threads, image.Line());
 
   Require(report.images.size() == 1, "one image");

@@ -102,7 +102,7 @@ int ReadStack(const void* source, void* destination, size_t count) {
 std::vector<uint64_t> FramesReference(const machine::Registers& registers) {
   std::vector<uint64_t> entries = {registers.rip};
   uint64_t frame[2] = {registers.rbp, 1};
-  while (frame[0] != 0 && frame[1] != 0 && entries.size() <= machine::kMaxChainEntries &&
+  while (frame[0] != 0 && frame[1] != 0 && entries.size() <= machine::kMaxThreadFrames &&
          sStack->ReadValue(frame[0], &frame)) {
     entries.push_back(frame[1]);
   }
@@ -116,7 +116,7 @@ void CheckFrames(const machine::Registers& registers, const std::string& bytes) 
   sStack = &stack;
   machine::CallChain chain;
   machine::WalkFramePointers(registers, &ReadStack, &chain);
-  stack.RequireReads(machine::kMaxChainEntries, "reads of frames");
+  stack.RequireReads(machine::kMaxThreadFrames, "reads of frames");
   if (registers.rip == 0) {
     Require(chain.status == machine::ChainStatus::kNoInstruction, "no instruction");
     return;
@@ -128,7 +128,7 @@ void CheckFrames(const machine::Registers& registers, const std::string& bytes) 
   }
   Require(chain.status == machine::ChainStatus::kComplete, "a chain");
   const std::vector<uint64_t> expected = FramesReference(registers);
-  Require(chain.length == std::min(expected.size(), machine::kMaxChainEntries), "a chain's length");
+  Require(chain.length == std::min(expected.size(), machine::kMaxThreadFrames), "a chain's length");
   Require(std::equal(chain.entries, chain.entries + chain.length, expected.begin()),
           "a chain's entries");
 }
@@ -150,7 +150,7 @@ void CheckWalk(const machine::Registers& registers, const std::string& bytes) {
     Require(Same(chain, again), "a failure is that of the frame pointers");
     return;
   }
-  Require(chain.length >= 1 && chain.length <= machine::kMaxChainEntries, "a walk's length");
+  Require(chain.length >= 1 && chain.length <= machine::kMaxThreadFrames, "a walk's length");
   Require(chain.entries[0] == registers.rip, "a walk's first entry");
   for (size_t i = 1; i < chain.length; ++i) Require(chain.entries[i] != 0, "a walk's entry");
 }

@@ -79,6 +79,13 @@ CallChain Failed(ChainStatus status) {
   return chain;
 }
 
+std::string ThreadText(ThreadNumber number, const char* name, const CallChain& chain,
+                       const SymbolInformation* records) {
+  machine::TextBuffer text;
+  AppendThreadText(number, name, chain, records, &text);
+  return StringOf(text);
+}
+
 TEST(ThreadTextTest, FailuresHaveNeitherHeaderNorLineEnd) {
   EXPECT_EQ(ThreadText(77, "n", Failed(ChainStatus::kNoThreadState), nullptr),
             "Fail to get information about thread: 77");

@@ -12,9 +12,8 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_rescue.h"
-#include "media_core/biz_engine/crash_handler/machine/images/images.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
-#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
 #include "media_core/biz_engine/crash_handler/report/plain_report.h"
 
 namespace CrashHandler {
@@ -93,8 +92,7 @@ void PrepareForCrash() {
   PrepareLocalTime();
   PrepareFoundation();
   PrepareRescue();
-  machine::PrepareThreads();
-  machine::PrepareImages();
+  PrepareCallStacks();
   ReserveDescriptor();
   ReserveMemory();
   machine::PrepareScratchReserve();

@@ -11,7 +11,7 @@ namespace {
 
 using machine::CallChain;
 using machine::ChainStatus;
-using machine::kMaxChainEntries;
+using machine::kMaxThreadFrames;
 using machine::Registers;
 using machine::ScratchMemory;
 using machine::SymbolInformation;
@@ -53,8 +53,8 @@ class ChainTable {
  public:
   explicit ChainTable(size_t threads)
       : chain_memory_(threads * sizeof(CallChain)),
-        lookup_memory_(threads * kMaxChainEntries * sizeof(uintptr_t)),
-        record_memory_(threads * kMaxChainEntries * sizeof(SymbolInformation)) {}
+        lookup_memory_(threads * kMaxThreadFrames * sizeof(uintptr_t)),
+        record_memory_(threads * kMaxThreadFrames * sizeof(SymbolInformation)) {}
 
   bool usable() const {
     return chain_memory_.data() != nullptr && lookup_memory_.data() != nullptr &&
@@ -108,6 +108,27 @@ void AppendBacktraceEntry(uintptr_t address, const SymbolInformation& record, Te
   text->Append('\n');
 }
 
+void AppendNamedThread(ThreadNumber number, const CallChain& chain,
+                       const SymbolInformation* records, TextBuffer* text) {
+  char name[machine::kThreadNameSize];
+  if (!machine::ThreadName(number, name, sizeof(name))) name[0] = '\0';
+  AppendThreadText(number, name, chain, records, text);
+}
+
+}  // namespace
+
+const char* lastPathEntry(const char* path) {
+  if (path == nullptr) return nullptr;
+  const char* slash = strrchr(path, '/');
+  return slash == nullptr ? path : slash + 1;
+}
+
+std::string logBacktraceEntry(uintptr_t address, const SymbolInformation& record) {
+  TextBuffer line;
+  AppendBacktraceEntry(address, record, &line);
+  return StringOf(line);
+}
+
 void AppendThreadText(ThreadNumber number, const char* name, const CallChain& chain,
                       const SymbolInformation* records, TextBuffer* text) {
   switch (chain.status) {
@@ -135,39 +156,11 @@ void AppendThreadText(ThreadNumber number, const char* name, const CallChain& ch
   text->Append('\n');
 }
 
-void AppendNamedThread(ThreadNumber number, const CallChain& chain,
-                       const SymbolInformation* records, TextBuffer* text) {
-  char name[machine::kThreadNameSize];
-  if (!machine::ThreadName(number, name, sizeof(name))) name[0] = '\0';
-  AppendThreadText(number, name, chain, records, text);
-}
-
-}  // namespace
-
-const char* lastPathEntry(const char* path) {
-  if (path == nullptr) return nullptr;
-  const char* slash = strrchr(path, '/');
-  return slash == nullptr ? path : slash + 1;
-}
-
-std::string logBacktraceEntry(uintptr_t address, const SymbolInformation& record) {
-  TextBuffer line;
-  AppendBacktraceEntry(address, record, &line);
-  return StringOf(line);
-}
-
-std::string ThreadText(ThreadNumber number, const char* name, const CallChain& chain,
-                       const SymbolInformation* records) {
-  TextBuffer text;
-  AppendThreadText(number, name, chain, records, &text);
-  return StringOf(text);
-}
-
 void symbolicate(machine::Symbolizer* symbolizer, const uintptr_t* addresses,
                  SymbolInformation* records, size_t count, size_t skipped) {
-  uintptr_t lookups[kMaxChainEntries];
+  uintptr_t lookups[kMaxThreadFrames];
   for (size_t done = 0; done < count;) {
-    const size_t piece = std::min(kMaxChainEntries, count - done);
+    const size_t piece = std::min(kMaxThreadFrames, count - done);
     LookupAddresses(addresses + done, piece, done + skipped, lookups);
     symbolizer->Resolve(lookups, records + done, piece);
     done += piece;
@@ -180,7 +173,7 @@ std::string TextOfThread(ThreadNumber number) {
   Chains all = {&walker, &chain};
   machine::CaptureThreads(&number, 1, &WalkOne, &all);
   machine::Symbolizer symbolizer;
-  SymbolInformation records[kMaxChainEntries];
+  SymbolInformation records[kMaxThreadFrames];
   symbolicate(&symbolizer, chain.entries, records, chain.length, 0);
   TextBuffer text;
   AppendNamedThread(number, chain, records, &text);

@@ -21,11 +21,12 @@ const char* lastPathEntry(const char* path);
 // offset counts from there; without an image, its (null) base stands for the name.
 std::string logBacktraceEntry(uintptr_t address, const machine::SymbolInformation& record);
 
-// A thread's whole text: "Thread NUMBER NAME:", a line per frame, an empty line. A chain that could
-// not be walked gives one sentence without a newline instead. `records` has one record per entry of
-// the chain.
-std::string ThreadText(machine::ThreadNumber number, const char* name,
-                       const machine::CallChain& chain, const machine::SymbolInformation* records);
+// Appends a thread's whole text: "Thread NUMBER NAME:", a line per frame, an empty line. A chain
+// that could not be walked gives one sentence without a newline instead. `records` has one record
+// per entry of the chain. May run in a signal handler.
+void AppendThreadText(machine::ThreadNumber number, const char* name,
+                      const machine::CallChain& chain, const machine::SymbolInformation* records,
+                      machine::TextBuffer* text);
 
 // Resolves the `count` addresses of a chain: entry 0 at its own address, the others at one less,
 // inside the call that they return to. With a nonzero number of skipped entries entry 0 is a return

@@ -48,17 +48,17 @@ Elf64_Sym SymbolAt(uint64_t value, uint32_t name, unsigned char type = STT_FUNC)
 }
 
 // The matches of ascending addresses in a table of these symbols.
-std::vector<ElfSymbolMatch> Match(const std::vector<Elf64_Sym>& symbols,
-                                  const std::vector<uint64_t>& addresses,
-                                  size_t buffer_size = 4096) {
+std::vector<SymbolQuery> Match(const std::vector<Elf64_Sym>& symbols,
+                               const std::vector<uint64_t>& addresses, size_t buffer_size = 4096) {
   std::string bytes(reinterpret_cast<const char*>(symbols.data()),
                     symbols.size() * sizeof(Elf64_Sym));
   const ElfSymbolTable table = {0, symbols.size(), 0, 0};
-  std::vector<ElfSymbolMatch> matches(addresses.size());
+  std::vector<SymbolQuery> queries(addresses.size());
+  for (size_t i = 0; i < addresses.size(); ++i) queries[i].relative = addresses[i];
   std::vector<char> buffer(buffer_size);
-  MatchElfSymbols(SourceOf(bytes), table, addresses.data(), matches.data(), addresses.size(),
-                  buffer.data(), buffer.size());
-  return matches;
+  MatchElfSymbols(SourceOf(bytes), table, queries.data(), queries.size(), buffer.data(),
+                  buffer.size());
+  return queries;
 }
 
 // Each field of the project's own structures lies where the system's has it.
@@ -248,8 +248,9 @@ TEST(ElfImageTest, EverySymbolOfTheOwnFileIsTheOneTheSymbolListerGives) {
     if (line.size() < 20 || (line[17] != 't' && line[17] != 'T')) continue;
     if (++compared % 37 != 0) continue;  // a sample: each is a pass over the table
     const uint64_t value = std::stoull(line.substr(0, 16), nullptr, 16);
-    ElfSymbolMatch match;
-    MatchElfSymbols(SourceOf(file), table, &value, &match, 1, buffer.data(), buffer.size());
+    SymbolQuery match;
+    match.relative = value;
+    MatchElfSymbols(SourceOf(file), table, &match, 1, buffer.data(), buffer.size());
     ASSERT_TRUE(match.found);
     EXPECT_EQ(match.value, value) << line;
   }

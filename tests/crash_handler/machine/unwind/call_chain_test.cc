@@ -413,7 +413,7 @@ TEST(CallChainTest, WalkingAndResolvingDoNotAllocate) {
   PrepareStackWalk();
   const ThreadNumber self = CurrentThreadNumber();
   CallChain chain;
-  SymbolInformation records[kMaxChainEntries];
+  SymbolInformation records[kMaxThreadFrames];
   const struct mallinfo2 before = mallinfo2();
   {
     StackWalker walker;

@@ -40,7 +40,7 @@ class FakeStack {
 };
 
 TEST(StackWalkTest, AChainOfKFramesYieldsKLinesWithoutTheOutermost) {
-  for (size_t k = 1; k < kMaxChainEntries; ++k) {
+  for (size_t k = 1; k < kMaxThreadFrames; ++k) {
     FakeStack stack(k);
     const CallChain chain = stack.Walk();
     ASSERT_EQ(chain.status, ChainStatus::kComplete);
@@ -53,14 +53,14 @@ TEST(StackWalkTest, AChainOfKFramesYieldsKLinesWithoutTheOutermost) {
 TEST(StackWalkTest, AChainOfMoreThanFiftyFramesYieldsFifty) {
   for (const size_t frames : {size_t{50}, size_t{51}, size_t{80}}) {
     FakeStack stack(frames);
-    EXPECT_EQ(stack.Walk().length, kMaxChainEntries) << frames;
+    EXPECT_EQ(stack.Walk().length, kMaxThreadFrames) << frames;
   }
 }
 
 TEST(StackWalkTest, AChainThatLoopsYieldsFifty) {
   FakeStack stack(3);
   stack.previous(2) = stack.Address(0);
-  EXPECT_EQ(stack.Walk().length, kMaxChainEntries);
+  EXPECT_EQ(stack.Walk().length, kMaxThreadFrames);
 }
 
 TEST(StackWalkTest, AReturnAddressOfZeroEndsTheChain) {

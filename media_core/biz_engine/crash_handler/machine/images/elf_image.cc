@@ -126,17 +126,6 @@ bool NamesAnAddress(const ElfSymbol& symbol) {
   return type != kElfSymbolSection && type != kElfSymbolFile && type != kElfSymbolThreadLocal;
 }
 
-// Puts a symbol into the first bucket whose address it does not exceed. Within a bucket the
-// greatest value is kept, of equals the last.
-void OfferSymbol(const ElfSymbol& symbol, const uint64_t* addresses, ElfSymbolMatch* matches,
-                 size_t count) {
-  const uint64_t* bucket = std::lower_bound(addresses, addresses + count, symbol.value);
-  if (bucket == addresses + count) return;
-  ElfSymbolMatch& match = matches[bucket - addresses];
-  if (match.found && symbol.value < match.value) return;
-  match = {symbol.value, symbol.name, true};
-}
-
 }  // namespace
 
 bool ElfSegments::Holds(uint64_t address) const {
@@ -251,29 +240,27 @@ bool FindElfDynamicSymbols(const ByteSource& source, const ElfRange& dynamic, ui
   return table->count != 0;
 }
 
-void MatchElfSymbols(const ByteSource& source, const ElfSymbolTable& table,
-                     const uint64_t* addresses, ElfSymbolMatch* matches, size_t count, void* buffer,
-                     size_t buffer_size) {
-  for (size_t i = 0; i < count; ++i) matches[i] = {0, 0, false};
+void MatchElfSymbols(const ByteSource& source, const ElfSymbolTable& table, SymbolQuery* queries,
+                     size_t count, void* buffer, size_t buffer_size) {
+  for (size_t i = 0; i < count; ++i) queries[i].found = false;
   const size_t room = buffer_size / sizeof(ElfSymbol);
   if (count == 0 || room == 0) return;
   const uint64_t lowest = 1;
-  const uint64_t highest = addresses[count - 1];
+  const uint64_t highest = queries[count - 1].relative;
   for (uint64_t done = 0; done < table.count;) {
     const uint64_t wanted = std::min<uint64_t>(room, table.count - done);
     const uint64_t at = table.symbols + done * sizeof(ElfSymbol);
     if (!source.Read(at, buffer, wanted * sizeof(ElfSymbol))) break;
     const auto* symbols = static_cast<const ElfSymbol*>(buffer);
     for (uint64_t i = 0; i < wanted; ++i) {
-      if (symbols[i].value - lowest >= highest) continue;  // zero, or beyond every address
-      if (NamesAnAddress(symbols[i])) OfferSymbol(symbols[i], addresses, matches, count);
+      const ElfSymbol& symbol = symbols[i];
+      if (symbol.value - lowest >= highest) continue;  // zero, or beyond every address
+      if (!NamesAnAddress(symbol)) continue;
+      OfferSymbol(symbol.value, symbol.name, symbol.type(), queries, count);
     }
     done += wanted;
   }
-  // An address without a symbol of its own has the one of the address before it.
-  for (size_t i = 1; i < count; ++i) {
-    if (!matches[i].found) matches[i] = matches[i - 1];
-  }
+  CompleteQueries(queries, count);
 }
 
 size_t ReadElfName(const ByteSource& source, const ElfSymbolTable& table, uint32_t index,

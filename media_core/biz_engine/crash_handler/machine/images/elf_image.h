@@ -9,18 +9,10 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "media_core/biz_engine/crash_handler/machine/images/nearest_symbol.h"
+#include "media_core/biz_engine/crash_handler/machine/memory/byte_source.h"
+
 namespace CrashHandler::machine {
-
-// Where bytes come from. A position is a file offset or an address, as the source sees it.
-struct ByteSource {
-  // All `count` bytes at `position`, or false.
-  bool (*read)(const void* context, uint64_t position, void* destination, size_t count);
-  const void* context;
-
-  bool Read(uint64_t position, void* destination, size_t count) const {
-    return read(context, position, destination, count);
-  }
-};
 
 constexpr size_t kMaxLoadSegments = 8;
 constexpr size_t kMaxNoteSegments = 4;
@@ -89,20 +81,12 @@ bool FindElfFileSymbols(const ByteSource& source, ElfSymbolTable* table);
 bool FindElfDynamicSymbols(const ByteSource& source, const ElfRange& dynamic, uint64_t bias,
                            ElfSymbolTable* table);
 
-struct ElfSymbolMatch {
-  uint64_t value;
-  uint32_t name;  // index in the strings
-  bool found;
-};
-
-// For every one of `count` addresses (ascending, without the loader's bias) the symbol with the
-// greatest value not above it; of equal values the last one in the table. Left out are values of
-// zero and entries that name no address: sections, source files, thread-local offsets. One pass
-// over the table, read in pieces into `buffer`. A table that cannot be read to its end gives the
-// matches of what could be read.
-void MatchElfSymbols(const ByteSource& source, const ElfSymbolTable& table,
-                     const uint64_t* addresses, ElfSymbolMatch* matches, size_t count, void* buffer,
-                     size_t buffer_size);
+// The nearest symbol (nearest_symbol.h) for every one of `count` addresses, which ascend. Left out
+// are values of zero and entries that name no address: sections, source files, thread-local
+// offsets. One pass over the table, read in pieces into `buffer`. A table that cannot be read to
+// its end gives the matches of what could be read.
+void MatchElfSymbols(const ByteSource& source, const ElfSymbolTable& table, SymbolQuery* queries,
+                     size_t count, void* buffer, size_t buffer_size);
 
 // Copies the name at an index of the strings, with a terminating zero, cut to the room. Returns its
 // length; 0 for an index outside the strings.

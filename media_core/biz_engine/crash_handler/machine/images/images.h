@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "media_core/biz_engine/crash_handler/machine/images/image_facts.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
 
 namespace CrashHandler::machine {
@@ -18,29 +19,12 @@ namespace CrashHandler::machine {
 // installation, on an ordinary thread; calling it again refreshes. Everything works without it.
 void PrepareImages();
 
-// One line of the image list.
-struct ImageListEntry {
-  uint64_t start;  // address of the image's first byte
-  uint64_t end;    // address of the last byte of its code segment
-  bool is_64_bit;
-  const char* uuid;  // as the platform prints it: 36 characters with "-", or 32 without; may be ""
-  const char* path;  // as the loader gives it; may be null
-};
-
 using ImageListVisitor = void (*)(void* context, const ImageListEntry& entry);
 
 // Calls `visit` for every loaded main executable and dynamic library in the loader's order. The
 // uuid, and on macOS start and end too, of an image that has none is that of the image before it.
 // The entry's strings are valid during the call only.
 void VisitImages(ImageListVisitor visit, void* context);
-
-// What is known about an address. The names and the order are those of the system's `Dl_info`.
-struct SymbolInformation {
-  const char* dli_fname;  // path of the image that holds the address, or null
-  void* dli_fbase;        // address of that image's header, or null
-  const char* dli_sname;  // nearest symbol at or before the address, or null
-  void* dli_saddr;        // that symbol's address, or null
-};
 
 // Finds the images and nearest symbols of addresses. The strings it hands out live as long as it.
 // One object serves one thread and one report; what it looked up once it may remember.

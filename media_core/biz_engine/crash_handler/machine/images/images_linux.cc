@@ -9,29 +9,26 @@
 #include "media_core/biz_engine/crash_handler/machine/images/elf_image.h"
 #include "media_core/biz_engine/crash_handler/machine/images/image_table_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/images/images.h"
+#include "media_core/biz_engine/crash_handler/machine/images/uuid_text.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/block_cache.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/open_file.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
 
 namespace CrashHandler::machine {
 
 namespace {
 
-constexpr size_t kUuidBytes = 16;
 constexpr size_t kMaxNameSize = 64 * 1024;
 // Address space, not memory: pages are taken as they are written.
 constexpr size_t kNameBytes = 64 << 20;
 constexpr size_t kFewNameBytes = 1 << 20;
 constexpr size_t kPieceBytes = 256 * 1024;
-constexpr size_t kFewQueries = 50;
 
-void FormatUuid(const ElfBuildId& id, char* text) {
-  static constexpr char kDigits[] = "0123456789abcdef";
-  for (size_t i = 0; i < kUuidBytes; ++i) {
-    const uint8_t byte = i < id.size ? id.bytes[i] : 0;
-    text[2 * i] = kDigits[byte >> 4];
-    text[2 * i + 1] = kDigits[byte & 15];
-  }
-  text[2 * kUuidBytes] = '\0';
+// The first bytes of the build id, with zeros behind a shorter one.
+void FormatBuildId(const ElfBuildId& id, UuidText* uuid) {
+  uint8_t bytes[kUuidSize] = {};
+  memcpy(bytes, id.bytes, std::min(id.size, kUuidSize));
+  FormatUuid(bytes, uuid);
 }
 
 // Headers and names are many small reads that lie close together.
@@ -155,19 +152,20 @@ class ImageResolver {
     if (!FindElfDynamicSymbols(source_, dynamic, image.bias, &table_)) table_ = {};
   }
 
-  void Resolve(const Query* queries, size_t count, uint64_t* addresses, ElfSymbolMatch* matches,
+  // `distinct` has room for them all.
+  void Resolve(const Query* queries, size_t count, SymbolQuery* distinct,
                SymbolInformation* records) {
-    size_t distinct = 0;
+    size_t distinct_count = 0;
     for (size_t i = 0; i < count; ++i) {
       if (i == 0 || queries[i].address != queries[i - 1].address) {
-        addresses[distinct++] = queries[i].address;
+        distinct[distinct_count++].relative = queries[i].address;
       }
     }
-    MatchElfSymbols(source_, table_, addresses, matches, distinct, state_->piece, kPieceBytes);
+    MatchElfSymbols(source_, table_, distinct, distinct_count, state_->piece, kPieceBytes);
     size_t at = 0;
     for (size_t i = 0; i < count; ++i) {
-      while (addresses[at] != queries[i].address) ++at;
-      Fill(matches[at], &records[queries[i].index]);
+      while (distinct[at].relative != queries[i].address) ++at;
+      Fill(distinct[at], &records[queries[i].index]);
     }
   }
 
@@ -178,7 +176,7 @@ class ImageResolver {
     return state;
   }
 
-  void Fill(const ElfSymbolMatch& match, SymbolInformation* record) {
+  void Fill(const SymbolQuery& match, SymbolInformation* record) {
     record->dli_fname = image_.path;
     record->dli_fbase = Pointer(image_.start());
     if (!match.found) return;
@@ -209,14 +207,13 @@ class ImageResolver {
   const char* last_name_ = nullptr;
 };
 
-constexpr size_t kBytesAQuery = sizeof(Query) + sizeof(uint64_t) + sizeof(ElfSymbolMatch);
+constexpr size_t kBytesAQuery = sizeof(Query) + sizeof(SymbolQuery);
 
 // `memory` has room for `count` queries.
 void ResolveIn(void* memory, SymbolizerState* state, const uintptr_t* addresses,
                SymbolInformation* records, size_t count) {
   auto* queries = static_cast<Query*>(memory);
-  auto* distinct = reinterpret_cast<uint64_t*>(queries + count);
-  auto* matches = reinterpret_cast<ElfSymbolMatch*>(distinct + count);
+  auto* distinct = reinterpret_cast<SymbolQuery*>(queries + count);
 
   size_t known = 0;
   for (size_t i = 0; i < count; ++i) {
@@ -228,7 +225,7 @@ void ResolveIn(void* memory, SymbolizerState* state, const uintptr_t* addresses,
     size_t end = start + 1;
     while (end < known && queries[end].image == queries[start].image) ++end;
     ImageResolver resolver(state, *queries[start].image);
-    resolver.Resolve(queries + start, end - start, distinct, matches, records);
+    resolver.Resolve(queries + start, end - start, distinct, records);
     start = end;
   }
 }
@@ -236,7 +233,7 @@ void ResolveIn(void* memory, SymbolizerState* state, const uintptr_t* addresses,
 // One stack's worth needs no memory of its own. Its room is not to be in every frame of Resolve.
 [[gnu::noinline]] void ResolveFew(SymbolizerState* state, const uintptr_t* addresses,
                                   SymbolInformation* records, size_t count) {
-  alignas(Query) char few[kFewQueries * kBytesAQuery];
+  alignas(Query) char few[kMaxThreadFrames * kBytesAQuery];
   ResolveIn(few, state, addresses, records, count);
 }
 
@@ -246,13 +243,13 @@ void PrepareImages() { PrepareImageTable(); }
 
 void VisitImages(ImageListVisitor visit, void* context) {
   const ImageTable table;
-  char uuid[2 * kUuidBytes + 1] = "";
+  UuidText uuid;
   for (size_t i = 0; i < table.size(); ++i) {
     const LoadedImage& image = table[i];
-    if (image.build_id.size != 0) FormatUuid(image.build_id, uuid);
+    if (image.build_id.size != 0) FormatBuildId(image.build_id, &uuid);
     const ElfRange& code = image.segments.code;
     const uint64_t end = code.size == 0 ? image.start() : image.bias + code.address + code.size - 1;
-    visit(context, {image.start(), end, true, uuid, image.path});
+    visit(context, {image.start(), end, true, uuid.text, image.path});
   }
 }
 
@@ -270,7 +267,7 @@ void Symbolizer::Resolve(const uintptr_t* addresses, SymbolInformation* records,
   for (size_t i = 0; i < count; ++i) records[i] = {nullptr, nullptr, nullptr, nullptr};
   auto* state = static_cast<SymbolizerState*>(memory_.data());
   if (state == nullptr || count == 0) return;
-  if (count <= kFewQueries) return ResolveFew(state, addresses, records, count);
+  if (count <= kMaxThreadFrames) return ResolveFew(state, addresses, records, count);
   ScratchMemory many(count * kBytesAQuery);
   if (many.data() != nullptr) return ResolveIn(many.data(), state, addresses, records, count);
   // In more passes it takes less memory.

@@ -6,12 +6,10 @@
 
 #include "media_core/biz_engine/crash_handler/machine/images/images.h"
 #include "media_core/biz_engine/crash_handler/machine/images/macho_image.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
 
 namespace CrashHandler::machine {
 namespace {
-
-// A thread's whole chain.
-constexpr size_t kFewQueries = 50;
 
 MachOImage ImageAt(uint32_t index) {
   MachOImage image;
@@ -61,12 +59,12 @@ Symbolizer::Symbolizer() = default;
 Symbolizer::~Symbolizer() = default;
 
 void Symbolizer::Resolve(const uintptr_t* addresses, SymbolInformation* records, size_t count) {
-  MachOQuery few[kFewQueries];
-  const ScratchMemory many(count > kFewQueries ? count * sizeof(MachOQuery) : 0);
+  MachOQuery few[kMaxThreadFrames];
+  const ScratchMemory many(count > kMaxThreadFrames ? count * sizeof(MachOQuery) : 0);
   const bool has_many = many.data() != nullptr;
   MachOQuery* queries = has_many ? static_cast<MachOQuery*>(many.data()) : few;
   // Without memory it takes more passes.
-  const size_t room = has_many ? count : kFewQueries;
+  const size_t room = has_many ? count : kMaxThreadFrames;
   for (size_t done = 0; done < count;) {
     const size_t piece = std::min(room, count - done);
     ResolvePiece(addresses + done, records + done, piece, queries);

@@ -124,8 +124,7 @@ bool ReadSegment(const LoadCommands& commands, Segment* segment) {
   return false;
 }
 
-// One pass over a symbol table for queries in ascending order. A symbol goes to the first query it
-// does not exceed; there the greatest value is kept, of equal ones the last.
+// One pass over a symbol table for queries in ascending order.
 class SymbolScan {
  public:
   SymbolScan(const Fields& fields, MachOReader read, MachOQuery* queries, size_t count)
@@ -145,31 +144,14 @@ class SymbolScan {
       for (size_t i = 0; i < wanted; ++i) Offer(piece + i * entry_size_);
       done += wanted;
     }
-    // A query without a symbol of its own has the one of the query before it.
-    for (size_t i = 1; i < count_; ++i) {
-      if (!queries_[i].found) Take(queries_[i - 1], &queries_[i]);
-    }
+    CompleteQueries(queries_, count_);
   }
 
  private:
   void Offer(const uint8_t* entry) {
     const uint64_t value = fields_.wide() ? fields_.U64(entry + 8) : fields_.U32(entry + 8);
     if (value == 0 || value > queries_[count_ - 1].relative) return;
-    MachOQuery* query = std::lower_bound(
-        queries_, queries_ + count_, value,
-        [](const MachOQuery& one, uint64_t wanted) { return one.relative < wanted; });
-    if (query->found && value < query->value) return;
-    query->value = value;
-    query->name = fields_.U32(entry);
-    query->type = entry[4];
-    query->found = true;
-  }
-
-  static void Take(const MachOQuery& from, MachOQuery* to) {
-    to->value = from.value;
-    to->name = from.name;
-    to->type = from.type;
-    to->found = from.found;
+    OfferSymbol(value, fields_.U32(entry), entry[4], queries_, count_);
   }
 
   const Fields& fields_;
@@ -209,17 +191,6 @@ void SearchTables(const MachOImage& image, uintptr_t base, MachOReader read, Mac
       FillRecord(image, queries[open - 1], strings, read);
     }
   }
-}
-
-// "XXXXXXXX-XXXX-XXXX-XXXX-XXXXXXXXXXXX"
-void FormatUuid(const uint8_t* bytes, char* text) {
-  static constexpr char kDigits[] = "0123456789ABCDEF";
-  for (int i = 0; i < 16; ++i) {
-    if (i == 4 || i == 6 || i == 8 || i == 10) *text++ = '-';
-    *text++ = kDigits[bytes[i] >> 4];
-    *text++ = kDigits[bytes[i] & 15];
-  }
-  *text = '\0';
 }
 
 }  // namespace
@@ -292,7 +263,7 @@ bool ScanMachOImage(const MachOImage& image, MachOImageScan* scan, ImageListEntr
   while (commands.Next()) {
     Segment segment;
     if (commands.command() == kUuidCommand && commands.Has(24)) {
-      FormatUuid(commands.at() + 8, scan->uuid);
+      FormatUuid(commands.at() + 8, &scan->uuid);
     } else if (ReadSegment(commands, &segment) && segment.IsNamed("__TEXT")) {
       scan->text_address = segment.address;
       scan->text_size = segment.size;
@@ -302,7 +273,7 @@ bool ScanMachOImage(const MachOImage& image, MachOImageScan* scan, ImageListEntr
   entry->start = scan->text_address + static_cast<uint64_t>(image.slide);
   entry->end = entry->start + scan->text_size - 1;
   entry->is_64_bit = commands.fields().wide();
-  entry->uuid = scan->uuid;
+  entry->uuid = scan->uuid.text;
   entry->path = image.name;
   return true;
 }

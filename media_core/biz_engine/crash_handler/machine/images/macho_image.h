@@ -13,7 +13,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "media_core/biz_engine/crash_handler/machine/images/images.h"
+#include "media_core/biz_engine/crash_handler/machine/images/image_facts.h"
+#include "media_core/biz_engine/crash_handler/machine/images/nearest_symbol.h"
+#include "media_core/biz_engine/crash_handler/machine/images/uuid_text.h"
 
 namespace CrashHandler::machine {
 
@@ -58,16 +60,11 @@ uintptr_t segmentBaseOfImageIndex(const MachOImage& image);
 bool _dladdr(const MachOImage& image, uintptr_t address, MachOReader read,
              SymbolInformation* record);
 
-// An address on its way through an image's symbol tables. Callers set the first two.
-struct MachOQuery {
+// An address on its way through an image's symbol tables. Callers set its own
+// two fields; the others are the search's.
+struct MachOQuery : SymbolQuery {
   uintptr_t address = 0;
   SymbolInformation* record = nullptr;
-  // The search's own: the address without the slide, and the nearest symbol so far.
-  uint64_t relative = 0;
-  uint64_t value = 0;
-  uint32_t name = 0;
-  uint8_t type = 0;
-  bool found = false;
 };
 
 // _dladdr for many addresses that the image is known to hold, with one pass over each symbol table
@@ -79,7 +76,7 @@ bool ResolveInMachOImage(const MachOImage& image, MachOReader read, MachOQuery* 
 // What an image list carries from one image to the next: an image without a UUID or a "__TEXT"
 // segment is shown with the values of the last one that had them.
 struct MachOImageScan {
-  char uuid[37] = "";  // with "-", in upper case
+  UuidText uuid;
   uint64_t text_address = 0;
   uint64_t text_size = 0;
 };

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "media_core/biz_engine/crash_handler/machine/images/elf_image.h"
+#include "media_core/biz_engine/crash_handler/machine/memory/byte_source.h"
 
 namespace CrashHandler::machine {
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/registers.h"
 
 namespace CrashHandler::machine {
 

@@ -27,7 +27,7 @@ void WalkFramePointers(const Registers& registers, MemoryReader read, CallChain*
   chain->status = ChainStatus::kComplete;
   chain->entries[0] = mach_instructionAddress(registers);
   size_t length = 1;
-  for (; length < kMaxChainEntries; ++length) {
+  for (; length < kMaxThreadFrames; ++length) {
     chain->entries[length] = frame.return_address;
     if (frame.return_address == 0 || frame.previous == 0) break;
     // A failed read may leave half an entry behind; nothing of it is used.

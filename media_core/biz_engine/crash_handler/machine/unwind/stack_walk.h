@@ -8,11 +8,9 @@
 #include <cstdint>
 
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
 
 namespace CrashHandler::machine {
-
-// A chain has at most this many entries.
-constexpr size_t kMaxChainEntries = 50;
 
 enum class ChainStatus : uint8_t {
   kComplete,       // entries[0 .. length) are valid, length is at least 1
@@ -24,7 +22,7 @@ enum class ChainStatus : uint8_t {
 // A call chain, innermost first: entry 0 is the instruction pointer, the others return addresses.
 // The outermost frame is left out.
 struct CallChain {
-  uintptr_t entries[kMaxChainEntries];
+  uintptr_t entries[kMaxThreadFrames];
   size_t length;
   ChainStatus status;
 };

@@ -209,7 +209,7 @@ bool WalkByTables(WalkerState* state, const Registers& registers, CallChain* cha
   chain->entries[0] = mach_instructionAddress(registers);
   size_t length = 1;
   while (walk.Step()) {
-    if (length == kMaxChainEntries) {
+    if (length == kMaxThreadFrames) {
       chain->length = length;
       return true;
     }
