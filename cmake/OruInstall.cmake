@@ -1,10 +1,11 @@
 # oru_install_library(NAME FILE file OBJECTS target... [HEADERS header...] [REQUIRES name...] [REQUIRES_PRIVATE name...]
-#                     [SHARED_OBJECTS target...] [LINK_OPTION option] [FOUNDATION] DESCRIPTION text)
+#                     [SHARED_OBJECTS target...] [FRAMEWORKS name...] [LINK_OPTION option] [FOUNDATION] DESCRIPTION text)
 # Installs a library as lib<FILE>.a and lib<FILE>.so, its public headers, a pkg-config file and the CMake targets
 # OruRTCSupport::NAME (static) and OruRTCSupport::NAME_shared. Both forms are made of the objects of the build's
 # targets OBJECTS, compiled once; SHARED_OBJECTS are internals of other libraries that the shared form has to carry
 # itself, as those do not export them. REQUIRES names libraries installed by this function
-# before that are part of this one's interface, REQUIRES_PRIVATE those that only its sources use.
+# before that are part of this one's interface, REQUIRES_PRIVATE those that only its sources use. FRAMEWORKS are macOS's
+# that its sources use.
 #
 # Every installed file names others by their place relative to its own: the tree may be moved.
 set(ORU_INCLUDE_DIR "${CMAKE_INSTALL_INCLUDEDIR}/oru_rtc_support")
@@ -13,7 +14,7 @@ set(ORU_PKGCONFIG_DIR "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 add_custom_target(oru_packaged)
 
 function(oru_install_library name)
-  cmake_parse_arguments(arg "FOUNDATION" "FILE;DESCRIPTION;LINK_OPTION" "OBJECTS;SHARED_OBJECTS;HEADERS;REQUIRES;REQUIRES_PRIVATE" ${ARGN})
+  cmake_parse_arguments(arg "FOUNDATION" "FILE;DESCRIPTION;LINK_OPTION" "OBJECTS;SHARED_OBJECTS;FRAMEWORKS;HEADERS;REQUIRES;REQUIRES_PRIVATE" ${ARGN})
   # An archive links nothing itself: what it needs is its users' to link.
   set(STATIC_PUBLIC INTERFACE)
   set(STATIC_PRIVATE INTERFACE)
@@ -53,6 +54,12 @@ function(oru_install_library name)
   set_target_properties(${shared} PROPERTIES EXPORT_NAME ${name}_shared
     VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR} INSTALL_RPATH "${ORU_LIBRARY_RPATH}")
   target_link_libraries(${shared} PRIVATE Threads::Threads)
+  if(APPLE)
+    foreach(framework IN LISTS arg_FRAMEWORKS)
+      target_link_libraries(${static} INTERFACE "$<LINK_ONLY:-framework ${framework}>")
+      target_link_libraries(${shared} PRIVATE "-framework ${framework}")
+    endforeach()
+  endif()
   if(arg_FOUNDATION)
     target_link_libraries(${static} INTERFACE $<LINK_ONLY:$<INSTALL_INTERFACE:OruRTCSupport::foundation>>)
     target_link_libraries(${shared} PRIVATE oru_foundation)
@@ -91,6 +98,13 @@ macro(oru_install_pkg_config)
   endforeach()
   string(REPLACE "LINKER:" "-Wl," ORU_PC_LINK_OPTION "${arg_LINK_OPTION}")
   set(ORU_PC_LIBS_PRIVATE -pthread)
+  if(APPLE)
+    foreach(framework IN LISTS arg_FRAMEWORKS)
+      string(PREPEND ORU_PC_LIBS_PRIVATE "-framework ${framework} ")
+    endforeach()
+    # An archive of C++ asks for the C++ library itself.
+    string(APPEND ORU_PC_LIBS_PRIVATE " -lc++")
+  endif()
   if(arg_FOUNDATION)
     string(PREPEND ORU_PC_LIBS_PRIVATE "${ORU_FOUNDATION_LINK_FLAGS} ")
   endif()

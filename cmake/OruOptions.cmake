@@ -8,6 +8,8 @@ target_compile_options(oru_options INTERFACE
 
 # The one place where warnings that the macOS SDK itself causes are silenced, each by its name.
 if(APPLE)
+  # What the deployment target lacks may be called only where its presence was asked for.
+  target_compile_options(oru_options INTERFACE -Wunguarded-availability)
   # Its dirfd is a macro made of a statement expression.
   target_compile_options(oru_options INTERFACE -Wno-gnu-statement-expression-from-macro-expansion)
 endif()

@@ -29,17 +29,19 @@ constexpr size_t kMaxNameBytes = 65535;
 
 zip_fileinfo MakeFileInfo(const struct stat& info) {
   zip_fileinfo entry{};
+  // Signed in some versions of minizip, unsigned in others.
+  using DateField = decltype(entry.tmz_date.tm_sec);
   struct tm local {};
   const time_t modified = info.st_mtime;
   localtime_r(&modified, &local);
   // The format's years.
   const int year = std::clamp(local.tm_year + 1900, 1980, 2107);
-  entry.tmz_date.tm_sec = static_cast<uInt>(local.tm_sec);
-  entry.tmz_date.tm_min = static_cast<uInt>(local.tm_min);
-  entry.tmz_date.tm_hour = static_cast<uInt>(local.tm_hour);
-  entry.tmz_date.tm_mday = static_cast<uInt>(local.tm_mday);
-  entry.tmz_date.tm_mon = static_cast<uInt>(local.tm_mon);
-  entry.tmz_date.tm_year = static_cast<uInt>(year);
+  entry.tmz_date.tm_sec = static_cast<DateField>(local.tm_sec);
+  entry.tmz_date.tm_min = static_cast<DateField>(local.tm_min);
+  entry.tmz_date.tm_hour = static_cast<DateField>(local.tm_hour);
+  entry.tmz_date.tm_mday = static_cast<DateField>(local.tm_mday);
+  entry.tmz_date.tm_mon = static_cast<DateField>(local.tm_mon);
+  entry.tmz_date.tm_year = static_cast<DateField>(year);
   entry.external_fa = static_cast<uLong>(info.st_mode & 0xffffU) << 16;
   return entry;
 }

@@ -1,6 +1,8 @@
 // Kernels of x86_64: SSSE3 in blocks of 16 bytes, and AVX2 in blocks of 32 where that pays. Which
 // set runs is decided once, by what the processor offers; what is left behind the last block goes
 // to the plain kernels. Loads and stores stay inside the source and the room.
+#if defined(__x86_64__)
+
 #include <cpuid.h>
 #include <immintrin.h>
 
@@ -428,3 +430,5 @@ std::vector<const EncodeKernels*> SupportedKernels() {
 
 }  // namespace string_encode_internal
 }  // namespace rtc
+
+#endif  // defined(__x86_64__)
