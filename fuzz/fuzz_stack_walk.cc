@@ -115,7 +115,7 @@ void CheckFrames(const machine::Registers& registers, const std::string& bytes) 
   CountedSource stack(bytes, reinterpret_cast<uint64_t>(Stack()));
   sStack = &stack;
   machine::CallChain chain;
-  machine::WalkFramePointers(registers, &ReadStack, &chain);
+  machine::WalkFramePointers(machine::WalkStartOf(registers), &ReadStack, &chain);
   stack.RequireReads(machine::kMaxThreadFrames, "reads of frames");
   if (registers.rip == 0) {
     Require(chain.status == machine::ChainStatus::kNoInstruction, "no instruction");
@@ -146,7 +146,7 @@ void CheckWalk(const machine::Registers& registers, const std::string& bytes) {
   other.Walk(registers, &again);
   Require(Same(chain, again), "a walk without what another one found");
   if (chain.status != machine::ChainStatus::kComplete) {
-    machine::WalkFramePointers(registers, &machine::mach_copyMem, &again);
+    machine::WalkFramePointers(machine::WalkStartOf(registers), &machine::mach_copyMem, &again);
     Require(Same(chain, again), "a failure is that of the frame pointers");
     return;
   }

@@ -1,23 +1,19 @@
-// A thread's general registers.
+// The general registers of a thread of this processor.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_REGISTERS_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_REGISTERS_H_
 
-#include <cstdint>
+#include "media_core/biz_engine/crash_handler/machine/threads/registers_arm64.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/registers_x86_64.h"
 
 namespace CrashHandler::machine {
 
-// The general registers of an x86_64 thread.
-struct Registers {
-  uint64_t rax, rbx, rcx, rdx, rdi, rsi, rbp, rsp;
-  uint64_t r8, r9, r10, r11, r12, r13, r14, r15;
-  uint64_t rip;
-};
-
-// One register each. x86_64 has no link register: a call leaves its return address on the stack.
-inline uint64_t mach_instructionAddress(const Registers& context) { return context.rip; }
-inline uint64_t mach_framePointer(const Registers& context) { return context.rbp; }
-inline uint64_t mach_stackPointer(const Registers& context) { return context.rsp; }
-inline uint64_t mach_linkRegister(const Registers&) { return 0; }
+#if defined(__aarch64__)
+using Registers = RegistersArm64;
+#elif defined(__x86_64__)
+using Registers = RegistersX8664;
+#else
+#error "A new processor: describe its registers as registers_x86_64.h does."
+#endif
 
 }  // namespace CrashHandler::machine
 

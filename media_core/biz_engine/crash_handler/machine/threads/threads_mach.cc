@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "media_core/biz_engine/crash_handler/machine/threads/thread_state_mach.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 
 namespace CrashHandler::machine {
@@ -35,15 +36,7 @@ bool ThreadName(ThreadNumber number, char* name, size_t room) {
 }
 
 bool fillThreadStateIntoMachineContext(ThreadNumber number, Registers* registers) {
-  x86_thread_state64_t state;
-  mach_msg_type_number_t count = x86_THREAD_STATE64_COUNT;
-  const kern_return_t result = thread_get_state(number, x86_THREAD_STATE64,
-                                                reinterpret_cast<thread_state_t>(&state), &count);
-  if (result != KERN_SUCCESS) return false;
-  *registers = {state.__rax, state.__rbx, state.__rcx, state.__rdx, state.__rdi, state.__rsi,
-                state.__rbp, state.__rsp, state.__r8,  state.__r9,  state.__r10, state.__r11,
-                state.__r12, state.__r13, state.__r14, state.__r15, state.__rip};
-  return true;
+  return ReadThreadState(number, registers);
 }
 
 void CaptureThreads(const ThreadNumber* numbers, size_t count, ThreadVisitor visit, void* context) {

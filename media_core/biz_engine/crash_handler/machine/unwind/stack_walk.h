@@ -30,11 +30,34 @@ struct CallChain {
 // Copies `count` bytes from `source`; 0 when it could, as mach_copyMem does.
 using MemoryReader = int (*)(const void* source, void* destination, size_t count);
 
+// Where a walk begins, whatever the processor.
+struct WalkStart {
+  uint64_t instruction;
+  uint64_t frame;
+  uint64_t link;  // where the innermost call returns to; 0: the processor keeps that on the stack
+  uint64_t return_address_bits;  // the others of a stored return address are not part of it
+};
+
+template <typename ProcessorRegisters>
+WalkStart WalkStartOf(const ProcessorRegisters& registers) {
+  return {mach_instructionAddress(registers), mach_framePointer(registers),
+          mach_linkRegister(registers), ReturnAddressBits(registers)};
+}
+
+// Whether two addresses of code are in one function.
+using SameFunction = bool (*)(uintptr_t one, uintptr_t other);
+
+// Drops the link register unless it is the way out of a function that has no frame of its own
+// (yet): in one with a frame it is left from an earlier call, so points into that same function.
+// `start` is a walk's.
+void KeepLinkOfFramelessFunction(SameFunction same, WalkStart* start);
+
 // The walk over saved frame pointers. At each frame the caller's frame pointer and the return
 // address are read as one 16-byte entry through `read`. The walk ends, without counting the entry
 // just stored, when the return address or the saved frame pointer is 0 or the next entry cannot be
-// read; it ends with a full chain when there is no more room. A chain that loops fills it.
-void WalkFramePointers(const Registers& registers, MemoryReader read, CallChain* chain);
+// read; it ends with a full chain when there is no more room. A chain that loops fills it. A link
+// that is not 0 comes before the frames' return addresses, unless the first of them is the same.
+void WalkFramePointers(const WalkStart& start, MemoryReader read, CallChain* chain);
 
 // Does what the first walk would otherwise do (mapping memory). Call it at installation.
 void PrepareStackWalk();

@@ -260,7 +260,7 @@ void StackWalker::Walk(const Registers& registers, CallChain* chain) {
       return;
     }
   }
-  WalkFramePointers(registers, &mach_copyMem, chain);
+  WalkFramePointers(WalkStartOf(registers), &mach_copyMem, chain);
 }
 
 }  // namespace CrashHandler::machine

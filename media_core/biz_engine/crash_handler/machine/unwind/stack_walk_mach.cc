@@ -1,7 +1,19 @@
 // Code for this platform keeps frame pointers, its system libraries included: no tables are needed.
+#include "media_core/biz_engine/crash_handler/machine/images/images.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
 
 namespace CrashHandler::machine {
+namespace {
+
+// Functions without a symbol of their own count to the one before them.
+bool HaveSameSymbol(uintptr_t one, uintptr_t other) {
+  const uintptr_t addresses[] = {one, other};
+  SymbolInformation found[2];
+  Symbolizer().Resolve(addresses, found, 2);
+  return found[0].dli_saddr != nullptr && found[0].dli_saddr == found[1].dli_saddr;
+}
+
+}  // namespace
 
 void PrepareStackWalk() {}
 
@@ -12,7 +24,9 @@ StackWalker::StackWalker() = default;
 StackWalker::~StackWalker() = default;
 
 void StackWalker::Walk(const Registers& registers, CallChain* chain) {
-  WalkFramePointers(registers, &mach_copyMem, chain);
+  WalkStart start = WalkStartOf(registers);
+  KeepLinkOfFramelessFunction(&HaveSameSymbol, &start);
+  WalkFramePointers(start, &mach_copyMem, chain);
 }
 
 }  // namespace CrashHandler::machine

@@ -1,0 +1,31 @@
+#include "media_core/biz_engine/crash_handler/machine/threads/exception_class.h"
+
+namespace CrashHandler::machine {
+namespace {
+
+constexpr uint64_t Bit(unsigned number) { return uint64_t{1} << number; }
+
+// Intel's manual, volume 3, "Exception and Interrupt Reference": divide error, bound, invalid
+// opcode, invalid segment state, absent segment, stack, general protection, page, x87, alignment,
+// SIMD.
+constexpr uint64_t kRepeatedVectors = Bit(0) | Bit(5) | Bit(6) | Bit(10) | Bit(11) | Bit(12) |
+                                      Bit(13) | Bit(14) | Bit(16) | Bit(17) | Bit(19);
+
+// Arm's architecture reference, "ESR_EL1", the exception classes that programs run into: unknown
+// instruction, vector unit, branch target, illegal state, system register, failed authentication,
+// instruction and data aborts, misaligned counter and stack, floating point, and the breakpoint
+// instruction, which is not stepped over as x86's is.
+constexpr uint64_t kRepeatedClasses = Bit(0x00) | Bit(0x07) | Bit(0x0d) | Bit(0x0e) | Bit(0x18) |
+                                      Bit(0x1c) | Bit(0x20) | Bit(0x22) | Bit(0x24) | Bit(0x26) |
+                                      Bit(0x2c) | Bit(0x3c);
+constexpr unsigned kClassShift = 26;
+
+}  // namespace
+
+bool VectorRepeats(unsigned vector) { return vector < 32 && (kRepeatedVectors & Bit(vector)) != 0; }
+
+bool SyndromeRepeats(uint32_t syndrome) {
+  return (kRepeatedClasses & Bit(syndrome >> kClassShift)) != 0;
+}
+
+}  // namespace CrashHandler::machine

@@ -1,0 +1,21 @@
+// What the processors' own words for an exception mean. Numbers in, facts out, for every processor
+// on every other. Async-signal-safe.
+#ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_EXCEPTION_CLASS_H_
+#define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_EXCEPTION_CLASS_H_
+
+#include <cstdint>
+
+namespace CrashHandler::machine {
+
+// Whether an instruction that came into the kernel this way is repeated after a signal handler.
+// False for traps, which go on behind the instruction, for system calls and interrupts.
+
+// x86_64, by the exception's vector.
+bool VectorRepeats(unsigned vector);
+
+// arm64, by the exception syndrome register (ESR_EL1).
+bool SyndromeRepeats(uint32_t syndrome);
+
+}  // namespace CrashHandler::machine
+
+#endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_EXCEPTION_CLASS_H_
