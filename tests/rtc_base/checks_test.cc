@@ -163,6 +163,40 @@ TEST(Check, StandsBetweenIfAndElse) {
   EXPECT_TRUE(reached);
 }
 
+TEST(Check, BindsAsOneExpression) {
+  const bool no = getpid() == 0;
+  no&& ORU_CHECK(no) << "not reached";
+  no&& ORU_CHECK_EQ(1, 2) << "not reached";
+  !no || (ORU_CHECK(no));
+  !no || (ORU_CHECK_NE(1, 1));
+  no ? ORU_CHECK(no) : ORU_CHECK_EQ(1, 1);
+  const std::string report = ReportOf(0, [no] { !no&& ORU_CHECK_EQ(1, 2) << "reached"; });
+  EXPECT_NE(report.find("# Check failed: 1 == 2 (1 vs. 2)\n# reached\n"), std::string::npos);
+}
+
+template <int kA, int kB>
+bool IsLess() {
+  return kA < kB;
+}
+
+TEST(Check, TakesAConditionWithACommaInIt) {
+  ORU_CHECK(IsLess<1, 2>());
+  const std::string report = ReportOf(0, [] { ORU_CHECK(IsLess<2, 1>()) << "text"; });
+  EXPECT_NE(report.find("# Check failed: IsLess<2, 1>()\n# text\n"), std::string::npos) << report;
+}
+
+TEST(CheckOp, OperandsMayCheckThemselves) {
+  const std::string report = ReportOf(0, [] {
+    const auto three = [] {
+      ORU_CHECK_EQ(1, 1);
+      return 3;
+    };
+    ORU_CHECK_EQ(three(), 4) << three();
+  });
+  EXPECT_NE(report.find("# Check failed: three() == 4 (3 vs. 4)\n# 3\n"), std::string::npos)
+      << report;
+}
+
 TEST(CheckOp, ThatHoldsEvaluatesEachOperandOnceAndBuildsNoText) {
   int writes = 0;
   int evaluated = 0;

@@ -24,6 +24,22 @@ template std::string* MakeCheckOpString<unsigned long, unsigned long>(const unsi
 template std::string* MakeCheckOpString<std::string, std::string>(const std::string&,
                                                                   const std::string&, const char*);
 
+namespace checks_internal {
+namespace {
+
+thread_local std::string* t_text = nullptr;
+
+}  // namespace
+
+bool KeepText(std::string* text) {
+  t_text = text;
+  return true;
+}
+
+std::string* TakeText() { return t_text; }
+
+}  // namespace checks_internal
+
 // The arguments of a delegated construction are evaluated first: errno is read before anything
 // here can change it.
 FatalMessage::FatalMessage(const char* file, int line) : FatalMessage(errno, file, line) {}

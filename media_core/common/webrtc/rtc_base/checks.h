@@ -89,19 +89,25 @@ void DumpBacktrace();
 
 namespace checks_internal {
 
-// Turns a finished stream expression into a void one, so that it can stand in a conditional beside
-// one; `&` binds weaker than `<<` and stronger than `?:`.
-struct Voidify {
-  void operator&(std::ostream&) const {}
+// Turns a finished stream expression into a condition; `&` binds weaker than `<<` and stronger than
+// `&&`.
+struct Failed {
+  bool operator&(std::ostream&) const { return true; }
 };
 
-// Null when the comparison holds, else its text: the operands' text is built only on failure.
-#define ORU_DEFINE_CHECK_OP(name, op)                                          \
-  template <class T1, class T2>                                                \
-  inline std::string* name(const T1& v1, const T2& v2, const char* exprtext) { \
-    return __builtin_expect(static_cast<bool>(v1 op v2), 1)                    \
-               ? nullptr                                                       \
-               : MakeCheckOpString<T1, T2>(v1, v2, exprtext);                  \
+inline bool Unlikely(bool condition) { return __builtin_expect(condition, 0); }
+
+// The text of a failed comparison on its way to the fatal message of the same expression.
+// Returns true.
+bool KeepText(std::string* text);
+std::string* TakeText();
+
+// Whether the comparison fails: the operands' text is built only then.
+#define ORU_DEFINE_CHECK_OP(name, op)                                     \
+  template <class T1, class T2>                                           \
+  inline bool Fails##name(const T1& v1, const T2& v2, const char* text) { \
+    return !__builtin_expect(static_cast<bool>(v1 op v2), 1) &&           \
+           KeepText(MakeCheckOpString<T1, T2>(v1, v2, text));             \
   }
 ORU_DEFINE_CHECK_OP(EQ, ==)
 ORU_DEFINE_CHECK_OP(NE, !=)
@@ -116,22 +122,23 @@ ORU_DEFINE_CHECK_OP(GE, >=)
 
 #pragma GCC visibility pop
 
+// Every check is one expression, a chain of `&&`, so that it binds as one behind a condition:
+// `started && ORU_CHECK(file != nullptr)` checks only when `started`.
+
 // The forms with a place and a text of their own, for reports whose wording is part of an
 // interface and may not follow the source. `op` is one of EQ, NE, LT, LE, GT, GE.
-#define ORU_CHECK_AT(file, line, text, condition)                                    \
-  __builtin_expect(static_cast<bool>(condition), 1)                                  \
-      ? static_cast<void>(0)                                                         \
-      : ::rtc::checks_internal::Voidify() & ::rtc::FatalMessage(file, line).stream() \
-                                                << "Check failed: " << (text) << "\n# "
+#define ORU_CHECK_AT(file, line, text, ...)                                       \
+  ::rtc::checks_internal::Unlikely(!static_cast<bool>(__VA_ARGS__)) &&            \
+      ::rtc::checks_internal::Failed() & ::rtc::FatalMessage(file, line).stream() \
+                                             << "Check failed: " << (text) << "\n# "
+#define ORU_CHECK_OP_AT(file, line, text, op, v1, v2)      \
+  ::rtc::checks_internal::Fails##op((v1), (v2), (text)) && \
+      ::rtc::checks_internal::Failed() &                   \
+          ::rtc::FatalMessage(file, line, ::rtc::checks_internal::TakeText()).stream()
 
-// A loop only in form: its body does not return. As an `if` it would catch a following `else`.
-#define ORU_CHECK_OP_AT(file, line, text, op, v1, v2)                                    \
-  while (std::string* oru_check_result = ::rtc::checks_internal::op((v1), (v2), (text))) \
-  ::rtc::FatalMessage(file, line, oru_check_result).stream()
-
-// Ends the process unless `condition` holds. More can be streamed into it; that is evaluated on
+// Ends the process unless the condition holds. More can be streamed into it; that is evaluated on
 // failure only.
-#define ORU_CHECK(condition) ORU_CHECK_AT(__FILE__, __LINE__, #condition, condition)
+#define ORU_CHECK(...) ORU_CHECK_AT(__FILE__, __LINE__, #__VA_ARGS__, __VA_ARGS__)
 
 // End the process unless the comparison holds; the report shows both operands. Each operand is
 // evaluated once. Operands of different signedness draw the compiler's warning: write 0u.
