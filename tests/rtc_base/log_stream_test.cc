@@ -4,7 +4,9 @@
 
 #include <climits>
 #include <complex>
+#include <functional>
 #include <iomanip>
+#include <iostream>
 #include <limits>
 #include <locale>
 #include <sstream>
@@ -48,6 +50,11 @@ struct Convertible {
   operator int() const { return 1; }
 };
 std::ostream& operator<<(std::ostream& out, const Convertible& /*value*/) { return out << "conv"; }
+
+struct Grouping : std::numpunct<char> {
+  char do_thousands_sep() const override { return '\''; }
+  std::string do_grouping() const override { return "\3"; }
+};
 
 TEST(LogStream, IntegersLookAsInAStandardStream) {
   ExpectSame([](auto& s) {
@@ -157,6 +164,36 @@ TEST(LogStream, NextMessageForgetsCustomManipulators) {
   EXPECT_EQ(second->iword(word), 0);
 }
 
+// Each alone: nothing else about the stream changes with it.
+TEST(LogStream, NextMessageForgetsWordsCallbacksAndTies) {
+  static const int word = std::ios_base::xalloc();
+  static int calls = 0;
+  const std::function<void(std::ostream&)> changes[] = {
+      [](std::ostream& s) { s.iword(word) = 7; },
+      [](std::ostream& s) { s.pword(word) = &calls; },
+      [](std::ostream& s) { s.iword(word + 40) = 7; },
+      [](std::ostream& s) {
+        s.register_callback([](std::ios_base::event, std::ios_base&, int) { ++calls; }, 0);
+      },
+      [](std::ostream& s) { s.tie(&std::cout); },
+      [](std::ostream& s) { s.rdbuf(std::cout.rdbuf()); },
+      [](std::ostream& s) { s.rdbuf()->pubimbue(std::locale(std::locale(), new Grouping)); },
+  };
+  for (const auto& change : changes) {
+    { change(*LogStream::Take()); }
+    const LogStream::Owner second = LogStream::Take();
+    EXPECT_EQ(second->iword(word), 0);
+    EXPECT_EQ(second->iword(word + 40), 0);
+    EXPECT_EQ(second->pword(word), nullptr);
+    EXPECT_EQ(second->tie(), nullptr);
+    calls = 0;
+    second->imbue(second->getloc());
+    EXPECT_EQ(calls, 0);
+    *second << 0.5 << 1234;
+    EXPECT_EQ(second->text(), "0.51234");
+  }
+}
+
 TEST(LogStream, NextMessageHasItsOwnBufferAndNoExceptions) {
   std::ostringstream other;
   {
@@ -171,11 +208,6 @@ TEST(LogStream, NextMessageHasItsOwnBufferAndNoExceptions) {
   *second << 0.5;
   EXPECT_EQ(second->text(), "0.5");
 }
-
-struct Grouping : std::numpunct<char> {
-  char do_thousands_sep() const override { return '\''; }
-  std::string do_grouping() const override { return "\3"; }
-};
 
 TEST(LogStream, GlobalLocaleOfTheMomentIsUsed) {
   { const LogStream::Owner before = LogStream::Take(); }

@@ -12,7 +12,6 @@ constexpr size_t kMaxKeptCapacity = 64 * 1024;
 }  // namespace
 
 LogStreamBuffer::int_type LogStreamBuffer::overflow(int_type c) {
-  used_by_stream_ = true;
   if (!traits_type::eq_int_type(c, traits_type::eof())) {
     text_.push_back(traits_type::to_char_type(c));
   }
@@ -20,7 +19,6 @@ LogStreamBuffer::int_type LogStreamBuffer::overflow(int_type c) {
 }
 
 std::streamsize LogStreamBuffer::xsputn(const char* data, std::streamsize size) {
-  used_by_stream_ = true;
   text_.append(data, static_cast<size_t>(size));
   return size;
 }
@@ -99,34 +97,39 @@ void LogStream::Recycler::operator()(LogStream* stream) const { LogStreamPool::R
 
 LogStream::Owner LogStream::Take() { return Owner(LogStreamPool::Take()); }
 
-LogStream::LogStream() : std::ostream(nullptr), classic_locale_(locale_ == std::locale::classic()) {
-  rdbuf(&buffer_);
+LogStream::LogStream()
+    : std::ostream(nullptr),
+      classic_locale_(locale_ == std::locale::classic()),
+      pristine_(nullptr) {
+  Restore();
 }
 
-bool LogStream::FormatTouched() const {
-  return buffer_.used_by_stream() || buffer_.imbued() || flags() != kOrdinaryFlags ||
-         width() != 0 || precision() != 6 || fill() != ' ' || rdstate() != goodbit ||
-         exceptions() != goodbit;
+bool LogStream::StateTouched() const {
+  const void* const state = static_cast<const std::ios*>(this);
+  return buffer_.imbued() || memcmp(fresh_state_, state, sizeof(fresh_state_)) != 0;
+}
+
+void LogStream::Restore() {
+  exceptions(goodbit);
+  rdbuf(&buffer_);
+  clear();
+  copyfmt(pristine_);
+  imbue(locale_);
+  buffer_.ForgetLocale();
+  const void* const state = static_cast<const std::ios*>(this);
+  memcpy(fresh_state_, state, sizeof(fresh_state_));
 }
 
 void LogStream::Reset() {
   text().clear();
-  if (FormatTouched()) {
-    // Everything a message can set: format, locale, the words of custom manipulators, callbacks.
-    static const std::ios pristine(nullptr);
-    exceptions(goodbit);
-    rdbuf(&buffer_);
-    clear();
-    copyfmt(pristine);
-    imbue(locale_);
-    buffer_.ForgetUse();
-  }
   const std::locale current;
-  if (current != locale_) {
+  const bool same_locale = current == locale_;
+  if (!same_locale) {
     locale_ = current;
     classic_locale_ = locale_ == std::locale::classic();
-    imbue(locale_);
-    buffer_.ForgetUse();
+  }
+  if (!same_locale || StateTouched()) {
+    Restore();
   }
 }
 

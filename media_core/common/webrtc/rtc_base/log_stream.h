@@ -26,12 +26,10 @@ class LogStreamBuffer : public std::streambuf {
   // What was written so far. May be appended to directly.
   std::string& text() { return text_; }
   const std::string& text() const { return text_; }
-  // Whether characters came in through the standard stream's operations.
-  bool used_by_stream() const { return used_by_stream_; }
   // Whether a locale was set.
   bool imbued() const { return imbued_; }
-  // Makes both false again.
-  void ForgetUse() { used_by_stream_ = imbued_ = false; }
+  // Makes it false again.
+  void ForgetLocale() { imbued_ = false; }
 
  protected:
   // There is no put area, so that every character of the standard stream passes through these.
@@ -45,7 +43,6 @@ class LogStreamBuffer : public std::streambuf {
 
  private:
   std::string text_;
-  bool used_by_stream_ = false;
   bool imbued_ = false;
 };
 
@@ -91,7 +88,9 @@ class LogStream : public std::ostream {
 
   // Back to the state of a new stream.
   void Reset();
-  bool FormatTouched() const;
+  // What every message begins with.
+  void Restore();
+  bool StateTouched() const;
   // Text may be appended without asking the standard stream: nothing failed, no width is set.
   bool PlainText() const { return rdstate() == goodbit && width() == 0; }
   // The same for integers: decimal digits, no sign or base shown, no locale with grouping.
@@ -104,6 +103,11 @@ class LogStream : public std::ostream {
   LogStreamBuffer buffer_;
   std::locale locale_;
   bool classic_locale_ = false;
+  // A stream that nobody has used, and the bytes of this one's state when it was like that.
+  // Whatever a message changes (the format, the words of manipulators, callbacks, the tied stream)
+  // leaves a trace there, and not all of it can be asked for.
+  const std::ios pristine_;
+  unsigned char fresh_state_[sizeof(std::ios)];
   // The next idle stream of the thread.
   LogStream* next_ = nullptr;
 };
