@@ -68,6 +68,16 @@ TEST(MachThreadName, AThreadNamesItself) {
   EXPECT_STREQ("a name of more than fifteen bytes", name);
 }
 
+TEST(MachThreadName, ANameOfMoreThan63BytesIsCutAtACharacterNotRefused) {
+  char name[80];
+  SetCurrentThreadName((std::string(63, 'x') + "more").c_str());
+  ASSERT_EQ(0, pthread_getname_np(pthread_self(), name, sizeof(name)));
+  EXPECT_EQ(std::string(63, 'x'), name);
+  SetCurrentThreadName((std::string(62, 'y') + "\xC3\xA9").c_str());
+  ASSERT_EQ(0, pthread_getname_np(pthread_self(), name, sizeof(name)));
+  EXPECT_EQ(std::string(62, 'y'), name);
+}
+
 TEST(MachPreference, WithoutAnIdentifierThereIsNoBundle) {
   EXPECT_EQ(LogPreference::kNoBundle, ReadPlatformLogPreference());
   mach_double::SetMainBundleExists(false);

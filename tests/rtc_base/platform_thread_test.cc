@@ -338,5 +338,18 @@ TEST(SetCurrentThreadName, CutsAtFifteenBytesAndIgnoresNull) {
   }).join();
 }
 
+TEST(SetCurrentThreadName, CutsALongNameAtACharacter) {
+  std::thread([] {
+    SetCurrentThreadName("1234567890123\xC3\xA9");
+    EXPECT_EQ(NameOfThisThread(), "1234567890123\xC3\xA9") << "fits";
+    SetCurrentThreadName("12345678901234\xC3\xA9 and more");
+    EXPECT_EQ(NameOfThisThread(), "12345678901234");
+    SetCurrentThreadName("123456789012\xF0\x9F\x98\x80");
+    EXPECT_EQ(NameOfThisThread(), "123456789012");
+    SetCurrentThreadName("\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80\x80");
+    EXPECT_EQ(NameOfThisThread().size(), 15u) << "no characters to cut at";
+  }).join();
+}
+
 }  // namespace
 }  // namespace rtc

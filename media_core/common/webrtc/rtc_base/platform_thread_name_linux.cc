@@ -1,5 +1,4 @@
-#include <cstring>
-
+#include "media_core/common/webrtc/rtc_base/platform_thread_name.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 
 namespace rtc {
@@ -8,11 +7,8 @@ void SetCurrentThreadName(const char* name) {
   if (name == nullptr) {
     return;
   }
-  // The kernel refuses a longer name instead of cutting it.
   constexpr size_t kMaxNameLength = 15;
-  char cut[kMaxNameLength + 1] = {};
-  strncpy(cut, name, kMaxNameLength);
-  pthread_setname_np(pthread_self(), cut);
+  pthread_setname_np(pthread_self(), CutThreadName(name, kMaxNameLength).c_str());
 }
 
 }  // namespace rtc

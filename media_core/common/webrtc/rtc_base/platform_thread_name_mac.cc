@@ -1,3 +1,4 @@
+#include "media_core/common/webrtc/rtc_base/platform_thread_name.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 
 namespace rtc {
@@ -6,7 +7,8 @@ void SetCurrentThreadName(const char* name) {
   if (name == nullptr) {
     return;
   }
-  pthread_setname_np(name);
+  constexpr size_t kMaxNameLength = 63;
+  pthread_setname_np(CutThreadName(name, kMaxNameLength).c_str());
 }
 
 }  // namespace rtc

@@ -45,8 +45,8 @@ inline bool IsThreadRefEqual(const PlatformThreadRef& a, const PlatformThreadRef
   return pthread_equal(a, b) != 0;
 }
 
-// Names the calling thread for debuggers, logs and crash reports. Linux keeps the first 15 bytes.
-// A null name is ignored.
+// Names the calling thread for debuggers, logs and crash reports. Linux keeps the first 15 bytes,
+// macOS 63; a longer name is cut behind a whole UTF-8 character. A null name is ignored.
 void SetCurrentThreadName(const char* name);
 
 }  // namespace rtc
