@@ -3,8 +3,9 @@
 //   log_preference_probe DEFAULT [VALUE]
 //
 // DEFAULT is 1 or 0, what SetLogToStderr gets. VALUE becomes the "logToStdErr" preference of the
-// program's own domain: "yes" and "no" as booleans, "int:N" as a number, "text:S" as a string,
-// "list" as an array; "global:yes" goes to the global domain. Prints the bundle's identifier.
+// program's own domain: "yes" and "no" as booleans, "int:N" and "real:N" as numbers, "text:S" as a
+// string, "list" as an array; "global:yes" goes to the global domain. Prints the bundle's
+// identifier.
 #import <Foundation/Foundation.h>
 
 #include <cstdio>
@@ -20,6 +21,9 @@ id ValueOf(const std::string& text) {
   }
   if (text.compare(0, 4, "int:") == 0) {
     return [NSNumber numberWithInt:std::stoi(text.substr(4))];
+  }
+  if (text.compare(0, 5, "real:") == 0) {
+    return [NSNumber numberWithDouble:std::stod(text.substr(5))];
   }
   if (text.compare(0, 5, "text:") == 0) {
     return [NSString stringWithUTF8String:text.substr(5).c_str()];

@@ -62,7 +62,7 @@ TEST(LogPreference, ProgramWithoutIdentifierFollowsTheDefault) {
 }
 
 TEST(LogPreference, BooleanWordsCountInAnyCase) {
-  for (const char* word : {"text:YES", "text:true", "text:1", "int:1"}) {
+  for (const char* word : {"text:YES", "text:true", "text:1", "int:1", "int:2", "int:-1"}) {
     EXPECT_TRUE(Writes(kId, {"0", word})) << word;
   }
   for (const char* word : {"text:no", "text:False", "text:0", "int:0"}) {
@@ -71,7 +71,7 @@ TEST(LogPreference, BooleanWordsCountInAnyCase) {
 }
 
 TEST(LogPreference, WhatIsNoBooleanWritesNothing) {
-  for (const char* word : {"text:maybe", "int:2", "list"}) {
+  for (const char* word : {"text:maybe", "text:2", "real:1.0", "real:0.0", "list"}) {
     EXPECT_FALSE(Writes(kId, {"1", word})) << word;
   }
 }

@@ -32,10 +32,12 @@ LogPreference PreferenceFromValue(id value) {
   if (![value isKindOfClass:[NSNumber class]]) {
     return LogPreference::kUnset;
   }
-  if ([value isEqual:@1]) {
-    return LogPreference::kTrue;
+  // Core Foundation takes any integer, and no other number, for a boolean.
+  const char kind = [value objCType][0];
+  if (kind == 'f' || kind == 'd') {
+    return LogPreference::kUnset;
   }
-  return [value isEqual:@0] ? LogPreference::kFalse : LogPreference::kUnset;
+  return [value longLongValue] != 0 ? LogPreference::kTrue : LogPreference::kFalse;
 }
 
 LogPreference ReadFoundationLogPreference() {
