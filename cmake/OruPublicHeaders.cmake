@@ -9,6 +9,7 @@ set(ORU_RTC_BASE_HEADERS
   media_core/common/webrtc/rtc_base/event_tracer.h
   media_core/common/webrtc/rtc_base/file_log_sink.h
   media_core/common/webrtc/rtc_base/log_call_cost.h
+  media_core/common/webrtc/rtc_base/log_message.h
   media_core/common/webrtc/rtc_base/log_multiline.h
   media_core/common/webrtc/rtc_base/log_preference.h
   media_core/common/webrtc/rtc_base/log_severity.h

@@ -10,6 +10,7 @@
 #include <regex>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "media_core/common/webrtc/rtc_base/log_preference.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
@@ -403,6 +404,26 @@ TEST(LogToStderr, StampIsTheTimeOfTheLineInTheZoneOfTheMachine) {
   EXPECT_GT(milliseconds.size(), 1u) << child.err;
 }
 
+TEST(LogToStderr, StampFollowsAZoneThatChangesBetweenLines) {
+  const ChildResult child = RunInFork([] {
+    LogMessage::LogToDebug(rtc::LS_INFO);
+    for (const char* const zone : {"<+05>-5", "<-03>3"}) {
+      setenv("TZ", zone, 1);
+      LogMessage(nullptr, 0, rtc::LS_INFO).stream() << zone;
+    }
+    return 0;
+  });
+  const std::vector<std::string> lines = oru_test::SplitLines(child.err);
+  ASSERT_EQ(lines.size(), 2u) << child.err;
+  time_t moments[2] = {};
+  for (size_t i = 0; i < 2; ++i) {
+    std::tm local = {};
+    ASSERT_NE(strptime(lines[i].c_str(), "[%Y-%m-%d %H:%M:%S.", &local), nullptr) << lines[i];
+    moments[i] = timegm(&local);
+  }
+  EXPECT_NEAR(static_cast<double>(moments[0] - moments[1]), 8 * 3600, 60) << child.err;
+}
+
 TEST(LogToStderr, ThresholdKeepsLowerSeveritiesAway) {
   const ChildResult child = RunInFork([] {
     LogMessage::LogToDebug(rtc::LS_WARNING);
@@ -465,6 +486,49 @@ TEST(LogMacros, StandAsOneStatement) {
     ORU_LOG(LS_INFO) << "else";
   ASSERT_EQ(capture.lines().size(), 1u);
   EXPECT_NE(capture.lines()[0].find("then"), std::string::npos);
+}
+
+TEST(LogMacros, BindAsOneExpression) {
+  const LogCapture capture;
+  const bool yes = getpid() != 0;
+  const bool no = !yes;
+  no&& ORU_LOG(LS_INFO) << "not " << 1;
+  no&& ORU_LOG_V(rtc::LS_INFO) << "not " << 2;
+  no&& ORU_LOG_TAG(LS_INFO, "tag") << "not " << 3;
+  yes || (ORU_LOG(LS_INFO) << "not " << 4);
+  yes&& ORU_LOG(LS_INFO) << "one";
+  no || (ORU_LOG(LS_INFO) << "two");
+  yes ? ORU_LOG(LS_INFO) << "three" : ORU_LOG(LS_INFO) << "not " << 5;
+  std::string texts;
+  for (const std::string& line : capture.lines()) texts += line.substr(line.find("): ") + 3);
+  EXPECT_EQ(texts, "one\ntwo\nthree\n");
+}
+
+TEST(LogMacros, SeverityIsEvaluatedOnce) {
+  const LogCapture capture(rtc::LS_INFO);
+  int evaluated = 0;
+  const auto severity = [&evaluated](rtc::LoggingSeverity sev) {
+    ++evaluated;
+    return sev;
+  };
+  ORU_LOG_V(severity(rtc::LS_WARNING)) << "text";
+  EXPECT_EQ(evaluated, 1);
+  EXPECT_EQ(capture.OnlyLine().substr(0, 4), "[W] ");
+  ORU_LOG_V(severity(rtc::LS_DEBUG)) << "text";
+  EXPECT_EQ(evaluated, 2);
+  EXPECT_EQ(capture.lines().size(), 1u);
+}
+
+TEST(LogMacros, SeverityMayLogItself) {
+  const LogCapture capture(rtc::LS_INFO);
+  const auto severity = [] {
+    ORU_LOG_V(rtc::LS_ERROR) << "inner";
+    return rtc::LS_WARNING;
+  };
+  ORU_LOG_V(severity()) << "outer";
+  ASSERT_EQ(capture.lines().size(), 2u);
+  EXPECT_EQ(capture.lines()[0].substr(0, 4), "[E] ");
+  EXPECT_EQ(capture.lines()[1].substr(0, 4), "[W] ");
 }
 
 TEST(LogMacros, CallCostTakesTheScope) {

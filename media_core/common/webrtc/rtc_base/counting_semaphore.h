@@ -21,9 +21,13 @@ class CountingSemaphore {
   // Adds one to the count and wakes one waiter, if any.
   void Signal();
 
+  // In a forked child, before any other use: back to 0, without the waiters, who are not in this
+  // process.
+  void RenewInForkedChild();
+
  private:
   // The platform's object, owned.
-  void* const handle_;
+  void* handle_;
 };
 
 }  // namespace rtc

@@ -34,4 +34,7 @@ void CountingSemaphore::Wait() {
 
 void CountingSemaphore::Signal() { ORU_CHECK_EQ(0, sem_post(Get(handle_))); }
 
+// Over the old one: to destroy what threads wait for is not allowed.
+void CountingSemaphore::RenewInForkedChild() { ORU_CHECK_EQ(0, sem_init(Get(handle_), 0, 0)); }
+
 }  // namespace rtc

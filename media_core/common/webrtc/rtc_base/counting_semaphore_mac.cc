@@ -24,4 +24,8 @@ void CountingSemaphore::Wait() { dispatch_semaphore_wait(Get(handle_), DISPATCH_
 
 void CountingSemaphore::Signal() { dispatch_semaphore_signal(Get(handle_)); }
 
+// The old one is given up, not released: with threads that waited in the parent that would end the
+// process, and its kernel port is not in the child.
+void CountingSemaphore::RenewInForkedChild() { handle_ = Create(); }
+
 }  // namespace rtc

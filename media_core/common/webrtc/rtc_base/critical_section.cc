@@ -28,6 +28,17 @@ void CriticalSection::EnterContended() const {
 
 void CriticalSection::WakeSleeper() const { semaphore_.Signal(); }
 
+bool CriticalSection::RenewInForkedChild() const {
+  semaphore_.RenewInForkedChild();
+  const bool held = HeldByCaller(CurrentThreadRef());
+  if (!held) {
+    owning_thread_.store(PlatformThreadRef(), std::memory_order_relaxed);
+    recursion_count_ = 0;
+  }
+  lock_queue_.store(held ? 1 : 0, std::memory_order_relaxed);
+  return held;
+}
+
 bool CriticalSection::CurrentThreadIsOwner() const { return true; }
 
 void GlobalLockPod::Lock() {

@@ -64,6 +64,11 @@ class CriticalSection {
     }
   }
 
+  // For the fork handler of whoever owns the lock, in the child: the other threads, with their
+  // entries and their places in the queue, are not in this process. Returns whether the calling
+  // thread holds the lock; it then goes on holding it.
+  bool RenewInForkedChild() const;
+
   // For debug checks only; always true: ownership is not tested.
   bool CurrentThreadIsOwner() const;
 

@@ -8,7 +8,7 @@
 #include <cstdio>
 
 #include "media_core/common/webrtc/rtc_base/append_file.h"
-#include "media_core/common/webrtc/rtc_base/process_id.h"
+#include "media_core/common/webrtc/rtc_base/forked_child_hook.h"
 
 namespace rtc {
 namespace {
@@ -28,6 +28,12 @@ std::string BackupName(const std::string& path, int number) {
   return path + "." + std::to_string(number);
 }
 
+std::unique_ptr<std::string> NewBuffer(const FileLogSinkOptions& options) {
+  auto buffer = std::make_unique<std::string>();
+  buffer->reserve(std::min(options.buffer_bytes, kReserveLimit));
+  return buffer;
+}
+
 }  // namespace
 
 FileLogSink::FileLogSink(const std::string& path, const FileLogSinkOptions& options)
@@ -35,33 +41,30 @@ FileLogSink::FileLogSink(const std::string& path, const FileLogSinkOptions& opti
       path_(path),
       options_(options),
       file_(new AppendFile(path)),
-      pid_(CurrentProcessId()) {
-  buffer_.reserve(std::min(options_.buffer_bytes, kReserveLimit));
+      buffer_(NewBuffer(options)),
+      fork_hook_(new ForkedChildHook(&RenewInForkedChild, this)) {
   file_->Open(kOpenFlags, kMode);
 }
 
 FileLogSink::~FileLogSink() {
   const CritScope lock(&crit_);
-  AdoptProcess();
   FlushBuffer();
 }
 
 void FileLogSink::OnLogLine(const std::string& line) {
   const CritScope lock(&crit_);
-  AdoptProcess();
-  if (buffer_.size() + line.size() > options_.buffer_bytes) {
+  if (buffer_->size() + line.size() > options_.buffer_bytes) {
     FlushBuffer();
     if (line.size() > options_.buffer_bytes) {
       WriteOut(line);
       return;
     }
   }
-  buffer_.append(line);
+  buffer_->append(line);
 }
 
 bool FileLogSink::Flush() {
   const CritScope lock(&crit_);
-  AdoptProcess();
   return FlushBuffer();
 }
 
@@ -75,20 +78,26 @@ uint64_t FileLogSink::dropped_lines() const {
   return dropped_lines_;
 }
 
-void FileLogSink::AdoptProcess() {
-  const int32_t pid = CurrentProcessId();
-  if (pid != pid_) {
-    pid_ = pid;
-    buffer_.clear();
+void FileLogSink::RenewInForkedChild(void* self) {
+  auto* const sink = static_cast<FileLogSink*>(self);
+  const bool was_busy = !sink->crit_.TryEnter();
+  if (was_busy) {
+    // Another thread was changing the buffer: there is nothing left that could free it.
+    static_cast<void>(sink->buffer_.release());
+    sink->buffer_ = NewBuffer(sink->options_);
+  } else {
+    sink->buffer_->clear();
+    sink->crit_.Leave();
   }
+  sink->crit_.RenewInForkedChild();
 }
 
 bool FileLogSink::FlushBuffer() {
-  if (buffer_.empty()) {
+  if (buffer_->empty()) {
     return true;
   }
-  const bool written = WriteOut(buffer_);
-  buffer_.clear();
+  const bool written = WriteOut(*buffer_);
+  buffer_->clear();
   return written;
 }
 

@@ -12,6 +12,7 @@
 
 namespace rtc {
 class AppendFile;
+class ForkedChildHook;
 }  // namespace rtc
 
 #pragma GCC visibility push(default)
@@ -75,8 +76,8 @@ class FileLogSink : public LogSink {
   const std::string& path() const { return path_; }
 
  private:
+  static void RenewInForkedChild(void* self);
   // These expect the lock to be held.
-  void AdoptProcess();
   bool WriteOut(const std::string& lines);
   bool FlushBuffer();
   bool EnsureOpen();
@@ -89,9 +90,10 @@ class FileLogSink : public LogSink {
   mutable CriticalSection crit_;
   // All below is guarded by crit_.
   const std::unique_ptr<AppendFile> file_;
-  int32_t pid_;
-  std::string buffer_;
+  std::unique_ptr<std::string> buffer_;
   uint64_t dropped_lines_ = 0;
+  // The first to go.
+  const std::unique_ptr<ForkedChildHook> fork_hook_;
 };
 
 }  // namespace rtc

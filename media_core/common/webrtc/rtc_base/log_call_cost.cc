@@ -1,7 +1,7 @@
 #include "media_core/common/webrtc/rtc_base/log_call_cost.h"
 
 #include "media_core/common/webrtc/rtc_base/clock.h"
-#include "media_core/common/webrtc/rtc_base/logging.h"
+#include "media_core/common/webrtc/rtc_base/log_message.h"
 
 namespace rtc {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "media_core/common/webrtc/rtc_base/logging.h"
+#include "media_core/common/webrtc/rtc_base/log_message.h"
 #include "media_core/common/webrtc/rtc_base/string_encode.h"
 
 namespace rtc {

@@ -20,6 +20,9 @@ class LogSink {
   // Receives one whole line, its newline included. Called on the logging thread while the process's
   // one logging lock is held: calls never overlap, and a slow sink holds up every logging thread.
   // It may itself log, add and remove sinks (the lock is recursive); it must not throw.
+  //
+  // A fork waits some 20 ms for a sink that is busy, and then goes on: the child gets such a sink
+  // as it was at that moment, with its own locks taken. Exit does not wait at all.
   virtual void OnLogLine(const std::string& line) = 0;
 
   // The id given at construction.

@@ -4,36 +4,41 @@
 
 namespace rtc {
 
+void LogSinkRegistry::Replace(const Entries* entries) {
+  // Nobody reads the old list: its readers hold the lock that this thread holds.
+  delete entries_.exchange(entries, std::memory_order_release);
+}
+
 void LogSinkRegistry::Append(LogSink* sink, LoggingSeverity min_sev) {
-  entries_.push_back({sink, min_sev});
+  auto* const next = ended() ? new Entries() : new Entries(entries());
+  next->push_back({sink, min_sev});
+  Replace(next);
+  ended_.store(false, std::memory_order_relaxed);
 }
 
 void LogSinkRegistry::RemoveFirst(LogSink* sink) {
-  const auto found = std::find_if(entries_.begin(), entries_.end(),
+  const auto found = std::find_if(entries().begin(), entries().end(),
                                   [sink](const Entry& entry) { return entry.sink == sink; });
-  if (found == entries_.end()) {
+  if (found == entries().end()) {
     return;
   }
-  const size_t index = static_cast<size_t>(found - entries_.begin());
-  entries_.erase(found);
+  const auto index = found - entries().begin();
+  auto* const next = new Entries(entries());
+  next->erase(next->begin() + index);
+  Replace(next);
   for (Walk* walk = walks_; walk != nullptr; walk = walk->outer) {
-    if (index < walk->next) {
+    if (static_cast<size_t>(index) < walk->next) {
       --walk->next;
     }
   }
 }
 
-void LogSinkRegistry::Clear() {
-  entries_.clear();
-  entries_.shrink_to_fit();
-  for (Walk* walk = walks_; walk != nullptr; walk = walk->outer) {
-    walk->next = 0;
-  }
-}
-
 LoggingSeverity LogSinkRegistry::LowestThreshold(const LogSink* sink) const {
   LoggingSeverity lowest = LS_NONE;
-  for (const Entry& entry : entries_) {
+  if (ended()) {
+    return lowest;
+  }
+  for (const Entry& entry : entries()) {
     if (sink == nullptr || entry.sink == sink) {
       lowest = std::min(lowest, entry.min_sev);
     }
@@ -42,14 +47,14 @@ LoggingSeverity LogSinkRegistry::LowestThreshold(const LogSink* sink) const {
 }
 
 LoggingSeverity LogSinkRegistry::LastThreshold() const {
-  return entries_.empty() ? LS_NONE : entries_.back().min_sev;
+  return ended() || entries().empty() ? LS_NONE : entries().back().min_sev;
 }
 
 void LogSinkRegistry::Dispatch(const std::string& line, LoggingSeverity sev, int32_t sink_id) {
   Walk walk{0, walks_};
   walks_ = &walk;
-  while (walk.next < entries_.size()) {
-    const Entry entry = entries_[walk.next++];
+  while (!ended() && walk.next < entries().size()) {
+    const Entry entry = entries()[walk.next++];
     if (sink_id != 0 && sink_id != entry.sink->sink_id()) {
       continue;
     }

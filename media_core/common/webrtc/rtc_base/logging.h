@@ -8,126 +8,20 @@
 #ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_LOGGING_H_
 #define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_LOGGING_H_
 
-#include <atomic>
 #include <cerrno>
 #include <cstdint>
-#include <string>
 
 #include "media_core/common/webrtc/rtc_base/error_labels.h"
 #include "media_core/common/webrtc/rtc_base/log_call_cost.h"
+#include "media_core/common/webrtc/rtc_base/log_message.h"
 #include "media_core/common/webrtc/rtc_base/log_multiline.h"
 #include "media_core/common/webrtc/rtc_base/log_severity.h"
 #include "media_core/common/webrtc/rtc_base/log_sink.h"
-#include "media_core/common/webrtc/rtc_base/log_stream.h"
 #include "media_core/common/webrtc/rtc_base/process_id.h"
 
 #pragma GCC visibility push(default)
 
 namespace rtc {
-
-// The tag of messages that are given none.
-inline constexpr char kLibjingle[] = "libjingle";
-
-// One line. The constructor writes the prefix, the caller streams the text, the destructor puts the
-// line out: to standard error, then to the sinks in their order of registration. Made, streamed
-// into and destroyed by one thread at a time.
-//
-//   [000:123] [4711:259] [I] (file.cc:42): text : [0x00000002] No such file or directory
-//
-// The time (seconds and milliseconds since the first line that showed it) and the process and
-// thread ids appear when switched on; the file's name without its folders when a file is given; the
-// error at the end when there is one. The line always ends with a newline of its own.
-class LogMessage {
- public:
-  // `file` may be null. `err` is explained as `err_ctx` says. `module` is not used. A `sink_id`
-  // other than 0 restricts the line to the sinks of that id (and standard error).
-  LogMessage(const char* file, int line, LoggingSeverity sev, LogErrorContext err_ctx = ERRCTX_NONE,
-             int err = 0, const char* module = nullptr, int sink_id = 0);
-  // The tag and ": " are written before the text.
-  LogMessage(const char* file, int line, LoggingSeverity sev, const std::string& tag,
-             int sink_id = 0);
-  // The tag is `tag`, "_" and `subtag`; `tag` alone when `subtag` is empty.
-  LogMessage(const char* file, int line, LoggingSeverity sev, const std::string& tag,
-             const std::string& subtag, int sink_id = 0);
-  // A bare line: its prefix is the thread id, when ids are on, and nothing else. The tag is empty.
-  explicit LogMessage(LoggingSeverity sev);
-  ~LogMessage();
-  LogMessage(const LogMessage&) = delete;
-  LogMessage& operator=(const LogMessage&) = delete;
-
-  // Where the text goes; a std::ostream. Valid as long as the message.
-  LogStream& stream() { return *stream_; }
-
-  // Whether any output might take that severity: what a caller tests before building a message.
-  static bool Loggable(LoggingSeverity sev) { return sev >= min_sev(); }
-
-  // The lowest severity that any output is taken to want: the lower of standard error's threshold
-  // and the threshold of the sink added last. Only that one sink counts: sinks that want more have
-  // to be added after those that want less.
-  static LoggingSeverity min_sev() { return min_sev_.load(std::memory_order_relaxed); }
-  // Standard error's threshold.
-  static LoggingSeverity dbg_sev() { return dbg_sev_.load(std::memory_order_relaxed); }
-  // What SetLogToStderr(), LogThreads() and LogTimestamps() set.
-  static bool log_to_stderr() { return log_to_stderr_.load(std::memory_order_relaxed); }
-  static bool threads_logged() { return thread_.load(std::memory_order_relaxed); }
-  static bool timestamps_logged() { return timestamp_.load(std::memory_order_relaxed); }
-
-  // Show the process and thread ids in each line; off at first.
-  static void LogThreads(bool on);
-  // Show the elapsed time in each line; off at first.
-  static void LogTimestamps(bool on);
-  // Sets standard error's threshold; LS_NONE at first.
-  static void LogToDebug(LoggingSeverity min_sev);
-  // Computes min_sev() anew and returns it.
-  static LoggingSeverity UpdateMinLogSeverity();
-  // Whether standard error is written where no preference decides it; true at first. The preference
-  // is the boolean "logToStdErr" of the program's bundle. In a bundle it alone decides: without it
-  // nothing is written.
-  static void SetLogToStderr(bool on);
-
-  // The lowest threshold of the sink's registrations, or of all when `sink` is null; LS_NONE when
-  // there are none.
-  static LoggingSeverity GetLogToStream(LogSink* sink = nullptr);
-  // Registers a sink after those registered before. A sink registered twice gets every line twice.
-  // The sink must be removed before it is destroyed. Null is ignored.
-  static void AddLogToStream(LogSink* sink, LoggingSeverity min_sev);
-  // Takes back the sink's first registration, if there is one. When it returns, no other thread is
-  // inside the sink on behalf of that registration.
-  static void RemoveLogToStream(LogSink* sink);
-
-  // Switches on what the blank-separated words name: "tstamp" the time, "thread" the ids. The level
-  // words ("sensitive", "verbose", "debug", "info", "warning", "error", "none") are accepted and
-  // change no threshold; other words are ignored. Null does nothing.
-  static void ConfigureLogging(const char* params);
-
-  // The millisecond system clock when it was first asked for here: where shown times start.
-  static int64_t LogStartTime();
-  // The calendar time in seconds when it was first asked for here.
-  static uint32_t WallClockStartTime();
-
-  // Writes a local time stamp and the line to standard error, if preference or default say so.
-  // Severity and tag are not used.
-  static void OutputToDebug(const std::string& line, LoggingSeverity sev, const std::string& tag);
-
- private:
-  void WritePrefix(const char* file, int line);
-  void SetError(LogErrorContext err_ctx, int err);
-  void SetTag(std::string tag);
-
-  // Read on every thread without the lock; each stands for itself, so relaxed order is enough.
-  static inline std::atomic<LoggingSeverity> min_sev_{LS_NONE};
-  static inline std::atomic<LoggingSeverity> dbg_sev_{LS_NONE};
-  static inline std::atomic<bool> log_to_stderr_{true};
-  static inline std::atomic<bool> thread_{false};
-  static inline std::atomic<bool> timestamp_{false};
-
-  LogStream::Owner stream_;
-  LoggingSeverity severity_;
-  int32_t sink_id_;
-  std::string tag_;
-  // The error's description, put at the end of the line.
-  std::string extra_;
-};
 
 // Formats as printf does into 4090 bytes and logs the text, newlines at its end made one (the line
 // adds its own besides). A longer text keeps 4088 characters. Severities outside LS_VERBOSE to
@@ -137,23 +31,17 @@ void ALOG(LoggingSeverity sev, const char* format, ...) __attribute__((format(pr
 // Milliseconds since 1970 by the calendar clock, which may be set back.
 int64_t get_time_ms_c();
 
-// Makes a log statement an expression without value. `&` binds looser than `<<` and tighter than
-// `?:`.
-class LogMessageVoidify {
- public:
-  // Does nothing.
-  void operator&(std::ostream& /*stream*/) {}
-};
-
 }  // namespace rtc
 
 #pragma GCC visibility pop
 
 // The macros test the threshold first: a disabled statement costs one load and one branch and
-// evaluates none of its operands. The severity is a bare enumerator: ORU_LOG(LS_WARNING) << "text";
+// evaluates none of its operands. A statement is one expression of type bool, true when the line
+// was built, so that it can stand behind `&&`. The severity is a bare enumerator:
+// ORU_LOG(LS_WARNING) << "text";
 //
 //   ORU_LOG(sev)                      text
-//   ORU_LOG_V(sev)                    the severity is any expression
+//   ORU_LOG_V(sev)                    the severity is any expression, evaluated once
 //   ORU_LOG_F(sev)                    the function's name and ": " first
 //   ORU_LOG_T(sev)                    the address in `this` and ": " first
 //   ORU_LOG_TAG(sev, tag)             a tag first
@@ -164,15 +52,12 @@ class LogMessageVoidify {
 //   ORU_LOG_OSSTATUS(sev, status)     a status code of the operating system and its text at the end
 //   ORU_LOG_CHECK_LEVEL(sev)          whether any output might take that severity
 //   ORU_LOG_CALL_COST(name)           how long the rest of the scope took, at LS_INFO
-// For the macros below: a message when that severity is loggable.
-#define ORU_LOG_IF_LOGGABLE_(sev, ...) \
-  !::rtc::LogMessage::Loggable(sev)    \
-      ? static_cast<void>(0)           \
-      : ::rtc::LogMessageVoidify() &   \
-            ::rtc::LogMessage(__FILE__, __LINE__, sev __VA_ARGS__).stream()
 
 // Log statements, as the list above tells.
-#define ORU_LOG_V(sev) ORU_LOG_IF_LOGGABLE_((sev), )
+#define ORU_LOG_V(sev)                    \
+  ::rtc::LogMessage::LoggableOnce(sev) && \
+      ::rtc::LogMessageLogged() &         \
+          ::rtc::LogMessage(__FILE__, __LINE__, ::rtc::LogMessage::RememberedSeverity()).stream()
 #define ORU_LOG(sev) ORU_LOG_IF_LOGGABLE_(::rtc::sev, )
 #define ORU_LOG_F(sev) ORU_LOG(sev) << __func__ << ": "
 #define ORU_LOG_T(sev) ORU_LOG(sev) << this << ": "
