@@ -1,9 +1,13 @@
-// Dispatch semaphores.
+// Dispatch semaphores, counting as the platform's do: a waiter takes its one off before it sleeps,
+// so that a negative value tells how many sleep. What they sleep on is a port of the kernel, made
+// when it is first needed, which a forked child does not have.
 #include <dispatch/dispatch.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <mutex>
 
@@ -11,12 +15,24 @@
 
 struct dispatch_semaphore_s {
   std::mutex mutex;
-  std::condition_variable changed;
-  intptr_t count;
-  intptr_t waiters = 0;
+  std::condition_variable woken;
+  // Below zero: so many wait.
+  intptr_t value;
   const intptr_t created_with;
+  // Wake-ups that no waiter has taken yet.
+  intptr_t wakes = 0;
+  // The process that has the port; 0 before there is one.
+  pid_t port_owner = 0;
 
-  explicit dispatch_semaphore_s(intptr_t value) : count(value), created_with(value) {}
+  explicit dispatch_semaphore_s(intptr_t initial) : value(initial), created_with(initial) {}
+
+  void UsePort() {
+    if (port_owner == 0) port_owner = getpid();
+    if (port_owner != getpid()) {
+      fputs("BUG IN CLIENT OF LIBDISPATCH: unexpected port of a semaphore\n", stderr);
+      std::abort();
+    }
+  }
 };
 
 namespace {
@@ -40,27 +56,32 @@ intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore, dispatch_time_t
     return *failure;
   }
   std::unique_lock<std::mutex> lock(semaphore->mutex);
-  const auto ready = [&] { return semaphore->count > 0; };
-  ++semaphore->waiters;
+  if (--semaphore->value >= 0) return 0;
+  semaphore->UsePort();
+  const auto ready = [&] { return semaphore->wakes > 0; };
   bool got = true;
   if (timeout == DISPATCH_TIME_FOREVER) {
-    semaphore->changed.wait(lock, ready);
+    semaphore->woken.wait(lock, ready);
   } else if (timeout == DISPATCH_TIME_NOW) {
     got = ready();
   } else {
-    got = semaphore->changed.wait_until(lock, PointOf(timeout), ready);
+    got = semaphore->woken.wait_until(lock, PointOf(timeout), ready);
   }
-  --semaphore->waiters;
-  if (!got) return 49;  // what the platform's kernel calls a time-out
-  --semaphore->count;
+  if (!got) {
+    ++semaphore->value;
+    return 49;  // what the platform's kernel calls a time-out
+  }
+  --semaphore->wakes;
   return 0;
 }
 
 intptr_t dispatch_semaphore_signal(dispatch_semaphore_t semaphore) {
   const std::lock_guard<std::mutex> lock(semaphore->mutex);
-  ++semaphore->count;
-  semaphore->changed.notify_one();
-  return semaphore->waiters > 0 ? 1 : 0;
+  if (++semaphore->value > 0) return 0;
+  semaphore->UsePort();
+  ++semaphore->wakes;
+  semaphore->woken.notify_one();
+  return 1;
 }
 
 dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta) {
@@ -75,7 +96,10 @@ dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta) {
 void dispatch_release(dispatch_semaphore_t semaphore) {
   {
     const std::lock_guard<std::mutex> lock(semaphore->mutex);
-    if (semaphore->count < semaphore->created_with) std::abort();
+    if (semaphore->value < semaphore->created_with) {
+      fputs("BUG IN CLIENT OF LIBDISPATCH: Semaphore object deallocated while in use\n", stderr);
+      std::abort();
+    }
   }
   delete semaphore;
 }

@@ -1,4 +1,9 @@
-// Core Foundation's strings, main bundle and boolean preferences.
+// Core Foundation's strings, main bundle and boolean preferences. As on the platform none of them
+// may be used in a forked child.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,6 +30,15 @@ std::mutex preferences_mutex;
 bool bundle_exists = true;
 std::unique_ptr<__CFString> bundle_identifier;
 int live_objects = 0;
+
+const pid_t program = getpid();
+
+void RefuseForkedChild() {
+  if (getpid() != program) {
+    fputs("Core Foundation in a forked child\n", stderr);
+    std::abort();
+  }
+}
 
 std::map<std::pair<std::string, std::string>, Preference>& Preferences() {
   static auto* const preferences = new std::map<std::pair<std::string, std::string>, Preference>;
@@ -72,6 +86,7 @@ extern "C" {
 
 CFStringRef CFStringCreateWithCString(CFAllocatorRef /*allocator*/, const char* text,
                                       CFStringEncoding encoding) {
+  mach_double::RefuseForkedChild();
   if (FailureOf(Call::kStringCreate) || encoding != kCFStringEncodingUTF8) return nullptr;
   const std::lock_guard<std::mutex> lock(mach_double::preferences_mutex);
   ++mach_double::live_objects;
@@ -79,6 +94,7 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef /*allocator*/, const char* 
 }
 
 void CFRelease(CFTypeRef object) {
+  mach_double::RefuseForkedChild();
   const auto* const string = static_cast<CFStringRef>(object);
   const std::lock_guard<std::mutex> lock(mach_double::preferences_mutex);
   --mach_double::live_objects;  // below zero after a release of what was only borrowed
@@ -86,6 +102,7 @@ void CFRelease(CFTypeRef object) {
 }
 
 CFBundleRef CFBundleGetMainBundle(void) {
+  mach_double::RefuseForkedChild();
   static __CFBundle bundle;
   if (FailureOf(Call::kMainBundle)) return nullptr;
   const std::lock_guard<std::mutex> lock(mach_double::preferences_mutex);
@@ -93,11 +110,13 @@ CFBundleRef CFBundleGetMainBundle(void) {
 }
 
 CFStringRef CFBundleGetIdentifier(CFBundleRef /*bundle*/) {
+  mach_double::RefuseForkedChild();
   const std::lock_guard<std::mutex> lock(mach_double::preferences_mutex);
   return mach_double::bundle_identifier.get();
 }
 
 Boolean CFPreferencesGetAppBooleanValue(CFStringRef key, CFStringRef application, Boolean* valid) {
+  mach_double::RefuseForkedChild();
   const std::lock_guard<std::mutex> lock(mach_double::preferences_mutex);
   const auto found = mach_double::Preferences().find({application->text, key->text});
   const bool usable = found != mach_double::Preferences().end() && found->second.valid;

@@ -1,21 +1,41 @@
 // The runtime base's macOS variants on the stand-in.
+#include <dispatch/dispatch.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <csignal>
+#include <functional>
 #include <string>
 #include <thread>
 
 #include "media_core/common/webrtc/rtc_base/counting_semaphore.h"
+#include "media_core/common/webrtc/rtc_base/critical_section.h"
 #include "media_core/common/webrtc/rtc_base/log_preference.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "tests/mach_double/mach_double.h"
+#include "tests/rtc_base/thread_state.h"
+#include "tests/support/child_process.h"
 
 namespace rtc {
 namespace {
 
 using mach_double::Call;
+using oru_test::ChildResult;
+using oru_test::RunInFork;
+
+int ForkAndWait(const std::function<void()>& in_child) {
+  const pid_t child = fork();
+  if (child == 0) {
+    in_child();
+    _exit(0);
+  }
+  int status = -1;
+  return waitpid(child, &status, 0) == child ? status : -1;
+}
 
 TEST(MachClock, TicksAreMultipliedBeforeTheyAreDivided) {
   mach_double::SetTimebase(125, 3);
@@ -52,6 +72,77 @@ TEST(MachSemaphore, ASignalBeforeTheWaitIsKept) {
   semaphore.Wait();
 }
 
+TEST(MachSemaphore, ReleasingOneThatSomebodyWaitsForTraps) {
+  const ChildResult child = RunInFork([] {
+    const dispatch_semaphore_t semaphore = dispatch_semaphore_create(0);
+    std::atomic<uint32_t> waiter_id{0};
+    std::thread([&] {
+      waiter_id = static_cast<uint32_t>(gettid());
+      dispatch_semaphore_wait(semaphore, DISPATCH_TIME_FOREVER);
+    }).detach();
+    while (waiter_id == 0) {
+      std::this_thread::yield();
+    }
+    oru_test::AwaitSleeping(waiter_id);
+    dispatch_release(semaphore);
+    return 0;
+  });
+  EXPECT_EQ(child.signal, SIGABRT) << child.Ending();
+}
+
+// Two threads that the lock is handed over between: the second sleeps until the first leaves.
+void HandOver(CriticalSection* section) {
+  section->Enter();
+  std::atomic<uint32_t> waiter_id{0};
+  std::thread waiter([&] {
+    waiter_id = static_cast<uint32_t>(gettid());
+    section->Enter();
+    section->Leave();
+  });
+  while (waiter_id == 0) {
+    std::this_thread::yield();
+  }
+  oru_test::AwaitSleeping(waiter_id);
+  section->Leave();
+  waiter.join();
+}
+
+TEST(MachSemaphore, ALockThatThreadsSleptOnServesAForkedChild) {
+  CriticalSection section;
+  HandOver(&section);
+  const ChildResult child = RunInFork([&section] {
+    HandOver(&section);
+    HandOver(&section);
+    return ForkAndWait([&section] { HandOver(&section); });
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.Ending() << child.err;
+}
+
+TEST(MachSemaphore, ALockThatThreadsWaitForIsRenewedInAForkedChild) {
+  auto* const section = new CriticalSection();
+  section->Enter();
+  std::atomic<uint32_t> waiter_id{0};
+  std::thread waiter([&] {
+    waiter_id = static_cast<uint32_t>(gettid());
+    section->Enter();
+    section->Leave();
+  });
+  while (waiter_id == 0) {
+    std::this_thread::yield();
+  }
+  oru_test::AwaitSleeping(waiter_id);
+  const ChildResult child = RunInFork([section] {
+    EXPECT_TRUE(section->RenewInForkedChild());
+    section->Leave();
+    HandOver(section);
+    return 0;
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.Ending() << child.err;
+  section->Leave();
+  waiter.join();
+  delete section;
+}
+
 TEST(MachThreadNumber, ItIsTheThreadsPort) {
   EXPECT_EQ(pthread_mach_thread_np(pthread_self()), CurrentThreadId());
   PlatformThreadId other = 0;
@@ -83,6 +174,19 @@ TEST(MachPreference, WithoutAnIdentifierThereIsNoBundle) {
   mach_double::SetMainBundleExists(false);
   EXPECT_EQ(LogPreference::kNoBundle, ReadPlatformLogPreference());
   EXPECT_EQ(0, mach_double::LiveObjects());
+}
+
+TEST(MachPreference, AForkedChildAsksNobody) {
+  mach_double::SetBundleIdentifier("org.example.app");
+  mach_double::SetBooleanPreference("org.example.app", "logToStdErr", true);
+  const auto answer_in_child = [] {
+    return RunInFork([] { return static_cast<int>(ReadPlatformLogPreference()); });
+  };
+  ChildResult child = answer_in_child();
+  EXPECT_EQ(child.exit_code, static_cast<int>(LogPreference::kNoBundle)) << child.Ending();
+  EXPECT_EQ(LogPreference::kTrue, ReadPlatformLogPreference());
+  child = answer_in_child();
+  EXPECT_EQ(child.exit_code, static_cast<int>(LogPreference::kTrue)) << "the parent's last answer";
 }
 
 TEST(MachPreference, WithoutAKeyThereIsNoBundle) {

@@ -32,7 +32,8 @@ void SetLogPreferenceReader(LogPreferenceReader reader);
 // Asks the reader.
 LogPreference ReadLogPreference();
 
-// The reader a program begins with: the seam, one source a platform.
+// The reader a program begins with: the seam, one source a platform. On macOS a forked child, where
+// nothing may be asked, gets the answer that its parent got last.
 LogPreference ReadPlatformLogPreference();
 
 }  // namespace rtc

@@ -19,7 +19,9 @@ intptr_t dispatch_semaphore_wait(dispatch_semaphore_t semaphore, dispatch_time_t
 // Non-zero when a waiter was woken.
 intptr_t dispatch_semaphore_signal(dispatch_semaphore_t semaphore);
 dispatch_time_t dispatch_time(dispatch_time_t when, int64_t delta);
-// Ends the process when the count is below what it was created with, as on the platform.
+// Ends the process when the count is below what it was created with (somebody waits, say), as on
+// the platform. Waiting and signalling end it in a forked child, once they slept or woke in the
+// parent.
 void dispatch_release(dispatch_semaphore_t semaphore);
 }
 
