@@ -1,7 +1,8 @@
-// NSLog for this program and what it loads. It writes the line that GNUstep's own writes,
-// "DATE TIME.mmm PROGRAM[PID:THREAD] TEXT", to standard error, and differs in this:
+// NSLog and NSLogv for this program and what it loads. It writes the line that GNUstep's own
+// writes, "DATE TIME.mmm PROGRAM[PID:THREAD] TEXT", to standard error, and differs in this:
 //
 // - The text is written as UTF-8 whatever the locale.
+// - Every text comes out: a lone surrogate as U+FFFD, U+0000 as "\x00".
 // - No autorelease pool is needed around it.
 // - The user's defaults are not consulted. GNUstep's reads them at the first line: a sixth of the
 //   time of a whole run, and it takes this program's arguments for defaults, so that
@@ -9,7 +10,8 @@
 //
 // A line goes out in one write; what standard error does not take goes to the system log: a
 // reader that has gone does not end the process, as GNUstep ignores SIGPIPE.
-#import <Foundation/Foundation.h>
+#import "helper/console_log.h"
+
 #include <poll.h>
 #include <sys/syscall.h>
 #include <sys/time.h>
@@ -21,6 +23,7 @@
 #include <ctime>
 #include <string>
 
+#import "helper/readable_string.h"
 #include "helper/readable_text.h"
 
 namespace {
@@ -59,18 +62,27 @@ bool WriteAll(const std::string &line) {
   return true;
 }
 
+std::string LineOf(NSString *text) {
+  std::string line = LinePrefix() + Utf8Text(text);
+  if (line.back() != '\n') line += '\n';
+  return line;
+}
+
 }  // namespace
 
-void NSLog(NSString *format, ...) {
+void LogSecretLine(NSString *line) { WriteAll(LineOf(line)); }
+
+void NSLogv(NSString *format, va_list arguments) {
   @autoreleasepool {
-    va_list arguments;
-    va_start(arguments, format);
     NSString *text = [[[NSString alloc] initWithFormat:format arguments:arguments] autorelease];
-    va_end(arguments);
-    std::string line = LinePrefix();
-    const char *bytes = [text UTF8String];
-    line += bytes != nullptr ? bytes : "(null)";
-    if (line.back() != '\n') line += '\n';
+    const std::string line = LineOf(text);
     if (!WriteAll(line)) syslog(LOG_ERR | LOG_USER, "%s", line.c_str());
   }
+}
+
+void NSLog(NSString *format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  NSLogv(format, arguments);
+  va_end(arguments);
 }

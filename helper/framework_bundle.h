@@ -6,14 +6,19 @@
 
 // A class that answers these three messages as Apple's NSBundle does:
 //
-//   + bundleWithPath:        nil unless the path, absolute or relative, is a directory
+//   + bundleWithPath:        nil unless the path, an absolute one, is a directory
 //   - loadAndReturnError:    maps the framework's code; on failure NO and an error whose
 //                            localizedDescription carries the dynamic linker's own reason
 //   - unload                 ends the use of the code
 //
-// On macOS it is NSBundle itself. GNUstep's cannot load with a reason, refuses relative paths and
-// flat frameworks, and reads its own resources and the user's defaults before it does anything: on
-// Linux it is a class of this program that goes to the dynamic linker.
+// On macOS it is NSBundle itself. GNUstep's cannot load with a reason, refuses flat frameworks, and
+// reads its own resources and the user's defaults before it does anything: on Linux it is a class
+// of this program that goes to the dynamic linker.
 Class FrameworkBundleClass();
+
+// Whether there is a file or folder at this path, given as bytes in UTF-8. On Linux it is the
+// system that is asked: GNUstep would turn the path into the encoding that GNUSTEP_STRING_ENCODING
+// names, and raise where it has no such characters.
+bool FrameworkExists(const char *path);
 
 #endif  // HELPER_FRAMEWORK_BUNDLE_H_

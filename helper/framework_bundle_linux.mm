@@ -2,7 +2,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <climits>
 #include <string>
 
 #import "helper/framework_bundle.h"
@@ -21,11 +20,10 @@ std::string ExecutableName(const std::string &framework) {
   return name.substr(0, name.rfind('.'));
 }
 
-// A framework that outlives a change of the working folder is named from the root.
-std::string AbsolutePath(const std::string &path) {
-  char folder[PATH_MAX];
-  if (path[0] == '/' || getcwd(folder, sizeof folder) == nullptr) return path;
-  return std::string(folder) + "/" + path;
+// What is there but is no regular file is not opened: a pipe would keep the linker waiting.
+bool IsNoFile(const std::string &path) {
+  struct stat info {};
+  return stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode);
 }
 
 // Versioned frameworks keep their code under Versions/Current, the link on top of it being
@@ -37,8 +35,8 @@ std::string ExecutablePath(const std::string &framework) {
   return framework + "/" + name;
 }
 
-NSError *LoadError(const char *reason) {
-  NSDictionary *info = [NSDictionary dictionaryWithObject:ReadableString(reason)
+NSError *LoadError(const std::string &reason) {
+  NSDictionary *info = [NSDictionary dictionaryWithObject:ReadableString(reason.c_str())
                                                    forKey:NSLocalizedDescriptionKey];
   return [NSError errorWithDomain:NSCocoaErrorDomain code:0 userInfo:info];
 }
@@ -56,10 +54,10 @@ NSError *LoadError(const char *reason) {
 @implementation OruRTCFrameworkBundle
 
 + (instancetype)bundleWithPath:(NSString *)path {
-  const char *text = [path UTF8String];
-  if (text == nullptr || !IsDirectory(text)) return nil;
+  const std::string text = Utf8Text(path);
+  if (!IsDirectory(text)) return nil;
   OruRTCFrameworkBundle *bundle = [[[self alloc] init] autorelease];
-  bundle->_path = new std::string(AbsolutePath(text));
+  bundle->_path = new std::string(text);
   return bundle;
 }
 
@@ -70,7 +68,12 @@ NSError *LoadError(const char *reason) {
 
 // Everything is bound at once: a missing symbol is to be an error here, not a crash in mid-upload.
 - (BOOL)loadAndReturnError:(NSError **)error {
-  if (dlopen(ExecutablePath(*_path).c_str(), RTLD_NOW | RTLD_GLOBAL) != nullptr) return YES;
+  const std::string path = ExecutablePath(*_path);
+  if (IsNoFile(path)) {
+    if (error != nullptr) *error = LoadError(path + ": not a regular file");
+    return NO;
+  }
+  if (dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL) != nullptr) return YES;
   const char *reason = dlerror();
   if (error != nullptr) *error = LoadError(reason != nullptr ? reason : "unknown reason");
   return NO;
@@ -85,3 +88,5 @@ NSError *LoadError(const char *reason) {
 @end
 
 Class FrameworkBundleClass() { return [OruRTCFrameworkBundle class]; }
+
+bool FrameworkExists(const char *path) { return access(path, F_OK) == 0; }

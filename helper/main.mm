@@ -1,6 +1,9 @@
 #import <Foundation/Foundation.h>
 
+#include <signal.h>
+
 #include "helper/command_line.h"
+#import "helper/console_log.h"
 #import "helper/readable_string.h"
 #include "helper/upload_bridge.h"
 
@@ -8,7 +11,8 @@ namespace {
 
 void LogArgument(int index, const char *key, const char *value) {
   @autoreleasepool {
-    NSLog(@"SAT:Arg %d: %@ - %@", index, ReadableString(key), ReadableString(value));
+    LogSecretLine([NSString stringWithFormat:@"SAT:Arg %d: %@ - %@", index, ReadableString(key),
+                                             ReadableString(value)]);
   }
 }
 
@@ -27,6 +31,9 @@ int32_t UploadLog(const CommandLine &command) {
 
 int main(int argc, char **argv) {
   int32_t result = 0;
+  // Whoever started the command and read its log may be gone: that must not end the upload. GNUstep
+  // sees to it by itself, Apple's Foundation does not.
+  signal(SIGPIPE, SIG_IGN);
   @autoreleasepool {
     NSLog(@"varnook upload_log");
     CommandLine command = ParseCommandLine(argc, argv, LogArgument);

@@ -4,6 +4,9 @@
 #import <objc/runtime.h>
 #include <unistd.h>
 
+#include <climits>
+#include <string>
+
 #import "helper/framework_bundle.h"
 #import "helper/readable_string.h"
 #include "helper/readable_text.h"
@@ -25,16 +28,41 @@ void WaitSeconds(uint64_t seconds) {
 }
 
 // For the log any bytes have a text; only UTF-8 is a path to Foundation.
-bool FrameworkExists(const char *library_path, NSString *framework_path) {
-  return IsUtf8(library_path) && [[NSFileManager defaultManager] fileExistsAtPath:framework_path];
+bool IsFramework(const std::string &path) {
+  return IsUtf8(path.c_str()) && FrameworkExists(path.c_str());
 }
 
-// A class without the method would answer methodForSelector: with the runtime's forwarding function
-// (GNUstep raises instead), which looks for the receiver that an entry point is not given: a method
-// that is not there has no implementation.
+// NSBundle wants paths from the root: others are not the working folder's to it.
+std::string AbsolutePath(const std::string &path) {
+  char folder[PATH_MAX];
+  if (path[0] == '/' || getcwd(folder, sizeof folder) == nullptr) return path;
+  return std::string(folder) + "/" + path;
+}
+
+// What the runtime has in the place of a method that a class has not. It would look for the
+// receiver that an entry point is not given.
+IMP ForwardingFunction(Class engine, SEL selector) {
+  if (class_getClassMethod(engine, selector) != nullptr) return nullptr;
+  return class_getMethodImplementation(object_getClass(engine), selector);
+}
+
+// The class is asked, which may answer as it likes. One that cannot be asked (no NSObject) has no
+// implementation, and GNUstep's NSObject raises where there is none.
 EntryPoint EntryPointOf(Class engine, SEL selector) {
-  if (class_getClassMethod(engine, selector) == nullptr) return nullptr;
-  return reinterpret_cast<EntryPoint>([engine methodForSelector:selector]);
+  if (class_getClassMethod(engine, @selector(methodForSelector:)) == nullptr) return nullptr;
+  IMP implementation = nullptr;
+  @try {
+    implementation = [engine methodForSelector:selector];
+  } @catch (NSException *) {
+    return nullptr;
+  }
+  if (implementation == ForwardingFunction(engine, selector)) return nullptr;
+  return reinterpret_cast<EntryPoint>(implementation);
+}
+
+bool RespondsTo(Class engine, SEL selector) {
+  return class_getClassMethod(engine, @selector(respondsToSelector:)) != nullptr &&
+         [engine respondsToSelector:selector];
 }
 
 // The upload function of the loaded framework; null, and a line in the log, when it offers none.
@@ -49,7 +77,7 @@ UploadFunction FindUploadFunction() {
     return nullptr;
   }
   const UploadFunction upload = entry_point();
-  if (![engine respondsToSelector:selector]) {
+  if (!RespondsTo(engine, selector)) {
     NSLog(@"varnook the framework did not methodForSelector for selector!");
     return nullptr;
   }
@@ -59,13 +87,14 @@ UploadFunction FindUploadFunction() {
 
 // The framework's bundle with its code loaded; nil, and a line in the log, when that fails.
 id LoadFramework(const char *library_path) {
-  NSString *path =
-      [ReadableString(library_path) stringByAppendingFormat:@"/%s", kFrameworkFileName];
-  if (!FrameworkExists(library_path, path)) {
+  const std::string location = std::string(library_path) + "/" + kFrameworkFileName;
+  NSString *path = ReadableString(location.c_str());
+  if (!IsFramework(location)) {
     NSLog(@"varnook \"%@\" sdk was not exist!", path);
     return nil;
   }
-  const id bundle = [FrameworkBundleClass() bundleWithPath:path];
+  NSString *absolute_path = ReadableString(AbsolutePath(location).c_str());
+  const id bundle = [FrameworkBundleClass() bundleWithPath:absolute_path];
   if (bundle == nil) {
     NSLog(@"varnook the framework \"%@\"  was load failed!", path);
     return nil;
@@ -92,13 +121,18 @@ int32_t HandleActionUploadLog(const char *library_path, const char *app_id,
 
   const id bundle = LoadFramework(library_path);
   if (bundle == nil) return 0;
-  const UploadFunction upload = FindUploadFunction();
   int32_t status = 0;
-  if (upload != nullptr) {
-    status = upload(app_id, access_key_id, access_key_secret, security_token, endpoint, bucket,
-                    log_path);
-    NSLog(@"varnook uploadLogPrivate return: %d", status);
+  bool uploaded = false;
+  // What the framework leaves to the pool is its own code's to destroy, and goes before that does.
+  @autoreleasepool {
+    const UploadFunction upload = FindUploadFunction();
+    uploaded = upload != nullptr;
+    if (uploaded) {
+      status = upload(app_id, access_key_id, access_key_secret, security_token, endpoint, bucket,
+                      log_path);
+    }
   }
+  if (uploaded) NSLog(@"varnook uploadLogPrivate return: %d", status);
   [bundle unload];
   return status;
 }

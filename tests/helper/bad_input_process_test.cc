@@ -102,6 +102,26 @@ TEST_F(BadInput, ALibraryPathThatIsNotUtf8IsNotTakenForItsTextInTheLog) {
   EXPECT_EQ(run.sdk, Lines{});
 }
 
+TEST_F(BadInput, ALibraryPathOutsideFoundationsOwnEncodingIsOnlyMissing) {
+  options_.env["GNUSTEP_STRING_ENCODING"] = "NSASCIIStringEncoding";
+  const VarnookRun run = Run({"-action", "uploadLog", "-libp", "/l\u00efb \u2603"});
+  EXPECT_EQ(run.log.back(), "varnook upload_log return:0");
+  ASSERT_EQ(run.log.size(), 6U) << run.process.err;
+  EXPECT_EQ(run.log[4], "varnook \"/l\u00efb \u2603/OruRTCSdk.framework\" sdk was not exist!");
+  EXPECT_EQ(run.process.Ending(), "exit 0");
+}
+
+TEST_F(BadInput, AByteOrderMarkIsPartOfAValue) {
+  const std::string mark = "\xef\xbb\xbf";
+  ASSERT_EQ(rename(LibraryDir().c_str(), dir_.Join(mark + "lib").c_str()), 0);
+  const VarnookRun run =
+      Run({"-action", "uploadLog", "-libp", mark + "lib", "-apid", mark + mark + "app"});
+  EXPECT_EQ(run.log[2], "SAT:Arg 3: -libp - " + mark + "lib");
+  EXPECT_EQ(run.log[3], "SAT:Arg 5: -apid - " + mark + mark + "app");
+  ASSERT_EQ(run.sdk.size(), 11U) << run.process.err;
+  EXPECT_EQ(run.sdk[4], mark + mark + "app");
+}
+
 TEST_F(BadInput, PercentSignsAreText) {
   const std::string text = "%s%n%@%d%%%1000000s%";
   const VarnookRun run = RunUpload({"-bukt", text, "-" + text, text});

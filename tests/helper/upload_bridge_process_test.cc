@@ -1,5 +1,7 @@
 // Loading the framework and calling its upload entry point, seen from outside the process.
 #include <elf.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstring>
 
@@ -187,6 +189,55 @@ TEST_F(UploadBridge, AnUndefinedSymbolIsALoadError) {
 TEST_F(UploadBridge, AFolderInTheBinarysPlaceIsALoadError) {
   MakeDirs(FrameworkPath() + "/OruRTCSdk");
   ExpectLoadError("OruRTCSdk: ");
+}
+
+TEST_F(UploadBridge, APipeInTheBinarysPlaceIsALoadErrorAtOnce) {
+  InstallFramework(ORU_TEST_SDK);
+  const std::string code = FrameworkPath() + "/Versions/A/OruRTCSdk";
+  ASSERT_EQ(remove(code.c_str()), 0);
+  ASSERT_EQ(mkfifo(code.c_str(), 0600), 0);
+  options_.timeout_s = 10;
+  ExpectLoadError("OruRTCSdk: not a regular file");
+}
+
+TEST_F(UploadBridge, ADeviceInTheBinarysPlaceIsALoadError) {
+  InstallFramework(ORU_TEST_SDK);
+  const std::string code = FrameworkPath() + "/Versions/A/OruRTCSdk";
+  ASSERT_EQ(remove(code.c_str()), 0);
+  ASSERT_EQ(symlink("/dev/zero", code.c_str()), 0);
+  options_.timeout_s = 10;
+  ExpectLoadError("OruRTCSdk: not a regular file");
+}
+
+TEST_F(UploadBridge, AClassThatIsNoNSObjectHasNoEntryPoint) {
+  InstallFramework(ORU_TEST_SDK_ROOT_CLASS);
+  const VarnookRun run = RunUpload();
+  EXPECT_EQ(BridgeLines(run),
+            (Lines{kDelayLine, kLoadedLine, "varnook the framework getUploadLogPrivate failed!"}));
+  EXPECT_EQ(run.process.Ending(), "exit 0");
+}
+
+TEST_F(UploadBridge, AClassThatAnswersForAMethodItHasNotIsAsked) {
+  InstallFramework(ORU_TEST_SDK_ANSWERS_BY_ITSELF);
+  const VarnookRun run = RunUpload();
+  EXPECT_EQ(BridgeLines(run, "5").back(), "varnook uploadLogPrivate return: 5");
+  ASSERT_EQ(run.sdk.size(), 10U);
+  EXPECT_EQ(run.sdk[1], "HandOut");
+}
+
+TEST_F(UploadBridge, WhatTheFrameworkLeavesToThePoolGoesBeforeItsCode) {
+  InstallFramework(ORU_TEST_SDK);
+  options_.env["ORU_TEST_SDK_MODE"] = "autoreleased";
+  EXPECT_EQ(BridgeLines(RunUpload(), "5"),
+            (Lines{kDelayLine, kLoadedLine, "gone", "varnook uploadLogPrivate return: 5"}));
+}
+
+TEST_F(UploadBridge, LinesOfTheFrameworkComeOutWhole) {
+  InstallFramework(ORU_TEST_SDK);
+  options_.env["ORU_TEST_SDK_MODE"] = "lines";
+  EXPECT_EQ(BridgeLines(RunUpload(), "5"),
+            (Lines{kDelayLine, kLoadedLine, "half \xef\xbf\xbd", "nul a\\x00b",
+                   "pair \xf0\x9f\x98\x80", "list 7", "varnook uploadLogPrivate return: 5"}));
 }
 
 TEST_F(UploadBridge, AFrameworkWithoutTheClassHasNoEntryPoint) {

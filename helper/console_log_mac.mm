@@ -1,0 +1,3 @@
+#import "helper/console_log.h"
+
+void LogSecretLine(NSString *line) { NSLog(@"%@", line); }
