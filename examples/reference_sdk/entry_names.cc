@@ -33,6 +33,22 @@ size_t CharacterLength(const std::string& text, size_t i) {
   return InRange(b1, lowest, highest) && third && fourth ? 4 : 0;
 }
 
+// What a careless extractor, or a terminal, takes for something else than a part of a name: control
+// characters (U+0080 to U+009F too) and the other system's separator.
+bool IsUnsafe(const std::string& text, size_t i) {
+  const unsigned byte = ByteAt(text, i);
+  if (byte < 0x20 || byte == 0x7f || byte == '\\') return true;
+  return byte == 0xc2 && InRange(ByteAt(text, i + 1), 0x80, 0x9f);
+}
+
+bool StandsAsItIs(const std::string& name) {
+  if (!IsUtf8(name)) return false;
+  for (size_t i = 0; i < name.size(); ++i) {
+    if (IsUnsafe(name, i)) return false;
+  }
+  return true;
+}
+
 std::string Hex(unsigned byte) {
   char hex[4];
   snprintf(hex, sizeof hex, "%%%02X", byte);
@@ -54,9 +70,9 @@ std::string EscapeToUtf8(const std::string& text) {
   std::string escaped;
   for (size_t i = 0; i < text.size();) {
     const size_t length = CharacterLength(text, i);
-    if (length == 0 || text[i] == '%') {
-      escaped += Hex(ByteAt(text, i));
-      ++i;
+    if (length == 0 || text[i] == '%' || IsUnsafe(text, i)) {
+      const size_t end = i + (length == 0 ? 1 : length);
+      for (; i < end; ++i) escaped += Hex(ByteAt(text, i));
       continue;
     }
     escaped.append(text, i, length);
@@ -70,7 +86,7 @@ std::vector<std::string> MakeEntryNames(const std::vector<LogFile>& files) {
   names.reserve(files.size());
   std::vector<size_t> to_escape;
   for (const LogFile& file : files) {
-    if (!IsUtf8(file.path)) to_escape.push_back(names.size());
+    if (!StandsAsItIs(file.path)) to_escape.push_back(names.size());
     names.push_back(file.path);
   }
   // Nearly always there is nothing to escape, and then no set is built.

@@ -15,7 +15,9 @@
 #include "examples/reference_sdk/archive_file.h"
 #include "examples/reference_sdk/deflate_pool.h"
 #include "examples/reference_sdk/entry_names.h"
+#include "examples/reference_sdk/log_reader.h"
 #include "examples/reference_sdk/progress.h"
+#include "examples/reference_sdk/termination.h"
 
 namespace reference_sdk {
 namespace {
@@ -44,18 +46,6 @@ zip_fileinfo MakeFileInfo(const struct stat& info) {
   entry.tmz_date.tm_year = static_cast<DateField>(year);
   entry.external_fa = static_cast<uLong>(info.st_mode & 0xffffU) << 16;
   return entry;
-}
-
-// Reads until `length` bytes are there or the file ends; an error counts as its end.
-size_t ReadFully(int fd, unsigned char* data, size_t length) {
-  size_t got = 0;
-  while (got < length) {
-    const ssize_t part = read(fd, data + got, length - got);
-    if (part < 0 && errno == EINTR) continue;
-    if (part <= 0) break;
-    got += static_cast<size_t>(part);
-  }
-  return got;
 }
 
 void PutNumber(std::string* bytes, uint64_t number, int width) {
@@ -98,6 +88,25 @@ struct Piece {
   zip_fileinfo info{};
   bool first = false;
   bool zip64 = false;
+  // All zeros that were never read: the job's input is not filled in.
+  bool hole = false;
+};
+
+// A piece of zeros, compressed once and for all: it needs no dictionary.
+class ZeroPiece {
+ public:
+  const DeflateJob& Get(DeflatePool* pool) {
+    if (!job_) {
+      job_ = std::make_unique<DeflateJob>();
+      job_->piece_size = kPieceBytes;
+      pool->Submit(job_.get());
+      pool->Wait(job_.get());
+    }
+    return *job_;
+  }
+
+ private:
+  std::unique_ptr<DeflateJob> job_;
 };
 
 // Turns compressed pieces into entries of the archive, in order.
@@ -111,11 +120,12 @@ class EntryWriter {
   EntryWriter(const EntryWriter&) = delete;
   EntryWriter& operator=(const EntryWriter&) = delete;
 
-  bool Write(const Piece& piece) {
+  // `compressed` holds the piece's output.
+  bool Write(const Piece& piece, const DeflateJob& compressed) {
     if (zip_ == nullptr || !piece.job.ok) return false;
     if (piece.first && !Begin(piece)) return false;
-    const auto length = static_cast<unsigned>(piece.job.output_size);
-    if (zipWriteInFileInZip(zip_, piece.job.output.data(), length) != ZIP_OK) return false;
+    const auto length = static_cast<unsigned>(compressed.output_size);
+    if (zipWriteInFileInZip(zip_, compressed.output.data(), length) != ZIP_OK) return false;
     crc_ = crc32_combine(crc_, piece.job.crc, static_cast<z_off_t>(piece.job.piece_size));
     size_ += piece.job.piece_size;
     return !piece.job.last || zipCloseFileInZipRaw64(zip_, size_, crc_) == ZIP_OK;
@@ -155,19 +165,26 @@ class Packer {
     for (unsigned i = 0; i < 2 * threads + 2; ++i) free_.push_back(std::make_unique<Piece>());
   }
   ~Packer() {
-    for (auto& piece : busy_) pool_.Wait(&piece->job);
+    for (auto& piece : busy_) {
+      if (!piece->hole) pool_.Wait(&piece->job);
+    }
   }
   Packer(const Packer&) = delete;
   Packer& operator=(const Packer&) = delete;
 
-  bool Add(int fd, const struct stat& info, const std::string& name);
-  bool Finish(ArchiveFile* archive);
+  UploadStatus Add(int fd, const struct stat& info, const std::string& name);
+  UploadStatus Finish(ArchiveFile* archive);
 
  private:
+  std::unique_ptr<Piece> NextPiece();
+  void GiveDictionary(const Piece& before, DeflateJob* job) const;
+  // Its length, -1 when the file cannot be read.
+  ssize_t Fill(LogReader* reader, uint64_t left, Piece* piece);
   bool WriteOldest();
 
   std::deque<std::unique_ptr<Piece>> free_;
   std::deque<std::unique_ptr<Piece>> busy_;
+  ZeroPiece zeros_;
   DeflatePool pool_;
   EntryWriter writer_;
   Progress progress_;
@@ -175,76 +192,133 @@ class Packer {
   uint64_t entries_ = 0;
 };
 
-bool Packer::Add(int fd, const struct stat& info, const std::string& name) {
+size_t PieceBytes(uint64_t left) {
+  return static_cast<size_t>(std::min<uint64_t>(left, kPieceBytes));
+}
+
+// Null when the archive cannot be written.
+std::unique_ptr<Piece> Packer::NextPiece() {
+  if (free_.empty() && !WriteOldest()) return nullptr;
+  std::unique_ptr<Piece> piece = std::move(free_.front());
+  free_.pop_front();
+  return piece;
+}
+
+// The piece before it was full, or it would have been the last.
+void Packer::GiveDictionary(const Piece& before, DeflateJob* job) const {
+  job->dictionary_size = kDictionaryBytes;
+  if (before.hole) {
+    memset(job->input.data(), 0, kDictionaryBytes);
+    return;
+  }
+  const size_t start = before.job.dictionary_size + kPieceBytes - kDictionaryBytes;
+  memcpy(job->input.data(), &before.job.input[start], kDictionaryBytes);
+}
+
+ssize_t Packer::Fill(LogReader* reader, uint64_t left, Piece* piece) {
+  DeflateJob* job = &piece->job;
+  // The last piece of a file ends its stream, and is compressed as ever.
+  piece->hole = left > kPieceBytes && reader->NextIsHole(kPieceBytes);
+  if (piece->hole) {
+    reader->Skip(kPieceBytes);
+    job->crc = zeros_.Get(&pool_).crc;
+    job->ok = zeros_.Get(&pool_).ok;
+    return kPieceBytes;
+  }
+  return reader->Read(job->input.data() + job->dictionary_size, PieceBytes(left));
+}
+
+UploadStatus Packer::Add(int fd, const struct stat& info, const std::string& name) {
   const auto size = static_cast<uint64_t>(info.st_size);
   uint64_t left = size;
+  LogReader reader(fd);
   ++entries_;
   bool last = false;
   for (bool first = true; !last; first = false) {
-    if (free_.empty() && !WriteOldest()) return false;
-    std::unique_ptr<Piece> piece = std::move(free_.front());
-    free_.pop_front();
+    std::unique_ptr<Piece> piece = Termination::Requested() ? nullptr : NextPiece();
+    if (!piece) return kArchiveNotWritten;
     piece->name = &name;
     piece->info = MakeFileInfo(info);
     piece->first = first;
     piece->zip64 = size >= kZip64From;
     DeflateJob* job = &piece->job;
     job->dictionary_size = 0;
-    if (!first) {
-      // The piece before it was full, or it would have been the last.
-      const DeflateJob& before = busy_.back()->job;
-      memcpy(job->input.data(),
-             &before.input[before.dictionary_size + kPieceBytes - kDictionaryBytes],
-             kDictionaryBytes);
-      job->dictionary_size = kDictionaryBytes;
-    }
-    const auto wanted = static_cast<size_t>(std::min<uint64_t>(left, kPieceBytes));
-    job->piece_size = ReadFully(fd, job->input.data() + job->dictionary_size, wanted);
+    if (!first) GiveDictionary(*busy_.back(), job);
+    const ssize_t got = Fill(&reader, left, piece.get());
+    if (got < 0) return kNoLogs;
+    job->piece_size = static_cast<size_t>(got);
+    // The end, or where the file was cut off meanwhile.
+    last = left == job->piece_size || job->piece_size < PieceBytes(left);
     left -= job->piece_size;
-    last = left == 0 || job->piece_size < wanted;
     job->last = last;
+    const bool compressed = piece->hole;
     busy_.push_back(std::move(piece));
-    pool_.Submit(job);
+    if (!compressed) pool_.Submit(job);
   }
-  return true;
+  return kStored;
 }
 
 bool Packer::WriteOldest() {
   std::unique_ptr<Piece> piece = std::move(busy_.front());
   busy_.pop_front();
-  pool_.Wait(&piece->job);
-  const bool written = writer_.Write(*piece);
+  if (!piece->hole) pool_.Wait(&piece->job);
+  const bool written = writer_.Write(*piece, piece->hole ? zeros_.Get(&pool_) : piece->job);
   packed_ += piece->job.piece_size;
   progress_.Update(packed_);
   free_.push_back(std::move(piece));
   return written;
 }
 
-bool Packer::Finish(ArchiveFile* archive) {
+UploadStatus Packer::Finish(ArchiveFile* archive) {
   while (!busy_.empty()) {
-    if (!WriteOldest()) return false;
+    if (!WriteOldest()) return kArchiveNotWritten;
   }
   const uint64_t directory_start = archive->position();
-  if (!writer_.Close()) return false;
-  if (entries_ < 0xffff || directory_start >= 0xffffffff) return true;
-  return AddZip64End(entries_, directory_start, archive);
+  if (!writer_.Close()) return kArchiveNotWritten;
+  if (entries_ < 0xffff || directory_start >= 0xffffffff) return kStored;
+  return AddZip64End(entries_, directory_start, archive) ? kStored : kArchiveNotWritten;
+}
+
+// An open file that goes into the archive, or none with the reason in `left_out`. False when it
+// could not be opened for a reason that is not the file's.
+bool OpenForPacking(const LogFiles& files, size_t i, const std::string& name, ScopedFd* fd,
+                    struct stat* info, LeftOutFiles* left_out) {
+  const LogFile& file = files.files()[i];
+  if (name.size() > kMaxNameBytes) {
+    left_out->Add(file.path, "the path is too long for the archive");
+    return true;
+  }
+  fd->Reset(files.Open(file, info));
+  if (!fd->valid()) {
+    const int error = errno;
+    left_out->Add(file.path, error);
+    return MayBeLeftOut(error);
+  }
+  if (static_cast<uint64_t>(info->st_size) > kMaxFileBytes) {
+    left_out->Add(file.path, "larger than any log");
+    fd->Reset(-1);
+  }
+  return true;
 }
 
 }  // namespace
 
-bool PackLogs(const LogFiles& files, long threads, int fd, uint64_t* size) {
+UploadStatus PackLogs(const LogFiles& files, long threads, int fd, uint64_t* size,
+                      LeftOutFiles* left_out) {
   const std::vector<std::string> names = MakeEntryNames(files.files());
   ArchiveFile archive(fd);
   Packer packer(DeflateThreads(threads), files.total_bytes(), &archive);
   for (size_t i = 0; i < names.size(); ++i) {
-    if (names[i].size() > kMaxNameBytes) continue;
     struct stat info {};
-    const ScopedFd file(files.Open(files.files()[i], &info));
-    if (file.valid() && !packer.Add(file.get(), info, names[i])) return false;
+    ScopedFd file;
+    if (!OpenForPacking(files, i, names[i], &file, &info, left_out)) return kNoLogs;
+    if (!file.valid()) continue;
+    const UploadStatus added = packer.Add(file.get(), info, names[i]);
+    if (added != kStored) return added;
   }
-  if (!packer.Finish(&archive)) return false;
+  const UploadStatus finished = packer.Finish(&archive);
   *size = archive.size();
-  return true;
+  return finished;
 }
 
 }  // namespace reference_sdk

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 
+#include "examples/reference_sdk/left_out.h"
 #include "examples/reference_sdk/log_files.h"
+#include "examples/reference_sdk/upload_status.h"
 
 namespace reference_sdk {
 
@@ -14,16 +16,23 @@ namespace reference_sdk {
 // up to the level where it stops paying.
 constexpr int kDeflateLevel = 6;
 
+// A file of this size is packed within seconds when it is all holes; what is larger is no log.
+constexpr uint64_t kMaxFileBytes = uint64_t{1} << 40;
+
 // Writes an archive of all `files` to `fd`, which is empty and open for writing, and its length to
 // `size`. Memory does not depend on the files' sizes: a few pieces of 256 KiB a thread, and about
 // 150 bytes a file for the directory at the archive's end.
 //
 // A file is packed up to the length that it has when its turn comes: what is appended meanwhile is
-// left out, what is cut off is missing, and a file that is gone by then has no entry. Entries bear
+// left out, what is cut off is missing. A file that is gone by then, or may not be read, has no
+// entry and is added to `left_out`; so is one whose path is too long for the format, and one above
+// kMaxFileBytes. Holes of a file are packed without being read. Entries bear
 // the file's time and permission bits and are marked as made on Unix, names in UTF-8.
 //
-// False when the archive could not be written; `fd` then holds garbage.
-bool PackLogs(const LogFiles& files, long threads, int fd, uint64_t* size);
+// kStored, kArchiveNotWritten (also when the process is asked to end), or kNoLogs when a file could
+// not be read for another reason than those above; `fd` then holds garbage.
+UploadStatus PackLogs(const LogFiles& files, long threads, int fd, uint64_t* size,
+                      LeftOutFiles* left_out);
 
 }  // namespace reference_sdk
 

@@ -53,7 +53,7 @@ void ScopedFd::Reset(int fd) {
   fd_ = fd;
 }
 
-bool LogFiles::Collect(const std::string& directory) {
+bool LogFiles::Collect(const std::string& directory, LeftOutFiles* left_out) {
   files_.clear();
   total_bytes_ = 0;
   if (directory.empty()) return false;
@@ -61,41 +61,53 @@ bool LogFiles::Collect(const std::string& directory) {
   if (!root_.valid()) return false;
   // A list instead of recursion: neither the stack nor the open files grow with the depth.
   std::vector<std::string> folders_left;
-  if (!CollectFolder("", &folders_left)) return false;
+  if (CollectFolder("", &folders_left) != 0) return false;
   while (!folders_left.empty()) {
     const std::string folder = folders_left.back();
     folders_left.pop_back();
-    CollectFolder(folder, &folders_left);
+    const int error = CollectFolder(folder, &folders_left);
+    if (error != 0 && !MayBeLeftOut(error)) return false;
+    if (error != 0) left_out->Add(folder, error);
   }
   std::sort(files_.begin(), files_.end(),
             [](const LogFile& a, const LogFile& b) { return a.path < b.path; });
   return true;
 }
 
-bool LogFiles::CollectFolder(const std::string& folder, std::vector<std::string>* folders_left) {
+int LogFiles::CollectFolder(const std::string& folder, std::vector<std::string>* folders_left) {
   ScopedFd fd(OpenBelow(root_.get(), folder, kFolderFlags));
-  if (!fd.valid()) return false;
+  if (!fd.valid()) return errno;
   DIR* entries = fdopendir(fd.get());
-  if (entries == nullptr) return false;
+  if (entries == nullptr) return errno;
   const int folder_fd = fd.Release();
+  errno = 0;
   while (const dirent* entry = readdir(entries)) {
-    if (IsSelfOrParent(entry->d_name)) continue;
-    struct stat info {};
-    if (fstatat(folder_fd, entry->d_name, &info, AT_SYMLINK_NOFOLLOW) != 0) continue;
-    const std::string path = folder.empty() ? entry->d_name : folder + "/" + entry->d_name;
-    if (S_ISDIR(info.st_mode)) folders_left->push_back(path);
-    if (!S_ISREG(info.st_mode)) continue;
-    files_.push_back({path, static_cast<uint64_t>(info.st_size)});
-    total_bytes_ += files_.back().size;
+    AddEntry(folder_fd, folder, entry->d_name, folders_left);
+    errno = 0;
   }
+  const int error = errno;
   closedir(entries);
-  return true;
+  return error;
+}
+
+void LogFiles::AddEntry(int folder_fd, const std::string& folder, const char* name,
+                        std::vector<std::string>* folders_left) {
+  if (IsSelfOrParent(name)) return;
+  struct stat info {};
+  if (fstatat(folder_fd, name, &info, AT_SYMLINK_NOFOLLOW) != 0) return;
+  const std::string path = folder.empty() ? name : folder + "/" + name;
+  if (S_ISDIR(info.st_mode)) folders_left->push_back(path);
+  if (!S_ISREG(info.st_mode)) return;
+  files_.push_back({path, static_cast<uint64_t>(info.st_size)});
+  total_bytes_ += files_.back().size;
 }
 
 int LogFiles::Open(const LogFile& file, struct stat* info) const {
   ScopedFd fd(OpenBelow(root_.get(), file.path, O_RDONLY | O_NONBLOCK));
-  if (!fd.valid() || fstat(fd.get(), info) != 0 || !S_ISREG(info->st_mode)) return -1;
-  return fd.Release();
+  if (!fd.valid() || fstat(fd.get(), info) != 0) return -1;
+  if (S_ISREG(info->st_mode)) return fd.Release();
+  errno = ENXIO;
+  return -1;
 }
 
 }  // namespace reference_sdk

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "examples/reference_sdk/left_out.h"
+
 namespace reference_sdk {
 
 // Owns a file descriptor.
@@ -41,21 +43,27 @@ class LogFiles {
  public:
   // Opens and lists `directory`. A symbolic link given as the directory itself is followed; links
   // below it are not, and neither they nor sockets, pipes and devices are listed. Folders below
-  // that cannot be listed count as empty. False when the directory itself cannot be listed.
-  bool Collect(const std::string& directory);
+  // that vanished or may not be read are added to `left_out`. False when the directory itself
+  // cannot be listed, or one below it for any other reason.
+  bool Collect(const std::string& directory, LeftOutFiles* left_out);
 
   // In the order of their paths' bytes.
   const std::vector<LogFile>& files() const { return files_; }
   // Sum of the sizes.
   uint64_t total_bytes() const { return total_bytes_; }
 
-  // Opens a listed file for reading and fills in `info`. -1 when it is gone or is no longer a
-  // regular file. No symbolic link is followed on the way down and a pipe does not block, also when
-  // they took a file's or folder's place after the listing. The caller closes the descriptor.
+  // Opens a listed file for reading and fills in `info`. -1, with errno set, when that fails; ENXIO
+  // when it is no longer a regular file. No symbolic link is followed on the way down and a pipe
+  // does not block, also when they took a file's or folder's place after the listing. The caller
+  // closes the descriptor.
   int Open(const LogFile& file, struct stat* info) const;
 
  private:
-  bool CollectFolder(const std::string& folder, std::vector<std::string>* folders_left);
+  // errno's number, 0 for success.
+  int CollectFolder(const std::string& folder, std::vector<std::string>* folders_left);
+
+  void AddEntry(int folder_fd, const std::string& folder, const char* name,
+                std::vector<std::string>* folders_left);
 
   ScopedFd root_;
   std::vector<LogFile> files_;

@@ -20,9 +20,9 @@ int OpenNamelessFile(const std::string& folder) {
 bool MakeFolders(const std::string& path) {
   for (size_t slash = path.find('/', 1); slash != std::string::npos;
        slash = path.find('/', slash + 1)) {
-    mkdir(path.substr(0, slash).c_str(), 0777);
+    mkdir(path.substr(0, slash).c_str(), 0700);
   }
-  mkdir(path.c_str(), 0777);
+  mkdir(path.c_str(), 0700);
   struct stat info {};
   return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }

@@ -10,7 +10,8 @@ namespace reference_sdk {
 // the descriptor however the process ends. -1 when it cannot be made. The caller closes it.
 int OpenNamelessFile(const std::string& folder);
 
-// Creates the folder and the missing ones above it. False when it is not a folder afterwards.
+// Creates the folder and the missing ones above it, with mode 0700. False when it is not a folder
+// afterwards.
 bool MakeFolders(const std::string& path);
 
 }  // namespace reference_sdk

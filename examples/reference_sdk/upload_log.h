@@ -12,7 +12,9 @@ namespace reference_sdk {
 // docs/object-store.md.
 //
 // Texts end with NUL and are bytes of any kind; a null pointer counts as empty. Returns a number of
-// upload_status.h; a failure is also told in one line on standard error. No credential is printed.
+// upload_status.h; a failure is also told in one line on standard error, and so is each file that
+// was left out. No credential is printed. A signal that asks the process to end (SIGTERM, SIGINT,
+// SIGHUP) takes effect when the upload has stopped and cleared up.
 // May be called by several threads at a time. Throws nothing.
 int32_t UploadLog(const char* app_id, const char* access_key_id, const char* access_key_secret,
                   const char* security_token, const char* endpoint, const char* bucket,

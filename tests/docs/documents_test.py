@@ -108,6 +108,25 @@ class Documents(unittest.TestCase):
                                     input=program, capture_output=True, text=True, timeout=100, check=False)
             self.assertEqual(result.returncode, 0, result.stderr)
 
+    def test_the_class_of_the_reference_sdk_loads_as_printed(self):
+        document = text_of("examples/reference_sdk/README.md")
+        printed = [text for kind, text in ((m.group(1).strip(), m.group(2)) for m in BLOCK.finditer(document)) if kind == "objc"]
+        self.assertEqual(len(printed), 1)
+        parameters = ", ".join(f"const char* text{i}" for i in range(7))
+        program = f"#include <stdint.h>\nstatic int32_t UploadLog({parameters}) {{ return 7; }}\n{printed[0]}"
+        with tempfile.TemporaryDirectory() as folder:
+            framework = os.path.join(folder, "OruRTCSdk.framework")
+            os.mkdir(framework)
+            subprocess.run(["clang", "-Wall", "-Werror", "-Wno-unused-parameter", "-shared", "-fPIC", "-fobjc-runtime=gcc",
+                            "-fexceptions", "-fobjc-exceptions", "-fconstant-string-class=NSConstantString", "-DGNUSTEP",
+                            "-DGNUSTEP_BASE_LIBRARY=1", "-DGNU_RUNTIME=1", "-D_NATIVE_OBJC_EXCEPTIONS",
+                            "-isystem", "/usr/include/GNUstep", "-isystem", os.path.join(BUILD, "objc-headers"),
+                            "-x", "objective-c", "-", "-o", os.path.join(framework, "OruRTCSdk"), "-lgnustep-base"],
+                           input=program, text=True, timeout=100, check=True)
+            upload = subprocess.run([os.path.join(BUILD, "helper", "varnook"), "-action", "uploadLog", "-libp", folder],
+                                    capture_output=True, text=True, timeout=100, check=False)
+        self.assertEqual(upload.returncode, 7, upload.stderr)
+
     def test_links(self):
         for name in documents():
             for target in re.findall(r"\]\(([^)\s]+)\)", BLOCK.sub("", text_of(name))):

@@ -31,13 +31,18 @@ TEST(EntryNames, IllFormedUtf8IsRecognised) {
 }
 
 TEST(EntryNames, Utf8PathsStandAsTheyAre) {
-  const Names paths = {"100%.log", "a%FF", "d/\xe4\xbd\xa0.log", "x y\\z"};
+  const Names paths = {"100%.log", "a%FF", "d/\xe4\xbd\xa0.log", "x y:z"};
   EXPECT_EQ(NamesOf(paths), paths);
 }
 
 TEST(EntryNames, OtherBytesAreEscaped) {
   EXPECT_EQ(NamesOf({"a\xff.log", "50%\xe4\xbd.log", "\xc3\xa4\x80"}),
             (Names{"a%FF.log", "50%25%E4%BD.log", "\xc3\xa4%80"}));
+}
+
+TEST(EntryNames, WhatAnExtractorCouldMisreadIsEscaped) {
+  EXPECT_EQ(NamesOf({"..\\..\\a.log", "a\nb%.log", "\x1b[31m", "\x7f", "c\xc2\x85", "c\xc2\xa0"}),
+            (Names{"..%5C..%5Ca.log", "a%0Ab%25.log", "%1B[31m", "%7F", "c%C2%85", "c\xc2\xa0"}));
 }
 
 TEST(EntryNames, AnEscapedNameGivesWayToAFileOfThatName) {

@@ -15,7 +15,9 @@ bool Pack(const std::string& logs_path, const std::string& archive) {
   LogFiles logs;
   const ScopedFd fd(open(archive.c_str(), O_RDWR | O_CREAT, 0600));
   uint64_t size = 0;
-  return logs.Collect(logs_path) && PackLogs(logs, 0, fd.get(), &size);
+  LeftOutFiles left_out;
+  return logs.Collect(logs_path, &left_out) &&
+         PackLogs(logs, 0, fd.get(), &size, &left_out) == kStored;
 }
 
 oru_test::ChildResult RunLong(const std::vector<std::string>& argv) {

@@ -47,7 +47,7 @@ class LogArchiveTest : public testing::Test {
   bool Pack(LogFiles* logs, const std::string& name = "out.zip", long threads = 2) {
     const ScopedFd fd(open(dir_.Join(name).c_str(), O_RDWR | O_CREAT | O_TRUNC, 0600));
     uint64_t size = 0;
-    const bool packed = PackLogs(*logs, threads, fd.get(), &size);
+    const bool packed = PackLogs(*logs, threads, fd.get(), &size, &left_out_) == kStored;
     struct stat info {};
     if (packed && fstat(fd.get(), &info) == 0) {
       EXPECT_EQ(size, static_cast<uint64_t>(info.st_size));
@@ -57,7 +57,7 @@ class LogArchiveTest : public testing::Test {
 
   bool CollectAndPack(const std::string& name = "out.zip", long threads = 2) {
     LogFiles logs;
-    return logs.Collect(dir_.Join("logs")) && Pack(&logs, name, threads);
+    return logs.Collect(dir_.Join("logs"), &left_out_) && Pack(&logs, name, threads);
   }
 
   // Tests the archive with an independent program and unpacks it to unpacked/.
@@ -75,6 +75,7 @@ class LogArchiveTest : public testing::Test {
   }
 
   oru_test::TempDir dir_;
+  LeftOutFiles left_out_;
 };
 
 TEST_F(LogArchiveTest, FilesOfAllSizesAroundAPieceComeBackWhole) {
@@ -160,7 +161,7 @@ TEST_F(LogArchiveTest, AFileThatVanishesBeforeItsTurnIsLeftOut) {
   oru_test::WriteFile(LogPath("a.log"), "a");
   oru_test::WriteFile(LogPath("b.log"), "b");
   LogFiles logs;
-  ASSERT_TRUE(logs.Collect(dir_.Join("logs")));
+  ASSERT_TRUE(logs.Collect(dir_.Join("logs"), &left_out_));
   unlink(LogPath("a.log").c_str());
   ASSERT_TRUE(Pack(&logs));
   Unpack();
@@ -207,21 +208,48 @@ TEST_F(LogArchiveTest, AFileThatIsCutAndRewrittenWhileItIsPackedDoesNotFail) {
   writer.join();
 }
 
+TEST_F(LogArchiveTest, AFileWithHolesComesBackByteForByte) {
+  // Islands of text that begin and end anywhere, holes of whole pieces and of less, one at the end.
+  const std::string island = LogText(100000, 4);
+  std::string whole(30 * kPieceBytes + 777, '\0');
+  const ScopedFd fd(open(LogPath("holes.log").c_str(), O_WRONLY | O_CREAT, 0600));
+  ASSERT_EQ(ftruncate(fd.get(), static_cast<off_t>(whole.size())), 0);
+  for (const size_t at : {size_t{3} * kPieceBytes, 9 * kPieceBytes + 12345, 10 * kPieceBytes - 1,
+                          20 * kPieceBytes - island.size()}) {
+    ASSERT_GT(pwrite(fd.get(), island.data(), island.size(), static_cast<off_t>(at)), 0);
+    whole.replace(at, island.size(), island);
+  }
+  ASSERT_TRUE(CollectAndPack());
+  Unpack();
+  EXPECT_TRUE(Unpacked("holes.log") == whole);
+}
+
+TEST_F(LogArchiveTest, AFileLargerThanAnyLogIsLeftOut) {
+  oru_test::WriteFile(LogPath("a.log"), "a");
+  const ScopedFd fd(open(LogPath("b.log").c_str(), O_WRONLY | O_CREAT, 0600));
+  ASSERT_EQ(ftruncate(fd.get(), static_cast<off_t>(kMaxFileBytes + 1)), 0);
+  ASSERT_TRUE(CollectAndPack());
+  EXPECT_FALSE(left_out_.empty());
+  Unpack();
+  EXPECT_EQ(oru_test::ListFilesRecursively(dir_.Join("unpacked")),
+            std::vector<std::string>{"a.log"});
+}
+
 TEST_F(LogArchiveTest, AFullDiskFails) {
   oru_test::WriteFile(LogPath("a.log"), Noise(3000000));
   LogFiles logs;
-  ASSERT_TRUE(logs.Collect(dir_.Join("logs")));
+  ASSERT_TRUE(logs.Collect(dir_.Join("logs"), &left_out_));
   const ScopedFd fd(open("/dev/full", O_WRONLY));
   uint64_t size = 0;
-  EXPECT_FALSE(PackLogs(logs, 2, fd.get(), &size));
+  EXPECT_EQ(PackLogs(logs, 2, fd.get(), &size, &left_out_), kArchiveNotWritten);
 }
 
 TEST_F(LogArchiveTest, AFullDiskAtTheVeryEndFails) {
   LogFiles logs;
-  ASSERT_TRUE(logs.Collect(dir_.Join("logs")));
+  ASSERT_TRUE(logs.Collect(dir_.Join("logs"), &left_out_));
   const ScopedFd fd(open("/dev/full", O_WRONLY));
   uint64_t size = 0;
-  EXPECT_FALSE(PackLogs(logs, 2, fd.get(), &size));
+  EXPECT_EQ(PackLogs(logs, 2, fd.get(), &size, &left_out_), kArchiveNotWritten);
 }
 
 TEST(DeflatePool, WithoutThreadsTheWaiterDoesTheWork) {

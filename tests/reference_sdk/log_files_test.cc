@@ -28,7 +28,8 @@ TEST(LogFiles, ListsRegularFilesOfAllFoldersInByteOrder) {
   oru_test::WriteFile(dir.Join("a.log"), "123");
   oru_test::WriteFile(dir.Join(".hidden"), "");
   LogFiles logs;
-  ASSERT_TRUE(logs.Collect(dir.path()));
+  LeftOutFiles left_out;
+  ASSERT_TRUE(logs.Collect(dir.path(), &left_out));
   EXPECT_EQ(Paths(logs), (Strings{".hidden", "a.log", "b/deep/er/x.log"}));
   EXPECT_EQ(logs.total_bytes(), 8U);
 }
@@ -37,9 +38,10 @@ TEST(LogFiles, MissingFolderFileAndEmptyTextAreNoLogDirectory) {
   const oru_test::TempDir dir;
   oru_test::WriteFile(dir.Join("file"), "");
   LogFiles logs;
-  EXPECT_FALSE(logs.Collect(""));
-  EXPECT_FALSE(logs.Collect(dir.Join("missing")));
-  EXPECT_FALSE(logs.Collect(dir.Join("file")));
+  LeftOutFiles left_out;
+  EXPECT_FALSE(logs.Collect("", &left_out));
+  EXPECT_FALSE(logs.Collect(dir.Join("missing"), &left_out));
+  EXPECT_FALSE(logs.Collect(dir.Join("file"), &left_out));
 }
 
 TEST(LogFiles, LinksPipesAndSocketsAreLeftOut) {
@@ -57,7 +59,8 @@ TEST(LogFiles, LinksPipesAndSocketsAreLeftOut) {
   ASSERT_EQ(bind(socket_fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
   oru_test::WriteFile(dir.Join("real.log"), "r");
   LogFiles logs;
-  ASSERT_TRUE(logs.Collect(dir.path()));
+  LeftOutFiles left_out;
+  ASSERT_TRUE(logs.Collect(dir.path(), &left_out));
   EXPECT_EQ(Paths(logs), Strings{"real.log"});
 }
 
@@ -67,7 +70,8 @@ TEST(LogFiles, TheDirectoryItselfMayBeALink) {
   oru_test::WriteFile(dir.Join("real/a.log"), "a");
   ASSERT_EQ(symlink("real", dir.Join("link").c_str()), 0);
   LogFiles logs;
-  ASSERT_TRUE(logs.Collect(dir.Join("link")));
+  LeftOutFiles left_out;
+  ASSERT_TRUE(logs.Collect(dir.Join("link"), &left_out));
   EXPECT_EQ(Paths(logs), Strings{"a.log"});
 }
 
@@ -75,7 +79,8 @@ TEST(LogFiles, AFileThatVanishedDoesNotOpen) {
   const oru_test::TempDir dir;
   oru_test::WriteFile(dir.Join("a.log"), "a");
   LogFiles logs;
-  ASSERT_TRUE(logs.Collect(dir.path()));
+  LeftOutFiles left_out;
+  ASSERT_TRUE(logs.Collect(dir.path(), &left_out));
   unlink(dir.Join("a.log").c_str());
   struct stat info {};
   EXPECT_EQ(logs.Open(logs.files()[0], &info), -1);
@@ -88,7 +93,8 @@ TEST(LogFiles, ALinkOrPipeThatTookAFilesPlaceDoesNotOpen) {
   oru_test::WriteFile(dir.Join("a.log"), "a");
   oru_test::WriteFile(dir.Join("b.log"), "b");
   LogFiles logs;
-  ASSERT_TRUE(logs.Collect(dir.path()));
+  LeftOutFiles left_out;
+  ASSERT_TRUE(logs.Collect(dir.path(), &left_out));
   unlink(dir.Join("a.log").c_str());
   unlink(dir.Join("b.log").c_str());
   rename(dir.Join("folder").c_str(), dir.Join("moved").c_str());
@@ -110,7 +116,8 @@ TEST(LogFiles, PathsLongerThanTheSystemsLimitAreListedAndOpened) {
   const ScopedFd created(openat(folder.get(), "x.log", O_WRONLY | O_CREAT, 0600));
   ASSERT_TRUE(created.valid());
   LogFiles logs;
-  ASSERT_TRUE(logs.Collect(dir.path()));
+  LeftOutFiles left_out;
+  ASSERT_TRUE(logs.Collect(dir.path(), &left_out));
   ASSERT_EQ(logs.files().size(), 1U);
   EXPECT_EQ(logs.files()[0].path.size(), 30 * 201 + 5U);
   struct stat info {};
