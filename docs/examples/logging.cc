@@ -17,7 +17,9 @@ class ConsoleSink : public rtc::LogSink {
 }  // namespace
 
 int main(int argc, char** argv) {
-  rtc::FileLogSink file(argc > 1 ? argv[1] : "app.log", {});
+  rtc::FileLogSinkOptions options;
+  options.clean_lines = true;
+  rtc::FileLogSink file(argc > 1 ? argv[1] : "app.log", options);
   if (!file.is_open()) return 1;
   ConsoleSink console;
 

@@ -29,6 +29,7 @@ Recording::Recording(const std::string& dir) {
   MakeDirs(dir);
   rtc::FileLogSinkOptions options;
   options.buffer_bytes = 0;
+  options.clean_lines = true;
   sink_ = std::make_unique<rtc::FileLogSink>(dir + "/host_app.log", options);
   rtc::LogMessage::SetLogToStderr(false);
   rtc::LogMessage::LogThreads(true);

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
 #include <utility>
 
 namespace rtc {
@@ -26,16 +27,68 @@ size_t WriteAll(int fd, const char* data, size_t size) {
   return done;
 }
 
+// Whether links of that user may be followed: nobody else can have set them as a trap.
+bool IsTrusted(uid_t owner) { return owner == geteuid() || owner == 0; }
+
+// Where the link leads, if it may be followed, else "".
+std::string TargetOfTrustedLink(const std::string& path) {
+  struct stat info = {};
+  char target[PATH_MAX];
+  if (lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode) || !IsTrusted(info.st_uid)) {
+    return "";
+  }
+  const ssize_t length = readlink(path.c_str(), target, sizeof(target));
+  if (length <= 0 || static_cast<size_t>(length) == sizeof(target)) {
+    return "";
+  }
+  const std::string text(target, static_cast<size_t>(length));
+  // Behind the last slash; a path without one has no folder part.
+  return text[0] == '/' ? text : path.substr(0, path.rfind('/') + 1) + text;
+}
+
+int OpenThroughTrustedLinks(std::string path, int flags, mode_t mode) {
+  constexpr int kMaxLinks = 8;
+  for (int links = 0; links <= kMaxLinks; ++links) {
+    // Without waiting: a pipe may have no reader.
+    const int fd = open(path.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, mode);
+    if (fd >= 0) {
+      fcntl(fd, F_SETFL, fcntl(fd, F_GETFL) & ~O_NONBLOCK);
+      return fd;
+    }
+    if (errno != ELOOP) {
+      return -1;
+    }
+    path = TargetOfTrustedLink(path);
+    if (path.empty()) {
+      errno = ELOOP;
+      return -1;
+    }
+  }
+  return -1;
+}
+
 // The numbers of the standard streams, when a program has closed them, are not for files: what is
 // printed to such a stream would be written into the file.
-int OpenBeyondStandardStreams(const char* path, int flags, mode_t mode) {
-  const int fd = open(path, flags, mode);
+int MoveBeyondStandardStreams(int fd) {
   if (fd < 0 || fd > STDERR_FILENO) {
     return fd;
   }
   const int higher = fcntl(fd, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
   close(fd);
   return higher;
+}
+
+// Empties a file of the caller's own; there is nothing to empty in what is no regular file. A file
+// with a second name might be another than the caller means.
+bool EmptyOwn(int fd, const struct stat& info) {
+  if (!S_ISREG(info.st_mode)) {
+    return true;
+  }
+  if (info.st_uid != geteuid() || info.st_nlink > 1) {
+    errno = EPERM;
+    return false;
+  }
+  return ftruncate(fd, 0) == 0;
 }
 
 // Whether the file's last byte ends a line; an empty file does, and one that cannot be read.
@@ -54,9 +107,12 @@ AppendFile::AppendFile(std::string path) : path_(std::move(path)) {}
 AppendFile::~AppendFile() { Close(); }
 
 bool AppendFile::Open(int flags, mode_t mode) {
-  const int fd = OpenBeyondStandardStreams(path_.c_str(), flags | O_APPEND | O_CLOEXEC, mode);
+  const bool empty = (flags & O_TRUNC) != 0;
+  const int fd = MoveBeyondStandardStreams(
+      OpenThroughTrustedLinks(path_, (flags & ~O_TRUNC) | O_APPEND | O_CLOEXEC, mode));
   struct stat info = {};
-  if (fd < 0 || fstat(fd, &info) != 0) {
+  if (fd < 0 || fstat(fd, &info) != 0 ||
+      (empty && (!EmptyOwn(fd, info) || fstat(fd, &info) != 0))) {
     if (fd >= 0) {
       close(fd);
     }
@@ -101,6 +157,21 @@ bool AppendFile::CheckOpen() {
   }
   is_removed_ = fd_ >= 0 && info.st_nlink == 0;
   return fd_ >= 0;
+}
+
+bool AppendFile::IsAtItsPath() const {
+  struct stat info = {};
+  return stat(path_.c_str(), &info) == 0 && identity_ == Identity{info.st_dev, info.st_ino};
+}
+
+bool AppendFile::Empty() {
+  struct stat info = {};
+  if (fstat(fd_, &info) != 0 || !S_ISREG(info.st_mode) || ftruncate(fd_, 0) != 0) {
+    return false;
+  }
+  size_ = 0;
+  mid_record_ = false;
+  return true;
 }
 
 size_t AppendFile::Append(const char* data, size_t size) {

@@ -21,10 +21,16 @@ class AppendFile {
 
   // Opens the file, which is not open, with `flags` and what appending needs besides. If it can be
   // read and ends inside a record, that one is closed by a newline before the next.
+  //
+  // Links are followed only where the caller or root made them, and O_TRUNC empties only a file of
+  // the caller's with one name: others may have set a trap in the folder. A pipe without a reader
+  // is not waited for.
   bool Open(int flags, mode_t mode);
   // The same for a regular file, provided that the path still stands for the one that was open.
   bool Reopen(int flags);
   void Close();
+  // Of what it holds; false where that cannot be.
+  bool Empty();
 
   bool is_open() const { return fd_ >= 0; }
   // Whether the file is still open. A descriptor that somebody closed is forgotten: what its number
@@ -32,6 +38,8 @@ class AppendFile {
   bool CheckOpen();
   // Whether CheckOpen() saw that the file has lost its name: nobody will find what it holds.
   bool is_removed() const { return is_removed_; }
+  // Whether the path stands for the file that was opened last.
+  bool IsAtItsPath() const;
   // Of a regular file, counting what this object appended.
   uint64_t size() const { return size_; }
   const std::string& path() const { return path_; }

@@ -36,8 +36,11 @@ namespace tracing {
 // Installs the tracer. Setting it up while it is set up ends the process.
 void SetupInternalTracer();
 
-// Begins a capture into a file, which is created or emptied. Returns false, having changed nothing,
-// when the file cannot be opened (this is logged as an error) or the tracer is not set up. Starting
+// Begins a capture into a file, which is created (for its owner alone) or emptied. Returns false,
+// having changed nothing, when the file cannot be opened (this is logged as an error) or the tracer
+// is not set up. Others may have set a trap in the file's place: a link that neither the caller's
+// user nor root made, a file of another user or with a second name, and a pipe without a reader
+// count as files that cannot be opened. Starting
 // while a capture runs ends the process. Events from before the start are not in the file.
 bool StartInternalCapture(const char* filename);
 

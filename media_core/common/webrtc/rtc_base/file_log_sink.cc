@@ -9,6 +9,7 @@
 
 #include "media_core/common/webrtc/rtc_base/append_file.h"
 #include "media_core/common/webrtc/rtc_base/forked_child_hook.h"
+#include "media_core/common/webrtc/rtc_base/log_clean_line.h"
 
 namespace rtc {
 namespace {
@@ -18,7 +19,6 @@ constexpr size_t kReserveLimit = 1024 * 1024;
 
 // Readable, for the look at the last byte.
 constexpr int kOpenFlags = O_RDWR | O_CREAT;
-constexpr mode_t kMode = 0644;
 
 uint64_t CountLines(const char* data, size_t size) {
   return static_cast<uint64_t>(std::count(data, data + size, '\n'));
@@ -43,7 +43,7 @@ FileLogSink::FileLogSink(const std::string& path, const FileLogSinkOptions& opti
       file_(new AppendFile(path)),
       buffer_(NewBuffer(options)),
       fork_hook_(new ForkedChildHook(&RenewInForkedChild, this)) {
-  file_->Open(kOpenFlags, kMode);
+  file_->Open(kOpenFlags, static_cast<mode_t>(options_.file_mode));
 }
 
 FileLogSink::~FileLogSink() {
@@ -52,6 +52,14 @@ FileLogSink::~FileLogSink() {
 }
 
 void FileLogSink::OnLogLine(const std::string& line) {
+  if (options_.clean_lines && !IsCleanLine(line)) {
+    Take(CleanLine(line));
+  } else {
+    Take(line);
+  }
+}
+
+void FileLogSink::Take(const std::string& line) {
   const CritScope lock(&crit_);
   if (buffer_->size() + line.size() > options_.buffer_bytes) {
     FlushBuffer();
@@ -123,7 +131,7 @@ bool FileLogSink::EnsureOpen() {
   if (file_->CheckOpen() && file_->is_removed()) {
     file_->Close();
   }
-  return file_->is_open() || file_->Open(kOpenFlags, kMode);
+  return file_->is_open() || file_->Open(kOpenFlags, static_cast<mode_t>(options_.file_mode));
 }
 
 bool FileLogSink::Append(const std::string& lines) {
@@ -143,15 +151,19 @@ bool FileLogSink::Append(const std::string& lines) {
 }
 
 void FileLogSink::Rotate() {
-  file_->Close();
-  if (options_.max_backups <= 0) {
+  if (options_.max_backups > 0) {
+    for (int number = options_.max_backups; number > 1; --number) {
+      rename(BackupName(path_, number - 1).c_str(), BackupName(path_, number).c_str());
+    }
+    rename(path_.c_str(), BackupName(path_, 1).c_str());
+  } else {
     unlink(path_.c_str());
+  }
+  // Still there: the folder takes no change, or something stands in the way.
+  if (file_->IsAtItsPath() && file_->Empty()) {
     return;
   }
-  for (int number = options_.max_backups; number > 1; --number) {
-    rename(BackupName(path_, number - 1).c_str(), BackupName(path_, number).c_str());
-  }
-  rename(path_.c_str(), BackupName(path_, 1).c_str());
+  file_->Close();
 }
 
 }  // namespace rtc

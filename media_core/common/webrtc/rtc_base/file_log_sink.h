@@ -25,10 +25,18 @@ struct FileLogSinkOptions {
   // itself. A longer line is written by itself, too.
   size_t buffer_bytes = 64 * 1024;
   // The size that the file should not exceed; 0 for no bound. A write that would exceed it makes
-  // the file a backup first: PATH becomes PATH.1, PATH.1 becomes PATH.2, and so on.
+  // the file a backup first: PATH becomes PATH.1, PATH.1 becomes PATH.2, and so on. Where it cannot
+  // be renamed it is emptied.
   uint64_t max_file_bytes = 0;
   // The backups that are kept; the oldest is removed. With 0 the full file is removed.
   int max_backups = 1;
+  // What a file that is created may be read and written by, less the process's umask.
+  unsigned file_mode = 0600;
+  // Whether control characters inside a line (newlines, escapes for terminals), marks that turn the
+  // direction of text, and bytes that are no UTF-8 are shown as "\n", "\r" and "\xHH". Without it
+  // they stand in the file as they were logged: text from elsewhere can then look like lines of the
+  // program's own.
+  bool clean_lines = false;
   // Messages addressed to this id reach the sink; see LogSink.
   int sink_id = 0;
 };
@@ -77,6 +85,7 @@ class FileLogSink : public LogSink {
 
  private:
   static void RenewInForkedChild(void* self);
+  void Take(const std::string& line);
   // These expect the lock to be held.
   bool WriteOut(const std::string& lines);
   bool FlushBuffer();

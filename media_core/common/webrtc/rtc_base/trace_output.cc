@@ -16,7 +16,7 @@ class TraceFile : public TraceOutput {
   explicit TraceFile(const char* path) : file_(path) {}
 
   bool Open() {
-    constexpr mode_t kMode = 0666;
+    constexpr mode_t kMode = 0600;
     return file_.Open(O_WRONLY | O_CREAT | O_TRUNC, kMode);
   }
 
