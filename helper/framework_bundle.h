@@ -4,9 +4,10 @@
 
 #import <Foundation/Foundation.h>
 
-// A class that answers these three messages as Apple's NSBundle does:
+// A class that answers these messages as Apple's NSBundle does:
 //
 //   + bundleWithPath:        nil unless the path, an absolute one, is a directory
+//   - executablePath         the file with the framework's code
 //   - loadAndReturnError:    maps the framework's code; on failure NO and an error whose
 //                            localizedDescription carries the dynamic linker's own reason
 //   - unload                 ends the use of the code

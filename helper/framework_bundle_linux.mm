@@ -47,6 +47,7 @@ NSError *LoadError(const std::string &reason) {
   std::string *_path;
 }
 + (instancetype)bundleWithPath:(NSString *)path;
+- (NSString *)executablePath;
 - (BOOL)loadAndReturnError:(NSError **)error;
 - (BOOL)unload;
 @end
@@ -64,6 +65,10 @@ NSError *LoadError(const std::string &reason) {
 - (void)dealloc {
   delete _path;
   [super dealloc];
+}
+
+- (NSString *)executablePath {
+  return ReadableString(ExecutablePath(*_path).c_str());
 }
 
 // Everything is bound at once: a missing symbol is to be an error here, not a crash in mid-upload.

@@ -2,14 +2,17 @@
 
 #import <Foundation/Foundation.h>
 #import <objc/runtime.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <climits>
 #include <string>
 
 #import "helper/framework_bundle.h"
+#include "helper/privilege.h"
 #import "helper/readable_string.h"
 #include "helper/readable_text.h"
+#include "helper/trusted_path.h"
 
 const char *const kFrameworkFileName = "OruRTCSdk.framework";
 
@@ -85,6 +88,22 @@ UploadFunction FindUploadFunction() {
   return upload;
 }
 
+// What keeps a privileged process from running the framework's code, nil when nothing does: others
+// could have it run theirs with its rights.
+NSString *WhyNotToBeRun(id bundle) {
+  if (!RunsPrivileged()) return nil;
+  const std::string program = OwnProgramPath();
+  struct stat info {};
+  TrustedOwners owners;
+  owners.caller = getuid();
+  if (stat(program.c_str(), &info) == 0) owners.program = info.st_uid;
+  const std::string changeable =
+      FirstChangeablePart(Utf8Text([bundle executablePath]), program, owners);
+  if (changeable.empty() || access(changeable.c_str(), F_OK) != 0) return nil;
+  return ReadableString(
+      (changeable + ": others may change it, and this process is privileged").c_str());
+}
+
 // The framework's bundle with its code loaded; nil, and a line in the log, when that fails.
 id LoadFramework(const char *library_path) {
   const std::string location = std::string(library_path) + "/" + kFrameworkFileName;
@@ -97,6 +116,12 @@ id LoadFramework(const char *library_path) {
   const id bundle = [FrameworkBundleClass() bundleWithPath:absolute_path];
   if (bundle == nil) {
     NSLog(@"varnook the framework \"%@\"  was load failed!", path);
+    return nil;
+  }
+  NSString *refusal = WhyNotToBeRun(bundle);
+  if (refusal != nil) {
+    NSLog(@"varnook the framework loadAndReturnError, error: %@", refusal);
+    [bundle unload];
     return nil;
   }
   NSError *error = nil;

@@ -138,7 +138,9 @@ class Demonstration(SecretsTest):
         self.assertEqual(status, 0, output)
         self.assertIn(b"varnook upload_log return:0", output)
         self.assertIn(b" -akid *** -akscrt *** ", output)
-        self.check_log(output, ["-akid", "-akscrt"])
+        for key in (b"-akid", b"-akscrt"):
+            self.assertRegex(output, rb"SAT:Arg \d+: " + key + rb" - \*\*\*\n")
+        self.check_log(output, [])
         self.check_files(folder, ["host_app.log", "Crash_demo-app_demo-session_Signal_", ".zip!crashes/"])
 
 

@@ -190,6 +190,20 @@ TEST_F(BadInput, AClosedStandardErrorDoesNotKeepTheUploadBack) {
   EXPECT_EQ(run.sdk.size(), 11U);
 }
 
+TEST_F(BadInput, WithoutStandardErrorNoArgumentReachesTheSystemLog) {
+  RecordSleeps();
+  options_.env["ORU_TEST_SYSTEM_LOG"] = dir_.Join("system_log");
+  options_.before = [] { close(STDERR_FILENO); };
+  RunUpload({"-akscrt", "the-secret"});
+  Lines lines;
+  for (const std::string& line : SplitLines(ReadFile(dir_.Join("system_log")))) {
+    lines.push_back(WithoutLogPrefix(line));
+  }
+  EXPECT_EQ(lines, (Lines{"varnook upload_log", "varnook HandleActionUploadLog delay 0 sec. ",
+                          "varnook the framework load success!",
+                          "varnook uploadLogPrivate return: 0", "varnook upload_log return:0"}));
+}
+
 TEST_F(BadInput, AReaderOfStandardErrorThatIsGoneDoesNotKeepTheUploadBack) {
   options_.before = [] {
     int ends[2];

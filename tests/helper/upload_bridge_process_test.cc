@@ -240,6 +240,22 @@ TEST_F(UploadBridge, LinesOfTheFrameworkComeOutWhole) {
                    "pair \xf0\x9f\x98\x80", "list 7", "varnook uploadLogPrivate return: 5"}));
 }
 
+TEST_F(UploadBridge, RootDoesNotRunWhatOthersMayChange) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root is privileged without further ado";
+  InstallFramework(ORU_TEST_SDK);
+  const std::string code = FrameworkPath() + "/Versions/A/OruRTCSdk";
+  ASSERT_EQ(chmod(code.c_str(), 0666), 0);
+  ExpectLoadError("/Versions/Current/OruRTCSdk: others may change it");
+  ASSERT_EQ(chmod(code.c_str(), 0644), 0);
+  ASSERT_EQ(chown(code.c_str(), 65534, 65534), 0);
+  ExpectLoadError("/Versions/Current/OruRTCSdk: others may change it");
+  ASSERT_EQ(chown(code.c_str(), 0, 0), 0);
+  ASSERT_EQ(chmod(LibraryDir().c_str(), 0777), 0);
+  ExpectLoadError(LibraryDir() + ": others may change it");
+  ASSERT_EQ(chmod(LibraryDir().c_str(), 0755), 0);
+  ExpectUpload(RunUpload());
+}
+
 TEST_F(UploadBridge, AFrameworkWithoutTheClassHasNoEntryPoint) {
   InstallFramework(ORU_TEST_SDK_WITHOUT_CLASS);
   const VarnookRun run = RunUpload();

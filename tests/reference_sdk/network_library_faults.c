@@ -41,11 +41,20 @@ int curl_easy_setopt(void* handle, int option, ...) {
   return RealSetOption()(handle, option, value);
 }
 
-void* curl_easy_init(void) {
-  void* handle = ((void* (*)(void))dlsym(RTLD_NEXT, "curl_easy_init"))();
+static void SetDefaults(void* handle) {
   const char* folder = getenv("ORU_TEST_CURL_CA_FOLDER");
   if (handle != NULL && folder != NULL) RealSetOption()(handle, kOptionCaPath, folder);
+}
+
+void* curl_easy_init(void) {
+  void* handle = ((void* (*)(void))dlsym(RTLD_NEXT, "curl_easy_init"))();
+  SetDefaults(handle);
   return handle;
+}
+
+void curl_easy_reset(void* handle) {
+  ((void (*)(void*))dlsym(RTLD_NEXT, "curl_easy_reset"))(handle);
+  SetDefaults(handle);
 }
 
 void* curl_version_info(int age) {

@@ -124,6 +124,20 @@ TEST_F(StoreTest, AnArchiveInPartsComesBackByteForByte) {
   ExpectUnpacksToTheLogs(dir_.Join("got.zip"));
 }
 
+TEST_F(StoreTest, ASparseLogOfSixGigabytesArrivesInParts) {
+  const std::string log = dir_.Join("logs/sparse.log");
+  oru_test::WriteFile(log, "");
+  ASSERT_EQ(truncate(log.c_str(), off_t{6} << 30), 0);
+  more_env_ = {{"ORU_SDK_SINGLE_PUT_MIB", "5"}, {"ORU_SDK_PART_MIB", "5"}};
+  const auto upload = Upload();
+  ASSERT_EQ(upload.exit_code, 0) << upload.err;
+  const auto keys = oru_test::SplitLines(store_.Command({"list", "logs"}));
+  ASSERT_EQ(keys.size(), 1U);
+  store_.Command({"get", "logs/" + keys[0], dir_.Join("got.zip")});
+  const auto listing = oru_test::RunChild({"/usr/bin/unzip", "-l", dir_.Join("got.zip")});
+  EXPECT_NE(listing.out.find(" 6442450944 "), std::string::npos) << listing.out;
+}
+
 TEST_F(StoreTest, AWrongSecretAndAMissingBucketAreRefused) {
   oru_test::WriteFile(dir_.Join("logs/a.log"), "a");
   const auto wrong = Upload("wrong-" + store_.secret_key());

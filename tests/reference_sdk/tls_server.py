@@ -1,6 +1,8 @@
 """Serves PUTs over TLS on a loopback port that it prints.
 
-    tls_server.py CERTIFICATE_AND_KEY CONNECTIONS
+    tls_server.py CERTIFICATE_AND_KEY CONNECTIONS NEWEST
+
+NEWEST is "1.1", or "" for all versions.
 
 A byte is appended to the file CONNECTIONS for every connection, those whose handshake fails included.
 """
@@ -32,6 +34,10 @@ class Server(http.server.ThreadingHTTPServer):
 
 context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
 context.load_cert_chain(sys.argv[1])
+if sys.argv[3] == "1.1":
+    context.set_ciphers("ALL:@SECLEVEL=0")
+    context.minimum_version = ssl.TLSVersion.TLSv1
+    context.maximum_version = ssl.TLSVersion.TLSv1_1
 server = Server(("127.0.0.1", 0), Handler)
 print(server.server_address[1], flush=True)
 server.serve_forever()
