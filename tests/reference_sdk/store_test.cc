@@ -135,7 +135,7 @@ TEST_F(StoreTest, ASparseLogOfSixGigabytesArrivesInParts) {
   ASSERT_EQ(keys.size(), 1U);
   store_.Command({"get", "logs/" + keys[0], dir_.Join("got.zip")});
   const auto listing = oru_test::RunChild({"/usr/bin/unzip", "-l", dir_.Join("got.zip")});
-  EXPECT_NE(listing.out.find(" 6442450944 "), std::string::npos) << listing.out;
+  EXPECT_NE(listing.out.find("6442450944 "), std::string::npos) << listing.out;
 }
 
 TEST_F(StoreTest, AWrongSecretAndAMissingBucketAreRefused) {
