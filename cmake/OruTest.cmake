@@ -3,7 +3,21 @@
 # Labels: "threads" is run under the thread sanitizer too; "no-asan" is left out under the address sanitizer;
 # "long" is run only by `scripts/test --long`; "serial" runs with nothing beside it.
 include(GoogleTest)
-find_package(GTest REQUIRED)
+
+# From its sources where the library has to be for more than this machine's own processor.
+set(ORU_GTEST_SOURCE "" CACHE PATH "GoogleTest's source folder; empty: an installed GoogleTest")
+if(ORU_GTEST_SOURCE)
+  set(BUILD_GMOCK OFF)
+  set(INSTALL_GTEST OFF)
+  set(BUILD_SHARED_LIBS OFF)
+  add_subdirectory("${ORU_GTEST_SOURCE}" "${PROJECT_BINARY_DIR}/googletest" EXCLUDE_FROM_ALL SYSTEM)
+else()
+  find_package(GTest REQUIRED)
+endif()
+# Tests of another system are listed where they run.
+if(CMAKE_CROSSCOMPILING)
+  set(CMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE PRE_TEST)
+endif()
 
 option(ORU_TEST_PCH "Compile the headers that all tests share only once" OFF)
 if(ORU_TEST_PCH)

@@ -1,58 +1,8 @@
 // Loading the framework and calling its upload entry point, seen from outside the process.
-#include <elf.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cstring>
-
-#include "tests/helper/varnook_process.h"
+#include "tests/helper/upload_bridge_fixture.h"
 
 namespace oru_test {
 namespace {
-
-using Lines = std::vector<std::string>;
-
-constexpr char kDelayLine[] = "varnook HandleActionUploadLog delay 0 sec. ";
-constexpr char kLoadedLine[] = "varnook the framework load success!";
-constexpr char kErrorPrefix[] = "varnook the framework loadAndReturnError, error: ";
-
-class UploadBridge : public VarnookTest {
- protected:
-  // What a run writes after its arguments, without the final line, which is checked here.
-  Lines BridgeLines(const VarnookRun& run, const std::string& status = "0") {
-    const size_t arguments = 3;
-    if (run.log.size() < arguments + 1) {
-      ADD_FAILURE() << run.process.err;
-      return {};
-    }
-    EXPECT_EQ(run.log.back(), "varnook upload_log return:" + status);
-    return {run.log.begin() + arguments, run.log.end() - 1};
-  }
-
-  // A framework that cannot be loaded: the one line with the linker's reason, and nothing else.
-  void ExpectLoadError(const std::string& reason) {
-    const VarnookRun run = RunUpload();
-    const Lines lines = BridgeLines(run);
-    ASSERT_EQ(lines.size(), 2U) << run.process.err;
-    EXPECT_EQ(lines[0], kDelayLine);
-    EXPECT_EQ(lines[1].compare(0, strlen(kErrorPrefix), kErrorPrefix), 0) << lines[1];
-    EXPECT_NE(lines[1].find(reason), std::string::npos) << lines[1];
-    EXPECT_EQ(run.sdk, Lines{});
-    EXPECT_EQ(run.process.Ending(), "exit 0");
-  }
-
-  void ExpectUpload(const VarnookRun& run) {
-    EXPECT_EQ(BridgeLines(run, "5"),
-              (Lines{kDelayLine, kLoadedLine, "varnook uploadLogPrivate return: 5"}));
-    EXPECT_EQ(run.process.Ending(), "exit 5");
-    EXPECT_EQ(run.sdk.size(), 11U);
-  }
-
-  void SetUp() override {
-    VarnookTest::SetUp();
-    options_.env["ORU_TEST_STATUS"] = "5";
-  }
-};
 
 TEST_F(UploadBridge, ADelayOfZeroDoesNotSleepAndIsLogged) {
   InstallFramework(ORU_TEST_SDK);
@@ -147,66 +97,6 @@ TEST_F(UploadBridge, AFileInTheFrameworksPlaceIsNoBundle) {
   EXPECT_EQ(BridgeLines(run), (Lines{kDelayLine, "varnook the framework \"" + FrameworkPath() +
                                                      "\"  was load failed!"}));
   EXPECT_EQ(run.process.Ending(), "exit 0");
-}
-
-TEST_F(UploadBridge, AnEmptyFrameworkFolderIsALoadError) {
-  MakeDirs(FrameworkPath());
-  ExpectLoadError("cannot open shared object file: No such file or directory");
-}
-
-TEST_F(UploadBridge, AGarbageBinaryIsALoadError) {
-  InstallFrameworkWithCode(std::string(5000, 'g'));
-  ExpectLoadError("invalid ELF header");
-}
-
-TEST_F(UploadBridge, AnEmptyBinaryIsALoadError) {
-  InstallFrameworkWithCode("");
-  ExpectLoadError("file too short");
-}
-
-TEST_F(UploadBridge, ATruncatedBinaryIsALoadError) {
-  InstallFrameworkWithCode(ReadFile(ORU_TEST_SDK).substr(0, 100));
-  ExpectLoadError("OruRTCSdk: ");
-}
-
-TEST_F(UploadBridge, ABinaryOfAnotherWordSizeIsALoadError) {
-  std::string code = ReadFile(ORU_TEST_SDK);
-  code[EI_CLASS] = ELFCLASS32;
-  InstallFrameworkWithCode(code);
-  ExpectLoadError("wrong ELF class: ELFCLASS32");
-}
-
-TEST_F(UploadBridge, ABinaryOfAnotherArchitectureIsALoadError) {
-  InstallFramework(ORU_TEST_FOREIGN_LIBRARY);
-  ExpectLoadError("OruRTCSdk: ");
-}
-
-TEST_F(UploadBridge, AnUndefinedSymbolIsALoadError) {
-  InstallFramework(ORU_TEST_SDK_UNDEFINED_SYMBOL);
-  ExpectLoadError("undefined symbol: OruTestFunctionThatNobodyDefines");
-}
-
-TEST_F(UploadBridge, AFolderInTheBinarysPlaceIsALoadError) {
-  MakeDirs(FrameworkPath() + "/OruRTCSdk");
-  ExpectLoadError("OruRTCSdk: ");
-}
-
-TEST_F(UploadBridge, APipeInTheBinarysPlaceIsALoadErrorAtOnce) {
-  InstallFramework(ORU_TEST_SDK);
-  const std::string code = FrameworkPath() + "/Versions/A/OruRTCSdk";
-  ASSERT_EQ(remove(code.c_str()), 0);
-  ASSERT_EQ(mkfifo(code.c_str(), 0600), 0);
-  options_.timeout_s = 10;
-  ExpectLoadError("OruRTCSdk: not a regular file");
-}
-
-TEST_F(UploadBridge, ADeviceInTheBinarysPlaceIsALoadError) {
-  InstallFramework(ORU_TEST_SDK);
-  const std::string code = FrameworkPath() + "/Versions/A/OruRTCSdk";
-  ASSERT_EQ(remove(code.c_str()), 0);
-  ASSERT_EQ(symlink("/dev/zero", code.c_str()), 0);
-  options_.timeout_s = 10;
-  ExpectLoadError("OruRTCSdk: not a regular file");
 }
 
 TEST_F(UploadBridge, AClassThatIsNoNSObjectHasNoEntryPoint) {

@@ -59,7 +59,7 @@ void VarnookTest::SetUp() {
 }
 
 void VarnookTest::RecordSleeps() {
-  options_.env["LD_PRELOAD"] = ORU_TEST_SLEEP_RECORDER;
+  options_.env[ORU_TEST_PRELOAD] = ORU_TEST_SLEEP_RECORDER;
   options_.env["ORU_TEST_SLEEPS"] = dir_.Join("sleeps");
 }
 

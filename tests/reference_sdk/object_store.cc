@@ -10,6 +10,7 @@
 
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
+#include "tests/support/platform.h"
 
 namespace reference_sdk {
 namespace {
@@ -31,8 +32,8 @@ ObjectStore::ObjectStore() {
   work_dir_ = path;
   int in[2];
   int out[2];
-  EXPECT_EQ(pipe2(in, O_CLOEXEC), 0);
-  EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+  EXPECT_EQ(oru_test::MakePipe(in), 0);
+  EXPECT_EQ(oru_test::MakePipe(out), 0);
   pid_ = fork();
   if (pid_ == 0) {
     dup2(in[0], STDIN_FILENO);

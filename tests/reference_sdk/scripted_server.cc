@@ -12,6 +12,8 @@
 #include <chrono>
 #include <cstdlib>
 
+#include "tests/support/platform.h"
+
 namespace reference_sdk {
 namespace {
 
@@ -42,7 +44,7 @@ size_t ContentLength(const std::string& head) {
 }  // namespace
 
 ScriptedServer::ScriptedServer(std::vector<ScriptedAnswer> script) : script_(std::move(script)) {
-  listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  listener_ = oru_test::MakeSocket(AF_INET, SOCK_STREAM);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
@@ -52,7 +54,7 @@ ScriptedServer::ScriptedServer(std::vector<ScriptedAnswer> script) : script_(std
   getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length);
   endpoint_ = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
   int ends[2] = {-1, -1};
-  EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  EXPECT_EQ(oru_test::MakePipe(ends), 0);
   stop_read_ = ends[0];
   stop_write_ = ends[1];
   thread_ = std::thread(&ScriptedServer::Serve, this);
@@ -75,7 +77,7 @@ void ScriptedServer::Serve() {
     pollfd fds[2] = {{listener_, POLLIN, 0}, {stop_read_, 0, 0}};
     poll(fds, 2, -1);
     if (fds[1].revents != 0) return;
-    const int fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    const int fd = oru_test::AcceptConnection(listener_);
     if (fd < 0) continue;
     HandleConnection(fd, script_[std::min(turn, script_.size() - 1)]);
     close(fd);

@@ -8,6 +8,7 @@
 
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
+#include "tests/support/platform.h"
 
 namespace reference_sdk {
 
@@ -40,7 +41,7 @@ TlsStore::TlsStore(const std::string& folder, const std::string& name, const std
                                 oru_test::ReadFile(folder + "/" + name + ".pem"));
   oru_test::WriteFile(connections_, "");
   int ends[2] = {-1, -1};
-  EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+  EXPECT_EQ(oru_test::MakePipe(ends), 0);
   pid_ = fork();
   if (pid_ == 0) {
     dup2(ends[1], STDOUT_FILENO);

@@ -21,6 +21,7 @@
 #include "tests/reference_sdk/scripted_server.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
+#include "tests/support/platform.h"
 
 namespace reference_sdk {
 namespace {
@@ -143,7 +144,7 @@ TEST_F(UploadLogTest, NothingIsLeftInTheTempFolderWhateverTheStoreSays) {
 
 TEST_F(UploadLogTest, AKilledProcessLeavesNothingInTheTempFolder) {
   // No server thread here: a child of a threaded process must not start threads of its own.
-  const ScopedFd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const ScopedFd listener(oru_test::MakeSocket(AF_INET, SOCK_STREAM));
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

@@ -18,6 +18,7 @@
 #include "tests/rtc_base/log_capture.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
+#include "tests/support/platform.h"
 
 namespace {
 
@@ -109,7 +110,8 @@ TEST(LogPrefix, ForkedChildShowsItsOwnIds) {
   const ChildResult child = RunInFork([] {
     const LogCapture capture;
     LogMessage("f.cc", 42, rtc::LS_INFO).stream() << "text";
-    const std::string ids = "[" + std::to_string(getpid()) + ":" + std::to_string(gettid()) + "] ";
+    const std::string ids = "[" + std::to_string(getpid()) + ":" +
+                            std::to_string(oru_test::NumberOfThisThread()) + "] ";
     return capture.OnlyLine() == ids + "[I] (f.cc:42): text\n" ? 0 : 1;
   });
   EXPECT_EQ(child.exit_code, 0) << child.err;

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -13,6 +12,7 @@
 
 #include "media_core/common/webrtc/rtc_base/event.h"
 #include "tests/support/child_process.h"
+#include "tests/support/platform.h"
 
 namespace rtc {
 namespace {
@@ -21,15 +21,6 @@ std::string NameOfThisThread() {
   char name[64] = {};
   pthread_getname_np(pthread_self(), name, sizeof(name));
   return name;
-}
-
-size_t StackSizeOfThisThread() {
-  pthread_attr_t attr;
-  size_t size = 0;
-  pthread_getattr_np(pthread_self(), &attr);
-  pthread_attr_getstacksize(&attr, &size);
-  pthread_attr_destroy(&attr);
-  return size;
 }
 
 // What a run function saw.
@@ -46,7 +37,7 @@ struct Seen {
 void Note(void* obj) {
   auto* const seen = static_cast<Seen*>(obj);
   seen->name = NameOfThisThread();
-  seen->stack_size = StackSizeOfThisThread();
+  seen->stack_size = oru_test::StackSizeOfThisThread();
   seen->id = CurrentThreadId();
   seen->ref = CurrentThreadRef();
   ++seen->runs;
@@ -298,7 +289,7 @@ TEST(PlatformThreadMisuse, DestroyingARunningThreadIsFatal) {
 }
 
 TEST(CurrentThreadId, IsTheKernelsAndStable) {
-  EXPECT_EQ(CurrentThreadId(), static_cast<PlatformThreadId>(syscall(SYS_gettid)));
+  EXPECT_EQ(CurrentThreadId(), oru_test::NumberOfThisThread());
   EXPECT_EQ(CurrentThreadId(), CurrentThreadId());
 }
 
@@ -306,15 +297,14 @@ TEST(CurrentThreadId, DiffersBetweenThreads) {
   const PlatformThreadId mine = CurrentThreadId();
   std::thread([mine] {
     EXPECT_NE(CurrentThreadId(), mine);
-    EXPECT_EQ(CurrentThreadId(), static_cast<PlatformThreadId>(syscall(SYS_gettid)));
+    EXPECT_EQ(CurrentThreadId(), oru_test::NumberOfThisThread());
   }).join();
 }
 
 TEST(CurrentThreadId, IsTheChildsOwnAfterAFork) {
   CurrentThreadId();
-  const oru_test::ChildResult result = oru_test::RunInFork([] {
-    return CurrentThreadId() == static_cast<PlatformThreadId>(syscall(SYS_gettid)) ? 0 : 1;
-  });
+  const oru_test::ChildResult result = oru_test::RunInFork(
+      [] { return CurrentThreadId() == oru_test::NumberOfThisThread() ? 0 : 1; });
   EXPECT_EQ(result.exit_code, 0) << result.Ending();
 }
 

@@ -15,6 +15,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "tests/support/platform.h"
+
 extern "C" char** environ;
 
 namespace oru_test {
@@ -27,9 +29,9 @@ struct Pipe {
   int write_end = -1;
 };
 
-Pipe MakePipe() {
+Pipe NewPipe() {
   int ends[2];
-  if (pipe2(ends, O_CLOEXEC) != 0) {
+  if (MakePipe(ends) != 0) {
     ADD_FAILURE() << "pipe: " << strerror(errno);
     return {};
   }
@@ -144,9 +146,9 @@ void Reap(pid_t pid, const ChildOptions& options, Clock::time_point start, Child
 
 ChildResult Run(const ChildOptions& options, const std::function<void()>& start_child) {
   ChildResult result;
-  Pipe in = MakePipe();
-  Pipe out = MakePipe();
-  Pipe err = MakePipe();
+  Pipe in = NewPipe();
+  Pipe out = NewPipe();
+  Pipe err = NewPipe();
   fflush(stdout);
   fflush(stderr);
   const auto start = Clock::now();

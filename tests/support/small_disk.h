@@ -29,8 +29,6 @@ class SmallDisk {
   void MakeRoom() const;
 
  private:
-  bool Mount(size_t bytes, unsigned long flags) const;
-
   const TempDir dir_;
   const size_t bytes_;
   bool mounted_ = false;

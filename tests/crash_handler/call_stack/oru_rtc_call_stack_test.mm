@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "tests/support/platform.h"
 
 using CrashHandler::machine::CurrentThreadNumber;
 using CrashHandler::machine::ThreadNumber;
@@ -116,7 +117,7 @@ TEST(OruRTCCallStackTest, TheCurrentThreadOnAWorkerIsThatWorkerUnderItsOwnName) 
     std::thread([&] {
       @autoreleasepool {
         number = CurrentThreadNumber();
-        pthread_setname_np(pthread_self(), "native name");
+        oru_test::NameThisThread("native name");
         text = Text([OruRTCCallStack backtraceOfCurrentThread]);
       }
     }).join();

@@ -17,6 +17,7 @@
 #include "tests/crash_handler/support/log_capture.h"
 #include "tests/support/crash_report_parser.h"
 #include "tests/support/files.h"
+#include "tests/support/platform.h"
 
 // Frames that carry the filter's word. The return value keeps the call from being the last one.
 extern "C" __attribute__((noinline, visibility("default"))) int OruRTCTestRaise(int signo) {
@@ -173,7 +174,7 @@ TEST_F(CrashFlowTest, EachSignalGetsTheHandlerWithItsFlagsAndOnlyItselfMasked) {
 }
 
 TEST_F(CrashFlowTest, OtherSignalsKeepTheirActions) {
-  const int others[] = {SIGTERM, SIGINT, SIGUSR1, SIGALRM, SIGRTMIN};
+  const int others[] = {SIGTERM, SIGINT, SIGUSR1, SIGALRM, oru_test::LastSignal()};
   // Shells have programs in the background ignore some.
   for (const int signo : others) signal(signo, SIG_DFL);
   Install();
@@ -404,14 +405,14 @@ TEST_F(CrashFlowTest, TimersActionsAndMaskAreAsBeforeAfterASignal) {
   sigset_t after;
   pthread_sigmask(SIG_SETMASK, nullptr, &before);
   std::map<int, void (*)(int)> actions;
-  for (int signo = 1; signo <= SIGRTMAX; ++signo) {
+  for (int signo = 1; signo <= oru_test::LastSignal(); ++signo) {
     signal(signo, SIG_DFL);
     actions[signo] = Action(signo).sa_handler;
   }
   Install();
   OruRTCTestRaise(SIGPIPE);
   pthread_sigmask(SIG_SETMASK, nullptr, &after);
-  for (int signo = 1; signo <= SIGRTMAX; ++signo) {
+  for (int signo = 1; signo <= oru_test::LastSignal(); ++signo) {
     EXPECT_EQ(sigismember(&after, signo), sigismember(&before, signo)) << signo;
     EXPECT_EQ(Action(signo).sa_handler, actions[signo]) << signo;
   }

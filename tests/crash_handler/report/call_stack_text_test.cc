@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "tests/support/files.h"
+#include "tests/support/platform.h"
 
 namespace CrashHandler {
 
@@ -148,7 +149,7 @@ class BlockedThread {
   explicit BlockedThread(bool frozen, const char* name) {
     gate_.lock();
     thread_ = std::thread([this, frozen, name] {
-      pthread_setname_np(pthread_self(), name);
+      oru_test::NameThisThread(name);
       sigset_t all;
       sigfillset(&all);
       if (frozen) pthread_sigmask(SIG_BLOCK, &all, nullptr);
@@ -200,7 +201,7 @@ TEST(TextOfThreadTest, AThreadThatDoesNotExistGivesTheFailureText) {
 }
 
 TEST(TextOfAllThreadsTest, HasABlockPerThreadTheCallingOneIncluded) {
-  pthread_setname_np(pthread_self(), "");
+  oru_test::NameThisThread("");
   const BlockedThread first(false, "first");
   const BlockedThread frozen(true, "frozen");
   const BlockedThread second(false, "second");

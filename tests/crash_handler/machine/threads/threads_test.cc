@@ -15,6 +15,8 @@
 #include <thread>
 #include <vector>
 
+#include "tests/support/platform.h"
+
 namespace CrashHandler::machine {
 namespace {
 
@@ -75,15 +77,16 @@ size_t CountKnown(const std::vector<ThreadNumber>& numbers) {
   CaptureThreads(
       numbers.data(), numbers.size(),
       [](void* context, size_t, const Registers* registers) {
-        if (registers != nullptr && registers->rip != 0) ++*static_cast<size_t*>(context);
+        if (registers != nullptr && mach_instructionAddress(*registers) != 0)
+          ++*static_cast<size_t*>(context);
       },
       &known);
   return known;
 }
 
-std::vector<struct sigaction> RealTimeActions() {
+std::vector<struct sigaction> AllActions() {
   std::vector<struct sigaction> actions;
-  for (int number = SIGRTMIN; number <= SIGRTMAX; ++number) {
+  for (int number = 1; number <= oru_test::LastSignal(); ++number) {
     struct sigaction action = {};
     sigaction(number, nullptr, &action);
     actions.push_back(action);
@@ -122,10 +125,10 @@ TEST(ThreadListTest, CanBeReadAgain) {
 
 TEST(ThreadNameTest, ANamedThreadAndOneWithAnEmptyName) {
   char name[kThreadNameSize];
-  pthread_setname_np(pthread_self(), "worker one");
+  oru_test::NameThisThread("worker one");
   EXPECT_TRUE(ThreadName(CurrentThreadNumber(), name, sizeof(name)));
   EXPECT_STREQ(name, "worker one");
-  pthread_setname_np(pthread_self(), "");
+  oru_test::NameThisThread("");
   EXPECT_TRUE(ThreadName(CurrentThreadNumber(), name, sizeof(name)));
   EXPECT_STREQ(name, "");
 }
@@ -139,16 +142,16 @@ TEST(ThreadNameTest, AThreadThatDoesNotExistHasNone) {
 TEST(RegistersTest, OfTheCallingThread) {
   Registers registers = {};
   ASSERT_TRUE(fillThreadStateIntoMachineContext(CurrentThreadNumber(), &registers));
-  EXPECT_NE(registers.rip, 0U);
+  EXPECT_NE(mach_instructionAddress(registers), 0U);
   const auto here = reinterpret_cast<uint64_t>(__builtin_frame_address(0));
-  EXPECT_LT(here - registers.rsp, 65536U);
+  EXPECT_LT(here - mach_stackPointer(registers), 65536U);
 }
 
 TEST(RegistersTest, OfAWaitingThread) {
   const WaitingThreads threads(1);
   Registers registers = {};
   ASSERT_TRUE(fillThreadStateIntoMachineContext(threads.numbers()[0], &registers));
-  EXPECT_NE(registers.rip, 0U);
+  EXPECT_NE(mach_instructionAddress(registers), 0U);
 }
 
 TEST(RegistersTest, OfARunningThread) {
@@ -162,7 +165,7 @@ TEST(RegistersTest, OfARunningThread) {
   while (number == 0) std::this_thread::yield();
   Registers registers = {};
   EXPECT_TRUE(fillThreadStateIntoMachineContext(number, &registers));
-  EXPECT_NE(registers.rip, 0U);
+  EXPECT_NE(mach_instructionAddress(registers), 0U);
   stop = true;
   runner.join();
 }
@@ -212,13 +215,13 @@ TEST(CaptureTest, AQuestionThatIsStillPendingAfterItsCaptureIsHarmless) {
   EXPECT_EQ(CountKnown(threads.numbers()), 3U);
 }
 
-TEST(CaptureTest, TheActionsOfAllRealTimeSignalsAreAsBefore) {
-  const auto before = RealTimeActions();
+TEST(CaptureTest, TheActionsOfAllSignalsAreAsBefore) {
+  const auto before = AllActions();
   const WaitingThreads threads(3);
   const WaitingThreads frozen(1, true);
   CountKnown(threads.numbers());
   CountKnown(frozen.numbers());
-  const auto after = RealTimeActions();
+  const auto after = AllActions();
   for (size_t i = 0; i < before.size(); ++i) {
     EXPECT_EQ(before[i].sa_handler, after[i].sa_handler) << i;
     // The C library adds a flag of its own to every action that is set.
@@ -232,7 +235,7 @@ std::atomic<int> sHostSignals{0};
 TEST(CaptureTest, ASignalThatTheHostUsesIsLeftAlone) {
   struct sigaction action = {};
   action.sa_handler = [](int) { ++sHostSignals; };
-  ASSERT_EQ(sigaction(SIGRTMAX, &action, nullptr), 0);
+  ASSERT_EQ(sigaction(oru_test::LastSignal(), &action, nullptr), 0);
   const WaitingThreads threads(4);
   EXPECT_EQ(CountKnown(threads.numbers()), 4U);
   EXPECT_EQ(sHostSignals, 0);
