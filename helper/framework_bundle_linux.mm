@@ -56,7 +56,7 @@ NSError *LoadError(const std::string &reason) {
 
 + (instancetype)bundleWithPath:(NSString *)path {
   const std::string text = Utf8Text(path);
-  if (!IsDirectory(text)) return nil;
+  if (text.empty() || text[0] != '/' || !IsDirectory(text)) return nil;
   OruRTCFrameworkBundle *bundle = [[[self alloc] init] autorelease];
   bundle->_path = new std::string(text);
   return bundle;

@@ -32,7 +32,7 @@ std::string FirstChangeableStep(const std::string& path, const std::string& prog
                                 const TrustedOwners& owners) {
   for (size_t slash = 0; slash != std::string::npos;) {
     slash = path.find('/', slash + 1);
-    const std::string part = path.substr(0, slash);
+    std::string part = path.substr(0, slash);
     if (!IsFolderOf(part, program) && !MayBeRun(part, owners)) return part;
   }
   return "";
@@ -50,7 +50,7 @@ bool OnlyTrustedMayChange(const struct stat& info, const TrustedOwners& owners) 
 
 std::string FirstChangeablePart(const std::string& path, const std::string& program,
                                 const TrustedOwners& owners) {
-  const std::string as_given = FirstChangeableStep(path, program, owners);
+  std::string as_given = FirstChangeableStep(path, program, owners);
   if (!as_given.empty()) return as_given;
   char resolved[PATH_MAX];
   if (realpath(path.c_str(), resolved) == nullptr) return path;

@@ -19,7 +19,7 @@ BLOCK = re.compile(r"^```([^\n]*)\n(.*?)^```$", re.S | re.M)
 
 
 def documents():
-    names = ["README.md", "CONTRIBUTING.md"] + ["docs/" + n for n in os.listdir(os.path.join(ROOT, "docs"))]
+    names = ["README.md", "CONTRIBUTING.md", "SECURITY.md"] + ["docs/" + n for n in os.listdir(os.path.join(ROOT, "docs"))]
     return sorted(name for name in names if name.endswith(".md"))
 
 
