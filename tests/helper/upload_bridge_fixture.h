@@ -29,6 +29,18 @@ class UploadBridge : public VarnookTest {
     return {run.log.begin() + arguments, run.log.end() - 1};
   }
 
+  // A framework that cannot be loaded: the one line with the linker's reason, and nothing else.
+  void ExpectLoadError(const std::string& reason) {
+    const VarnookRun run = RunUpload();
+    const Lines lines = BridgeLines(run);
+    ASSERT_EQ(lines.size(), 2U) << run.process.err;
+    EXPECT_EQ(lines[0], kDelayLine);
+    EXPECT_EQ(lines[1].compare(0, strlen(kErrorPrefix), kErrorPrefix), 0) << lines[1];
+    EXPECT_NE(lines[1].find(reason), std::string::npos) << lines[1];
+    EXPECT_EQ(run.sdk, Lines{});
+    EXPECT_EQ(run.process.Ending(), "exit 0");
+  }
+
   void ExpectUpload(const VarnookRun& run) {
     EXPECT_EQ(BridgeLines(run, "5"),
               (Lines{kDelayLine, kLoadedLine, "varnook uploadLogPrivate return: 5"}));

@@ -1,4 +1,7 @@
 // Loading the framework and calling its upload entry point, seen from outside the process.
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include "tests/helper/upload_bridge_fixture.h"
 
 namespace oru_test {
