@@ -138,12 +138,12 @@ void CheckWalk(const machine::Registers& registers, const std::string& bytes) {
   memcpy(Stack(), bytes.data(), bytes.size());
   machine::CallChain chain;
   machine::StackWalker walker;
-  walker.Walk(registers, &chain);
+  walker.Walk(registers, machine::KnownRegisters::kAll, &chain);
   machine::CallChain again;
-  walker.Walk(registers, &again);
+  walker.Walk(registers, machine::KnownRegisters::kAll, &again);
   Require(Same(chain, again), "a walk with what the walk before it found");
   machine::StackWalker other;
-  other.Walk(registers, &again);
+  other.Walk(registers, machine::KnownRegisters::kAll, &again);
   Require(Same(chain, again), "a walk without what another one found");
   if (chain.status != machine::ChainStatus::kComplete) {
     machine::WalkFramePointers(machine::WalkStartOf(registers), &machine::mach_copyMem, &again);

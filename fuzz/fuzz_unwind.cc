@@ -172,12 +172,13 @@ void CheckCaller(const CountedSource& memory, const machine::UnwindRow& row,
 bool Apply(CountedSource* memory, const machine::UnwindRow& row,
            machine::UnwindRegisters* registers) {
   const machine::UnwindRegisters before = *registers;
-  const bool good = machine::ApplyUnwindRow(memory->source(), row, registers);
+  const machine::UnwindStep step = machine::ApplyUnwindRow(memory->source(), row, registers);
   memory->RequireReads(kMostApplyReads, "reads for a caller");
   const BlockSource blocks(*memory);
   machine::UnwindRegisters again = before;
-  Require(machine::ApplyUnwindRow(blocks.source(), row, &again) == good, "a caller by blocks");
+  Require(machine::ApplyUnwindRow(blocks.source(), row, &again) == step, "a caller by blocks");
   Require(memcmp(&again, registers, sizeof(again)) == 0, "a caller by blocks");
+  const bool good = step == machine::UnwindStep::kDone;
   if (good) {
     CheckCaller(*memory, row, before, *registers);
   } else {

@@ -45,17 +45,10 @@ int DescriptorOf(const std::string& path) {
   return -1;
 }
 
-FileLogSinkOptions Buffered(size_t bytes) {
-  FileLogSinkOptions options;
-  options.survive_kill = false;
-  options.buffer_bytes = bytes;
-  return options;
-}
-
-TEST(FileLogSink, BufferedLinesReachTheFileAtItsEnd) {
+TEST(FileLogSink, LinesReachTheFileAtItsEnd) {
   const TempDir dir;
   {
-    FileLogSink sink(dir.Join("log"), Buffered(1000));
+    FileLogSink sink(dir.Join("log"), {});
     EXPECT_TRUE(sink.is_open());
     sink.OnLogLine("one\n");
     sink.OnLogLine("two\n");
@@ -92,7 +85,9 @@ TEST(FileLogSink, FlushWritesAtOnce) {
 
 TEST(FileLogSink, FullBufferIsWrittenInWholeLines) {
   const TempDir dir;
-  FileLogSink sink(dir.Join("log"), Buffered(10));
+  FileLogSinkOptions options;
+  options.buffer_bytes = 10;
+  FileLogSink sink(dir.Join("log"), options);
   sink.OnLogLine("1234\n");
   sink.OnLogLine("5678\n");
   EXPECT_EQ(ReadFile(dir.Join("log")), "");
@@ -165,7 +160,7 @@ TEST(FileLogSink, FullDiskLeavesWholeLinesAndCountsTheRest) {
     signal(SIGXFSZ, SIG_IGN);
     const rlimit limit = {10, RLIM_INFINITY};
     setrlimit(RLIMIT_FSIZE, &limit);
-    FileLogSink sink(path, Buffered(1000));
+    FileLogSink sink(path, {});
     sink.OnLogLine("1234\n");
     sink.OnLogLine("56789\n");
     sink.OnLogLine("0\n");
@@ -186,12 +181,14 @@ TEST(FileLogSink, FullDiskLeavesWholeLinesAndCountsTheRest) {
 }
 
 // Several threads on a disk that is full for a while.
-void FillADisk(const FileLogSinkOptions& options) {
+TEST(FileLogSink, OnAFullDiskEveryLineIsWholeInTheFileOrCounted) {
   constexpr int kLines = 3000;
   const oru_test::SmallDisk disk(65536);
   const std::string path = disk.Join("log");
   const oru_test::ChildResult child = RunInFork([&] {
     disk.Enter();
+    FileLogSinkOptions options;
+    options.buffer_bytes = 1000;
     FileLogSink sink(path, options);
     rtc::LogMessage::AddLogToStream(&sink, rtc::LS_INFO);
     std::vector<std::thread> threads;
@@ -220,12 +217,6 @@ void FillADisk(const FileLogSinkOptions& options) {
   for (const std::string& line : lines) {
     EXPECT_TRUE(std::regex_match(line, whole)) << line;
   }
-}
-
-TEST(FileLogSink, OnAFullDiskEveryLineIsWholeInTheFileOrCounted) { FillADisk({}); }
-
-TEST(FileLogSink, OnAFullDiskEveryBufferedLineIsWholeInTheFileOrCounted) {
-  FillADisk(Buffered(1000));
 }
 
 TEST(FileLogSink, RemovedFileIsBegunAnew) {
@@ -263,10 +254,10 @@ TEST(FileLogSink, DeviceThatTakesNothingIsSurvived) {
   EXPECT_EQ(sink.dropped_lines(), 1u);
 }
 
-TEST(FileLogSink, KilledProcessLeavesWholeBufferedLines) {
+TEST(FileLogSink, KilledProcessLeavesWholeLines) {
   const TempDir dir;
   const oru_test::ChildResult child = RunInFork([&] {
-    FileLogSink sink(dir.Join("log"), Buffered(64 * 1024));
+    FileLogSink sink(dir.Join("log"), {});
     for (int i = 0; i < 10000; ++i) {
       sink.OnLogLine("line number " + std::to_string(i) + "\n");
     }
@@ -279,9 +270,9 @@ TEST(FileLogSink, KilledProcessLeavesWholeBufferedLines) {
   EXPECT_EQ(text.back(), '\n');
 }
 
-TEST(FileLogSink, ForkedChildDoesNotWriteItsParentsBufferedLines) {
+TEST(FileLogSink, ForkedChildDoesNotWriteItsParentsLines) {
   const TempDir dir;
-  FileLogSink sink(dir.Join("log"), Buffered(1000));
+  FileLogSink sink(dir.Join("log"), {});
   sink.OnLogLine("parent\n");
   const oru_test::ChildResult child = RunInFork([&] {
     sink.OnLogLine("child\n");

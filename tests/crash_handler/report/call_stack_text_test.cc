@@ -190,10 +190,14 @@ TEST(TextOfThreadTest, NamesTheFunctionThatABlockedThreadWaitsIn) {
   EXPECT_EQ(text.substr(text.size() - 2), "\n\n");
 }
 
-TEST(TextOfThreadTest, AFrozenThreadGivesTheFailureText) {
+TEST(TextOfThreadTest, AThreadThatBlocksAllSignalsShowsWhereItWaitsToo) {
   const BlockedThread thread(true, "frozen");
-  EXPECT_EQ(TextOfThread(thread.number()),
-            "Fail to get information about thread: " + std::to_string(thread.number()));
+  std::string text;
+  for (int i = 0; i < 1000; ++i) {
+    text = TextOfThread(thread.number());
+    if (text.find(" BlocksUntilTheGateOpens + ") != std::string::npos) break;
+  }
+  EXPECT_NE(text.find(" BlocksUntilTheGateOpens + "), std::string::npos) << text;
 }
 
 TEST(TextOfThreadTest, AThreadThatDoesNotExistGivesTheFailureText) {
@@ -211,10 +215,8 @@ TEST(TextOfAllThreadsTest, HasABlockPerThreadTheCallingOneIncluded) {
   };
   EXPECT_NE(text.find(header(CurrentThreadNumber(), "")), std::string::npos) << text;
   EXPECT_NE(text.find(header(first.number(), "first")), std::string::npos);
-  EXPECT_NE(text.find("Fail to get information about thread: " + std::to_string(frozen.number()) +
-                      header(second.number(), "second")),
-            std::string::npos)
-      << text;
+  EXPECT_NE(text.find(header(frozen.number(), "frozen")), std::string::npos);
+  EXPECT_NE(text.find(header(second.number(), "second")), std::string::npos);
   EXPECT_NE(text.find("TextOfAllThreads"), std::string::npos);
 }
 

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/thread_capture.h"
 
 namespace CrashHandler {
 
@@ -12,10 +13,10 @@ namespace {
 using machine::CallChain;
 using machine::ChainStatus;
 using machine::kMaxThreadFrames;
-using machine::Registers;
 using machine::ScratchMemory;
 using machine::SymbolInformation;
 using machine::TextBuffer;
+using machine::ThreadLook;
 using machine::ThreadNumber;
 
 constexpr size_t kImageColumn = 30;
@@ -30,15 +31,13 @@ struct Chains {
 };
 
 // Called while the threads may be held: it neither allocates nor locks.
-void WalkOne(void* context, size_t index, const Registers* registers) {
+bool WalkOne(void* context, const ThreadLook& look) {
   auto* all = static_cast<Chains*>(context);
-  CallChain* chain = &all->chains[index];
-  if (registers == nullptr) {
-    chain->status = ChainStatus::kNoThreadState;
-    chain->length = 0;
-    return;
-  }
-  all->walker->Walk(*registers, chain);
+  CallChain* chain = &all->chains[look.index];
+  if (look.registers != nullptr) return all->walker->Walk(*look.registers, look.known, chain);
+  chain->status = ChainStatus::kNoThreadState;
+  chain->length = 0;
+  return true;
 }
 
 // The addresses at which a chain's entries are looked up.
@@ -171,7 +170,7 @@ std::string TextOfThread(ThreadNumber number) {
   machine::StackWalker walker;
   CallChain chain;
   Chains all = {&walker, &chain};
-  machine::CaptureThreads(&number, 1, &WalkOne, &all);
+  machine::ThreadCapture().Visit(&number, 1, &WalkOne, &all);
   machine::Symbolizer symbolizer;
   SymbolInformation records[kMaxThreadFrames];
   symbolicate(&symbolizer, chain.entries, records, chain.length, 0);
@@ -189,7 +188,7 @@ void AppendAllThreads(TextBuffer* text) {
   if (!listed || !table.usable() || !text->Reserve(kKept)) return text->Append(kNoThreads);
   machine::StackWalker walker;
   Chains all = {&walker, table.chains()};
-  machine::CaptureThreads(list.numbers(), list.size(), &WalkOne, &all);
+  machine::ThreadCapture().Visit(list.numbers(), list.size(), &WalkOne, &all);
   machine::Symbolizer symbolizer;
   table.Resolve(list.size(), &symbolizer);
   const SymbolInformation* records = table.records();
@@ -212,7 +211,7 @@ std::string TextOfAllThreads() {
 }
 
 void PrepareCallStacks() {
-  machine::PrepareThreads();
+  machine::ChooseMemoryWay();
   machine::PrepareImages();
   machine::PrepareStackWalk();
   // One whole stack brings in the code and the memory that a crash will use.

@@ -352,12 +352,13 @@ TEST(UnwindTablesTest, ARowWithoutAReturnAddressIsTheOutermostFrame) {
   UnwindRow row;
   row.frame_register = kUnwindRegisterRsp;
   UnwindRegisters registers = {};
-  EXPECT_FALSE(ApplyUnwindRow(SourceOf(stack), row, &registers)) << "no rule at all";
+  EXPECT_NE(ApplyUnwindRow(SourceOf(stack), row, &registers), UnwindStep::kDone)
+      << "no rule at all";
   row.rules[kUnwindRegisterRip] = {UnwindRuleKind::kUndefined, 0};
-  EXPECT_FALSE(ApplyUnwindRow(SourceOf(stack), row, &registers));
+  EXPECT_NE(ApplyUnwindRow(SourceOf(stack), row, &registers), UnwindStep::kDone);
   row.rules[kUnwindRegisterRip] = {UnwindRuleKind::kOffset, 8};
   row.frame_offset = 16;
-  ASSERT_TRUE(ApplyUnwindRow(SourceOf(stack), row, &registers));
+  ASSERT_EQ(ApplyUnwindRow(SourceOf(stack), row, &registers), UnwindStep::kDone);
   EXPECT_EQ(registers.value[kUnwindRegisterRip], 0x0101010101010101U);
   EXPECT_EQ(registers.value[kUnwindRegisterRsp], 16U);
 }
@@ -370,7 +371,7 @@ TEST(UnwindTablesTest, AnUnreadableStackLeavesTheRegistersAlone) {
   row.rules[kUnwindRegisterRip] = {UnwindRuleKind::kOffset, 4096};
   UnwindRegisters registers = {};
   registers.value[kUnwindRegisterRbp] = 5;
-  EXPECT_FALSE(ApplyUnwindRow(SourceOf(stack), row, &registers));
+  EXPECT_NE(ApplyUnwindRow(SourceOf(stack), row, &registers), UnwindStep::kDone);
   EXPECT_EQ(registers.value[kUnwindRegisterRbp], 5U);
 }
 

@@ -159,6 +159,7 @@ TEST(SymbolizerTest, ALibraryWithoutSymbolTableIsServedByItsDynamicOne) {
   ASSERT_TRUE(symbolizer.ResolveOne(reinterpret_cast<uintptr_t>(function) + 1, &record));
   EXPECT_STREQ(record.dli_sname, "library_function");
   EXPECT_EQ(record.dli_saddr, function);
+  dlclose(library);
 }
 
 TEST(SymbolizerTest, NamesOfALibraryThatWasClosedMeanwhileStayReadable) {

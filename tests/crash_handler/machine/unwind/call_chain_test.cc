@@ -21,7 +21,7 @@
 #include <vector>
 
 #include "media_core/biz_engine/crash_handler/machine/images/images.h"
-#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/thread_capture.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
 
 namespace CrashHandler::machine {
@@ -84,16 +84,15 @@ std::vector<NamedChain> ChainsOf(const std::vector<ThreadNumber>& numbers) {
     std::vector<NamedChain> chains;
   } all;
   all.chains.resize(numbers.size());
-  CaptureThreads(
-      numbers.data(), numbers.size(),
-      [](void* context, size_t index, const Registers* registers) {
-        auto* out = static_cast<Context*>(context);
-        CallChain* chain = &out->chains[index].chain;
-        chain->length = 0;
-        chain->status = ChainStatus::kNoThreadState;
-        if (registers != nullptr) out->walker.Walk(*registers, chain);
-      },
-      &all);
+  const auto visit = [](void* context, const ThreadLook& look) {
+    auto* out = static_cast<Context*>(context);
+    CallChain* chain = &out->chains[look.index].chain;
+    if (look.registers != nullptr) return out->walker.Walk(*look.registers, look.known, chain);
+    chain->length = 0;
+    chain->status = ChainStatus::kNoThreadState;
+    return true;
+  };
+  ThreadCapture().Visit(numbers.data(), numbers.size(), visit, &all);
   Symbolizer symbolizer;
   for (NamedChain& named : all.chains) {
     for (size_t i = 0; i < named.chain.length; ++i) {
@@ -217,12 +216,10 @@ CallChain sChainInHandler;
 void WalkFromHandler(int, siginfo_t*, void*) {
   StackWalker walker;
   const ThreadNumber self = CurrentThreadNumber();
-  CaptureThreads(
-      &self, 1,
-      [](void* context, size_t, const Registers* registers) {
-        static_cast<StackWalker*>(context)->Walk(*registers, &sChainInHandler);
-      },
-      &walker);
+  const auto visit = [](void* context, const ThreadLook& look) {
+    return static_cast<StackWalker*>(context)->Walk(*look.registers, look.known, &sChainInHandler);
+  };
+  ThreadCapture().Visit(&self, 1, visit, &walker);
 }
 
 std::vector<std::string> NamesOf(const CallChain& chain) {
@@ -360,7 +357,7 @@ CallChain WalkFrom(uint64_t ip, const void* stack) {
   registers.rsp = reinterpret_cast<uint64_t>(stack);
   StackWalker walker;
   CallChain chain;
-  walker.Walk(registers, &chain);
+  walker.Walk(registers, KnownRegisters::kAll, &chain);
   return chain;
 }
 
@@ -383,19 +380,21 @@ TEST(CallChainTest, WhereTheTablesGiveNothingTheFramePointersAreFollowed) {
   registers.rsp = 8;
   StackWalker walker;
   CallChain chain;
-  walker.Walk(registers, &chain);
+  walker.Walk(registers, KnownRegisters::kAll, &chain);
   ASSERT_EQ(chain.length, 3U);
   EXPECT_EQ(chain.entries[1], 0x1111U);
   EXPECT_EQ(chain.entries[2], 0x2222U);
 }
 
-TEST(CallChainTest, WithNeitherTablesNorFramePointersTheChainFails) {
+TEST(CallChainTest, WithNeitherTablesNorFramePointersTheInstructionIsGiven) {
   Registers registers = {};
   registers.rip = 0x1000;
   StackWalker walker;
   CallChain chain;
-  walker.Walk(registers, &chain);
-  EXPECT_EQ(chain.status, ChainStatus::kNoFrame);
+  walker.Walk(registers, KnownRegisters::kAll, &chain);
+  EXPECT_EQ(chain.status, ChainStatus::kComplete);
+  ASSERT_EQ(chain.length, 1U);
+  EXPECT_EQ(chain.entries[0], registers.rip);
 }
 
 extern "C" __attribute__((noinline)) size_t Recurses(int depth) {
@@ -408,7 +407,6 @@ extern "C" __attribute__((noinline)) size_t Recurses(int depth) {
 TEST(CallChainTest, ADeepRecursionYieldsExactlyFifty) { EXPECT_EQ(Recurses(200), 50U); }
 
 TEST(CallChainTest, WalkingAndResolvingDoNotAllocate) {
-  PrepareThreads();
   PrepareImages();
   PrepareStackWalk();
   const ThreadNumber self = CurrentThreadNumber();
@@ -421,13 +419,11 @@ TEST(CallChainTest, WalkingAndResolvingDoNotAllocate) {
       StackWalker* walker;
       CallChain* chain;
     } context = {&walker, &chain};
-    CaptureThreads(
-        &self, 1,
-        [](void* out, size_t, const Registers* registers) {
-          auto* both = static_cast<Context*>(out);
-          both->walker->Walk(*registers, both->chain);
-        },
-        &context);
+    const auto visit = [](void* out, const ThreadLook& look) {
+      auto* both = static_cast<Context*>(out);
+      return both->walker->Walk(*look.registers, look.known, both->chain);
+    };
+    ThreadCapture().Visit(&self, 1, visit, &context);
     Symbolizer symbolizer;
     symbolizer.Resolve(chain.entries, records, chain.length);
     const struct mallinfo2 after = mallinfo2();

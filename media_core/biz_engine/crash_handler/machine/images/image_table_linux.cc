@@ -3,13 +3,14 @@
 #include <limits.h>
 #include <link.h>
 #include <sys/auxv.h>
-#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+
+#include "media_core/biz_engine/crash_handler/machine/memory/memory_linux.h"
 
 namespace CrashHandler::machine {
 
@@ -43,7 +44,7 @@ bool ReadOwnMemory(const void*, uint64_t position, void* destination, size_t cou
 
 // The program's own name is not in the linker's list.
 void ProgramPath(char* path, size_t room) {
-  const ssize_t length = readlink("/proc/self/exe", path, room - 1);
+  const ssize_t length = readlink("/proc/thread-self/exe", path, room - 1);
   path[length < 0 ? 0 : length] = '\0';
 }
 
@@ -107,11 +108,7 @@ class RecordCheck {
 
   // Whether all of them are as they were, each followed by the next and the last one by `next`.
   bool AreCurrent(uint64_t next) {
-    const size_t parts = 2 * count_;
-    size_t wanted = 0;
-    for (size_t i = 0; i < parts; ++i) wanted += targets_[i].iov_len;
-    const long got = syscall(SYS_process_vm_readv, getpid(), targets_, parts, sources_, parts, 0UL);
-    if (got < 0 || static_cast<size_t>(got) != wanted) return false;
+    if (!CopyPieces(sources_, targets_, 2 * count_)) return false;
     for (size_t i = 0; i < count_; ++i) {
       const uint64_t follower = i + 1 < count_ ? images_[i + 1]->link : next;
       if (!IsSame(*images_[i], links_[i], follower)) return false;

@@ -41,8 +41,8 @@ class ImageFile {
   ImageFile(const LoadedImage& image, bool main_program, Blocks* blocks) : blocks_(blocks) {
     if (image.build_id.size == 0) return;
     // The program's link works when its file was moved or deleted, too.
-    file_ =
-        OpenFile(main_program ? "/proc/self/exe" : image.path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    file_ = OpenFile(main_program ? "/proc/thread-self/exe" : image.path,
+                     O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat about;
     if (file_ >= 0 && fstat(file_, &about) == 0) size_ = static_cast<uint64_t>(about.st_size);
     if (file_ >= 0 && !Matches(image.build_id)) {

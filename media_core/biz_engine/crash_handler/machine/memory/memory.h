@@ -18,6 +18,12 @@ namespace CrashHandler::machine {
 // errno value on Linux).
 int mach_copyMem(const void* source, void* destination, size_t count);
 
+// Finds out how reads are done in this process. On Linux a filter on system calls (seccomp) may end
+// the process for an unusual one, so under a filter only ordinary calls are used. Call it at
+// installation and again when a crash begins: the process may have locked itself up in between. The
+// first read does it where nobody has. On macOS there is one way.
+void ChooseMemoryWay();
+
 // Sets memory aside for scratch memory; for installation. Address space only: pages that are never
 // touched take no memory.
 void PrepareScratchReserve();

@@ -10,6 +10,8 @@ int mach_copyMem(const void* source, void* destination, size_t count) {
                            reinterpret_cast<vm_address_t>(destination), &copied);
 }
 
+void ChooseMemoryWay() {}
+
 void* ResizePages(void* /*pages*/, size_t /*old_size*/, size_t /*new_size*/) { return nullptr; }
 
 }  // namespace CrashHandler::machine

@@ -15,6 +15,9 @@ using Registers = RegistersX8664;
 #error "A new processor: describe its registers as registers_x86_64.h does."
 #endif
 
+// Which of the registers are known; the others are 0.
+enum class KnownRegisters : unsigned char { kAll, kInstructionAndStack };
+
 }  // namespace CrashHandler::machine
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_REGISTERS_H_

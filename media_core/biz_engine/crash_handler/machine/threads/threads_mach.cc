@@ -3,7 +3,6 @@
 
 #include <cstring>
 
-#include "media_core/biz_engine/crash_handler/machine/threads/thread_state_mach.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 
 namespace CrashHandler::machine {
@@ -22,8 +21,6 @@ bool ThreadList::Read() {
   return true;
 }
 
-void PrepareThreads() {}
-
 ThreadNumber CurrentThreadNumber() { return mach_thread_self(); }
 
 bool ThreadName(ThreadNumber number, char* name, size_t room) {
@@ -33,18 +30,6 @@ bool ThreadName(ThreadNumber number, char* name, size_t room) {
   if (pthread_getname_np(thread, name, room) == 0) return true;
   name[0] = '\0';
   return false;
-}
-
-bool fillThreadStateIntoMachineContext(ThreadNumber number, Registers* registers) {
-  return ReadThreadState(number, registers);
-}
-
-void CaptureThreads(const ThreadNumber* numbers, size_t count, ThreadVisitor visit, void* context) {
-  for (size_t i = 0; i < count; ++i) {
-    Registers registers;
-    const bool read = fillThreadStateIntoMachineContext(numbers[i], &registers);
-    visit(context, i, read ? &registers : nullptr);
-  }
 }
 
 }  // namespace CrashHandler::machine

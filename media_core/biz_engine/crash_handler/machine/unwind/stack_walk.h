@@ -7,7 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/registers.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
 
 namespace CrashHandler::machine {
@@ -77,8 +78,9 @@ class StackWalker {
   StackWalker& operator=(const StackWalker&) = delete;
 
   // The platform's way: frame pointers on macOS; on Linux the unwind tables of the loaded images,
-  // and frame pointers where the tables give nothing for the first step.
-  void Walk(const Registers& registers, CallChain* chain);
+  // and frame pointers where the tables say nothing. There the chain has at least the instruction
+  // pointer, wherever that points. False when registers that are not known would lead further.
+  bool Walk(const Registers& registers, KnownRegisters known, CallChain* chain);
 
  private:
   ScratchMemory memory_;  // the platform's state

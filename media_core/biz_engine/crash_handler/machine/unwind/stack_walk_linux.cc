@@ -6,6 +6,7 @@
 #include "media_core/biz_engine/crash_handler/machine/images/image_table_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/block_cache.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/registers_linux.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/frame_prologue.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/unwind_tables.h"
 
@@ -72,10 +73,15 @@ UnwindRegisters InTableOrder(const Registers& from) {
            from.r9, from.r10, from.r11, from.r12, from.r13, from.r14, from.r15, from.rip}};
 }
 
+constexpr uint64_t kUnknownWhereItWaits =
+    ~(uint64_t{1} << kUnwindRegisterRsp | uint64_t{1} << kUnwindRegisterRip);
+
 class Walk {
  public:
-  Walk(WalkerState* state, const Registers& registers)
-      : state_(state), registers_(InTableOrder(registers)) {}
+  Walk(WalkerState* state, const Registers& registers, KnownRegisters known = KnownRegisters::kAll)
+      : state_(state), registers_(InTableOrder(registers)) {
+    if (known == KnownRegisters::kInstructionAndStack) registers_.unknown = kUnknownWhereItWaits;
+  }
 
   // Goes to the caller. False at the outermost frame, and where nothing tells the caller.
   bool Step() {
@@ -91,6 +97,8 @@ class Walk {
 
   // Whether the tables told every step, and the last one ended at the outermost frame if it failed.
   bool sound() const { return sound_; }
+  // Whether the last step failed for want of a register whose value is not known.
+  bool lacks_registers() const { return lacks_registers_; }
 
   uint64_t ip() const { return registers_.value[kUnwindRegisterRip]; }
 
@@ -100,9 +108,39 @@ class Walk {
     const uint64_t lookup = exact_ ? ip() : ip() - 1;
     const UnwindRow* row = Row(lookup);
     if (row == nullptr) return AdvanceWithoutTable();
-    if (row->IsOutermost()) return false;
+    UnwindStep step = ApplyUnwindRow({&ReadStack, state_}, *row, &registers_);
+    if (step == UnwindStep::kOutermost) return false;
+    if (step == UnwindStep::kUnknownRegister && RecoverFramePointer(*row)) {
+      step = ApplyUnwindRow({&ReadStack, state_}, *row, &registers_);
+    }
+    lacks_registers_ = step == UnwindStep::kUnknownRegister;
     exact_ = row->signal_frame;
-    return ApplyUnwindRow({&ReadStack, state_}, *row, &registers_) || Lost();
+    return step == UnwindStep::kDone || Lost();
+  }
+
+  // The frame pointer of a function that stands behind its first instructions lies where these put
+  // it, if the word above it is a return address.
+  bool RecoverFramePointer(const UnwindRow& row) {
+    constexpr int64_t kRecord = 16;
+    if (row.frame_by_expression || row.frame_register != kUnwindRegisterRbp) return false;
+    if (row.frame_offset != kRecord || registers_.Knows(kUnwindRegisterRbp)) return false;
+    uint8_t code[kPrologueSize];
+    uint64_t size = 0;
+    if (!ReadTable(state_, row.code_start, code, sizeof(code))) return false;
+    if (!FrameSizeOfPrologue(code, &size)) return false;
+    const uint64_t frame = registers_.value[kUnwindRegisterRsp] + size;
+    uint64_t entry[2];
+    if (!state_->stack.Read(kOwnMemory, frame, entry, sizeof(entry))) return false;
+    if (!IsReturnAddress(entry[1])) return false;
+    registers_.value[kUnwindRegisterRbp] = frame;
+    registers_.unknown &= ~(uint64_t{1} << kUnwindRegisterRbp);
+    return true;
+  }
+
+  bool IsReturnAddress(uint64_t address) {
+    uint8_t code[kCallSize];
+    return IsCode(address) && ReadTable(state_, address - sizeof(code), code, sizeof(code)) &&
+           EndsInCall(code);
   }
 
   bool Lost() {
@@ -178,17 +216,31 @@ class Walk {
   }
 
   // Code without tables usually keeps frame pointers; one that does not is noticed by a frame below
-  // the stack pointer or a return address outside all code.
+  // the stack pointer or a return address outside all code. Code that was made at run time is in no
+  // image; its frames are believed where they lead back into one.
   bool AdvanceByFramePointer() {
     const uint64_t frame = registers_.value[kUnwindRegisterRbp];
     uint64_t entry[2];
-    if (frame < registers_.value[kUnwindRegisterRsp]) return false;
-    if (!state_->stack.Read(kOwnMemory, frame, entry, sizeof(entry)) || !IsCode(entry[1]))
-      return false;
+    lacks_registers_ = !registers_.Knows(kUnwindRegisterRbp);
+    if (lacks_registers_ || frame < registers_.value[kUnwindRegisterRsp]) return false;
+    if (!state_->stack.Read(kOwnMemory, frame, entry, sizeof(entry))) return false;
+    if (!IsCode(entry[1]) && !LeadsBackToCode(frame, entry[0])) return false;
     registers_.value[kUnwindRegisterRbp] = entry[0];
     registers_.value[kUnwindRegisterRip] = entry[1];
     registers_.value[kUnwindRegisterRsp] = frame + sizeof(entry);
     return true;
+  }
+
+  bool LeadsBackToCode(uint64_t last, uint64_t frame) {
+    constexpr int kMaxFramesBetween = 64;
+    for (int i = 0; i < kMaxFramesBetween && frame > last; ++i) {
+      uint64_t entry[2];
+      if (!state_->stack.Read(kOwnMemory, frame, entry, sizeof(entry))) return false;
+      if (IsCode(entry[1])) return true;
+      last = frame;
+      frame = entry[0];
+    }
+    return false;
   }
 
   bool IsCode(uint64_t address) const {
@@ -201,22 +253,30 @@ class Walk {
   uint64_t last_sp_ = 0;
   bool exact_ = true;
   bool sound_ = true;
+  bool lacks_registers_ = false;
 };
 
-// Fills the chain up to and without the outermost frame. False when there is no second frame.
-bool WalkByTables(WalkerState* state, const Registers& registers, CallChain* chain) {
-  Walk walk(state, registers);
+// Fills the chain up to and without the outermost frame; where the way ends before that, with all
+// that is known. False when registers that are not known would lead further.
+bool WalkByTables(WalkerState* state, const Registers& registers, KnownRegisters known,
+                  CallChain* chain) {
+  Walk walk(state, registers, known);
+  chain->status = ChainStatus::kComplete;
   chain->entries[0] = mach_instructionAddress(registers);
-  size_t length = 1;
+  chain->length = 1;
   while (walk.Step()) {
-    if (length == kMaxThreadFrames) {
-      chain->length = length;
-      return true;
-    }
-    chain->entries[length++] = walk.ip();
+    if (chain->length == kMaxThreadFrames) return true;
+    chain->entries[chain->length++] = walk.ip();
   }
-  chain->length = length > 1 ? length - 1 : 1;
-  return length > 1;
+  if (walk.sound() && chain->length > 1) --chain->length;
+  return !walk.lacks_registers();
+}
+
+// For code outside all images. The chain is left as it is where that leads nowhere.
+void FollowFramePointers(const Registers& registers, CallChain* chain) {
+  CallChain followed;
+  WalkFramePointers(WalkStartOf(registers), &mach_copyMem, &followed);
+  if (followed.status == ChainStatus::kComplete) *chain = followed;
 }
 
 // Null when there is no memory.
@@ -251,16 +311,16 @@ StackWalker::StackWalker() { TakeState(&memory_); }
 
 StackWalker::~StackWalker() { GiveStateBack(&memory_); }
 
-void StackWalker::Walk(const Registers& registers, CallChain* chain) {
+bool StackWalker::Walk(const Registers& registers, KnownRegisters known, CallChain* chain) {
   auto* state = static_cast<WalkerState*>(memory_.data());
-  if (state != nullptr && mach_instructionAddress(registers) != 0) {
-    state->stack.Forget();
-    if (WalkByTables(state, registers, chain)) {
-      chain->status = ChainStatus::kComplete;
-      return;
-    }
+  if (state == nullptr || mach_instructionAddress(registers) == 0) {
+    WalkFramePointers(WalkStartOf(registers), &mach_copyMem, chain);
+    return known == KnownRegisters::kAll;
   }
-  WalkFramePointers(WalkStartOf(registers), &mach_copyMem, chain);
+  state->stack.Forget();
+  const bool whole = WalkByTables(state, registers, known, chain);
+  if (chain->length == 1 && known == KnownRegisters::kAll) FollowFramePointers(registers, chain);
+  return whole;
 }
 
 }  // namespace CrashHandler::machine

@@ -23,10 +23,11 @@ StackWalker::StackWalker() = default;
 
 StackWalker::~StackWalker() = default;
 
-void StackWalker::Walk(const Registers& registers, CallChain* chain) {
+bool StackWalker::Walk(const Registers& registers, KnownRegisters /*known*/, CallChain* chain) {
   WalkStart start = WalkStartOf(registers);
   KeepLinkOfFramelessFunction(&HaveSameSymbol, &start);
   WalkFramePointers(start, &mach_copyMem, chain);
+  return true;
 }
 
 }  // namespace CrashHandler::machine

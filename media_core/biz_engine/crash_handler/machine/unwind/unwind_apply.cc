@@ -10,6 +10,8 @@ namespace {
 constexpr int kMaxExpressionSteps = 1024;
 constexpr size_t kExpressionStack = 32;
 
+UnwindStep DoneIf(bool good) { return good ? UnwindStep::kDone : UnwindStep::kUnreadable; }
+
 // A stack machine for the part of DWARF's expressions that unwind tables use.
 class Expression {
  public:
@@ -25,18 +27,19 @@ class Expression {
   }
 
   // Runs the expression whose length field lies at `position`.
-  bool Run(uint64_t position, uint64_t* result) {
+  UnwindStep Run(uint64_t position, uint64_t* result) {
     UnwindCursor head(source_, position, position + kMaxUnwindEntrySize);
     const uint64_t size = head.Uleb();
-    if (!head.ok() || size > kMaxUnwindEntrySize) return false;
+    if (!head.ok() || size > kMaxUnwindEntrySize) return UnwindStep::kUnreadable;
     UnwindCursor cursor(source_, head.at(), head.at() + size);
     for (int step = 0; !cursor.AtEnd(); ++step) {
-      if (step == kMaxExpressionSteps) return false;
+      if (step == kMaxExpressionSteps) return UnwindStep::kUnreadable;
       Step(&cursor);
-      if (!ok_) return false;
+      if (unknown_) return UnwindStep::kUnknownRegister;
+      if (!ok_) return UnwindStep::kUnreadable;
     }
     *result = Pop();
-    return ok_ && cursor.ok();
+    return DoneIf(ok_ && cursor.ok());
   }
 
  private:
@@ -49,8 +52,9 @@ class Expression {
   }
 
   uint64_t Register(uint64_t number) {
-    if (number < kUnwindRegisterCount) return registers_.value[number];
+    if (number < kUnwindRegisterCount && registers_.Knows(number)) return registers_.value[number];
     ok_ = false;
+    unknown_ = number < kUnwindRegisterCount;
     return 0;
   }
 
@@ -183,62 +187,77 @@ class Expression {
   uint64_t stack_[kExpressionStack] = {};
   size_t depth_ = 0;
   bool ok_ = true;
+  bool unknown_ = false;
 };
 
-bool FrameAddress(const ByteSource& source, const UnwindRow& row, const UnwindRegisters& registers,
-                  uint64_t* frame) {
-  if (row.frame_by_expression)
+UnwindStep FrameAddress(const ByteSource& source, const UnwindRow& row,
+                        const UnwindRegisters& registers, uint64_t* frame) {
+  if (row.frame_by_expression) {
     return Expression(source, registers).Run(row.frame_expression, frame);
+  }
+  if (!registers.Knows(row.frame_register)) return UnwindStep::kUnknownRegister;
   *frame = registers.value[row.frame_register] + static_cast<uint64_t>(row.frame_offset);
-  return true;
+  return UnwindStep::kDone;
 }
 
-bool ApplyRule(const ByteSource& source, const UnwindRule& rule, const UnwindRegisters& registers,
-               uint64_t frame, uint64_t* value) {
+// The caller's value of register `number`; `caller` has the callee's at first.
+UnwindStep ApplyRule(const ByteSource& source, const UnwindRule& rule,
+                     const UnwindRegisters& registers, uint64_t frame, size_t number,
+                     UnwindRegisters* caller) {
   const auto operand = static_cast<uint64_t>(rule.value);
+  uint64_t* const value = &caller->value[number];
+  if (rule.kind == UnwindRuleKind::kSame) return UnwindStep::kDone;
+  caller->unknown &= ~(uint64_t{1} << number);
   switch (rule.kind) {
     case UnwindRuleKind::kSame:
-      return true;
+      break;
     case UnwindRuleKind::kUndefined:
       *value = 0;
-      return true;
+      break;
     case UnwindRuleKind::kOffset:
-      return source.Read(frame + operand, value, sizeof(*value));
+      return DoneIf(source.Read(frame + operand, value, sizeof(*value)));
     case UnwindRuleKind::kValueOffset:
       *value = frame + operand;
-      return true;
+      break;
     case UnwindRuleKind::kRegister:
-      if (operand >= kUnwindRegisterCount) return false;
+      if (operand >= kUnwindRegisterCount) return UnwindStep::kUnreadable;
       *value = registers.value[operand];
-      return true;
+      if (!registers.Knows(operand)) caller->unknown |= uint64_t{1} << number;
+      break;
     case UnwindRuleKind::kExpression:
     case UnwindRuleKind::kValueExpression: {
       Expression expression(source, registers);
       expression.Push(frame);
       uint64_t result = 0;
-      if (!expression.Run(operand, &result)) return false;
+      const UnwindStep step = expression.Run(operand, &result);
+      if (step != UnwindStep::kDone) return step;
       if (rule.kind == UnwindRuleKind::kExpression) {
-        return source.Read(result, value, sizeof(*value));
+        return DoneIf(source.Read(result, value, sizeof(*value)));
       }
       *value = result;
-      return true;
+      break;
     }
   }
-  return false;
+  return UnwindStep::kDone;
 }
 
 }  // namespace
 
-bool ApplyUnwindRow(const ByteSource& source, const UnwindRow& row, UnwindRegisters* registers) {
+UnwindStep ApplyUnwindRow(const ByteSource& source, const UnwindRow& row,
+                          UnwindRegisters* registers) {
+  if (row.IsOutermost()) return UnwindStep::kOutermost;
   uint64_t frame = 0;
-  if (row.IsOutermost() || !FrameAddress(source, row, *registers, &frame)) return false;
+  UnwindStep step = FrameAddress(source, row, *registers, &frame);
+  if (step != UnwindStep::kDone) return step;
   UnwindRegisters caller = *registers;
   caller.value[kUnwindRegisterRsp] = frame;
+  caller.unknown &= ~(uint64_t{1} << kUnwindRegisterRsp);
   for (size_t i = 0; i < kUnwindRegisterCount; ++i) {
-    if (!ApplyRule(source, row.rules[i], *registers, frame, &caller.value[i])) return false;
+    step = ApplyRule(source, row.rules[i], *registers, frame, i, &caller);
+    if (step != UnwindStep::kDone) return step;
   }
   *registers = caller;
-  return true;
+  return UnwindStep::kDone;
 }
 
 }  // namespace CrashHandler::machine

@@ -318,6 +318,7 @@ bool FindUnwindRow(const ByteSource& source, const ElfRange& index, uint64_t add
   if (address - entry.code_start >= entry.code_size) return false;
   *row = UnwindRow();
   row->signal_frame = entry.signal_frame;
+  row->code_start = entry.code_start;
   return RowProgram(source, entry, address, row).Run();
 }
 

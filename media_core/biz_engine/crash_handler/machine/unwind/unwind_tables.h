@@ -22,6 +22,10 @@ constexpr size_t kUnwindRegisterRip = 16;
 
 struct UnwindRegisters {
   uint64_t value[kUnwindRegisterCount];
+  // Registers whose value is not known: bit n stands for register n.
+  uint64_t unknown = 0;
+
+  bool Knows(uint64_t number) const { return (unknown >> number & 1) == 0; }
 };
 
 enum class UnwindRuleKind : uint8_t {
@@ -41,6 +45,8 @@ struct UnwindRule {
 
 // How to get from one instruction's registers to the caller's.
 struct UnwindRow {
+  // Of the function that holds the instruction.
+  uint64_t code_start = 0;
   // Where the frame's address comes from: a register plus an offset, or an expression.
   bool frame_by_expression = false;
   uint32_t frame_register = 0;
@@ -63,9 +69,17 @@ struct UnwindRow {
 bool FindUnwindRow(const ByteSource& source, const ElfRange& index, uint64_t address,
                    UnwindRow* row);
 
-// Applies a row: replaces the registers by the caller's, reading the stack through `source`. False
-// when that is the outermost frame or something cannot be read; the registers are then unchanged.
-bool ApplyUnwindRow(const ByteSource& source, const UnwindRow& row, UnwindRegisters* registers);
+enum class UnwindStep : uint8_t {
+  kDone,
+  kOutermost,        // nobody called
+  kUnreadable,       // something cannot be read, or the row is damaged
+  kUnknownRegister,  // the row wants a register whose value is not known
+};
+
+// Applies a row: replaces the registers by the caller's, reading the stack through `source`. They
+// are unchanged unless the result is kDone.
+UnwindStep ApplyUnwindRow(const ByteSource& source, const UnwindRow& row,
+                          UnwindRegisters* registers);
 
 }  // namespace CrashHandler::machine
 
