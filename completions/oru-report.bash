@@ -1,20 +1,22 @@
 # bash completion for oru-report
 _oru_report() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
+  local filters='--app --sdk --kind --since --until --frame' symbols='--symbols --debug-dir --debuginfod --no-source'
   if [ "$COMP_CWORD" -eq 1 ]; then
     mapfile -t COMPREPLY < <(compgen -W 'list show html --help --version' -- "$current")
     return
   fi
   case $previous in
     --color) mapfile -t COMPREPLY < <(compgen -W 'auto always never' -- "$current"); return ;;
+    --kind) mapfile -t COMPREPLY < <(compgen -W 'Signal Exception MemoryError' -- "$current"); return ;;
     --debug-dir) mapfile -t COMPREPLY < <(compgen -d -- "$current"); return ;;
-    --output) mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
+    --output | --symbols) mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
+    --app | --sdk | --since | --until | --frame) return ;;
   esac
   case $command:$current in
-    list:-*) mapfile -t COMPREPLY < <(compgen -W '--json' -- "$current") ;;
-    show:-*) mapfile -t COMPREPLY < <(compgen -W '--color --no-source --debug-dir' -- "$current") ;;
-    html:-*) mapfile -t COMPREPLY < <(compgen -W '--output --no-source --debug-dir' -- "$current") ;;
-    list:*) mapfile -t COMPREPLY < <(compgen -d -- "$current") ;;
+    list:-*) mapfile -t COMPREPLY < <(compgen -W "--json $filters --help" -- "$current") ;;
+    show:-*) mapfile -t COMPREPLY < <(compgen -W "--color $symbols $filters --help" -- "$current") ;;
+    html:-*) mapfile -t COMPREPLY < <(compgen -W "--output $symbols $filters --help" -- "$current") ;;
     *) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
   esac
 }

@@ -4,9 +4,9 @@
 
 #include "fuzz/fuzz_support.h"
 #include "fuzz/markup_check.h"
-#include "oru_report/escape.h"
-#include "oru_report/render.h"
-#include "oru_report/report_parser.h"
+#include "oru_report/model/report_parser.h"
+#include "oru_report/render/render.h"
+#include "oru_report/text/escape.h"
 #include "tests/support/crash_report_parser.h"
 
 using oru_fuzz::Require;
@@ -39,9 +39,9 @@ std::string Trimmed(const std::string& text) {
   return text.substr(first, text.find_last_not_of(' ') + 1 - first);
 }
 
-Strings TextsOf(const std::vector<oru_report::Frame>& frames) {
+Strings TextsOf(const oru_report::FrameList& frames) {
   Strings lines;
-  for (const oru_report::Frame& frame : frames) lines.push_back(frame.text);
+  for (const oru_report::Frame* frame : frames) lines.emplace_back(frame->text);
   return lines;
 }
 
@@ -78,7 +78,8 @@ void CheckThreads(const Report& report, const CrashReportText& strict) {
     Require(report.threads[i].name == strict.threads[i].name, "thread's name");
     Require(TextsOf(report.threads[i].frames) == strict.threads[i].frames, "thread's frames");
   }
-  Require(report.thread_notes == strict.thread_failures, "failures");
+  Require(Strings(report.thread_notes.begin(), report.thread_notes.end()) == strict.thread_failures,
+          "failures");
   const oru_report::Thread* crashed = report.CrashThread();
   const auto* found = strict.FindThread(static_cast<uint32_t>(strict.crash_thread));
   Require((crashed == nullptr) == (found == nullptr), "crash thread is there");
@@ -91,7 +92,7 @@ void CheckImages(const Report& report, const CrashReportText& strict) {
     const oru_report::Image& image = report.images[i];
     const oru_test::ReportedImage& wanted = strict.images[i];
     Require(image.start == wanted.start && image.end == wanted.end, "image's addresses");
-    Require(Trimmed(image.name) == Trimmed(wanted.name), "image's name");
+    Require(Trimmed(std::string(image.name)) == Trimmed(wanted.name), "image's name");
     Require(image.uuid == wanted.uuid && image.path == wanted.path, "image's uuid and path");
   }
 }
@@ -103,6 +104,7 @@ void CheckAgainstStrict(const std::string& text, bool good, const Report& report
   Require(report.HeaderValue("Process") == Trimmed(strict.process), "process");
   Require(report.HeaderValue("Date/Time") == Trimmed(strict.date_time), "time");
   Require(report.exception == strict.exception.value_or(""), "exception");
+  Require(report.gaps.empty(), "a whole report has no gaps");
   Require(TextsOf(report.crash_frames) == strict.crash_frames, "crash frames");
   Require(report.custom_info == strict.custom_info, "custom text");
   CheckThreads(report, strict);
@@ -111,13 +113,13 @@ void CheckAgainstStrict(const std::string& text, bool good, const Report& report
 
 // All that was read stands in the text.
 void CheckParts(const std::string& text, const Report& report) {
-  const auto has = [&](const std::string& part) { return text.find(part) != std::string::npos; };
+  const auto has = [&](std::string_view part) { return text.find(part) != std::string::npos; };
   for (const auto& [label, value] : report.header) Require(has(label) && has(value), "header");
   for (const std::string& line : TextsOf(report.crash_frames)) Require(has(line), "crash frame");
   for (const oru_report::Thread& thread : report.threads) {
     Require(has(thread.name), "thread's name");
-    for (const oru_report::Frame& frame : thread.frames) {
-      Require(has(frame.text) && has(frame.image) && has(frame.symbol), "frame");
+    for (const oru_report::Frame* frame : thread.frames) {
+      Require(has(frame->text) && has(frame->image()) && has(frame->symbol()), "frame");
     }
   }
   for (const oru_report::Image& image : report.images) {
@@ -127,17 +129,25 @@ void CheckParts(const std::string& text, const Report& report) {
 }
 
 void CheckShown(const Report& report, const std::string& title) {
-  oru_fuzz::CheckTerminalText(oru_report::RenderText(report, nullptr, false), false);
-  oru_fuzz::CheckTerminalText(oru_report::RenderText(report, nullptr, true), true);
-  const std::string page = oru_fuzz::TextOfPage(oru_report::RenderHtml(report, nullptr, title));
-  const auto shows = [&](const std::string& part) {
-    return page.find(oru_report::ToValidUtf8(part)) != std::string::npos;
+  oru_report::Resolver resolver(report, nullptr);
+  const oru_report::Headline headline = oru_report::MakeHeadline(title, "6.1.0", &resolver);
+  for (const bool color : {false, true}) {
+    oru_report::StringOutput text;
+    oru_report::RenderText(headline, &resolver, color, &text);
+    oru_fuzz::CheckTerminalText(text.text(), color);
+    // A made-up report is not many times as long when it is shown.
+    Require(text.text().size() <= 65536 + report.text->size() * 400, "a text in proportion");
+  }
+  oru_report::StringOutput html;
+  oru_report::RenderHtml(headline, &resolver, title, &html);
+  const std::string page = oru_fuzz::TextOfPage(html.text());
+  const auto shows = [&](std::string_view part) {
+    return page.find(oru_report::Visible(part, true)) != std::string::npos;
   };
   Require(shows(title) && shows(report.exception) && shows(report.custom_info), "page");
   for (const auto& [label, value] : report.header) Require(shows(label) && shows(value), "header");
-  for (const std::string& note : report.thread_notes) Require(shows(note), "note");
+  for (const std::string_view note : report.thread_notes) Require(shows(note), "note");
   for (const oru_report::Image& image : report.images) Require(shows(image.path), "image");
-  for (const oru_report::Thread& thread : report.threads) Require(shows(thread.name), "thread");
 }
 
 }  // namespace
@@ -153,7 +163,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const bool good = oru_report::ParseReport(text, &report, &error);
   Require(good == error.empty(), "a refusal says why");
   CheckAgainstStrict(text, good, report);
-  if (good) CheckParts(text, report);
+  CheckParts(text, report);
   // What was read before a refusal can be shown, too.
   CheckShown(report, title);
   return 0;

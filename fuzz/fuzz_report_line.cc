@@ -2,7 +2,8 @@
 #include "fuzz/fuzz_support.h"
 #include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
 #include "media_core/biz_engine/crash_handler/report/image_list_text.h"
-#include "oru_report/report_parser.h"
+#include "oru_report/model/frame_line.h"
+#include "oru_report/model/report_parser.h"
 
 using CrashHandler::machine::CallChain;
 using CrashHandler::machine::ChainStatus;
@@ -75,9 +76,9 @@ void CheckFrame(const Frame& frame, const MadeFrame& made) {
   if (made.with_path && !IsPlainImage(image)) return;
   if (made.with_symbol && !IsPlainSymbol(made.symbol)) return;
   Require(frame.parsed, "a frame of a known form");
-  if (made.with_path) Require(frame.image == image, "frame's image");
+  if (made.with_path) Require(frame.image() == image, "frame's image");
   Require(frame.address == made.address, "frame's address");
-  Require(frame.symbol == (made.with_symbol ? made.symbol : ""), "frame's symbol");
+  Require(frame.symbol() == (made.with_symbol ? made.symbol : ""), "frame's symbol");
   const uint64_t from = made.with_symbol ? made.from : made.base;
   Require(frame.offset == made.address - from, "frame's offset");
 }
@@ -92,9 +93,10 @@ void CheckBracketForm(const MadeFrame& made) {
   snprintf(numbers, sizeof(numbers), "+0x%llx) [0x%llx]",
            static_cast<unsigned long long>(made.from),
            static_cast<unsigned long long>(made.address));
-  const Frame frame = oru_report::ParseFrame(made.path + "(" + made.symbol + numbers);
-  Require(frame.parsed && frame.image == LastPart(made.path), "image of the bracket form");
-  Require(frame.symbol == made.symbol && frame.offset == made.from, "symbol of the bracket form");
+  const std::string line = made.path + "(" + made.symbol + numbers;
+  const Frame frame = oru_report::ParseFrame(line);
+  Require(frame.parsed && frame.image() == LastPart(made.path), "image of the bracket form");
+  Require(frame.symbol() == made.symbol && frame.offset == made.from, "symbol of the bracket form");
   Require(frame.address == made.address, "address of the bracket form");
 }
 
@@ -176,8 +178,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Require(report.threads[0].number == number && report.threads[0].name == name, "thread");
   for (size_t i = 0; i < frames.size(); ++i) {
     Require(report.threads[0].frames.size() == frames.size(), "thread's frames");
-    CheckFrame(report.threads[0].frames[i], frames[i]);
-    CheckFrame(report.crash_frames[i], frames[i]);
+    CheckFrame(*report.threads[0].frames[i], frames[i]);
+    CheckFrame(*report.crash_frames[i], frames[i]);
   }
   return 0;
 }

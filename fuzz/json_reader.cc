@@ -111,15 +111,26 @@ class Reader {
     return c == 'u' && ReadCodeUnit(string);
   }
 
-  // Surrogates are not needed by anything the product writes.
-  bool ReadCodeUnit(std::string* string) {
+  // Reads four digits.
+  bool ReadFour(unsigned long* code) {
     const std::string digits = text_.substr(at_, 4);
     if (digits.size() != 4) return false;
     if (digits.find_first_not_of("0123456789abcdefABCDEF") != std::string::npos) return false;
-    const unsigned long code = std::stoul(digits, nullptr, 16);
-    if (code >= 0xD800 && code <= 0xDFFF) return false;
-    *string += oru_test::Utf8Of(code);
+    *code = std::stoul(digits, nullptr, 16);
     at_ += 4;
+    return true;
+  }
+
+  // A character beyond the first 65536 stands as a pair of surrogates, never as half of one.
+  bool ReadCodeUnit(std::string* string) {
+    unsigned long code = 0;
+    if (!ReadFour(&code) || (code >= 0xDC00 && code <= 0xDFFF)) return false;
+    if (code >= 0xD800 && code <= 0xDBFF) {
+      unsigned long low = 0;
+      if (!Take("\\u") || !ReadFour(&low) || low < 0xDC00 || low > 0xDFFF) return false;
+      code = 0x10000 + ((code - 0xD800) << 10) + (low - 0xDC00);
+    }
+    *string += oru_test::Utf8Of(code);
     return true;
   }
 

@@ -55,8 +55,9 @@ expect '' varnook -akscrt ''
 expect '-bukt' varnook -action uploadLog -b
 expect 'list|show|html|--help|--version' oru-report ''
 expect 'html' oru-report h
-expect '--json' oru-report list -
-expect 'with blank|logs' oru-report list ''
+expect '--json' oru-report list --j
+expect 'report.log|with blank|logs' oru-report list ''
+expect 'Signal' oru-report list --kind S
 expect 'report.log|with blank|logs' oru-report show ''
 expect 'auto|always|never' oru-report show --color ''
 expect '--color' oru-report show --c
@@ -69,7 +70,7 @@ mapfile -t keys < <(
 [ ${#keys[@]} -ge 13 ] || { echo "the keys of the command were not found in its source"; exit 1; }
 for key in "${keys[@]}"; do contains "-$key" varnook -; done
 for name in list show html; do
-  mapfile -t options < <("$command" --help | grep "oru-report $name" | grep -oe '--[a-z-]*')
+  mapfile -t options < <("$command" "$name" --help | grep -oe '^  --[a-z-]*' | grep -oe '--[a-z-]*')
   [ ${#options[@]} -gt 0 ] || { echo "the options of $name were not found"; exit 1; }
   for option in "${options[@]}"; do contains "$option" oru-report "$name" -; done
 done

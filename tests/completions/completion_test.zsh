@@ -72,7 +72,7 @@ expect 'varnook -action ' 'init requestDump uploadCrash uploadLog'
 expect 'varnook -action uploadLog -bu' '-bukt'
 expect 'varnook -libp ' 'logs'
 expect 'oru-report ' 'html list show'
-expect 'oru-report list ' 'logs'
+expect 'oru-report list ' 'logs report.log'
 expect 'oru-report show --color ' 'always auto never'
 expect 'oru-report html --out' '--output'
 (( failures == 0 )) || exit 1

@@ -33,7 +33,7 @@ TEST(OruReportCommand, RefusesWrongUseWithOneSentence) {
        std::vector<std::vector<std::string>>{{},
                                              {"look"},
                                              {"show"},
-                                             {"show", "a", "b"},
+                                             {"html", "a", "b"},
                                              {"show", "--color", "blue", "a"},
                                              {"show", "--color"},
                                              {"list", "--output", "x", "a"},
@@ -80,10 +80,62 @@ TEST(OruReportCommand, WritesThePageIntoAFile) {
 TEST(OruReportCommand, FailsOnWhatIsNoReport) {
   const TempDir dir;
   oru_test::WriteFile(dir.Join("x.log"), "nothing of the kind\n");
-  for (const std::string& path : {dir.Join("x.log"), dir.Join("absent.log"), dir.path()}) {
+  for (const std::string& path : {dir.Join("x.log"), dir.Join("absent.log")}) {
     const ChildResult result = Command({"show", path});
     EXPECT_EQ(result.exit_code, 1);
     EXPECT_NE(result.err.find(path), std::string::npos) << result.err;
+  }
+}
+
+TEST(OruReportCommand, ShowsWhatACutReportHasAndSaysSo) {
+  const TempDir dir;
+  const std::string whole = oru_report_test::kSignalReport;
+  oru_test::WriteFile(dir.Join("cut.log"), whole.substr(0, whole.find("Binary Images:")));
+  const ChildResult result = Command({"show", dir.Join("cut.log")});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_NE(result.out.find("OruRTC::Engine::join(int)"), std::string::npos);
+  EXPECT_EQ(result.err,
+            "oru-report: " + dir.Join("cut.log") + ": it is cut off within its threads\n");
+}
+
+TEST(OruReportCommand, ShowsSeveralFilesAndStandardInput) {
+  const TempDir dir;
+  const std::string path = WriteSample(dir);
+  oru_test::ChildOptions options;
+  options.input = oru_report_test::kExceptionReport;
+  const ChildResult result = oru_test::RunChild({ORU_REPORT_COMMAND, "show", path, "-"}, options);
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  EXPECT_EQ(result.out.find("Signal in OruRTC::Engine::join(int)"), 0U);
+  EXPECT_NE(result.out.find("\nException 'Range'"), std::string::npos);
+}
+
+TEST(OruReportCommand, ListsWhatTheFiltersLetThrough) {
+  const TempDir dir;
+  const std::string path = WriteSample(dir);
+  using Arguments = std::vector<std::string>;
+  for (const Arguments& filter :
+       {Arguments{"--app", "A1"}, Arguments{"--kind", "Signal"}, Arguments{"--since", "2024-03-05"},
+        Arguments{"--until", "2024-03-05"}, Arguments{"--frame", "Engine::join"},
+        Arguments{"--since", "2024-03-05 07:08:09", "--until", "2024-03-05 07:08:09"}}) {
+    Arguments arguments = {"list", dir.path()};
+    arguments.insert(arguments.end(), filter.begin(), filter.end());
+    EXPECT_NE(Command(arguments).out.find(path), std::string::npos) << filter[0];
+  }
+  for (const Arguments& filter :
+       {Arguments{"--app", "A2"}, Arguments{"--kind", "Exception"}, Arguments{"--sdk", "7"},
+        Arguments{"--since", "2024-03-06"}, Arguments{"--until", "2024-03-04"},
+        Arguments{"--frame", "leave"}}) {
+    Arguments arguments = {"list", dir.path()};
+    arguments.insert(arguments.end(), filter.begin(), filter.end());
+    EXPECT_EQ(Command(arguments).out, "no reports\n") << filter[0];
+  }
+}
+
+TEST(OruReportCommand, HelpsWithEveryCommand) {
+  for (const char* command : {"list", "show", "html"}) {
+    const ChildResult help = Command({command, "--help"});
+    EXPECT_EQ(help.exit_code, 0);
+    EXPECT_EQ(help.out.find(std::string("usage: oru-report ") + command), 0U) << help.out;
   }
 }
 

@@ -1,4 +1,4 @@
-#include "oru_report/demangle.h"
+#include "oru_report/text/demangle.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>

@@ -1,9 +1,9 @@
-#include "oru_report/render.h"
+#include "oru_report/render/render.h"
 
 #include <gtest/gtest.h>
 
-#include "oru_report/frame_view.h"
-#include "oru_report/report_parser.h"
+#include "oru_report/model/report_parser.h"
+#include "oru_report/text/path_text.h"
 #include "tests/oru_report/sample.h"
 
 namespace oru_report {
@@ -16,8 +16,30 @@ Report Sample(const char* text = oru_report_test::kSignalReport) {
   return report;
 }
 
+constexpr char kFile[] = "Crash_A1_S1_Signal_2024-03-05-07-08-09.log";
+
+std::string Text(const Report& report, bool color = false) {
+  Resolver resolver(report, nullptr);
+  StringOutput output;
+  RenderText(MakeHeadline(kFile, "6.1.0", &resolver), &resolver, color, &output);
+  return output.text();
+}
+
+std::string Html(const Report& report, const std::string& title) {
+  Resolver resolver(report, nullptr);
+  StringOutput output;
+  RenderHtml(MakeHeadline(kFile, "6.1.0", &resolver), &resolver, title, &output);
+  return output.text();
+}
+
+TEST(RenderText, BeginsWithTheHeadline) {
+  EXPECT_EQ(Text(Sample()).substr(0, 163),
+            "Signal in OruRTC::Engine::join(int), in the app host + 0x1234 | app A1 | SDK 6.1.0 | "
+            "session S1 | 2024-03-05 07:08:09 | x86_64\n\nHarware Model:     x86_64\nProcess: ");
+}
+
 TEST(RenderText, PutsTheCrashedThreadFirst) {
-  const std::string text = RenderText(Sample(), nullptr, false);
+  const std::string text = Text(Sample(), false);
   const size_t crashed = text.find("Thread 101  worker <1>  (crashed)");
   const size_t other = text.find("Thread 100  main");
   ASSERT_NE(crashed, std::string::npos);
@@ -26,23 +48,23 @@ TEST(RenderText, PutsTheCrashedThreadFirst) {
 }
 
 TEST(RenderText, DemanglesAndTellsNamelessFramesByTheirImage) {
-  const std::string text = RenderText(Sample(), nullptr, false);
+  const std::string text = Text(Sample(), false);
   EXPECT_NE(text.find("OruRTC::Engine::join(int) + 28"), std::string::npos);
   EXPECT_NE(text.find("host + 0x1234"), std::string::npos);
 }
 
 TEST(RenderText, HasEscapeSequencesOnlyWithColor) {
-  EXPECT_EQ(RenderText(Sample(), nullptr, false).find('\x1b'), std::string::npos);
-  EXPECT_NE(RenderText(Sample(), nullptr, true).find("\x1b[1;31m"), std::string::npos);
+  EXPECT_EQ(Text(Sample(), false).find('\x1b'), std::string::npos);
+  EXPECT_NE(Text(Sample(), true).find("\x1b[1;31m"), std::string::npos);
 }
 
 TEST(RenderText, LosesNothingOfTheHostsText) {
-  const std::string text = RenderText(Sample(), nullptr, false);
+  const std::string text = Text(Sample(), false);
   EXPECT_NE(text.find("build=7\nBinary Images:\n<b>bold</b>\n"), std::string::npos);
 }
 
 TEST(RenderHtml, EscapesWhatTheReportHolds) {
-  const std::string html = RenderHtml(Sample(), nullptr, "a<b");
+  const std::string html = Html(Sample(), "a<b");
   EXPECT_NE(html.find("&lt;b&gt;bold&lt;/b&gt;"), std::string::npos);
   EXPECT_NE(html.find("worker &lt;1&gt;"), std::string::npos);
   EXPECT_NE(html.find("<title>a&lt;b</title>"), std::string::npos);
@@ -50,20 +72,20 @@ TEST(RenderHtml, EscapesWhatTheReportHolds) {
 }
 
 TEST(RenderHtml, LoadsNothing) {
-  const std::string html = RenderHtml(Sample(), nullptr, "t");
+  const std::string html = Html(Sample(), "t");
   for (const char* word : {"src=", "href=", "http:", "https:", "@import", "url("}) {
     EXPECT_EQ(html.find(word), std::string::npos) << word;
   }
 }
 
 TEST(RenderHtml, OpensOnlyTheCrashedThread) {
-  const std::string html = RenderHtml(Sample(), nullptr, "t");
+  const std::string html = Html(Sample(), "t");
   EXPECT_NE(html.find("<details class=crashed open><summary>Thread 101"), std::string::npos);
   EXPECT_NE(html.find("<details><summary>Thread 100"), std::string::npos);
 }
 
 TEST(RenderHtml, ShowsTheException) {
-  const std::string html = RenderHtml(Sample(oru_report_test::kExceptionReport), nullptr, "t");
+  const std::string html = Html(Sample(oru_report_test::kExceptionReport), "t");
   EXPECT_NE(html.find("uncaught exception &apos;Range&apos;"), std::string::npos);
 }
 

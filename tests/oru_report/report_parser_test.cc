@@ -1,9 +1,11 @@
-#include "oru_report/report_parser.h"
+#include "oru_report/model/report_parser.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
+#include "oru_report/model/frame_line.h"
+#include "oru_report/model/limits.h"
 #include "tests/oru_report/sample.h"
 
 namespace oru_report {
@@ -30,20 +32,20 @@ TEST(ReportParser, ReadsTheHeader) {
 TEST(ReportParser, ReadsLinuxCrashFrames) {
   const Report report = Parsed(kSignalReport);
   ASSERT_EQ(report.crash_frames.size(), 3U);
-  EXPECT_EQ(report.crash_frames[0].image, "host");
-  EXPECT_EQ(report.crash_frames[0].symbol, "");
-  EXPECT_EQ(report.crash_frames[0].address, 0x401234U);
-  EXPECT_EQ(report.crash_frames[1].symbol, "_ZN6OruRTC6Engine4joinEi");
-  EXPECT_EQ(report.crash_frames[1].offset, 0x1cU);
-  EXPECT_EQ(report.crash_frames[1].address, 0x7f0000001010U);
+  EXPECT_EQ(report.crash_frames[0]->image(), "host");
+  EXPECT_EQ(report.crash_frames[0]->symbol(), "");
+  EXPECT_EQ(report.crash_frames[0]->address, 0x401234U);
+  EXPECT_EQ(report.crash_frames[1]->symbol(), "_ZN6OruRTC6Engine4joinEi");
+  EXPECT_EQ(report.crash_frames[1]->offset, 0x1cU);
+  EXPECT_EQ(report.crash_frames[1]->address, 0x7f0000001010U);
 }
 
 TEST(ReportParser, ReadsMacFramesWithBlanksInSymbols) {
   const Report report = Parsed(kExceptionReport);
   ASSERT_EQ(report.crash_frames.size(), 1U);
-  EXPECT_EQ(report.crash_frames[0].image, "OruRTCSdk");
-  EXPECT_EQ(report.crash_frames[0].symbol, "-[Engine join:]");
-  EXPECT_EQ(report.crash_frames[0].offset, 44U);
+  EXPECT_EQ(report.crash_frames[0]->image(), "OruRTCSdk");
+  EXPECT_EQ(report.crash_frames[0]->symbol(), "-[Engine join:]");
+  EXPECT_EQ(report.crash_frames[0]->offset, 44U);
 }
 
 TEST(ReportParser, SplitsThreadsAndFailureTextsWithoutLineEnd) {
@@ -71,8 +73,8 @@ TEST(ReportParser, FindsTheCrashedThreadOfANumberPrintedSigned) {
 TEST(ReportParser, LeavesOutTheBaseThatStandsForAMissingSymbol) {
   const Report report = Parsed(kSignalReport);
   ASSERT_EQ(report.threads[1].frames.size(), 2U);
-  EXPECT_EQ(report.threads[1].frames[1].symbol, "");
-  EXPECT_EQ(report.threads[1].frames[1].address, 0x42U);
+  EXPECT_EQ(report.threads[1].frames[1]->symbol(), "");
+  EXPECT_EQ(report.threads[1].frames[1]->address, 0x42U);
 }
 
 TEST(ReportParser, ReadsImagesWithBlanksInTheirNames) {
@@ -163,8 +165,8 @@ TEST(ReportParser, TakesABlocksLinesForFramesWhateverTheImagesAreCalled) {
   const Report report = Parsed(text);
   ASSERT_EQ(report.threads.size(), 2U);
   ASSERT_EQ(report.threads[0].frames.size(), 4U);
-  EXPECT_EQ(report.threads[0].frames[0].image, "Fail to get Thread 7 x:");
-  EXPECT_EQ(report.threads[0].frames[1].symbol, "two");
+  EXPECT_EQ(report.threads[0].frames[0]->image(), "Fail to get Thread 7 x:");
+  EXPECT_EQ(report.threads[0].frames[1]->symbol(), "two");
   EXPECT_EQ(report.thread_notes.size(), 1U);
 }
 
@@ -188,17 +190,56 @@ TEST(ReportParser, RefusesOtherTexts) {
   std::string error;
   EXPECT_FALSE(ParseReport("", &report, &error));
   EXPECT_NE(error, "");
+  EXPECT_EQ(error, "it is empty");
   EXPECT_FALSE(ParseReport("some log\nlines\n", &report, &error));
   EXPECT_FALSE(ParseReport("Crash Thread Backtrace:\nAll Thread Backtrace:\n", &report, &error));
 }
 
-TEST(ReportParser, TakesAReportCutAnywhere) {
+TEST(ReportParser, TellsWhereAReportIsCut) {
   const std::string whole = kSignalReport;
-  for (size_t length = 0; length <= whole.size(); ++length) {
-    Report report;
-    std::string error;
-    if (!ParseReport(whole.substr(0, length), &report, &error)) EXPECT_NE(error, "");
+  EXPECT_TRUE(Parsed(whole).gaps.empty());
+  for (size_t length = 1; length < whole.size(); ++length) {
+    const Report report = Parsed(whole.substr(0, length));
+    // Behind a whole line of the host's own words nothing tells that there were more.
+    const bool in_words = length > whole.find("UserCustomInfo:\n") + 15;
+    if (in_words && whole[length - 1] == '\n') continue;
+    ASSERT_EQ(report.gaps.size(), 1U) << length;
+    EXPECT_NE(report.gaps[0].find("cut off"), std::string::npos);
   }
+  EXPECT_EQ(Parsed(whole.substr(0, whole.find("Binary Images:"))).gaps[0],
+            "it is cut off within its threads");
+}
+
+TEST(ReportParser, ReadsWhatACutReportHas) {
+  const std::string whole = kSignalReport;
+  const Report report = Parsed(whole.substr(0, whole.find("libc.so.6    ")));
+  EXPECT_EQ(report.header.size(), 6U);
+  EXPECT_EQ(report.crash_frames.size(), 3U);
+  ASSERT_EQ(report.threads.size(), 1U);
+  EXPECT_EQ(report.threads[0].name, "main");
+}
+
+TEST(ReportParser, KeepsEqualLinesOnce) {
+  std::string text = kSignalReport;
+  const std::string block =
+      "Thread 7 idle:\nlibc.so.6                       0x7f1000000010 __poll + 16\n\n";
+  const size_t at = text.find("Fail to get information");
+  for (int i = 0; i < 1000; ++i) text.insert(at, block);
+  const Report report = Parsed(text);
+  ASSERT_EQ(report.threads.size(), 1002U);
+  EXPECT_EQ(report.threads[1].frames[0], report.threads[1000].frames[0]);
+  EXPECT_EQ(report.frames.size(), 7U);
+}
+
+TEST(ReportParser, LeavesOutWhatNoReportHas) {
+  std::string text = kSignalReport;
+  std::string images;
+  for (size_t i = 0; i <= kMaxImages; ++i) images += "0x1000 - 0x2000  x arm64  <> /x\n";
+  text.insert(text.find("\nUserCustomInfo:"), images);
+  const Report report = Parsed(text);
+  EXPECT_EQ(report.images.size(), kMaxImages);
+  ASSERT_EQ(report.gaps.size(), 1U);
+  EXPECT_NE(report.gaps[0].find("65536 images"), std::string::npos) << report.gaps[0];
 }
 
 TEST(ParseFrame, KeepsALineOfNoKnownForm) {

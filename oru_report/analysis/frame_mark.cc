@@ -1,0 +1,52 @@
+#include "oru_report/analysis/frame_mark.h"
+
+#include "oru_report/model/line_text.h"
+
+namespace oru_report {
+namespace {
+
+constexpr std::string_view kFilterWord = "OruRTC";
+
+bool IsHandler(std::string_view symbol) {
+  // The words that the crash handler's own filter leaves out, and its namespace as it is mangled.
+  constexpr std::string_view kWords[] = {"OruRTCCrashReport",        "OruRTCTerminateCatchHandler",
+                                         "OruRTCSignalCatchHandler", "OruRTCExceptionHandler",
+                                         "N12CrashHandler",          "CrashHandler::"};
+  for (const std::string_view word : kWords) {
+    if (Contains(symbol, word)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+const char* MarkName(Mark mark) {
+  constexpr const char* kNames[] = {"handler", "SDK", "app", "system", "unknown"};
+  return kNames[static_cast<int>(mark)];
+}
+
+char MarkLetter(Mark mark) { return "HSA.?"[static_cast<int>(mark)]; }
+
+bool IsSystemPath(std::string_view path) {
+  constexpr std::string_view kFolders[] = {"/lib/",           "/lib32/",     "/lib64/",
+                                           "/usr/",           "/System/",    "/libx32/",
+                                           "/Library/Apple/", "/nix/store/", "/gnu/store/"};
+  if (StartsWith(path, "/usr/local/")) return false;
+  for (const std::string_view folder : kFolders) {
+    if (StartsWith(path, folder)) return true;
+  }
+  // The kernel's own pages have a name without a folder.
+  return StartsWith(path, "linux-vdso") || StartsWith(path, "linux-gate") || path == "[vdso]";
+}
+
+Mark MarkOf(const Report& report, const Frame& frame, std::string_view symbol) {
+  if (!frame.parsed) return Mark::kUnknown;
+  if (IsHandler(symbol)) return Mark::kHandler;
+  const Image* image = report.ImageOf(frame.address);
+  const bool named = Contains(frame.text, kFilterWord) || Contains(symbol, kFilterWord);
+  if (named || (image != nullptr && Contains(image->path, kFilterWord))) return Mark::kSdk;
+  if (image == nullptr) return Mark::kUnknown;
+  return IsSystemPath(image->path) ? Mark::kSystem : Mark::kApp;
+}
+
+}  // namespace oru_report

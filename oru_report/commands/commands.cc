@@ -1,0 +1,40 @@
+#include "oru_report/commands/commands.h"
+
+#include <cstdio>
+
+#include "oru_report/text/escape.h"
+
+namespace oru_report {
+namespace {
+
+constexpr size_t kAnyNumber = SIZE_MAX;
+
+}  // namespace
+
+const std::vector<Command>& AllCommands() {
+  static const std::vector<Command> commands = {
+      {"list", "list [--json] [FILTER]... PATH...", "the reports in a folder, newest first", 1,
+       kAnyNumber, "a file or folder", &RunList},
+      {"show", "show [--color WHEN] [--symbols PATH]... FILE...",
+       "a report: what crashed, where and whose, then everything else", 1, kAnyNumber,
+       "a file or folder", &RunShow},
+      {"html", "html [--output FILE] [--symbols PATH]... FILE",
+       "the same as one self-contained page, on standard output or in a file", 1, 1, "one file",
+       &RunHtml},
+  };
+  return commands;
+}
+
+const Command* FindCommand(const std::string& name) {
+  for (const Command& command : AllCommands()) {
+    if (name == command.name) return &command;
+  }
+  return nullptr;
+}
+
+int TellError(const std::string& message, int status) {
+  fprintf(stderr, "oru-report: %s\n", ForTerminal(message).c_str());
+  return status;
+}
+
+}  // namespace oru_report

@@ -1,0 +1,143 @@
+#include "oru_report/commands/options.h"
+
+#include <functional>
+
+#include "oru_report/commands/commands.h"
+
+namespace oru_report {
+namespace {
+
+struct Option {
+  const char* name;
+  // The commands that take it, between blanks.
+  const char* commands;
+  // What the help calls its value; null for a switch.
+  const char* value;
+  const char* help;
+  std::function<void(Options*, const std::string&)> set;
+};
+
+constexpr char kShown[] = " show html json ";
+constexpr char kFiltered[] = " list show html json group ";
+
+const std::vector<Option>& AllOptions() {
+  using Text = const std::string&;
+  static const std::vector<Option> options = {
+      {"--json", " list group diff doctor ", nullptr, "for machines: JSON instead of a table",
+       [](Options* o, Text) { o->json = true; }},
+      {"--color", " show ", "WHEN", "auto (the default: on a terminal), always or never",
+       [](Options* o, Text v) { o->color = v; }},
+      {"--output", " html ", "FILE", "where the page goes instead of standard output",
+       [](Options* o, Text v) { o->output = v; }},
+      {"--symbols", " show html json group diff ", "PATH",
+       "look for symbols by build id in PATH: a file, a folder of binaries, debug files or\n"
+       "                   .dSYM bundles, or a .build-id folder; any number of times",
+       [](Options* o, Text v) { o->symbols.paths.push_back(v); }},
+      {"--debug-dir", kShown, "DIR", "the same as --symbols DIR/.build-id",
+       [](Options* o, Text v) { o->symbols.paths.push_back(v + "/.build-id"); }},
+      {"--debuginfod", kShown, nullptr, "ask the servers of DEBUGINFOD_URLS for debug files",
+       [](Options* o, Text) { o->symbols.ask_servers = true; }},
+      {"--no-source", kShown, nullptr, "show what the report itself says, look for no symbols",
+       [](Options* o, Text) { o->use_symbols = false; }},
+      {"--app", kFiltered, "ID", "only reports of this app",
+       [](Options* o, Text v) { o->filters.app = v; }},
+      {"--sdk", kFiltered, "VERSION", "only reports of this version of the SDK",
+       [](Options* o, Text v) { o->filters.version = v; }},
+      {"--kind", kFiltered, "KIND", "only Signal, Exception or MemoryError",
+       [](Options* o, Text v) { o->filters.kind = v; }},
+      {"--since", kFiltered, "TIME", "only crashes at or after TIME (2024-03-05, or with 07:08:09)",
+       [](Options* o, Text v) { o->filters.since = v; }},
+      {"--until", kFiltered, "TIME", "only crashes before TIME or on that day",
+       [](Options* o, Text v) { o->filters.until = v; }},
+      {"--frame", kFiltered, "TEXT", "only with TEXT in a name of the crashed thread",
+       [](Options* o, Text v) { o->filters.frame = v; }},
+  };
+  return options;
+}
+
+bool Takes(const Option& option, const std::string& command) {
+  return std::string(option.commands).find(" " + command + " ") != std::string::npos;
+}
+
+const Option* FindOption(const std::string& command, const std::string& name) {
+  for (const Option& option : AllOptions()) {
+    if (name == option.name && Takes(option, command)) return &option;
+  }
+  return nullptr;
+}
+
+std::string Check(const Options& options, const Command& command) {
+  const size_t count = options.inputs.size();
+  if (count < command.least_inputs) return options.command + " needs " + command.needs;
+  if (count > command.most_inputs) return options.command + " takes " + command.needs;
+  if (options.color != "auto" && options.color != "always" && options.color != "never") {
+    return "--color takes auto, always or never";
+  }
+  const std::string& kind = options.filters.kind;
+  if (!kind.empty() && kind != "Signal" && kind != "Exception" && kind != "MemoryError") {
+    return "--kind takes Signal, Exception or MemoryError";
+  }
+  for (const std::string& time : {options.filters.since, options.filters.until}) {
+    const bool day = time.size() == 10 || time.size() == 19;
+    if (!time.empty() && (!day || time.find_first_not_of("0123456789-: ") != std::string::npos)) {
+      return "a time is written 2024-03-05 or \"2024-03-05 07:08:09\"";
+    }
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string ParseOptions(const std::vector<std::string>& arguments, Options* options) {
+  options->command = arguments[0];
+  const Command* command = FindCommand(options->command);
+  if (command == nullptr) return "unknown command '" + options->command + "'";
+  bool only_inputs = false;
+  for (size_t i = 1; i < arguments.size(); ++i) {
+    const std::string& argument = arguments[i];
+    if (only_inputs || argument.size() < 2 || argument[0] != '-') {
+      options->inputs.push_back(argument);
+    } else if (argument == "--") {
+      only_inputs = true;
+    } else if (argument == "--help") {
+      options->help = true;
+      return "";
+    } else {
+      const Option* option = FindOption(options->command, argument);
+      if (option == nullptr) {
+        return "unknown option '" + argument + "' of " + options->command;
+      }
+      if (option->value != nullptr && i + 1 == arguments.size()) {
+        return argument + " needs a value";
+      }
+      option->set(options, option->value == nullptr ? "" : arguments[++i]);
+    }
+  }
+  return Check(*options, *command);
+}
+
+std::string HelpText(const std::string& wanted) {
+  std::string text;
+  for (const Command& command : AllCommands()) {
+    if (!wanted.empty() && wanted != command.name) continue;
+    text += (text.empty() ? "usage: oru-report " : "       oru-report ") +
+            std::string(command.usage) + "\n";
+  }
+  text += "\n";
+  for (const Command& command : AllCommands()) {
+    if (!wanted.empty() && wanted != command.name) continue;
+    text += std::string(command.name) + std::string(8 - std::string(command.name).size(), ' ') +
+            command.help + "\n";
+  }
+  text += "\n";
+  for (const Option& option : AllOptions()) {
+    if (!wanted.empty() && !Takes(option, wanted)) continue;
+    std::string name = std::string("  ") + option.name;
+    if (option.value != nullptr) name += std::string(" ") + option.value;
+    text +=
+        name + std::string(name.size() < 18 ? 18 - name.size() : 1, ' ') + " " + option.help + "\n";
+  }
+  return text + "  --help, --version\n";
+}
+
+}  // namespace oru_report

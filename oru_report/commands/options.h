@@ -1,0 +1,49 @@
+// The command line of `oru-report`.
+#ifndef ORU_REPORT_COMMANDS_OPTIONS_H_
+#define ORU_REPORT_COMMANDS_OPTIONS_H_
+
+#include <string>
+#include <vector>
+
+#include "oru_report/symbols/symbol_store.h"
+
+namespace oru_report {
+
+// Which reports are looked at; empty fields take all.
+struct Filters {
+  std::string app;
+  std::string version;
+  std::string kind;
+  // "2024-03-05" or "2024-03-05 07:08:09".
+  std::string since;
+  std::string until;
+  // Part of a frame's name in the crashed thread.
+  std::string frame;
+};
+
+struct Options {
+  std::string command;
+  std::vector<std::string> inputs;
+  std::string output;
+  std::string color = "auto";
+  bool json = false;
+  bool group = false;
+  bool help = false;
+  // `--no-source`: no symbols but the report's own.
+  bool use_symbols = true;
+  SymbolOptions symbols;
+  Filters filters;
+  // Of `doctor`.
+  std::string function;
+  std::string dump_dir;
+};
+
+// Reads the arguments behind the program's name. Returns "" or a sentence about what is wrong.
+std::string ParseOptions(const std::vector<std::string>& arguments, Options* options);
+
+// What `--help` prints; that of one command, or of all for "".
+std::string HelpText(const std::string& command);
+
+}  // namespace oru_report
+
+#endif  // ORU_REPORT_COMMANDS_OPTIONS_H_

@@ -1,0 +1,51 @@
+// What the commands that read reports share.
+#ifndef ORU_REPORT_COMMANDS_VISIT_H_
+#define ORU_REPORT_COMMANDS_VISIT_H_
+
+#include <functional>
+
+#include "oru_report/analysis/headline.h"
+#include "oru_report/commands/options.h"
+#include "oru_report/input/report_files.h"
+
+namespace oru_report {
+
+// One report with what is known about it.
+struct VisitedReport {
+  const ReportFile& file;
+  const Headline& headline;
+  Resolver* resolver;
+};
+
+using ReportCallback = std::function<void(const VisitedReport& report)>;
+
+struct VisitResult {
+  PassedOver passed;
+  size_t reports = 0;
+  // Reports that were not whole.
+  size_t incomplete = 0;
+  // Files that the user named and that are no reports.
+  size_t failures = 0;
+};
+
+// Reads the reports of the options' inputs and calls back for those that the filters let through.
+// `symbols` may be null. What cannot be read is told on standard error.
+VisitResult VisitReports(const Options& options, SymbolStore* symbols,
+                         const ReportCallback& callback);
+
+// The status of a command that could use all it was given, or kFailed.
+int StatusOf(const VisitResult& result);
+
+// Tells on standard error what was passed over, if anything was.
+void TellPassedOver(const VisitResult& result);
+
+// Ends the writing to standard output: `status`, or kFailed with a sentence when it failed.
+class StreamOutput;
+int FinishOutput(StreamOutput* output, int status);
+
+// The symbols that the options ask for, or null.
+std::unique_ptr<SymbolStore> MakeSymbols(const Options& options);
+
+}  // namespace oru_report
+
+#endif  // ORU_REPORT_COMMANDS_VISIT_H_

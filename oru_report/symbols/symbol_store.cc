@@ -1,0 +1,120 @@
+#include "oru_report/symbols/symbol_store.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "oru_report/input/safe_open.h"
+#include "oru_report/symbols/debug_server.h"
+
+namespace oru_report {
+namespace {
+
+// Images that a made-up report names are not all looked for.
+constexpr size_t kMaxImages = 4096;
+
+class DescriptorCloser {
+ public:
+  explicit DescriptorCloser(int descriptor) : descriptor_(descriptor) {}
+  ~DescriptorCloser() { close(descriptor_); }
+  DescriptorCloser(const DescriptorCloser&) = delete;
+  DescriptorCloser& operator=(const DescriptorCloser&) = delete;
+
+ private:
+  int descriptor_;
+};
+
+}  // namespace
+
+SymbolStore::SymbolStore(const SymbolOptions& options) : options_(options), index_(options.paths) {}
+
+SymbolStore::~SymbolStore() = default;
+
+void SymbolStore::TakeIn(const std::string& path, int descriptor, const BinarySlice& slice,
+                         ImageSymbols* symbols) {
+  auto file = std::make_unique<MappedFile>(descriptor);
+  auto lines = OpenDebugInfo(descriptor, *file, slice);
+  auto names = std::make_unique<SymbolTable>(file->bytes(), slice);
+  const bool better =
+      lines != nullptr || symbols->file == nullptr || (symbols->names->empty() && !names->empty());
+  if (!better) return;
+  symbols->state = lines != nullptr ? SymbolState::kLines : SymbolState::kNames;
+  symbols->path = path;
+  symbols->slice = slice;
+  symbols->lines = std::move(lines);
+  symbols->names = std::move(names);
+  symbols->file = std::move(file);
+}
+
+bool SymbolStore::TryFile(const std::string& path, int descriptor, const Image& image,
+                          ImageSymbols* symbols) {
+  const DescriptorCloser closer(descriptor);
+  for (const BinarySlice& slice : ReadBinarySlices(descriptor)) {
+    if (!IsReportedId(slice.id, image.uuid)) continue;
+    TakeIn(path, descriptor, slice, symbols);
+    return true;
+  }
+  return false;
+}
+
+void SymbolStore::TryOwnFile(const Image& image, ImageSymbols* symbols) {
+  const std::string path(image.path);
+  const auto is_wanted = [&](const BinarySlice& slice) {
+    return IsReportedId(slice.id, image.uuid);
+  };
+  const auto known = own_files_.find(path);
+  const bool can_match = known == own_files_.end() ||
+                         std::any_of(known->second.begin(), known->second.end(), is_wanted);
+  const int descriptor = can_match ? OpenImageFile(path) : -1;
+  if (descriptor >= 0) {
+    if (known == own_files_.end()) own_files_[path] = ReadBinarySlices(descriptor);
+    if (TryFile(path, descriptor, image, symbols)) return;
+  }
+  const std::vector<BinarySlice>& slices = own_files_[path];
+  if (symbols->state != SymbolState::kMissing || slices.empty()) return;
+  symbols->state = SymbolState::kOtherBuild;
+  symbols->path = path;
+  symbols->other_id = ReportedForm(slices[0].id);
+}
+
+std::unique_ptr<ImageSymbols> SymbolStore::Load(const Image& image) {
+  auto symbols = std::make_unique<ImageSymbols>();
+  std::string error;
+  for (const std::string& path : index_.Find(image.uuid)) {
+    const int descriptor = OpenNamedFile(path, &error);
+    if (descriptor >= 0) TryFile(path, descriptor, image, symbols.get());
+    if (symbols->state == SymbolState::kLines) return symbols;
+  }
+  TryOwnFile(image, symbols.get());
+  if (symbols->state == SymbolState::kNames && options_.ask_servers) {
+    const int fetched = FetchDebugFile(symbols->slice.id);
+    if (fetched >= 0) TryFile("debuginfod", fetched, image, symbols.get());
+  }
+  return symbols;
+}
+
+const ImageSymbols& SymbolStore::Of(const Image& image) {
+  static const ImageSymbols none;
+  const Key key(image.uuid, image.path);
+  const auto known = known_.find(key);
+  if (known != known_.end()) return *known->second;
+  if (known_.size() >= kMaxImages) return none;
+  return *(known_[key] = Load(image));
+}
+
+Place SymbolStore::Find(const Image& image, uint64_t address) {
+  Place place;
+  const ImageSymbols& symbols = Of(image);
+  if (symbols.file == nullptr) return place;
+  place.file_known = true;
+  const uint64_t own = address - image.start + symbols.slice.first_address;
+  if (symbols.lines != nullptr) place.frames = symbols.lines->Find(own);
+  const bool named = !place.frames.empty() && !place.frames.back().function.empty();
+  const Symbol* symbol = named ? nullptr : symbols.names->Find(own);
+  if (symbol == nullptr) return place;
+  if (place.frames.empty()) place.frames.emplace_back();
+  place.frames.back().function = symbol->name;
+  return place;
+}
+
+}  // namespace oru_report

@@ -1,0 +1,79 @@
+#include "oru_report/render/report_table.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/support/files.h"
+
+namespace oru_report {
+namespace {
+
+ReportEntry Entry(const std::string& time, const std::string& path) {
+  ReportEntry entry;
+  entry.time = time;
+  entry.kind = "Signal";
+  entry.app = "café";
+  entry.session = "S";
+  entry.version = "6.1.0";
+  entry.place = "Engine::join(int)";
+  entry.bytes = 7;
+  entry.path = path;
+  return entry;
+}
+
+TEST(SortNewestFirst, PutsThoseWithoutATimeLast) {
+  std::vector<ReportEntry> entries = {Entry("?", "/b"), Entry("2024-03-05 07:08:09", "/c"),
+                                      Entry("?", "/a"), Entry("2024-03-06 07:08:09", "/d")};
+  SortNewestFirst(&entries);
+  std::string order;
+  for (const ReportEntry& entry : entries) order += entry.path;
+  EXPECT_EQ(order, "/d/c/a/b");
+}
+
+TEST(FormatTable, AlignsColumns) {
+  EXPECT_EQ(FormatTable({Entry("2024-03-05 07:08:09", "/a/b")}, 0),
+            "TIME                 KIND    APP   SESSION  SDK    PLACE              FILE\n"
+            "2024-03-05 07:08:09  Signal  café  S        6.1.0  Engine::join(int)  /a/b\n");
+  EXPECT_EQ(FormatTable({}, 0), "no reports\n");
+}
+
+TEST(FormatTable, FitsIntoAnyWidth) {
+  ReportEntry entry =
+      Entry("2024-03-05 07:08:09", "/a/path/that/is/long/and/longer/and/longest.log");
+  entry.app = "an-application-with-a-long-name";
+  entry.session = "session-4711-0815-4711";
+  entry.place = "OruRTC::Transport::Negotiation::Session::join(std::string const&, int)";
+  for (const size_t width : {200U, 120U, 80U, 60U, 40U, 20U}) {
+    for (const std::string& line : oru_test::SplitLines(FormatTable({entry, entry}, width))) {
+      EXPECT_LE(ColumnsOf(line), width) << line;
+    }
+  }
+}
+
+TEST(FormatTable, SaysWhichReportIsNotWhole) {
+  ReportEntry entry = Entry("?", "/a/b");
+  entry.whole = false;
+  EXPECT_NE(FormatTable({entry}, 0).find("/a/b (not whole)"), std::string::npos);
+}
+
+TEST(FormatTable, ShortensLongIdentifiersAtWholeCharacters) {
+  ReportEntry entry = Entry("?", "/x");
+  entry.app = "12345678901234567890";
+  entry.session = "1234567890123456789é1";
+  entry.version = "123456789012345678é901";
+  EXPECT_EQ(oru_test::SplitLines(FormatTable({entry}, 0))[1],
+            "?     Signal  12345678901234567890  1234567890123456789…  123456789012345678é…  "
+            "Engine::join(int)  /x");
+}
+
+TEST(FormatJson, IsAnArray) {
+  EXPECT_EQ(FormatJson({}), "[]\n");
+  ReportEntry entry;
+  entry.path = "/a\"b";
+  const std::string object =
+      "{\"file\": \"/a\\\"b\", \"kind\": \"\", \"app\": \"\", \"session\": \"\", \"sdk\": \"\", "
+      "\"time\": \"\", \"place\": \"\", \"bytes\": 0, \"whole\": true}";
+  EXPECT_EQ(FormatJson({entry, entry}), "[\n  " + object + ",\n  " + object + "\n]\n");
+}
+
+}  // namespace
+}  // namespace oru_report
