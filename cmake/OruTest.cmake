@@ -5,7 +5,11 @@
 include(GoogleTest)
 
 # From its sources where the library has to be for more than this machine's own processor.
-set(ORU_GTEST_SOURCE "" CACHE PATH "GoogleTest's source folder; empty: an installed GoogleTest")
+set(oru_gtest_default "")
+if(APPLE AND EXISTS "${PROJECT_SOURCE_DIR}/build/deps/googletest/CMakeLists.txt")
+  set(oru_gtest_default "${PROJECT_SOURCE_DIR}/build/deps/googletest")
+endif()
+set(ORU_GTEST_SOURCE "${oru_gtest_default}" CACHE PATH "GoogleTest's source folder; empty: an installed GoogleTest")
 if(ORU_GTEST_SOURCE)
   set(BUILD_GMOCK OFF)
   set(INSTALL_GTEST OFF)
