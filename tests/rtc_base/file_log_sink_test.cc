@@ -45,10 +45,17 @@ int DescriptorOf(const std::string& path) {
   return -1;
 }
 
-TEST(FileLogSink, LinesReachTheFileAtItsEnd) {
+FileLogSinkOptions Buffered(size_t bytes) {
+  FileLogSinkOptions options;
+  options.survive_kill = false;
+  options.buffer_bytes = bytes;
+  return options;
+}
+
+TEST(FileLogSink, BufferedLinesReachTheFileAtItsEnd) {
   const TempDir dir;
   {
-    FileLogSink sink(dir.Join("log"), {});
+    FileLogSink sink(dir.Join("log"), Buffered(1000));
     EXPECT_TRUE(sink.is_open());
     sink.OnLogLine("one\n");
     sink.OnLogLine("two\n");
@@ -85,9 +92,7 @@ TEST(FileLogSink, FlushWritesAtOnce) {
 
 TEST(FileLogSink, FullBufferIsWrittenInWholeLines) {
   const TempDir dir;
-  FileLogSinkOptions options;
-  options.buffer_bytes = 10;
-  FileLogSink sink(dir.Join("log"), options);
+  FileLogSink sink(dir.Join("log"), Buffered(10));
   sink.OnLogLine("1234\n");
   sink.OnLogLine("5678\n");
   EXPECT_EQ(ReadFile(dir.Join("log")), "");
@@ -160,7 +165,7 @@ TEST(FileLogSink, FullDiskLeavesWholeLinesAndCountsTheRest) {
     signal(SIGXFSZ, SIG_IGN);
     const rlimit limit = {10, RLIM_INFINITY};
     setrlimit(RLIMIT_FSIZE, &limit);
-    FileLogSink sink(path, {});
+    FileLogSink sink(path, Buffered(1000));
     sink.OnLogLine("1234\n");
     sink.OnLogLine("56789\n");
     sink.OnLogLine("0\n");
@@ -181,14 +186,12 @@ TEST(FileLogSink, FullDiskLeavesWholeLinesAndCountsTheRest) {
 }
 
 // Several threads on a disk that is full for a while.
-TEST(FileLogSink, OnAFullDiskEveryLineIsWholeInTheFileOrCounted) {
+void FillADisk(const FileLogSinkOptions& options) {
   constexpr int kLines = 3000;
   const oru_test::SmallDisk disk(65536);
   const std::string path = disk.Join("log");
   const oru_test::ChildResult child = RunInFork([&] {
     disk.Enter();
-    FileLogSinkOptions options;
-    options.buffer_bytes = 1000;
     FileLogSink sink(path, options);
     rtc::LogMessage::AddLogToStream(&sink, rtc::LS_INFO);
     std::vector<std::thread> threads;
@@ -217,6 +220,12 @@ TEST(FileLogSink, OnAFullDiskEveryLineIsWholeInTheFileOrCounted) {
   for (const std::string& line : lines) {
     EXPECT_TRUE(std::regex_match(line, whole)) << line;
   }
+}
+
+TEST(FileLogSink, OnAFullDiskEveryLineIsWholeInTheFileOrCounted) { FillADisk({}); }
+
+TEST(FileLogSink, OnAFullDiskEveryBufferedLineIsWholeInTheFileOrCounted) {
+  FillADisk(Buffered(1000));
 }
 
 TEST(FileLogSink, RemovedFileIsBegunAnew) {
@@ -254,10 +263,10 @@ TEST(FileLogSink, DeviceThatTakesNothingIsSurvived) {
   EXPECT_EQ(sink.dropped_lines(), 1u);
 }
 
-TEST(FileLogSink, KilledProcessLeavesWholeLines) {
+TEST(FileLogSink, KilledProcessLeavesWholeBufferedLines) {
   const TempDir dir;
   const oru_test::ChildResult child = RunInFork([&] {
-    FileLogSink sink(dir.Join("log"), {});
+    FileLogSink sink(dir.Join("log"), Buffered(64 * 1024));
     for (int i = 0; i < 10000; ++i) {
       sink.OnLogLine("line number " + std::to_string(i) + "\n");
     }
@@ -270,9 +279,9 @@ TEST(FileLogSink, KilledProcessLeavesWholeLines) {
   EXPECT_EQ(text.back(), '\n');
 }
 
-TEST(FileLogSink, ForkedChildDoesNotWriteItsParentsLines) {
+TEST(FileLogSink, ForkedChildDoesNotWriteItsParentsBufferedLines) {
   const TempDir dir;
-  FileLogSink sink(dir.Join("log"), {});
+  FileLogSink sink(dir.Join("log"), Buffered(1000));
   sink.OnLogLine("parent\n");
   const oru_test::ChildResult child = RunInFork([&] {
     sink.OnLogLine("child\n");

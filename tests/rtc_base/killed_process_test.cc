@@ -2,6 +2,7 @@
 // line but the last one is whole, and nothing is missing before it.
 #include <gtest/gtest.h>
 #include <poll.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -196,7 +197,8 @@ class KilledLogging : public testing::Test {
     LogText log;
     std::map<int, int> next;
     for (int i = backups; i >= 0; --i) {
-      if (oru_test::PathExists(FileName(i))) ReadLog(ReadFile(FileName(i)), &next, &log);
+      if (oru_test::PathExists(FileName(i)))
+        ReadLog(oru_test::ReadLogFile(FileName(i)), &next, &log);
     }
     return log;
   }
@@ -207,6 +209,45 @@ class KilledLogging : public testing::Test {
 };
 
 TEST_F(KilledLogging, LeavesWholeLinesButTheLast) { KillAgainAndAgain({}); }
+
+TEST_F(KilledLogging, LeavesWholeLinesButTheLastOfABuffer) {
+  FileLogSinkOptions options;
+  options.survive_kill = false;
+  KillAgainAndAgain(options);
+}
+
+// How many calls of each thread have returned; survives the child.
+using Returned = std::atomic<int>[kThreads];
+
+TEST_F(KilledLogging, LosesNoLineWhoseCallReturned) {
+  void* const page =
+      mmap(nullptr, sizeof(Returned), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(page, MAP_FAILED);
+  auto& returned = *static_cast<Returned*>(page);
+  int lines = 0;
+  for (int left = Repetitions(40, 500); left > 0 && !HasFailure(); --left) {
+    for (std::atomic<int>& calls : returned) calls = 0;
+    RunAndKill(
+        RandomMoment(&random_, 20000), 20000,
+        [&] { rtc::LogMessage::AddLogToStream(new FileLogSink(path_, {}), rtc::LS_INFO); },
+        [&returned](int thread, int number) {
+          rtc::LogMessage(nullptr, 0, rtc::LS_INFO).stream() << LogLineText(thread, number);
+          returned[thread].store(number + 1);
+        });
+    LogText log;
+    std::map<int, int> next;
+    ReadLog(oru_test::ReadLogFile(path_), &next, &log);
+    EXPECT_LE(log.cut, 1);
+    EXPECT_EQ(log.gaps, 0);
+    for (int thread = 0; thread < kThreads; ++thread) {
+      EXPECT_GE(next[thread], returned[thread].load()) << "of thread " << thread;
+    }
+    lines += log.lines;
+    unlink(path_.c_str());
+  }
+  EXPECT_GT(lines, 0);
+  munmap(page, sizeof(Returned));
+}
 
 TEST_F(KilledLogging, LeavesWholeLinesButTheLastWithoutABuffer) {
   FileLogSinkOptions options;

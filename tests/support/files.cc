@@ -63,6 +63,12 @@ void WriteFile(const std::string& path, const std::string& content) {
   if (!out) ADD_FAILURE() << "cannot write " << path;
 }
 
+std::string ReadLogFile(const std::string& path) {
+  std::string text = ReadFile(path);
+  text.erase(std::remove(text.begin(), text.end(), '\0'), text.end());
+  return text;
+}
+
 bool PathExists(const std::string& path) {
   struct stat info {};
   return lstat(path.c_str(), &info) == 0;

@@ -28,6 +28,8 @@ class TempDir {
 std::string ReadFile(const std::string& path);
 // Creates or replaces; a test failure when it cannot be written.
 void WriteFile(const std::string& path, const std::string& content);
+// The lines of a log file that its writers may not have closed: without zero bytes.
+std::string ReadLogFile(const std::string& path);
 bool PathExists(const std::string& path);
 // Creates the folder and the missing ones above it.
 void MakeDirs(const std::string& path);

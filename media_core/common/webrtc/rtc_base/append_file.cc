@@ -1,12 +1,15 @@
 #include "media_core/common/webrtc/rtc_base/append_file.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <climits>
 #include <utility>
+
+#include "utils/shared_log_tail.h"
 
 namespace rtc {
 namespace {
@@ -97,8 +100,13 @@ bool EndsWithNewline(int fd, uint64_t size) {
   if (size > 0 && pread(fd, &last, 1, static_cast<off_t>(size - 1)) != 1) {
     return true;
   }
-  return last == '\n';
+  // Behind zero bytes (another writer's unused tail) nothing is in the middle of anything either.
+  return last == '\n' || last == '\0';
 }
+
+// Others that hold it know that the file is in use.
+bool LockShared(int fd) { return flock(fd, LOCK_SH | LOCK_NB) == 0; }
+bool LockAlone(int fd) { return flock(fd, LOCK_EX | LOCK_NB) == 0; }
 
 }  // namespace
 
@@ -185,6 +193,59 @@ size_t AppendFile::Append(const char* data, size_t size) {
   const size_t written = WriteAll(fd_, data, size);
   size_ += written;
   return written;
+}
+
+bool AppendFile::AppendZeros(size_t size, uint64_t* begin) {
+  static const char zeros[64 * 1024] = {};
+  const std::string more(size > sizeof(zeros) ? size : 0, '\0');
+  const size_t written = Append(more.empty() ? zeros : more.data(), size);
+  const off_t end = lseek(fd_, 0, SEEK_CUR);
+  if (written == size && end >= 0 && static_cast<uint64_t>(end) >= size) {
+    size_ = static_cast<uint64_t>(end);
+    *begin = size_ - size;
+    return true;
+  }
+  // Zero bytes that cannot be taken off again are left out by readers.
+  const int saved_errno = errno;
+  struct stat info = {};
+  if (written > 0 && fstat(fd_, &info) == 0 && static_cast<uint64_t>(info.st_size) == size_) {
+    CutAt(size_ - written);
+  }
+  errno = saved_errno;
+  return false;
+}
+
+bool AppendFile::CutAt(uint64_t end) {
+  if (ftruncate(fd_, static_cast<off_t>(end)) != 0) {
+    return false;
+  }
+  size_ = end;
+  return true;
+}
+
+void AppendFile::CutIfAlone(uint64_t size, uint64_t end) {
+  if (!CheckOpen()) {
+    return;
+  }
+  struct stat info = {};
+  if (LockAlone(fd_) && fstat(fd_, &info) == 0 && static_cast<uint64_t>(info.st_size) == size) {
+    CutAt(end);
+  }
+  LockShared(fd_);
+}
+
+bool AppendFile::Adopt() {
+  struct stat info = {};
+  if (fstat(fd_, &info) != 0 || !S_ISREG(info.st_mode)) {
+    return false;
+  }
+  if (LockAlone(fd_)) {
+    const uint64_t end = tessik::shared::SizeWithoutZeroTail(fd_, size_);
+    if (end != size_ && CutAt(end)) {
+      mid_record_ = !EndsWithNewline(fd_, end);
+    }
+  }
+  return LockShared(fd_);
 }
 
 void AppendFile::TakeBack(size_t size) {

@@ -43,9 +43,20 @@ class AppendFile {
   // Of a regular file, counting what this object appended.
   uint64_t size() const { return size_; }
   const std::string& path() const { return path_; }
+  // -1 when it is not open.
+  int descriptor() const { return fd_; }
 
   // Returns how much of it arrived, errno telling why not more.
   size_t Append(const char* data, size_t size);
+  // Appends zero bytes with one write, all or none; `begin` is where they begin in the file,
+  // whoever else appends to it.
+  bool AppendZeros(size_t size, uint64_t* begin);
+  // Makes the file, if it ends at `size` and nobody else has it adopted, end at `end`.
+  void CutIfAlone(uint64_t size, uint64_t end);
+  // For a log file: lets other processes know, until the file is closed, that it is in use, and
+  // cuts off the zero bytes at its end if nobody else uses it. False where the system cannot do
+  // that, or it is no regular file.
+  bool Adopt();
   // Takes the last `size` bytes that arrived off again: a part of a record. Where the system
   // refuses that, a newline closes the part before the next record.
   void TakeBack(size_t size);
@@ -58,6 +69,8 @@ class AppendFile {
       return device == other.device && inode == other.inode;
     }
   };
+
+  bool CutAt(uint64_t end);
 
   const std::string path_;
   int fd_ = -1;

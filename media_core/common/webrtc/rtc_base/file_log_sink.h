@@ -13,6 +13,7 @@
 namespace rtc {
 class AppendFile;
 class ForkedChildHook;
+class LogTail;
 }  // namespace rtc
 
 #pragma GCC visibility push(default)
@@ -21,8 +22,21 @@ namespace rtc {
 
 // How a FileLogSink writes.
 struct FileLogSinkOptions {
-  // Lines are collected up to this many bytes and then written at once. 0 writes every line by
-  // itself. A longer line is written by itself, too.
+  // Lines are in the file, and survive the process however it ends, as soon as OnLogLine() returns:
+  // they are stored into the file's mapped end. While the file is open, so many zero bytes more
+  // than fit its text stand behind it as buffer_bytes says; the sink cuts them off when it is
+  // flushed or destroyed, the next sink on the file does after a crash, and readers leave them out
+  // (tessik::shared::SizeWithoutLogTail of utils/shared_log_tail.h).
+  //
+  // Nobody may make such a file shorter while it is open: a process that stores into what was cut
+  // off is ended by SIGBUS. (A rotation by others that renames or removes the file is harmless; one
+  // that copies and empties it is not.) Where the file cannot be mapped (a pipe or device, a file
+  // system without locks or shared mappings) lines are collected as without this option, and so
+  // they are with buffer_bytes 0.
+  bool survive_kill = true;
+  // Without survive_kill: lines are collected up to this many bytes and then written at once; 0
+  // writes every line by itself. A longer line is written by itself, too. With it: the space that
+  // is reserved at a time.
   size_t buffer_bytes = 64 * 1024;
   // The size that the file should not exceed; 0 for no bound. A write that would exceed it makes
   // the file a backup first: PATH becomes PATH.1, PATH.1 becomes PATH.2, and so on. Where it cannot
@@ -41,24 +55,29 @@ struct FileLogSinkOptions {
   int sink_id = 0;
 };
 
-// Appends lines to a file, through a buffer.
+// Appends lines to a file.
 //
 //   rtc::FileLogSink sink(dir + "/host.log", {});
 //   rtc::LogMessage::AddLogToStream(&sink, rtc::LS_INFO);
 //   ...
 //   rtc::LogMessage::RemoveLogToStream(&sink);
 //
-// What it promises about the file: every line in it is whole, but perhaps the last one, which then
-// lacks its newline. Lines are written in one system call for many, which SIGKILL (nothing else)
-// can cut; the next sink on the file closes such a line first. A part of a line that a full disk
+// What it promises about the file: every line whose OnLogLine() returned is in it, whole, whatever
+// ends the process (with survive_kill; the machine's end is another matter). The last line may lack
+// its end and its newline where SIGKILL came in the middle; the next sink on the file closes such a
+// line first. A zero byte in a line is written as "\x00" then. A part of a line that a full disk
 // left behind is taken off again (or, where the system refuses that, closed by a newline before the
-// next line). What the buffer holds is lost when the process is killed: Flush() what has to
-// survive, for example from a crash callback.
+// next line). Without survive_kill, what the buffer holds is lost when the process is killed.
+//
+// Several processes may append to one file; each line is whole. The zero bytes that one of them has
+// not used may then stay between lines of others, and readers leave them out.
 //
 // It never fails towards its callers. Lines that cannot be written are dropped and counted; every
-// later write tries again, and opens the file anew if its descriptor was closed or taken by others,
-// or if the file was removed.
-// A forked child drops the lines it inherited in the buffer: they are the parent's to write.
+// later attempt (with survive_kill: each time that space runs out) tries again, and opens the file
+// anew if its descriptor was closed or taken by others, or if the file was removed: lines that went
+// into the removed file are written again into the new one.
+// A forked child opens the file for itself and drops the lines it inherited in the buffer: they are
+// the parent's to write.
 //
 // Thread-safe, beside what LogSink says. Not for signal handlers.
 class FileLogSink : public LogSink {
@@ -72,8 +91,8 @@ class FileLogSink : public LogSink {
 
   void OnLogLine(const std::string& line) override;
 
-  // Hands all lines so far to the system; returns whether it took them. They survive the process
-  // then, not the machine.
+  // Hands all lines so far to the system; returns whether it took all since the last Flush(). They
+  // survive the process then, not the machine, and the file ends behind them.
   bool Flush();
 
   // Whether the file was open after the last attempt to write or open it.
@@ -87,10 +106,18 @@ class FileLogSink : public LogSink {
   static void RenewInForkedChild(void* self);
   void Take(const std::string& line);
   // These expect the lock to be held.
-  bool WriteOut(const std::string& lines);
-  bool FlushBuffer();
+  bool TakeIntoTail(const std::string& line);
+  bool MakeRoom(size_t size);
+  bool ClaimRoom(size_t size);
+  void LeaveLostFile();
+  void Collect(const std::string& line);
+  void WriteOut(const std::string& lines);
+  void FlushBuffer();
+  bool Open();
   bool EnsureOpen();
-  bool Append(const std::string& lines);
+  bool IsFull(size_t size) const;
+  uint64_t TextSize() const;
+  void Append(const std::string& lines);
   void Rotate();
 
   const std::string path_;
@@ -99,8 +126,14 @@ class FileLogSink : public LogSink {
   mutable CriticalSection crit_;
   // All below is guarded by crit_.
   const std::unique_ptr<AppendFile> file_;
+  // Whether lines go there.
+  bool uses_tail_ = false;
+  const std::unique_ptr<LogTail> tail_;
+  // How much is claimed at a time: less while the disk is nearly full.
+  size_t claim_bytes_;
   std::unique_ptr<std::string> buffer_;
   uint64_t dropped_lines_ = 0;
+  uint64_t dropped_before_flush_ = 0;
   // The first to go.
   const std::unique_ptr<ForkedChildHook> fork_hook_;
 };
