@@ -1,19 +1,17 @@
-// Exception ports, and hardware faults on their way through them.
-#include <errno.h>
-#include <pthread.h>
+// Exception ports of threads, the task and the host, and exceptions on their way through them.
+#include "tests/mach_double/exceptions.h"
+
 #include <signal.h>
-#include <sys/mman.h>
+#include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cstring>
-#include <set>
+#include <map>
 
 #include "tests/mach_double/failures.h"
 #include "tests/mach_double/ports.h"
 #include "tests/mach_double/threads.h"
-
-extern "C" int __real_sigaction(int signo, const struct sigaction* action,
-                                struct sigaction* old_action);
 
 namespace mach_double {
 namespace {
@@ -33,28 +31,32 @@ struct Action {
   }
 };
 
-// Guarded by the port space's lock.
-std::array<Action, EXC_TYPES_COUNT>& Actions() {
-  static auto* const actions = new std::array<Action, EXC_TYPES_COUNT>;
+using Actions = std::array<Action, EXC_TYPES_COUNT>;
+
+// All guarded by the port space's lock.
+Actions& TaskActions() {
+  static auto* const actions = new Actions;
   return *actions;
 }
+
+Actions& HostActions() {
+  static auto* const actions = new Actions;
+  return *actions;
+}
+
+std::map<PortRef, Actions>& ThreadActions() {
+  static auto* const actions = new std::map<PortRef, Actions>;
+  return *actions;
+}
+
+std::atomic<bool> developer_mode{true};
 
 std::function<void(const std::string&)>& Observer() {
   static auto* const observer = new std::function<void(const std::string&)>;
   return *observer;
 }
 
-void Tell(const std::string& what) {
-  if (Observer()) Observer()(what);
-}
-
 // ---- The message ----
-
-struct Fault {
-  exception_type_t type;
-  int64_t code;
-  int64_t subcode;
-};
 
 template <typename T>
 void Append(std::vector<uint8_t>* body, T value) {
@@ -63,7 +65,7 @@ void Append(std::vector<uint8_t>* body, T value) {
 }
 
 // Body: descriptor count, thread and task port, NDR, type, code count, codes.
-Message ExceptionMessage(const Fault& fault, bool wide_codes, const PortRef& thread,
+Message ExceptionMessage(const Fault& fault, bool wide_codes, const Victim& victim,
                          const PortRef& reply) {
   Message message;
   message.id = wide_codes ? kMachExceptionRaise : kExceptionRaise;
@@ -75,7 +77,7 @@ Message ExceptionMessage(const Fault& fault, bool wide_codes, const PortRef& thr
   mach_msg_port_descriptor_t descriptor = {};
   descriptor.disposition = MACH_MSG_TYPE_PORT_SEND;
   descriptor.type = MACH_MSG_PORT_DESCRIPTOR;
-  for (const PortRef& port : {thread, TaskPort()}) {
+  for (const PortRef& port : {victim.thread, victim.task}) {
     message.carried.emplace_back(message.body.size(), port);
     Append(&message.body, descriptor);
   }
@@ -106,17 +108,28 @@ kern_return_t ResultOf(const Message& reply, mach_msg_id_t request) {
 
 // ---- Delivery ----
 
-// Asks one handler and waits for its answer.
+// A thread in the kernel that nobody answers: no signal is handled, only the end of the process
+// gets it out.
+[[noreturn]] void WaitForEver() {
+  sigset_t all;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, nullptr);
+  for (;;) pause();
+}
+
+// Asks one handler and waits for its answer, which the queue's limit does not keep from coming.
 kern_return_t Ask(std::unique_lock<std::mutex>& lock, const Action& action, const Fault& fault,
-                  const PortRef& thread) {
+                  const Victim& victim) {
   const bool wide = (static_cast<unsigned>(action.behavior) & MACH_EXCEPTION_CODES) != 0;
   const PortRef reply_port = MakeKernelPort();
-  Message request = ExceptionMessage(fault, wide, thread, reply_port);
+  Message request = ExceptionMessage(fault, wide, victim, reply_port);
   const mach_msg_id_t id = request.id;
+  const bool elsewhere = action.port->elsewhere;
   action.port->queue.push_back(std::move(request));
   action.port->changed.notify_all();
   lock.unlock();
-  Tell("exception " + std::to_string(fault.type) + " sent");
+  Tell("exception " + std::to_string(fault.type) + (elsewhere ? " sent elsewhere" : " sent"));
+  if (elsewhere) WaitForEver();
   lock.lock();
   reply_port->changed.wait(lock, [&] { return !reply_port->queue.empty(); });
   const Message reply = std::move(reply_port->queue.front());
@@ -129,94 +142,37 @@ bool CanAsk(const Action& action) {
   return action.port && action.port->alive && behavior == EXCEPTION_DEFAULT;
 }
 
-// Offers the fault to the handler registered at that moment, again and again until one takes it or
-// no new one is left. True when it was taken.
-bool Offer(const Fault& fault) {
-  const PortRef thread = CurrentThreadPort();
-  std::set<PortRef> asked;
+// Thread, task and host, each as it stands when its turn comes.
+enum class Level { kThread, kTask, kHost };
+
+Action ActionAt(Level level, const Victim& victim, const Actions& task, size_t type) {
+  if (level == Level::kTask) return task.at(type);
+  if (level == Level::kHost) return HostActions().at(type);
+  const auto found = ThreadActions().find(victim.own_thread);
+  return found == ThreadActions().end() ? Action{} : found->second.at(type);
+}
+
+// Asks each level once. True when one of them took the fault.
+bool OfferTo(const Actions& task, const Fault& fault, const Victim& victim) {
   std::unique_lock<std::mutex> lock(PortSpace::Get().mutex());
-  for (;;) {
-    const Action action = Actions().at(static_cast<size_t>(fault.type));
-    if (!CanAsk(action) || !asked.insert(action.port).second) return false;
-    const kern_return_t result = Ask(lock, action, fault, thread);
+  for (const Level level : {Level::kThread, Level::kTask, Level::kHost}) {
+    const Action action = ActionAt(level, victim, task, static_cast<size_t>(fault.type));
+    if (!CanAsk(action)) continue;
+    const kern_return_t result = Ask(lock, action, fault, victim);
     lock.unlock();
     Tell("reply " + std::to_string(result));
     if (result == KERN_SUCCESS) return true;
     lock.lock();
   }
-}
-
-// ---- Faults of the hardware ----
-
-constexpr int kFaultSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP};
-bool faults_caught = false;
-
-// The actions that the process believes to have set; indexed by signal.
-std::array<struct sigaction, NSIG>& Believed() {
-  static auto* const actions = new std::array<struct sigaction, NSIG>;
-  return *actions;
-}
-
-bool IsCaught(int signo) {
-  if (!faults_caught) return false;
-  for (const int caught : kFaultSignals) {
-    if (caught == signo) return true;
-  }
   return false;
 }
 
-// Raised by the processor, not sent by anyone.
-bool IsFromHardware(const siginfo_t& info) { return info.si_code > 0; }
-
-Fault FaultOf(int signo, const siginfo_t& info) {
-  const auto address = reinterpret_cast<int64_t>(info.si_addr);
-  switch (signo) {
-    case SIGILL:
-      return {EXC_BAD_INSTRUCTION, EXC_I386_INVOP, 0};
-    case SIGFPE:
-      return {EXC_ARITHMETIC, EXC_I386_DIV, 0};
-    case SIGTRAP:
-      return {EXC_BREAKPOINT, EXC_I386_BPT, 0};
-    default:
-      break;
-  }
-  if (signo == SIGSEGV && info.si_code == SI_KERNEL) return {EXC_BAD_ACCESS, EXC_I386_GPFLT, 0};
-  const bool mapped = signo == SIGSEGV && info.si_code == SEGV_ACCERR;
-  return {EXC_BAD_ACCESS, mapped ? KERN_PROTECTION_FAILURE : KERN_INVALID_ADDRESS, address};
-}
-
-// Lets the default action end the process: at once for a sent signal or a trap, at the recurring
-// fault otherwise.
-void FallToDefault(int signo, const siginfo_t& info) {
-  struct sigaction fallback = {};
-  fallback.sa_handler = SIG_DFL;
-  __real_sigaction(signo, &fallback, nullptr);
-  if (!IsFromHardware(info) || signo == SIGTRAP) raise(signo);
-}
-
-// Carries out the action that the process has set.
-void CarryOut(int signo, siginfo_t* info, void* context) {
-  const struct sigaction action = Believed().at(static_cast<size_t>(signo));
-  const bool ignored = action.sa_handler == SIG_IGN;
-  if (ignored && !IsFromHardware(*info)) return;
-  if (ignored || action.sa_handler == SIG_DFL) return FallToDefault(signo, *info);
-  sigset_t before;
-  pthread_sigmask(SIG_BLOCK, &action.sa_mask, &before);
-  if (action.sa_flags & SA_SIGINFO) {
-    action.sa_sigaction(signo, info, context);
-  } else {
-    action.sa_handler(signo);
-  }
-  pthread_sigmask(SIG_SETMASK, &before, nullptr);
-}
-
-void OnFault(int signo, siginfo_t* info, void* context) {
-  if (IsFromHardware(*info)) {
-    const ScopedFaultState state(StateOf(*static_cast<const ucontext_t*>(context)));
-    if (Offer(FaultOf(signo, *info))) return;
-  }
-  Tell("signal " + std::to_string(signo));
-  CarryOut(signo, info, context);
+// What a handler is told of the calling thread: rights that control it, or, where nobody develops,
+// rights that only read.
+Victim CurrentVictim() {
+  const PortRef own = CurrentThreadPort();
+  if (developer_mode) return {own, TaskPort(), own};
+  return {MakeKernelPort(), TaskReadPort(), own};
 }
 
 }  // namespace
@@ -224,23 +180,85 @@ void OnFault(int signo, siginfo_t* info, void* context) {
 ExceptionAction ExceptionActionOf(exception_type_t type) {
   PortSpace& space = PortSpace::Get();
   const std::lock_guard<std::mutex> lock(space.mutex());
-  const Action& action = Actions().at(static_cast<size_t>(type));
+  const Action& action = TaskActions().at(static_cast<size_t>(type));
   return {action.port ? space.NameOf(action.port) : MACH_PORT_NULL, action.behavior, action.flavor};
-}
-
-void CatchHardwareFaults() {
-  struct sigaction action = {};
-  action.sa_sigaction = OnFault;
-  action.sa_flags = SA_SIGINFO | SA_ONSTACK;
-  for (const int signo : kFaultSignals) {
-    __real_sigaction(signo, &action, &Believed().at(static_cast<size_t>(signo)));
-  }
-  faults_caught = true;
 }
 
 bool RaiseException(exception_type_t type, int64_t code, int64_t subcode) {
   return Offer({type, code, subcode});
 }
+
+bool Offer(const Fault& fault) { return OfferTo(TaskActions(), fault, CurrentVictim()); }
+
+void Tell(const std::string& what) {
+  if (Observer()) Observer()(what);
+}
+
+void SetDeveloperMode(bool on) { developer_mode = on; }
+
+void SetHostExceptionPort(exception_mask_t mask, mach_port_t port) {
+  PortSpace& space = PortSpace::Get();
+  const std::lock_guard<std::mutex> lock(space.mutex());
+  const Action action = {space.Find(port)->port, EXCEPTION_DEFAULT, THREAD_STATE_NONE};
+  for (size_t type = 1; type < EXC_TYPES_COUNT; ++type) {
+    if (mask & (1u << type)) HostActions().at(type) = action;
+  }
+}
+
+void InheritExceptionPorts() {
+  ThreadActions().clear();
+  for (Action& action : TaskActions()) {
+    if (action.port) action.port->elsewhere = true;
+  }
+}
+
+struct ChildTask::Kernels {
+  Actions inherited;
+  PortRef task = MakeKernelPort();
+  PortRef thread = MakeKernelPort();
+};
+
+ChildTask::ChildTask() : kernels_(std::make_unique<Kernels>()) {
+  const std::lock_guard<std::mutex> lock(PortSpace::Get().mutex());
+  kernels_->inherited = TaskActions();
+  NameTaskPid(kernels_->task, kPid);
+}
+
+ChildTask::~ChildTask() = default;
+
+bool ChildTask::Raise(exception_type_t type, int64_t code, int64_t subcode) const {
+  const Victim victim = {kernels_->thread, kernels_->task, kernels_->thread};
+  return OfferTo(kernels_->inherited, {type, code, subcode}, victim);
+}
+
+namespace {
+
+// The checks and effect of every call that sets exception ports.
+kern_return_t SetActions(PortSpace& space, Actions& actions, exception_mask_t mask,
+                         mach_port_t port, exception_behavior_t behavior,
+                         thread_state_flavor_t flavor) {
+  if (mask & ~kValidMask) return KERN_INVALID_ARGUMENT;
+  Action action{nullptr, behavior, flavor};
+  if (MACH_PORT_VALID(port)) {
+    const PortSpace::Entry* const entry = space.Find(port);
+    if (!entry) return MACH_SEND_INVALID_RIGHT;
+    // A dead name stands for no port at all.
+    if (entry->dead == 0 && entry->send == 0) return MACH_SEND_INVALID_RIGHT;
+    const unsigned kind = static_cast<unsigned>(behavior) & ~MACH_EXCEPTION_CODES;
+    const bool known = kind >= EXCEPTION_DEFAULT && kind <= EXCEPTION_STATE_IDENTITY;
+    if (entry->port && !known) return KERN_INVALID_ARGUMENT;
+    action.port = entry->port;
+  }
+  const bool known_flavor =
+      flavor == 0 || flavor == x86_THREAD_STATE64 || flavor == THREAD_STATE_NONE;
+  if (!known_flavor) return KERN_INVALID_ARGUMENT;
+  for (size_t type = 1; type < EXC_TYPES_COUNT; ++type) {
+    if (mask & (1u << type)) actions.at(type) = action;
+  }
+  return KERN_SUCCESS;
+}
+
+}  // namespace
 
 void ObserveFaults(std::function<void(const std::string&)> observer) {
   Observer() = std::move(observer);
@@ -269,7 +287,7 @@ kern_return_t task_get_exception_ports(task_t task, exception_mask_t mask,
   for (size_t type = 1; type < EXC_TYPES_COUNT; ++type) {
     const exception_mask_t bit = 1u << type;
     if (!(mask & bit)) continue;
-    const mach_double::Action& action = mach_double::Actions().at(type);
+    const mach_double::Action& action = mach_double::TaskActions().at(type);
     size_t group = 0;
     while (group < groups.size() && !(groups[group] == action)) ++group;
     if (group < groups.size()) {
@@ -291,34 +309,20 @@ kern_return_t task_set_exception_ports(task_t task, exception_mask_t mask, mach_
                                        thread_state_flavor_t flavor) {
   if (const auto failure = FailureOf(Call::kSetExceptionPorts)) return *failure;
   if (task != mach_task_self()) return MACH_SEND_INVALID_DEST;
-  if (mask & ~mach_double::kValidMask) return KERN_INVALID_ARGUMENT;
   PortSpace& space = PortSpace::Get();
   const std::lock_guard<std::mutex> lock(space.mutex());
-  mach_double::Action action{nullptr, behavior, flavor};
-  if (MACH_PORT_VALID(port)) {
-    const PortSpace::Entry* const entry = space.Find(port);
-    if (!entry || entry->send == 0) return MACH_SEND_INVALID_RIGHT;
-    const unsigned kind = static_cast<unsigned>(behavior) & ~MACH_EXCEPTION_CODES;
-    if (kind < EXCEPTION_DEFAULT || kind > EXCEPTION_STATE_IDENTITY) return KERN_INVALID_ARGUMENT;
-    action.port = entry->port;
-  }
-  const bool known_flavor =
-      flavor == 0 || flavor == x86_THREAD_STATE64 || flavor == THREAD_STATE_NONE;
-  if (!known_flavor) return KERN_INVALID_ARGUMENT;
-  for (size_t type = 1; type < EXC_TYPES_COUNT; ++type) {
-    if (mask & (1u << type)) mach_double::Actions().at(type) = action;
-  }
-  return KERN_SUCCESS;
+  return mach_double::SetActions(space, mach_double::TaskActions(), mask, port, behavior, flavor);
 }
 
-// The linker sends the statically linked objects' calls of sigaction here (--wrap).
-int __wrap_sigaction(int signo, const struct sigaction* action, struct sigaction* old_action) {
-  if (!mach_double::IsCaught(signo)) return __real_sigaction(signo, action, old_action);
-  struct sigaction& believed = mach_double::Believed().at(static_cast<size_t>(signo));
-  const struct sigaction before = believed;
-  if (action) believed = *action;
-  if (old_action) *old_action = before;
-  return 0;
+kern_return_t thread_set_exception_ports(thread_act_t thread, exception_mask_t mask,
+                                         mach_port_t port, exception_behavior_t behavior,
+                                         thread_state_flavor_t flavor) {
+  PortSpace& space = PortSpace::Get();
+  const std::lock_guard<std::mutex> lock(space.mutex());
+  const PortSpace::Entry* const entry = space.Find(thread);
+  if (!entry || !entry->port) return MACH_SEND_INVALID_DEST;
+  mach_double::Actions& actions = mach_double::ThreadActions()[entry->port];
+  return mach_double::SetActions(space, actions, mask, port, behavior, flavor);
 }
 
 }  // extern "C"

@@ -36,6 +36,9 @@ std::optional<int> FailureOf(Call call) {
   return plan.code;
 }
 
+void LockFailures() { plans_mutex.lock(); }
+void UnlockFailures() { plans_mutex.unlock(); }
+
 void FailOnce(Call call, int code, int skip) {
   const std::lock_guard<std::mutex> lock(plans_mutex);
   Plan& plan = PlanOf(call);

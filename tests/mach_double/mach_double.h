@@ -2,12 +2,15 @@
 // process, so that the macOS sources run in the ordinary suite. include/ holds the platform's
 // declarations; this header is what tests steer the stand-in with.
 //
-// One task: the process itself. All calls may come from any thread. The state is process-wide and
-// is never reset: every test runs in a process of its own.
+// One task: the process itself; a fork's child is a task of its own, with the exception ports of
+// its parent, and ChildTask plays a program that the process started. All calls may come from any
+// thread. The state is process-wide and is never reset: every test runs in a process of its own.
+//
+// The rules it keeps, with their sources and tests, are a table in docs/porting.md.
 //
 // Not played, because no source needs it: port sets, messages with descriptors sent by the process
 // (only the kernel's carry any), exception behaviours that carry thread state (they can be
-// registered, but a fault passes them by), other tasks.
+// registered, but a fault passes them by).
 #ifndef TESTS_MACH_DOUBLE_MACH_DOUBLE_H_
 #define TESTS_MACH_DOUBLE_MACH_DOUBLE_H_
 
@@ -17,6 +20,7 @@
 #include <mach/mach_time.h>
 
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -32,6 +36,7 @@ enum class Call {
   kPortInsertRight,
   kPortDeallocate,
   kPortDestroy,
+  kPortModRefs,
   kGetExceptionPorts,
   kSetExceptionPorts,
   kTaskThreads,
@@ -88,15 +93,46 @@ ExceptionAction ExceptionActionOf(exception_type_t type);
 
 // From now on SIGSEGV, SIGBUS, SIGILL, SIGFPE and SIGTRAP that the hardware raises become exception
 // messages first. When no handler takes one, the action that the process has set with sigaction is
-// carried out (sigaction is intercepted in everything that is linked statically).
+// carried out under the mask it has set (sigaction and pthread_sigmask are intercepted in
+// everything that is linked statically). While the signal is blocked or ignored the instruction
+// faults again.
 void CatchHardwareFaults();
+
+// The handler of the whole host, which is asked last.
+void SetHostExceptionPort(exception_mask_t mask, mach_port_t port);
+
+// Without it, a handler is given rights to thread and task that only read: other ports than those
+// the process knows itself by. It is on at the start.
+void SetDeveloperMode(bool on);
+
+// A task that this one started: it has the exception ports that this one had at that moment.
+class ChildTask {
+ public:
+  static constexpr int kPid = 99999;
+
+  ChildTask();
+  ~ChildTask();
+  ChildTask(const ChildTask&) = delete;
+  ChildTask& operator=(const ChildTask&) = delete;
+
+  // Raises an exception on the task's thread and waits for the end of it, as RaiseException does.
+  bool Raise(exception_type_t type, int64_t code, int64_t subcode) const;
+
+ private:
+  struct Kernels;
+  std::unique_ptr<Kernels> kernels_;
+};
+
+// From now on abort() does what it did up to 10.14: it blocks everything but SIGABRT in the calling
+// thread, and everything in the others.
+void UseOldAbort();
 
 // Raises an exception on the calling thread as the hardware would, without a signal after it: true
 // when a handler replied success.
 bool RaiseException(exception_type_t type, int64_t code, int64_t subcode);
 
-// Called with the kernel's side of the story, on the faulting thread: "exception 1 sent", "reply
-// 5", "signal 11".
+// Called with the kernel's side of the story, on the faulting thread: "exception 1 sent" ("sent
+// elsewhere" to a port of the parent's), "reply 5", "signal 11" ("stays pending" when blocked).
 void ObserveFaults(std::function<void(const std::string&)> observer);
 
 // ---- The process record ----

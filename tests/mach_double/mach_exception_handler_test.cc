@@ -1,11 +1,18 @@
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
 
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/mman.h>
+#include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
 #include <cstring>
+#include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -13,8 +20,10 @@
 #include <vector>
 
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler_mach.h"
+#include "media_core/biz_engine/crash_handler/darwin/mach_exception_phase_mach.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
 #include "tests/mach_double/mach_double.h"
+#include "tests/support/child_process.h"
 
 namespace CrashHandler {
 namespace {
@@ -34,6 +43,48 @@ Lines& LogOf(bool own) {
   return (*logs)[own];
 }
 
+// What the host's log does at a line, on the thread that writes it; set before anything is
+// installed.
+std::function<void(const std::string&)> at_line;
+
+// The log stands still at a line on the handler thread, as with a lock that the faulting thread
+// holds.
+class StuckLog {
+ public:
+  explicit StuckLog(const std::string& line) {
+    at_line = [this, line](const std::string& text) {
+      if (text == line && std::this_thread::get_id() != test_thread) Wait();
+    };
+  }
+  ~StuckLog() { Release(); }
+  StuckLog(const StuckLog&) = delete;
+  StuckLog& operator=(const StuckLog&) = delete;
+
+  void AwaitArrival() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    EXPECT_TRUE(changed_.wait_for(lock, std::chrono::seconds(10), [this] { return arrived_; }));
+  }
+
+  void Release() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    released_ = true;
+    changed_.notify_all();
+  }
+
+ private:
+  void Wait() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    arrived_ = true;
+    changed_.notify_all();
+    changed_.wait(lock, [this] { return released_; });
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool arrived_ = false;
+  bool released_ = false;
+};
+
 void Sink(CrashHandlerLogLevel level, const char* tag, const char* file, int32_t line,
           char* message) {
   EXPECT_STREQ("Crash_Handler", tag);
@@ -43,8 +94,12 @@ void Sink(CrashHandlerLogLevel level, const char* tag, const char* file, int32_t
   const std::string path(file);
   EXPECT_EQ(source, path.substr(path.size() - std::min(path.size(), source.size())));
   EXPECT_GT(line, 0);
-  const std::lock_guard<std::mutex> lock(log_mutex);
-  LogOf(std::this_thread::get_id() == test_thread).push_back(std::to_string(level) + " " + message);
+  {
+    const std::lock_guard<std::mutex> lock(log_mutex);
+    LogOf(std::this_thread::get_id() == test_thread)
+        .push_back(std::to_string(level) + " " + message);
+  }
+  if (at_line) at_line(message);
 }
 
 // The lines of the test's own thread, or of the handler thread, since the last call.
@@ -224,7 +279,7 @@ TEST_F(MachExceptionHandler, InstallingAgainAfterAReleaseTakesAFreshPort) {
   const mach_port_t port = OruRTCMachExceptionPort;
   ReleaseOruRTCMachExceptionHandler();
   Join(first);
-  EXPECT_TRUE(mach_double::RightsOf(port).receive);  // forgotten, not deallocated
+  EXPECT_FALSE(mach_double::RightsOf(port).receive);  // given up by the thread that read there
   const pthread_t second = Install();
   EXPECT_NE(port, OruRTCMachExceptionPort.load());
   ReleaseOruRTCMachExceptionHandler();
@@ -420,8 +475,8 @@ TEST_F(MachExceptionHandler, TheReplyIs36BytesWithTheRequestsHeaderAndAFailure) 
   // The remote right travelled as the send right it came as, the local one with it.
   EXPECT_EQ(static_cast<uint32_t>(MACH_MSGH_BITS(MACH_MSG_TYPE_PORT_SEND, MACH_MSG_TYPE_PORT_SEND)),
             in.words[0]);
-  EXPECT_EQ(36u, in.words[1]);  // what was sent; the header itself still said 84
-  EXPECT_EQ(port, in.words[2]);
+  EXPECT_EQ(36u, in.words[1]);             // what was sent; the header itself still said 84
+  EXPECT_EQ(MACH_PORT_DEAD, in.words[2]);  // the port, which ends with the thread
   EXPECT_EQ(reply_port, in.words[3]);
   EXPECT_EQ(0u, in.words[4]);
   EXPECT_EQ(2405u, in.words[5]);  // not raised by 100
@@ -435,14 +490,8 @@ TEST_F(MachExceptionHandler, AnExceptionIsAnsweredAfterThePortsAreBack) {
   const pthread_t thread = Install();
   TakeOwn();
   TakeThreads();
-  std::thread host([&] {
-    // The predecessor gets the fault only when the ports were restored before the reply.
-    const Words request = Receive<Words>(before);
-    EXPECT_EQ(2401u, request.words[5]);
-    EXPECT_EQ(KERN_SUCCESS, mach_port_deallocate(mach_task_self(), request.words[2]));
-  });
   EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
-  host.join();
+  EXPECT_EQ(before, mach_double::ExceptionActionOf(EXC_BAD_ACCESS).port);
   Join(thread);
   const Lines wanted = Lines{"1 recevie msg: 0",
                              "1 DarwinCrashHandler::receiver mach exception and replay to system"} +
@@ -452,6 +501,22 @@ TEST_F(MachExceptionHandler, AnExceptionIsAnsweredAfterThePortsAreBack) {
   EXPECT_EQ(0u, OruRTCMachExceptionPort.load());
   EXPECT_NE(pthread_t{}, OruRTCMachExceptionHandleThread.load());
   EXPECT_NE(0u, OruRTCMachExceptionHandleThreadId.load());
+}
+
+// The task is asked once a fault: who was there before is asked when the instruction faults again.
+TEST_F(MachExceptionHandler, ThePredecessorGetsTheNextFaultAndNotThisOne) {
+  const mach_port_t before = RegisterPredecessor(kMask);
+  const pthread_t thread = Install();
+  EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+  Join(thread);
+  EXPECT_EQ(0u, mach_double::QueuedMessages(before));
+  std::thread host([&] {
+    const Words request = Receive<Words>(before);
+    EXPECT_EQ(2401u, request.words[5]);
+    EXPECT_EQ(KERN_SUCCESS, mach_port_deallocate(mach_task_self(), request.words[2]));
+  });
+  EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+  host.join();
 }
 
 TEST_F(MachExceptionHandler, AReleaseAfterAnExceptionClearsTheStaleThread) {
@@ -474,6 +539,271 @@ TEST_F(MachExceptionHandler, OneExceptionIsHandledAnInstallation) {
   TakeThreads();
   EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
   EXPECT_EQ(Lines{}, TakeThreads());
+}
+
+TEST_F(MachExceptionHandler, AReplyThatCannotBeSentLetsTheFaultGoOn) {
+  const pthread_t thread = Install();
+  mach_double::FailOnce(Call::kMachMsgSend, MACH_SEND_INVALID_REPLY);
+  EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+  Join(thread);
+}
+
+TEST_F(MachExceptionHandler, WithoutDeveloperModeAnOwnExceptionIsKnownAsOne) {
+  mach_double::SetDeveloperMode(false);
+  const pthread_t thread = Install();
+  TakeThreads();
+  EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+  Join(thread);
+  EXPECT_EQ("1 DarwinCrashHandler::receiver mach exception and replay to system",
+            TakeThreads().at(1));
+  EXPECT_EQ(0u, mach_double::ExceptionActionOf(EXC_BAD_ACCESS).port);
+}
+
+TEST_F(MachExceptionHandler, TheSavedPortsRightsAreGivenBack) {
+  const mach_port_t before = RegisterPredecessor(kMask);
+  const pthread_t thread = Install();
+  EXPECT_EQ(2, mach_double::RightsOf(before).send);
+  ReleaseOruRTCMachExceptionHandler();
+  Join(thread);
+  EXPECT_EQ(1, mach_double::RightsOf(before).send);
+}
+
+// The host may have destroyed it meanwhile.
+TEST_F(MachExceptionHandler, APredecessorThatIsGoneIsRestoredAsNobody) {
+  const mach_port_t before = RegisterPredecessor(kMask);
+  const pthread_t thread = Install();
+  mach_port_mod_refs(mach_task_self(), before, MACH_PORT_RIGHT_RECEIVE, -1);
+  TakeOwn();
+  ReleaseOruRTCMachExceptionHandler();
+  Join(thread);
+  for (const std::string& line : TakeOwn()) EXPECT_NE('2', line.front()) << line;
+  EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+}
+
+// ---- Other tasks ----
+
+TEST_F(MachExceptionHandler, AnotherTasksExceptionIsRefusedAtOnceAndTheHandlerStays) {
+  const pthread_t thread = Install();
+  const mach_double::ChildTask child;
+  TakeThreads();
+  for (int i = 0; i < 3; ++i) EXPECT_FALSE(child.Raise(EXC_BAD_ACCESS, 1, 0));
+  EXPECT_EQ(OruRTCMachExceptionPort.load(), mach_double::ExceptionActionOf(EXC_BAD_ACCESS).port);
+  EXPECT_EQ(1, mach_double::RightsOf(OruRTCMachExceptionPort).send);
+  EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+  Join(thread);
+  const Lines waiting = {"1 recevie msg: 0", "1 Waiting for mach exception"};
+  const Lines own = {"1 recevie msg: 0",
+                     "1 DarwinCrashHandler::receiver mach exception and replay to system"};
+  const Lines wanted = waiting + waiting + waiting + own + Restoration(1) +
+                       Lines{"1 Mach exception handlers uninstalled"};
+  EXPECT_EQ(wanted, TakeThreads());
+}
+
+TEST_F(MachExceptionHandler, AnotherTasksRightsAreGivenBack) {
+  const pthread_t thread = Install();
+  const mach_double::ChildTask child;
+  EXPECT_FALSE(child.Raise(EXC_BAD_ACCESS, 1, 0));
+  ReleaseOruRTCMachExceptionHandler();
+  Join(thread);
+  EXPECT_EQ(2, mach_double::CallCount(Call::kPortDeallocate));
+}
+
+// It keeps the port that it was started with.
+TEST_F(MachExceptionHandler, AStartedProgramsFaultGoesOnAfterTheUninstallation) {
+  const pthread_t thread = Install();
+  const mach_double::ChildTask child;
+  ReleaseOruRTCMachExceptionHandler();
+  Join(thread);
+  EXPECT_FALSE(child.Raise(EXC_BAD_ACCESS, 1, 0));
+}
+
+TEST_F(MachExceptionHandler, AStartedProgramsFaultGoesOnAfterAnException) {
+  const pthread_t thread = Install();
+  const mach_double::ChildTask child;
+  EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+  Join(thread);
+  EXPECT_FALSE(child.Raise(EXC_BAD_ACCESS, 1, 0));
+}
+
+TEST_F(MachExceptionHandler, AFaultDuringAnInstallationThatFailsGoesOn) {
+  std::unique_ptr<mach_double::ChildTask> child;
+  at_line = [&](const std::string& line) {
+    if (line == "Create mach exception thread") child = std::make_unique<mach_double::ChildTask>();
+  };
+  mach_double::FailOnce(Call::kPthreadCreate, EAGAIN);
+  InitOruRTCMachExceptionHandler();
+  ASSERT_NE(nullptr, child);
+  EXPECT_FALSE(child->Raise(EXC_BAD_ACCESS, 1, 0));
+}
+
+// ---- Forks ----
+
+TEST_F(MachExceptionHandler, AForksChildDoesNotInheritThePort) {
+  const pthread_t thread = Install();
+  const oru_test::ChildResult child = oru_test::RunInFork([] {
+    ExpectNothingInstalled();
+    TakeOwn();
+    EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+    ReleaseOruRTCMachExceptionHandler();
+    EXPECT_EQ(kReleaseOfNothing, TakeOwn());
+    return testing::Test::HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(0, child.exit_code) << child.Ending() << child.out;
+  EXPECT_EQ(OruRTCMachExceptionPort.load(), mach_double::ExceptionActionOf(EXC_BAD_ACCESS).port);
+  EXPECT_EQ(1, mach_double::RightsOf(OruRTCMachExceptionPort).send);
+  ReleaseOruRTCMachExceptionHandler();
+  Join(thread);
+}
+
+TEST_F(MachExceptionHandler, AForksChildKeepsWhatSomebodyElseRegisteredLater) {
+  const pthread_t thread = Install();
+  const mach_port_t later = RegisterPredecessor(EXC_MASK_BREAKPOINT);
+  const oru_test::ChildResult child = oru_test::RunInFork([] {
+    OruRTCMachExceptionPorts now = {};
+    EXPECT_EQ(KERN_SUCCESS, task_get_exception_ports(mach_task_self(), kMask, now.masks, &now.count,
+                                                     now.ports, now.behaviors, now.flavors));
+    EXPECT_EQ(2u, now.count);
+    EXPECT_EQ(0u, now.ports[0]);
+    EXPECT_EQ(static_cast<exception_mask_t>(EXC_MASK_BREAKPOINT), now.masks[1]);
+    EXPECT_NE(0u, now.ports[1]);
+    return testing::Test::HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(0, child.exit_code) << child.Ending() << child.out;
+  EXPECT_EQ(1, mach_double::RightsOf(later).send);
+  ReleaseOruRTCMachExceptionHandler();
+  Join(thread);
+}
+
+TEST_F(MachExceptionHandler, AForksChildCanInstallItsOwn) {
+  const pthread_t thread = Install();
+  const oru_test::ChildResult child = oru_test::RunInFork([] {
+    const pthread_t own = Install();
+    EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+    Join(own);
+    return testing::Test::HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(0, child.exit_code) << child.Ending() << child.out;
+  ReleaseOruRTCMachExceptionHandler();
+  Join(thread);
+}
+
+// ---- Several things at once ----
+
+TEST_F(MachExceptionHandler, ASecondThreadsFaultGoesOnWhileTheFirstIsHandled) {
+  StuckLog log("Restoring port index 0");
+  const pthread_t thread = Install();
+  std::thread first([] { EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0)); });
+  log.AwaitArrival();
+  EXPECT_FALSE(mach_double::RaiseException(EXC_ARITHMETIC, 1, 0));
+  EXPECT_EQ(OruRTCMachExceptionPort.load(), mach_double::ExceptionActionOf(EXC_BAD_ACCESS).port);
+  log.Release();
+  first.join();
+  Join(thread);
+}
+
+// Its message is at the port already when the thread takes the first one.
+TEST_F(MachExceptionHandler, TwoFaultsAtOnceBothGoOn) {
+  for (int i = 0; i < 50; ++i) {
+    const pthread_t thread = Install();
+    std::vector<std::thread> faulting;
+    for (int t = 0; t < 4; ++t) {
+      faulting.emplace_back([] { mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0); });
+    }
+    for (std::thread& t : faulting) t.join();
+    Join(thread);
+    ReleaseOruRTCMachExceptionHandler();
+  }
+}
+
+TEST_F(MachExceptionHandler, AFaultOfTheHandlerThreadGoesOn) {
+  bool taken = true;
+  at_line = [&](const std::string& line) {
+    if (line == "Restore original mach exception ports") {
+      taken = mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0);
+    }
+  };
+  const pthread_t thread = Install();
+  EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+  Join(thread);
+  EXPECT_FALSE(taken);
+}
+
+class StuckHandler : public MachExceptionHandler,
+                     public testing::WithParamInterface<const char*> {};
+
+// A log that never comes back must not keep the faulting thread.
+TEST_P(StuckHandler, AnswersWhenItsTimeIsOver) {
+  const mach_port_t before = RegisterPredecessor(kMask);
+  StuckLog log(GetParam());
+  SetMachPhaseTimeForTesting(50);
+  const pthread_t thread = Install();
+  EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
+  EXPECT_EQ(before, mach_double::ExceptionActionOf(EXC_BAD_ACCESS).port);
+  EXPECT_EQ(0u, mach_double::QueuedMessages(before));
+  const int sent = mach_double::CallCount(Call::kMachMsgSend);
+  log.Release();
+  Join(thread);
+  EXPECT_EQ(sent, mach_double::CallCount(Call::kMachMsgSend));  // answered once
+  EXPECT_EQ(before, mach_double::ExceptionActionOf(EXC_BAD_ACCESS).port);
+  EXPECT_EQ(1, mach_double::RightsOf(before).send);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    At, StuckHandler,
+    testing::Values("recevie msg: 0",
+                    "DarwinCrashHandler::receiver mach exception and replay to system",
+                    "Restoring port index 0", "Restore mach exception ports finish",
+                    "Mach exception handlers uninstalled"),
+    [](const testing::TestParamInfo<const char*>& info) {
+      std::string name = info.param;
+      name.erase(std::remove_if(name.begin(), name.end(), [](char c) { return !isalnum(c); }),
+                 name.end());
+      return name;
+    });
+
+TEST_F(MachExceptionHandler, UninstalledWhileAFaultIsUnderWay) {
+  StuckLog log("DarwinCrashHandler::receiver mach exception and replay to system");
+  const pthread_t thread = Install();
+  std::thread faulting([] { EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0)); });
+  log.AwaitArrival();
+  ReleaseOruRTCMachExceptionHandler();
+  ExpectNothingInstalled();
+  log.Release();
+  faulting.join();
+  Join(thread);
+}
+
+TEST_F(MachExceptionHandler, AnEarlierFaultLeavesALaterInstallationAlone) {
+  StuckLog log("DarwinCrashHandler::receiver mach exception and replay to system");
+  const pthread_t first = Install();
+  std::thread faulting([] { EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0)); });
+  log.AwaitArrival();
+  ReleaseOruRTCMachExceptionHandler();
+  const pthread_t second = Install();
+  const mach_port_t port = OruRTCMachExceptionPort;
+  log.Release();
+  faulting.join();
+  Join(first);
+  EXPECT_EQ(port, OruRTCMachExceptionPort.load());
+  EXPECT_EQ(port, mach_double::ExceptionActionOf(EXC_BAD_ACCESS).port);
+  ReleaseOruRTCMachExceptionHandler();
+  Join(second);
+}
+
+// ---- The host's signals ----
+
+// A host that blocks a signal in its threads and waits for it in one gets it there.
+TEST_F(MachExceptionHandler, TheHandlerTakesNoSignalOfTheHosts) {
+  const pthread_t thread = Install();
+  sigset_t waited;
+  sigemptyset(&waited);
+  sigaddset(&waited, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &waited, nullptr);
+  kill(getpid(), SIGUSR1);  // would end the process
+  const timespec limit = {10, 0};
+  EXPECT_EQ(SIGUSR1, sigtimedwait(&waited, nullptr, &limit));
+  ReleaseOruRTCMachExceptionHandler();
+  Join(thread);
 }
 
 }  // namespace

@@ -65,6 +65,13 @@ void PortSpace::DropSendOnce(mach_port_name_t name) { entries_.erase(name); }
 
 void PortSpace::Erase(mach_port_name_t name) { entries_.erase(name); }
 
+void PortSpace::Clear() {
+  for (auto& [name, entry] : entries_) {
+    if (entry.receive && entry.port) entry.port->elsewhere = true;
+  }
+  entries_.clear();
+}
+
 void PortSpace::Kill(const PortRef& port) {
   port->alive = false;
   for (const Message& message : std::exchange(port->queue, {})) DestroyMessage(message);
@@ -189,6 +196,24 @@ kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name) {
   } else {
     return KERN_INVALID_RIGHT;
   }
+  return KERN_SUCCESS;
+}
+
+// Only the end of a receive right, which is all that the sources take away so.
+kern_return_t mach_port_mod_refs(ipc_space_t task, mach_port_name_t name, mach_port_right_t right,
+                                 mach_port_delta_t delta) {
+  if (const auto failure = FailureOf(Call::kPortModRefs)) return *failure;
+  if (task != mach_task_self()) return MACH_SEND_INVALID_DEST;
+  if (right != MACH_PORT_RIGHT_RECEIVE || delta != -1) return KERN_INVALID_VALUE;
+  PortSpace& space = PortSpace::Get();
+  const std::lock_guard<std::mutex> lock(space.mutex());
+  PortSpace::Entry* const entry = space.Find(name);
+  if (!entry) return KERN_INVALID_NAME;
+  if (!entry->receive) return KERN_INVALID_RIGHT;
+  const bool named_further = entry->send > 0;
+  entry->receive = false;
+  space.Kill(mach_double::PortRef(entry->port));
+  if (!named_further) space.Erase(name);
   return KERN_SUCCESS;
 }
 

@@ -33,6 +33,7 @@ struct Message {
 struct Port {
   bool alive = true;
   bool kernel_owned = false;
+  bool elsewhere = false;  // its receiver is another task, which never answers
   std::deque<Message> queue;
   std::condition_variable changed;
   int receivers = 0;
@@ -68,6 +69,8 @@ class PortSpace {
   void DropSend(mach_port_name_t name);
   void DropSendOnce(mach_port_name_t name);
   void Erase(mach_port_name_t name);
+  // What a fork's child starts with: no name at all. The ports stay what they are to others.
+  void Clear();
   // The end of a port: waiting messages are destroyed, waiters wake, names of it become dead names.
   void Kill(const PortRef& port);
 

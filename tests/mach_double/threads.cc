@@ -13,7 +13,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <map>
 
+#include "tests/mach_double/exceptions.h"
 #include "tests/mach_double/failures.h"
 
 mach_port_t mach_task_self_ = MACH_PORT_NULL;
@@ -115,7 +117,7 @@ struct Capture {
 Capture* asked_capture = nullptr;
 std::mutex capture_mutex;
 
-int CaptureSignal() { return SIGRTMAX - 2; }
+int CaptureSignal() { return FirstOwnSignal() + 1; }
 
 void OnCapture(int /*signo*/, siginfo_t* /*info*/, void* context) {
   Capture* const capture = __atomic_exchange_n(&asked_capture, nullptr, __ATOMIC_ACQ_REL);
@@ -150,26 +152,71 @@ bool CaptureRegisters(pid_t tid, x86_thread_state64_t* state) {
 struct Start {
   void* (*body)(void*);
   void* argument;
+  uint64_t blocked_faults;
 };
 
 void* RunListed(void* argument) {
   const Start start = *static_cast<Start*>(argument);
   delete static_cast<Start*>(argument);
+  SetBlockedFaults(start.blocked_faults);
   ServeCurrentThread();
   return start.body(start.argument);
+}
+
+// ---- Tasks ----
+
+struct TaskPorts {
+  PortRef control = MakeKernelPort();
+  PortRef read = MakeKernelPort();
+};
+
+TaskPorts& OwnTask() {
+  static auto* const ports = new TaskPorts;
+  return *ports;
+}
+
+// The process identifiers of other tasks.
+std::map<PortRef, int>& Pids() {
+  static auto* const pids = new std::map<PortRef, int>;
+  return *pids;
+}
+
+// A child is a task of its own, with one thread and no names but that of itself.
+void BecomeChild() {
+  OwnTask() = TaskPorts();
+  Threads().clear();
+  own_thread.thread = nullptr;
+  InheritExceptionPorts();
+  PortSpace::Get().Clear();
+  mach_task_self_ = PortSpace::Get().AddSend(OwnTask().control);
+}
+
+void LockForFork() {
+  LockFailures();
+  PortSpace::Get().mutex().lock();
+}
+
+void UnlockAfterFork() {
+  PortSpace::Get().mutex().unlock();
+  UnlockFailures();
 }
 
 __attribute__((constructor)) void MakeTask() {
   const auto lock = Lock();
   mach_task_self_ = PortSpace::Get().AddSend(TaskPort());
+  pthread_atfork(LockForFork, UnlockAfterFork, [] {
+    BecomeChild();
+    UnlockAfterFork();
+  });
 }
 
 }  // namespace
 
-PortRef TaskPort() {
-  static auto* const port = new PortRef(MakeKernelPort());
-  return *port;
-}
+PortRef TaskPort() { return OwnTask().control; }
+PortRef TaskReadPort() { return OwnTask().read; }
+void NameTaskPid(const PortRef& task, int pid) { Pids()[task] = pid; }
+
+int FirstOwnSignal() { return SIGRTMAX - 3; }
 
 PortRef CurrentThreadPort() {
   const auto lock = Lock();
@@ -275,6 +322,19 @@ pthread_t pthread_from_mach_thread_np(mach_port_t thread) {
   return record && record->has_pthread ? record->handle : pthread_t{};
 }
 
+kern_return_t pid_for_task(mach_port_name_t task, int* pid) {
+  const auto lock = Lock();
+  *pid = -1;
+  const PortSpace::Entry* const entry = PortSpace::Get().Find(task);
+  if (!entry || !entry->port) return KERN_FAILURE;
+  const auto other = mach_double::Pids().find(entry->port);
+  const bool own =
+      entry->port == mach_double::TaskPort() || entry->port == mach_double::TaskReadPort();
+  if (!own && other == mach_double::Pids().end()) return KERN_FAILURE;
+  *pid = own ? getpid() : other->second;
+  return KERN_SUCCESS;
+}
+
 kern_return_t task_threads(task_inspect_t task, thread_act_array_t* list,
                            mach_msg_type_number_t* count) {
   if (const auto failure = FailureOf(Call::kTaskThreads)) return *failure;
@@ -326,7 +386,7 @@ kern_return_t thread_get_state(thread_act_t thread, thread_state_flavor_t flavor
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
                           void* argument) {
   if (const auto failure = FailureOf(Call::kPthreadCreate)) return *failure;
-  auto* const start = new mach_double::Start{body, argument};
+  auto* const start = new mach_double::Start{body, argument, mach_double::BlockedFaults()};
   const int result = __real_pthread_create(thread, attributes, mach_double::RunListed, start);
   if (result != 0) delete start;
   return result;

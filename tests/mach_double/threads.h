@@ -8,9 +8,16 @@
 
 namespace mach_double {
 
-// The port of the calling thread, and of the task.
+// The stand-in's own signals are this one and those above it.
+int FirstOwnSignal();
+
+// The port of the calling thread, and of the task; the task's second one only reads.
 PortRef CurrentThreadPort();
 PortRef TaskPort();
+PortRef TaskReadPort();
+
+// Makes a port one of another task's.
+void NameTaskPid(const PortRef& task, int pid);
 
 // The platform's form of an interrupted context.
 x86_thread_state64_t StateOf(const ucontext_t& context);

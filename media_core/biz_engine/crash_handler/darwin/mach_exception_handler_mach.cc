@@ -2,6 +2,7 @@
 
 #include <mach/mach.h>
 #include <pthread.h>
+#include <signal.h>
 #include <sys/sysctl.h>
 #include <sys/types.h>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
+#include "media_core/biz_engine/crash_handler/darwin/mach_exception_phase_mach.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
 
 namespace CrashHandler {
@@ -36,20 +38,29 @@ constexpr exception_mask_t kExceptionMask = EXC_MASK_BAD_ACCESS | EXC_MASK_BAD_I
 constexpr auto kBehavior =
     static_cast<exception_behavior_t>(EXCEPTION_DEFAULT | MACH_EXCEPTION_CODES);
 
-constexpr mach_msg_id_t kStopMessageId = 0;
+// The number of the installation whose saved ports are still to be restored; 0 when none are. Who
+// exchanges it against 0 restores them: that way a release of the host's and the handler thread's
+// never do it both, and a handler thread of an earlier installation never does it to a later one.
+std::atomic<uint32_t> sPortsToRestore{0};
+std::atomic<uint32_t> sInstallation{0};
 
-// Whether the new thread knows its port. Until then nobody may release the port or install another,
-// or the thread would wait at the wrong one, where its stop message never comes.
+// Whether the new thread knows its installation. Until then nobody may release it or install
+// another, or the thread would wait at the wrong port, where its stop message never comes.
 std::mutex sStartMutex;
 std::condition_variable sStartCondition;
 bool sThreadHasPort = false;
 
-mach_port_t TakePort() {
-  const mach_port_t port = OruRTCMachExceptionPort.load();
+struct Installation {
+  mach_port_t port;
+  uint32_t number;
+};
+
+Installation TakeInstallation() {
+  const Installation own = {OruRTCMachExceptionPort.load(), sInstallation.load()};
   const std::lock_guard<std::mutex> lock(sStartMutex);
   sThreadHasPort = true;
   sStartCondition.notify_one();
-  return port;
+  return own;
 }
 
 void AwaitThreadWithPort() {
@@ -61,22 +72,6 @@ void ForgetEarlierThread() {
   const std::lock_guard<std::mutex> lock(sStartMutex);
   sThreadHasPort = false;
 }
-
-// Where an exception request with two port descriptors has its NDR record.
-constexpr size_t kRequestNdrOffset = 52;
-
-struct ReceiveBuffer {
-  mach_msg_header_t header;
-  uint8_t rest[556];
-};
-static_assert(sizeof(ReceiveBuffer) == 580, "an exception request of any behaviour fits");
-
-struct Reply {
-  mach_msg_header_t header;
-  NDR_record_t ndr;
-  kern_return_t result;
-};
-static_assert(sizeof(Reply) == 36, "header, NDR record, return code");
 
 struct StopMessage {
   mach_msg_header_t header;
@@ -100,7 +95,10 @@ bool SaveExceptionPorts() {
   const kern_return_t result =
       task_get_exception_ports(mach_task_self(), kExceptionMask, old.masks, &old.count, old.ports,
                                old.behaviors, old.flavors);
-  if (result == KERN_SUCCESS) return true;
+  if (result == KERN_SUCCESS) {
+    sPortsToRestore.store(++sInstallation);
+    return true;
+  }
   ORU_MACH_ERROR("task_get_exception_ports error: %s", MachErrorText(result));
   return false;
 }
@@ -132,13 +130,28 @@ bool InstallExceptionPort() {
   return false;
 }
 
+// A thread that takes none of the host's signals: they are meant for the host's threads, which may
+// block and wait for them. Faults of its own come through.
+int CreateDeafThread(pthread_t* thread, const pthread_attr_t* attributes) {
+  sigset_t hosts;
+  sigfillset(&hosts);
+  for (const int signo : {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGTRAP, SIGABRT, SIGSYS}) {
+    sigdelset(&hosts, signo);
+  }
+  sigset_t before;
+  pthread_sigmask(SIG_SETMASK, &hosts, &before);
+  const int result = pthread_create(thread, attributes, &OruRTCMachExceptionHandler, nullptr);
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  return result;
+}
+
 bool StartHandlerThread() {
   ORU_MACH_INFO("Create mach exception thread");
   ForgetEarlierThread();
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
   pthread_t thread = {};
-  const int result = pthread_create(&thread, &attributes, &OruRTCMachExceptionHandler, nullptr);
+  const int result = CreateDeafThread(&thread, &attributes);
   pthread_attr_destroy(&attributes);
   if (result != 0) {
     ORU_MACH_ERROR("pthread_create failed: %s", std::string(strerror(result)));
@@ -152,23 +165,43 @@ bool StartHandlerThread() {
   return true;
 }
 
-void RestoreExceptionPorts() {
+kern_return_t RestoreEntry(mach_msg_type_number_t i) {
+  const OruRTCMachExceptionPorts& old = OruRTCOldMachExceptionPorts;
+  return task_set_exception_ports(mach_task_self(), old.masks[i], old.ports[i], old.behaviors[i],
+                                  old.flavors[i]);
+}
+
+// The rights that came with the saved ports.
+void GiveSavedRightsBack() {
   OruRTCMachExceptionPorts& old = OruRTCOldMachExceptionPorts;
-  if (old.count == 0) {
+  for (mach_msg_type_number_t i = 0; i < old.count; ++i) {
+    if (MACH_PORT_VALID(old.ports[i])) mach_port_deallocate(mach_task_self(), old.ports[i]);
+  }
+  old.count = 0;
+}
+
+// In the handler thread's stead, which may be stuck between two of them.
+void RestoreQuietly(uint32_t installation) {
+  const bool untouched = sPortsToRestore.compare_exchange_strong(installation, 0);
+  for (mach_msg_type_number_t i = 0; i < OruRTCOldMachExceptionPorts.count; ++i) RestoreEntry(i);
+  if (untouched) GiveSavedRightsBack();
+}
+
+void RestoreExceptionPorts(uint32_t installation) {
+  if (installation == 0 || !sPortsToRestore.compare_exchange_strong(installation, 0)) {
     ORU_MACH_INFO("Original exception ports were already restored");
     return;
   }
   ORU_MACH_INFO("Restore original mach exception ports");
-  for (mach_msg_type_number_t i = 0; i < old.count; ++i) {
+  for (mach_msg_type_number_t i = 0; i < OruRTCOldMachExceptionPorts.count; ++i) {
     ORU_MACH_INFO("Restoring port index %d", static_cast<int>(i));
-    const kern_return_t result = task_set_exception_ports(
-        mach_task_self(), old.masks[i], old.ports[i], old.behaviors[i], old.flavors[i]);
+    const kern_return_t result = RestoreEntry(i);
     if (result != KERN_SUCCESS) {
       ORU_MACH_ERROR("task_set_exception_ports error: %s", MachErrorText(result));
     }
   }
   ORU_MACH_INFO("Restore mach exception ports finish");
-  old.count = 0;
+  GiveSavedRightsBack();
 }
 
 // The handler thread must not tell itself to stop: it is on its way out already.
@@ -181,15 +214,58 @@ void StopHandlerThread() {
   OruRTCMachExceptionHandleThreadId.store(MACH_PORT_NULL);
 }
 
-// The header goes back as it came, ports and id included: it names the kernel's reply port, and
-// anything but success makes the kernel go on.
-void ReplyWithFailure(const ReceiveBuffer& request, Reply* reply) {
-  reply->header = request.header;
-  std::memcpy(&reply->ndr, reinterpret_cast<const uint8_t*>(&request) + kRequestNdrOffset,
-              sizeof(reply->ndr));
-  reply->result = KERN_FAILURE;
-  mach_msg(&reply->header, MACH_SEND_MSG, sizeof(*reply), 0, MACH_PORT_NULL, MACH_MSG_TIMEOUT_NONE,
-           MACH_PORT_NULL);
+// ---- Forks ----
+
+// The types whose handler a child would inherit from this one.
+std::atomic<exception_mask_t> sInherited{0};
+
+exception_mask_t TypesWithOwnPort() {
+  const mach_port_t port = OruRTCMachExceptionPort.load();
+  if (port == MACH_PORT_NULL) return 0;
+  OruRTCMachExceptionPorts now = {};
+  if (task_get_exception_ports(mach_task_self(), kExceptionMask, now.masks, &now.count, now.ports,
+                               now.behaviors, now.flavors) != KERN_SUCCESS) {
+    return 0;
+  }
+  exception_mask_t types = 0;
+  for (mach_msg_type_number_t i = 0; i < now.count; ++i) {
+    if (now.ports[i] == port) types |= now.masks[i];
+    if (MACH_PORT_VALID(now.ports[i])) mach_port_deallocate(mach_task_self(), now.ports[i]);
+  }
+  return types;
+}
+
+void BeforeFork() { sInherited.store(TypesWithOwnPort()); }
+
+// The child has neither the thread nor the port, only the parent's place in front of its faults:
+// they would go to the parent. What the parent had saved are names that mean nothing here.
+void InChild() {
+  const exception_mask_t types = sInherited.load();
+  if (types != 0) {
+    task_set_exception_ports(mach_task_self(), types, MACH_PORT_NULL, EXCEPTION_DEFAULT,
+                             THREAD_STATE_NONE);
+  }
+  sPortsToRestore.store(0);
+  OruRTCOldMachExceptionPorts.count = 0;
+  OruRTCMachExceptionHandleThread.store(pthread_t{});
+  OruRTCMachExceptionHandleThreadId.store(MACH_PORT_NULL);
+  OruRTCMachExceptionPort.store(MACH_PORT_NULL);
+}
+
+void ServeForks() {
+  [[maybe_unused]] static const int registered = pthread_atfork(&BeforeFork, nullptr, &InChild);
+}
+
+// The rest of a release behind the restoration of the ports; an installation that has come since
+// keeps its port.
+void ForgetPort(mach_port_t port) {
+  OruRTCMachExceptionPort.compare_exchange_strong(port, MACH_PORT_NULL);
+  ORU_MACH_INFO("Mach exception handlers uninstalled");
+}
+
+void ReleaseOnHandlerThread(const Installation& own) {
+  RestoreExceptionPorts(own.number);
+  ForgetPort(own.port);
 }
 
 }  // namespace
@@ -199,17 +275,22 @@ void InitOruRTCMachExceptionHandler() {
     ORU_MACH_INFO("Debug running, skip mach exception");
     return;
   }
+  ServeForks();
   ORU_MACH_INFO("Install Mach Exception handler");
   const bool installed =
       SaveExceptionPorts() && MakeExceptionPort() && InstallExceptionPort() && StartHandlerThread();
-  if (!installed) ReleaseOruRTCMachExceptionHandler();
+  if (installed) return;
+  const mach_port_t port = OruRTCMachExceptionPort.load();
+  ReleaseOruRTCMachExceptionHandler();
+  // A fault that came in between must not wait there.
+  if (port != MACH_PORT_NULL) EndReceiving(port);
 }
 
 void ReleaseOruRTCMachExceptionHandler() {
-  RestoreExceptionPorts();
+  const mach_port_t port = OruRTCMachExceptionPort.load();
+  RestoreExceptionPorts(sInstallation.load());
   StopHandlerThread();
-  OruRTCMachExceptionPort.store(MACH_PORT_NULL);
-  ORU_MACH_INFO("Mach exception handlers uninstalled");
+  ForgetPort(port);
 }
 
 void ShutDownMachExceptionThread() {
@@ -223,7 +304,7 @@ void ShutDownMachExceptionThread() {
   message.header.msgh_size = sizeof(message);
   message.header.msgh_remote_port = port;
   message.header.msgh_local_port = MACH_PORT_NULL;
-  message.header.msgh_id = kStopMessageId;
+  message.header.msgh_id = kMachStopMessageId;
   const mach_msg_return_t result = mach_msg(&message.header, MACH_SEND_MSG | MACH_SEND_TIMEOUT,
                                             sizeof(message), 0, MACH_PORT_NULL, 0, MACH_PORT_NULL);
   if (result != MACH_MSG_SUCCESS) {
@@ -232,25 +313,31 @@ void ShutDownMachExceptionThread() {
 }
 
 void* OruRTCMachExceptionHandler(void* /*unused*/) {
-  const mach_port_t port = TakePort();
-  ReceiveBuffer request = {};
-  Reply reply = {};
+  const Installation own = TakeInstallation();
+  MachExceptionPhase phase(own.port, [own] { RestoreQuietly(own.number); });
+  MachRequest request = {};
   for (;;) {
     ORU_MACH_INFO("Waiting for mach exception");
     const mach_msg_return_t result = mach_msg(&request.header, MACH_RCV_MSG, 0, sizeof(request),
-                                              port, MACH_MSG_TIMEOUT_NONE, MACH_PORT_NULL);
+                                              own.port, MACH_MSG_TIMEOUT_NONE, MACH_PORT_NULL);
+    const bool received = result == MACH_MSG_SUCCESS;
+    const bool stop = received && request.header.msgh_id == kMachStopMessageId;
+    const bool foreign = received && !stop && IsOfAnotherTask(request);
+    if (foreign) RefuseException(request);
+    if (received && !stop && !foreign) phase.Begin(request);
     ORU_MACH_INFO("recevie msg: %d", result);
-    if (result != MACH_MSG_SUCCESS) {
+    if (!received) {
       ORU_MACH_ERROR("mach_msg error: %s", MachErrorText(result));
       continue;
     }
-    if (request.header.msgh_id == kStopMessageId) {
+    if (foreign) continue;
+    if (stop) {
       ORU_MACH_INFO("DarwinCrashHandler::receiver shutdown mach exception thread");
       return nullptr;
     }
     ORU_MACH_INFO("DarwinCrashHandler::receiver mach exception and replay to system");
-    ReleaseOruRTCMachExceptionHandler();
-    ReplyWithFailure(request, &reply);
+    ReleaseOnHandlerThread(own);
+    phase.Answer();
     return nullptr;
   }
 }

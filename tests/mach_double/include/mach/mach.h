@@ -8,6 +8,7 @@
 #include <mach/host_info.h>
 #include <mach/kern_return.h>
 #include <mach/mach_error.h>
+#include <mach/mach_traps.h>
 #include <mach/machine.h>
 #include <mach/message.h>
 #include <mach/port.h>
@@ -38,6 +39,8 @@ kern_return_t mach_port_allocate(ipc_space_t task, mach_port_right_t right, mach
 kern_return_t mach_port_insert_right(ipc_space_t task, mach_port_name_t name, mach_port_t poly,
                                      mach_msg_type_name_t disposition);
 kern_return_t mach_port_deallocate(ipc_space_t task, mach_port_name_t name);
+kern_return_t mach_port_mod_refs(ipc_space_t task, mach_port_name_t name, mach_port_right_t right,
+                                 mach_port_delta_t delta);
 kern_return_t mach_port_destroy(ipc_space_t task, mach_port_name_t name);
 
 kern_return_t task_threads(task_inspect_t task, thread_act_array_t* list,
@@ -50,6 +53,9 @@ kern_return_t task_get_exception_ports(task_t task, exception_mask_t mask,
                                        exception_flavor_array_t flavors);
 kern_return_t task_set_exception_ports(task_t task, exception_mask_t mask, mach_port_t port,
                                        exception_behavior_t behavior, thread_state_flavor_t flavor);
+kern_return_t thread_set_exception_ports(thread_act_t thread, exception_mask_t mask,
+                                         mach_port_t port, exception_behavior_t behavior,
+                                         thread_state_flavor_t flavor);
 kern_return_t thread_get_state(thread_act_t thread, thread_state_flavor_t flavor,
                                thread_state_t state, mach_msg_type_number_t* count);
 

@@ -7,6 +7,7 @@
 typedef natural_t mach_port_name_t;
 typedef mach_port_name_t mach_port_t;
 typedef natural_t mach_port_right_t;
+typedef integer_t mach_port_delta_t;
 
 #define MACH_PORT_NULL 0
 #define MACH_PORT_DEAD ((mach_port_name_t)~0)
