@@ -201,7 +201,8 @@ void UnlockAfterFork() {
   UnlockFailures();
 }
 
-__attribute__((constructor)) void MakeTask() {
+// Early, so that a child's own handlers find the stand-in in order.
+__attribute__((constructor(101))) void MakeTask() {
   const auto lock = Lock();
   mach_task_self_ = PortSpace::Get().AddSend(TaskPort());
   pthread_atfork(LockForFork, UnlockAfterFork, [] {
