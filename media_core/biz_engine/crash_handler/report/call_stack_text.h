@@ -38,14 +38,16 @@ void symbolicate(machine::Symbolizer* symbolizer, const uintptr_t* addresses,
 std::string TextOfThread(machine::ThreadNumber number);
 
 // The texts of all threads, the calling one included, in the system's order, each as it stood when
-// it was looked at (machine/threads/thread_capture.h). "Fail to get information of all threads" when the threads cannot be listed, and
-// behind the last whole block when there is no memory for more.
+// it was looked at (machine/threads/thread_capture.h). "Fail to get information of all threads"
+// when the threads cannot be listed, and behind the last whole block when there is no memory for
+// more.
 std::string TextOfAllThreads();
 
 // The same; may run in a signal handler, with the allocator's lock held by anyone.
 void AppendAllThreads(machine::TextBuffer* text);
 
-// Does what the first use would otherwise do (mapping memory, reading the list of images). For installation.
+// Does what the first use would otherwise do (mapping memory, reading the list of images). For
+// installation.
 void PrepareCallStacks();
 
 }  // namespace CrashHandler

@@ -34,15 +34,15 @@ class BorrowedSignal {
 // Only `signo`, as for a change of the mask.
 sigset_t MaskOf(int signo);
 
-// The real-time signals of this moment that can be borrowed. For Linux only. May be used in a signal
-// handler.
+// The real-time signals of this moment that can be borrowed. For Linux only. May be used in a
+// signal handler.
 class RealTimeSignals {
  public:
   // Looks at the actions of all of them.
   RealTimeSignals();
   // The best one that is not in `barred` (bit n - 1 stands for signal n): the highest with the
-  // default action, else the highest that is ignored, else the highest that the host handles. 0 when
-  // all are barred.
+  // default action, else the highest that is ignored, else the highest that the host handles. 0
+  // when all are barred.
   int Choose(unsigned long barred) const;
   // The same without those that the host handles or ignores.
   int ChooseUnused(unsigned long barred) const;

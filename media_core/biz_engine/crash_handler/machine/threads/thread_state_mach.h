@@ -11,6 +11,9 @@ namespace CrashHandler::machine {
 // Asks the kernel for the registers of a thread. False when it does not give them.
 bool ReadThreadState(thread_act_t thread, Registers* registers);
 
+// The registers in a signal handler's context. `machine_context` is the platform's mcontext_t.
+Registers RegistersOfMachineContext(const void* machine_context);
+
 // Whether the instruction that brought the thread of a signal handler's context into the kernel is
 // repeated after the handler. `machine_context` is the platform's mcontext_t.
 bool LastEntryRepeats(const void* machine_context);

@@ -25,6 +25,13 @@ bool ReadThreadState(thread_act_t thread, Registers* registers) {
   return true;
 }
 
+Registers RegistersOfMachineContext(const void* machine_context) {
+  const auto* context = static_cast<const _STRUCT_MCONTEXT64*>(machine_context);
+  Registers registers;
+  memcpy(&registers, &context->__ss, sizeof(registers));
+  return registers;
+}
+
 bool LastEntryRepeats(const void* machine_context) {
   const auto* context = static_cast<const _STRUCT_MCONTEXT64*>(machine_context);
   return SyndromeRepeats(context->__es.__esr);

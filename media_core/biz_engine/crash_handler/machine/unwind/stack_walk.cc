@@ -2,16 +2,6 @@
 
 namespace CrashHandler::machine {
 
-namespace {
-
-// What the compiler's prologue leaves at a frame pointer.
-struct FrameEntry {
-  uintptr_t previous;
-  uintptr_t return_address;
-};
-
-}  // namespace
-
 void KeepLinkOfFramelessFunction(SameFunction same, WalkStart* start) {
   // A return address points behind its call.
   if (start->link != 0 && same(start->instruction, start->link - 1)) start->link = 0;

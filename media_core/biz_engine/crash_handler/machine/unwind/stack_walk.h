@@ -39,6 +39,12 @@ struct WalkStart {
   uint64_t return_address_bits;  // the others of a stored return address are not part of it
 };
 
+// What the compiler's prologue leaves at a frame pointer.
+struct FrameEntry {
+  uintptr_t previous;
+  uintptr_t return_address;
+};
+
 template <typename ProcessorRegisters>
 WalkStart WalkStartOf(const ProcessorRegisters& registers) {
   return {mach_instructionAddress(registers), mach_framePointer(registers),
@@ -68,6 +74,11 @@ void PrepareStackWalk();
 // addresses and faults. Writes at most `room` addresses and returns how many; 0 when the stack is
 // sound (and always on macOS, whose `backtrace` stays within the stack).
 size_t CaptureDamagedStack(void** frames, size_t room);
+
+// All frames of a thread that stands at these registers, innermost first: the instruction pointer,
+// then return addresses, the outermost one included. Writes at most `room` addresses and returns
+// how many.
+size_t WalkWhole(const Registers& registers, void** frames, size_t room);
 
 // Walks many stacks of one moment; what it read of code and unwind tables it remembers.
 class StackWalker {

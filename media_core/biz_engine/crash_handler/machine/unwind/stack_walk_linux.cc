@@ -307,6 +307,18 @@ size_t CaptureDamagedStack(void** frames, size_t room) {
   return sound ? 0 : count;
 }
 
+size_t WalkWhole(const Registers& registers, void** frames, size_t room) {
+  ScratchMemory memory;
+  WalkerState* state = TakeState(&memory);
+  if (state == nullptr || room == 0) return 0;
+  Walk walk(state, registers);
+  size_t count = 0;
+  frames[count++] = reinterpret_cast<void*>(walk.ip());
+  while (count < room && walk.Step()) frames[count++] = reinterpret_cast<void*>(walk.ip());
+  GiveStateBack(&memory);
+  return count;
+}
+
 StackWalker::StackWalker() { TakeState(&memory_); }
 
 StackWalker::~StackWalker() { GiveStateBack(&memory_); }
