@@ -8,6 +8,7 @@ set(ORU_RTC_BASE_HEADERS
   media_core/common/webrtc/rtc_base/event.h
   media_core/common/webrtc/rtc_base/event_tracer.h
   media_core/common/webrtc/rtc_base/file_log_sink.h
+  media_core/common/webrtc/rtc_base/last_lines_log_sink.h
   media_core/common/webrtc/rtc_base/log_call_cost.h
   media_core/common/webrtc/rtc_base/log_message.h
   media_core/common/webrtc/rtc_base/log_multiline.h
@@ -25,6 +26,7 @@ set(ORU_RTC_BASE_HEADERS
   media_core/common/webrtc/rtc_base/string_encode.h
   media_core/common/webrtc/rtc_base/thread_checker.h
   media_core/common/webrtc/rtc_base/time_utils.h
+  media_core/common/webrtc/rtc_base/trace_crash_flush.h
   media_core/common/webrtc/rtc_base/trace_event.h
 )
 # Those above include these.

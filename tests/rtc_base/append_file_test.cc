@@ -21,7 +21,7 @@ using oru_test::TempDir;
 using oru_test::WriteFile;
 using rtc::AppendFile;
 
-constexpr int kCreate = O_RDWR | O_CREAT;
+constexpr int kCreate = O_RDWR | O_CREAT | O_APPEND;
 
 size_t Append(AppendFile* file, const std::string& text) {
   return file->Append(text.data(), text.size());

@@ -281,7 +281,6 @@ void TraceUntilKilled(const std::string& path, const Moment& moment) {
 size_t CheckTrace(const std::string& text) {
   const oru_test::TraceText trace = oru_test::ReadTrace(text);
   EXPECT_EQ(trace.error, "");
-  EXPECT_FALSE(trace.ended);
   EXPECT_EQ(trace.Lost(), 0u);
   std::map<uint64_t, uint64_t> next;
   size_t gaps = 0;
@@ -292,8 +291,9 @@ size_t CheckTrace(const std::string& text) {
   return trace.events.size();
 }
 
-// As the document tells to complete what was cut.
+// As the document tells to complete what was cut in the middle of a write.
 std::string Completed(const std::string& text) {
+  if (oru_test::ReadTrace(text).ended) return text;
   return text.substr(0, text.rfind('\n') + 1) + "]}\n";
 }
 

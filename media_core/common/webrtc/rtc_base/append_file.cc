@@ -117,7 +117,7 @@ AppendFile::~AppendFile() { Close(); }
 bool AppendFile::Open(int flags, mode_t mode) {
   const bool empty = (flags & O_TRUNC) != 0;
   const int fd = MoveBeyondStandardStreams(
-      OpenThroughTrustedLinks(path_, (flags & ~O_TRUNC) | O_APPEND | O_CLOEXEC, mode));
+      OpenThroughTrustedLinks(path_, (flags & ~O_TRUNC) | O_CLOEXEC, mode));
   struct stat info = {};
   if (fd < 0 || fstat(fd, &info) != 0 ||
       (empty && (!EmptyOwn(fd, info) || fstat(fd, &info) != 0))) {
@@ -129,6 +129,10 @@ bool AppendFile::Open(int flags, mode_t mode) {
   fd_ = fd;
   identity_ = {info.st_dev, info.st_ino};
   size_ = S_ISREG(info.st_mode) ? static_cast<uint64_t>(info.st_size) : 0;
+  is_sole_ = S_ISREG(info.st_mode) && (flags & O_APPEND) == 0;
+  if (is_sole_) {
+    lseek(fd_, 0, SEEK_END);
+  }
   mid_record_ = !EndsWithNewline(fd_, size_);
   return true;
 }
@@ -248,13 +252,22 @@ bool AppendFile::Adopt() {
   return LockShared(fd_);
 }
 
+bool AppendFile::StepBack(size_t size) {
+  if (!is_sole_ || size > size_ || lseek(fd_, static_cast<off_t>(size_ - size), SEEK_SET) < 0) {
+    return false;
+  }
+  size_ -= size;
+  return true;
+}
+
 void AppendFile::TakeBack(size_t size) {
   const uint64_t end = size_ - size;
   struct stat info = {};
   // Not when others append to the file, too: what would be cut off might be theirs.
-  const bool sole = fstat(fd_, &info) == 0 && static_cast<uint64_t>(info.st_size) == size_;
-  if (sole && ftruncate(fd_, static_cast<off_t>(end)) == 0) {
-    size_ = end;
+  const bool is_mine =
+      is_sole_ || (fstat(fd_, &info) == 0 && static_cast<uint64_t>(info.st_size) == size_);
+  if (is_mine && CutAt(end)) {
+    lseek(fd_, 0, SEEK_END);
   } else {
     mid_record_ = true;
   }

@@ -19,8 +19,9 @@ class AppendFile {
   AppendFile(const AppendFile&) = delete;
   AppendFile& operator=(const AppendFile&) = delete;
 
-  // Opens the file, which is not open, with `flags` and what appending needs besides. If it can be
-  // read and ends inside a record, that one is closed by a newline before the next.
+  // Opens the file, which is not open. If it can be read and ends inside a record, that one is
+  // closed by a newline before the next. With O_APPEND others may append, too; without it the file
+  // is this object's alone.
   //
   // Links are followed only where the caller or root made them, and O_TRUNC empties only a file of
   // the caller's with one name: others may have set a trap in the folder. A pipe without a reader
@@ -57,6 +58,8 @@ class AppendFile {
   // cuts off the zero bytes at its end if nobody else uses it. False where the system cannot do
   // that, or it is no regular file.
   bool Adopt();
+  // Lets the next Append() replace the last `size` bytes; of a regular file without O_APPEND.
+  bool StepBack(size_t size);
   // Takes the last `size` bytes that arrived off again: a part of a record. Where the system
   // refuses that, a newline closes the part before the next record.
   void TakeBack(size_t size);
@@ -77,6 +80,8 @@ class AppendFile {
   // Which file fd_ was opened on, to notice when the number has come to stand for another.
   Identity identity_ = {};
   bool is_removed_ = false;
+  // A regular file without O_APPEND.
+  bool is_sole_ = false;
   uint64_t size_ = 0;
   // The file ends inside a record.
   bool mid_record_ = false;

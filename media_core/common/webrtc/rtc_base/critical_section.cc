@@ -2,6 +2,8 @@
 
 #include <sched.h>
 
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
+
 namespace rtc {
 namespace {
 
@@ -24,6 +26,20 @@ void CriticalSection::EnterContended() const {
   if (lock_queue_.fetch_add(1, std::memory_order_acquire) + 1 >= 2) {
     semaphore_.Wait();
   }
+}
+
+bool CriticalSection::TryEnterWithin(int64_t max_wait_ns) const {
+  if (TryEnter()) {
+    return true;
+  }
+  const int64_t start = SystemTimeNanos();
+  do {
+    sched_yield();
+    if (TryEnter()) {
+      return true;
+    }
+  } while (SystemTimeNanos() - start < max_wait_ns);
+  return false;
 }
 
 void CriticalSection::WakeSleeper() const { semaphore_.Signal(); }

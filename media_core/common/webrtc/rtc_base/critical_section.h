@@ -52,6 +52,8 @@ class CriticalSection {
     BecomeOwner(self);
     return true;
   }
+  // The same, waiting as long as that at most; safe in signal handlers.
+  bool TryEnterWithin(int64_t max_wait_ns) const;
   // Undoes one Enter() or TryEnter() of the calling thread, which must hold the lock.
   void Leave() const {
     if (--recursion_count_ != 0) {

@@ -5,8 +5,7 @@
 namespace rtc {
 namespace {
 
-// The digits of 2^64 - 1.
-constexpr size_t kMaxDigits = 20;
+constexpr size_t kMaxDigits = kMaxDecimalDigits;
 
 constexpr char kPairs[] =
     "00010203040506070809101112131415161718192021222324"
@@ -14,8 +13,9 @@ constexpr char kPairs[] =
     "50515253545556575859606162636465666768697071727374"
     "75767778798081828384858687888990919293949596979899";
 
-// Writes the digits so that they end before `end`; returns their start.
-char* WriteDigits(char* end, uint64_t value) {
+}  // namespace
+
+char* WriteDecimal(char* end, uint64_t value) {
   while (value >= 100) {
     end -= 2;
     memcpy(end, &kPairs[value % 100 * 2], 2);
@@ -30,12 +30,10 @@ char* WriteDigits(char* end, uint64_t value) {
   return end;
 }
 
-}  // namespace
-
 void AppendDecimal(std::string* text, uint64_t value) {
   char digits[kMaxDigits];
   char* const end = digits + kMaxDigits;
-  const char* const start = WriteDigits(end, value);
+  const char* const start = WriteDecimal(end, value);
   text->append(start, static_cast<size_t>(end - start));
 }
 
@@ -44,7 +42,7 @@ void AppendSignedDecimal(std::string* text, int64_t value) {
   char* const end = digits + sizeof(digits);
   // Negated as unsigned, so that the smallest value has its own digits too.
   const uint64_t bits = static_cast<uint64_t>(value);
-  char* start = WriteDigits(end, value < 0 ? 0 - bits : bits);
+  char* start = WriteDecimal(end, value < 0 ? 0 - bits : bits);
   if (value < 0) {
     *--start = '-';
   }
@@ -54,7 +52,7 @@ void AppendSignedDecimal(std::string* text, int64_t value) {
 void AppendPaddedDecimal(std::string* text, uint64_t value, size_t width) {
   char digits[kMaxDigits];
   char* const end = digits + kMaxDigits;
-  char* start = WriteDigits(end, value);
+  char* start = WriteDecimal(end, value);
   while (static_cast<size_t>(end - start) < width && start > digits) {
     *--start = '0';
   }

@@ -10,6 +10,13 @@
 
 namespace rtc {
 
+// The digits of the largest value.
+inline constexpr size_t kMaxDecimalDigits = 20;
+
+// Writes the digits of `value` so that they end before `end`; returns where they begin. Safe in
+// signal handlers.
+char* WriteDecimal(char* end, uint64_t value);
+
 // Appends `value` in decimal.
 void AppendDecimal(std::string* text, uint64_t value);
 // The same with a sign for negative values.

@@ -9,7 +9,8 @@ namespace rtc {
 namespace tracing {
 namespace {
 
-constexpr int kLoggingIntervalMs = 100;
+// Less than the 100 ms after which an event has to be in the file: writing takes its time, too.
+constexpr int kLoggingIntervalMs = 75;
 
 int32_t CompareAndSwap(std::atomic<int32_t>* value, int32_t expected, int32_t wanted) {
   value->compare_exchange_strong(expected, wanted);
@@ -37,7 +38,8 @@ void EventLogger::Start(std::unique_ptr<TraceOutput> output) {
   ORU_CHECK_OP_AT(__FILE__, __LINE__,
                   "0 == rtc::AtomicOps::CompareAndSwap(&g_event_logging_active, 0, 1)", EQ, 0,
                   CompareAndSwap(&g_event_logging_active, 0, 1));
-  output_ = std::move(output);
+  document_ = std::make_unique<TraceDocument>(std::move(output));
+  writer_.store(Writer::kNobody);
   logging_thread_.Start();
   // Asked for once in the life of the process, and so is the one below: a tracer that is installed
   // later is not consulted about them.
@@ -49,11 +51,13 @@ void EventLogger::Stop() {
   static const unsigned char* const category = webrtc::EventTracer::GetCategoryEnabled("webrtc");
   // Emitted while the capture still runs, so that it ends the file.
   AddInstant(category, "EventLogger::Stop");
-  if (CompareAndSwap(&g_event_logging_active, 1, 0) != 1) {
+  const bool was_active = CompareAndSwap(&g_event_logging_active, 1, 0) == 1;
+  if (!was_active && !logging_thread_.IsRunning()) {
     return;
   }
   shutdown_event_.Set();
   logging_thread_.Stop();
+  document_.reset();
 }
 
 void EventLogger::EventTracingThreadFunc(void* self) {
@@ -61,26 +65,48 @@ void EventLogger::EventTracingThreadFunc(void* self) {
 }
 
 void EventLogger::WriteCapture() {
-  TraceDocument document(std::move(output_));
   bool shutting_down = false;
   while (!shutting_down) {
     shutting_down = shutdown_event_.Wait(kLoggingIntervalMs);
-    WriteBatch(&document);
+    Writer nobody = Writer::kNobody;
+    if (!writer_.compare_exchange_strong(nobody, Writer::kThread)) {
+      // A crash has written all there was.
+      continue;
+    }
+    WriteBatch();
+    if (shutting_down && ThreadHasDocument()) {
+      document_->End();
+    }
+    Writer thread = Writer::kThread;
+    writer_.compare_exchange_strong(thread, Writer::kNobody);
   }
-  document.End();
 }
 
-void EventLogger::WriteBatch(TraceDocument* document) {
+void EventLogger::WriteBatch() {
   TraceBatch batch = queue_.TakeAll();
-  while (!batch.empty()) {
+  while (!batch.empty() && ThreadHasDocument()) {
+    in_hand_.store(batch.first());
     // Given back while the rest waits, so that emitters can use its memory.
-    const TraceBatch piece = batch.TakeFirst();
-    piece.ForEach([document](const TraceEvent& event) { document->Add(event); });
-    queue_.Recycle(piece);
+    const TraceChunk* const rest = batch.first()->next.load(std::memory_order_relaxed);
+    const TraceBatch chunk = batch.TakeFirst();
+    WriteChunk(chunk);
+    written_.store(nullptr);
+    in_hand_.store(rest);
+    queue_.Recycle(chunk);
   }
-  document->AddLost(batch.dropped());
+  document_->AddLost(batch.dropped());
+  document_->Flush();
+}
+
+void EventLogger::WriteChunk(const TraceBatch& chunk) {
+  chunk.ForEach([this](const TraceEvent& event) {
+    document_->Add(event);
+    if (document_->is_flushed()) {
+      written_.store(&event, std::memory_order_relaxed);
+    }
+  });
   // Whole lines reach the file, should the process be killed before the next pass.
-  document->Flush();
+  document_->Flush();
 }
 
 }  // namespace tracing

@@ -35,16 +35,30 @@ class EventLogger {
   // Ends the capture; harmless when none runs.
   void Stop();
 
+  // See trace_crash_flush.h.
+  bool FlushOfCrash(int64_t max_wait_ns);
+
  private:
+  // Who has the document.
+  enum class Writer : int32_t { kNobody, kThread, kCrash };
+
   static void EventTracingThreadFunc(void* self);
   void WriteCapture();
-  void WriteBatch(TraceDocument* document);
+  void WriteBatch();
+  void WriteChunk(const TraceBatch& chunk);
+  bool ThreadHasDocument() const { return writer_.load() == Writer::kThread; }
+  void TakeDocumentForCrash(int64_t max_wait_ns);
 
   TraceEventQueue queue_;
   PlatformThread logging_thread_;
   Event shutdown_event_;
-  // From Start() to the writer.
-  std::unique_ptr<TraceOutput> output_;
+  // Of the last capture; between Start() and Stop() touched by whoever has it.
+  std::unique_ptr<TraceDocument> document_;
+  std::atomic<Writer> writer_{Writer::kNobody};
+  // What the thread has in hand, for a crash that interrupts it: the chunks that are not written,
+  // and the last event of the first one that is.
+  std::atomic<const TraceChunk*> in_hand_{nullptr};
+  std::atomic<const TraceEvent*> written_{nullptr};
 };
 
 }  // namespace tracing

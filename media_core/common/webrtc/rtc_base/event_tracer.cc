@@ -15,6 +15,7 @@
 #include "media_core/common/webrtc/rtc_base/logging.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
+#include "media_core/common/webrtc/rtc_base/trace_crash_flush.h"
 #include "media_core/common/webrtc/rtc_base/trace_output.h"
 
 namespace rtc {
@@ -109,6 +110,11 @@ void StopInternalCapture() {
   if (logger != nullptr) {
     logger->Stop();
   }
+}
+
+bool FlushTraceOfCrash(int64_t max_wait_ns) {
+  EventLogger* const logger = g_event_logger.load();
+  return logger != nullptr && logger->FlushOfCrash(max_wait_ns);
 }
 
 void ShutdownInternalTracer() {

@@ -6,15 +6,17 @@
 //   rtc::tracing::StopInternalCapture();
 //   rtc::tracing::ShutdownInternalTracer();
 //
-// While a capture runs, events are queued in memory and a thread writes them about ten times a
-// second, each time whole lines, as one JSON document: an object that holds the array
-// "traceEvents". Trace viewers read it. Every category is recorded except those that begin with
-// "disabled-by-default-".
+// While a capture runs, events are queued in memory and a thread writes them more than ten times a
+// second, each time whole lines and the document's end, as one JSON document: an object that holds
+// the array "traceEvents". Trace viewers read it. Every category is recorded except those that
+// begin with "disabled-by-default-".
 //
-// A document without its last line "]}" belongs to a capture that was not stopped, or to a disk
-// that stayed full; its lines are whole, but perhaps the last one, where SIGKILL may leave one
-// without its newline. Events that a full disk, or a queue of 512 MiB, had no room for are dropped:
-// an instant "EventLogger::Lost" in their place says how many.
+// Between two writes the file is complete, whatever ends the process: what was emitted 100 ms
+// before is there. (SIGKILL in the middle of a write leaves a document without its last line "]}",
+// whose lines are whole, but perhaps the last one. So does a stream of the caller's, which is not
+// completed before its capture is stopped.) FlushTraceOfCrash() of trace_crash_flush.h writes what
+// is still queued. Events that a full disk, or a queue of 512 MiB, had no room for are dropped: an
+// instant "EventLogger::Lost" in their place says how many.
 //
 // A forked child has no tracer: its events are dropped, until it sets up one of its own.
 //

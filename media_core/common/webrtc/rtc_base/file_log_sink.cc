@@ -21,7 +21,7 @@ namespace {
 constexpr size_t kReserveLimit = 1024 * 1024;
 
 // Readable, for the look at the last byte.
-constexpr int kOpenFlags = O_RDWR | O_CREAT;
+constexpr int kOpenFlags = O_RDWR | O_CREAT | O_APPEND;
 
 uint64_t CountLines(const char* data, size_t size) {
   return static_cast<uint64_t>(std::count(data, data + size, '\n'));

@@ -1,7 +1,6 @@
 #include "media_core/common/webrtc/rtc_base/log_message.h"
 
 #include <pthread.h>
-#include <sched.h>
 
 #include <algorithm>
 #include <atomic>
@@ -61,13 +60,7 @@ thread_local bool t_locked_for_fork = false;
 // parent's fork is not held up.
 void LockForFork() {
   constexpr int64_t kPatienceNs = 20 * kNumNanosecsPerMillisec;
-  const LogState& state = State();
-  const int64_t start = SystemTimeNanos();
-  t_locked_for_fork = state.g_log_crit.TryEnter();
-  while (!t_locked_for_fork && SystemTimeNanos() - start < kPatienceNs) {
-    sched_yield();
-    t_locked_for_fork = state.g_log_crit.TryEnter();
-  }
+  t_locked_for_fork = State().g_log_crit.TryEnterWithin(kPatienceNs);
 }
 
 void UnlockAfterFork() {

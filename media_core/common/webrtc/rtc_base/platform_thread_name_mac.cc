@@ -1,5 +1,8 @@
-#include "media_core/common/webrtc/rtc_base/platform_thread_name.h"
+#include <cstring>
+#include <string>
+
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
+#include "media_core/common/webrtc/rtc_base/utf8_prefix.h"
 
 namespace rtc {
 
@@ -7,8 +10,10 @@ void SetCurrentThreadName(const char* name) {
   if (name == nullptr) {
     return;
   }
+  // A longer one is refused.
   constexpr size_t kMaxNameLength = 63;
-  pthread_setname_np(CutThreadName(name, kMaxNameLength).c_str());
+  const std::string cut(name, Utf8PrefixSize(name, strlen(name), kMaxNameLength));
+  pthread_setname_np(cut.c_str());
 }
 
 }  // namespace rtc

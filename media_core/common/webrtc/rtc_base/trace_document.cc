@@ -1,5 +1,6 @@
 #include "media_core/common/webrtc/rtc_base/trace_document.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
@@ -15,10 +16,12 @@ namespace {
 constexpr size_t kPieceSize = 64 * 1024;
 // A buffer that grew beyond its purpose by one huge event is not kept.
 constexpr size_t kKeptCapacity = 1024 * 1024;
+constexpr size_t kEndSize = sizeof(kTraceFooter) - 1;
 
 }  // namespace
 
-TraceDocument::TraceDocument(std::unique_ptr<TraceOutput> output) : output_(std::move(output)) {
+TraceDocument::TraceDocument(std::unique_ptr<TraceOutput> output)
+    : output_(std::move(output)), can_replace_(output_->StepBack(0)) {
   BeginPiece();
 }
 
@@ -41,7 +44,12 @@ void TraceDocument::Flush() {
   if (text_.empty()) {
     return;
   }
-  KeepWholeLines(output_->Write(text_));
+  if (has_end_ && !output_->StepBack(kEndSize)) {
+    // Nothing can be written where the end stands.
+    KeepWholeLines(0);
+  } else {
+    WritePiece();
+  }
   lines_.clear();
   text_.clear();
   if (text_.capacity() > kKeptCapacity) {
@@ -49,10 +57,38 @@ void TraceDocument::Flush() {
   }
 }
 
+void TraceDocument::WritePiece() {
+  const size_t size = text_.size();
+  const bool had_end = std::exchange(has_end_, false);
+  if (can_replace_) {
+    text_.append(kTraceFooter);
+  }
+  const size_t arrived = output_->Write(text_);
+  if (arrived == 0 && had_end) {
+    // The old end would say that nothing is missing.
+    output_->TakeBack(0);
+  } else if (arrived > size) {
+    has_end_ = arrived == text_.size();
+    if (!has_end_) {
+      output_->TakeBack(arrived - size);
+    }
+  }
+  KeepWholeLines(std::min(arrived, size));
+}
+
 void TraceDocument::End() {
   Flush();
+  if (has_end_ && lost_ == 0) {
+    return;
+  }
   BeginPiece();
-  AppendLine(kTraceFooter);
+  if (!can_replace_) {
+    AppendLine(kTraceFooter);
+  } else if (text_.empty()) {
+    // Only the end is missing.
+    WritePiece();
+    return;
+  }
   Flush();
 }
 

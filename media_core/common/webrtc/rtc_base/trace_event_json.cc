@@ -21,91 +21,154 @@ std::string_view OrNull(const char* text) {
   return text == nullptr ? std::string_view("(null)") : std::string_view(text);
 }
 
+// What both forms append to: a string, or a writer.
+class StringText {
+ public:
+  explicit StringText(std::string* text) : text_(text) {}
+  void Add(std::string_view part) { text_->append(part); }
+  void Add(char c) { text_->push_back(c); }
+
+ private:
+  std::string* const text_;
+};
+
+class WriterText {
+ public:
+  explicit WriterText(TraceTextWriter* writer) : writer_(writer) {}
+  void Add(std::string_view part) { writer_->Append(part.data(), part.size()); }
+  void Add(char c) { writer_->Append(&c, 1); }
+
+ private:
+  TraceTextWriter* const writer_;
+};
+
+template <class Text>
+void AddDecimal(Text* json, uint64_t value) {
+  char digits[kMaxDecimalDigits];
+  char* const end = digits + kMaxDecimalDigits;
+  const char* const start = WriteDecimal(end, value);
+  json->Add(std::string_view(start, static_cast<size_t>(end - start)));
+}
+
+template <class Text>
+void AddSignedDecimal(Text* json, int64_t value) {
+  if (value < 0) {
+    json->Add('-');
+  }
+  // Negated as unsigned, so that the smallest value has its own digits too.
+  const auto bits = static_cast<uint64_t>(value);
+  AddDecimal(json, value < 0 ? 0 - bits : bits);
+}
+
 // The terminator is looked for behind the first character only; see the header.
-void AppendEscaped(std::string* json, const char* text) {
+template <class Text>
+void AddEscaped(Text* json, const char* text) {
   do {
     if (*text == '\\' || *text == '"') {
-      json->push_back('\\');
+      json->Add('\\');
     }
-    json->push_back(*text);
+    json->Add(*text);
     ++text;
   } while (*text != '\0');
 }
 
-void AppendString(std::string* json, uint64_t value) {
+template <class Text>
+void AddString(Text* json, uint64_t value) {
   const char* const text = reinterpret_cast<const char*>(value);
-  json->push_back('"');
-  AppendEscaped(json, text == nullptr ? "(null)" : text);
-  json->push_back('"');
+  json->Add('"');
+  AddEscaped(json, text == nullptr ? "(null)" : text);
+  json->Add('"');
 }
 
-void AppendDouble(std::string* json, uint64_t bits) {
+template <class Text>
+void AddDouble(Text* json, uint64_t bits) {
   double value = 0;
   memcpy(&value, &bits, sizeof(value));
   char text[kNumberBufferSize];
-  json->append(text, sprintfn(text, sizeof(text), "%f", value));
+  json->Add(std::string_view(text, sprintfn(text, sizeof(text), "%f", value)));
 }
 
-void AppendPointer(std::string* json, uint64_t value) {
+template <class Text>
+void AddPointer(Text* json, uint64_t value) {
   char text[kNumberBufferSize];
-  json->append(text, sprintfn(text, sizeof(text), "\"%p\"", reinterpret_cast<void*>(value)));
+  json->Add(std::string_view(
+      text, sprintfn(text, sizeof(text), "\"%p\"", reinterpret_cast<void*>(value))));
 }
 
-void AppendValue(std::string* json, const TraceArg& arg) {
+template <class Text>
+void AddValue(Text* json, const TraceArg& arg) {
   using namespace webrtc::trace_event_internal;
   switch (arg.type) {
     case kTypeBool:
       // The emitter may have set no more than the value's one byte.
-      json->append(static_cast<unsigned char>(arg.value) != 0 ? "true" : "false");
+      json->Add(static_cast<unsigned char>(arg.value) != 0 ? std::string_view("true")
+                                                           : std::string_view("false"));
       break;
     case kTypeUint:
-      AppendDecimal(json, arg.value);
+      AddDecimal(json, arg.value);
       break;
     case kTypeInt:
-      AppendSignedDecimal(json, static_cast<int64_t>(arg.value));
+      AddSignedDecimal(json, static_cast<int64_t>(arg.value));
       break;
     case kTypeDouble:
-      AppendDouble(json, arg.value);
+      AddDouble(json, arg.value);
       break;
     case kTypePointer:
-      AppendPointer(json, arg.value);
+      AddPointer(json, arg.value);
       break;
     case kTypeString:
     case kTypeCopyString:
-      AppendString(json, arg.value);
+      AddString(json, arg.value);
       break;
     default:
       break;
   }
 }
 
-void AppendArgs(std::string* json, const TraceEvent& event) {
+template <class Text>
+void AddArgs(Text* json, const TraceEvent& event) {
   if (event.num_args == 0) {
     return;
   }
-  json->append(", \"args\": {");
+  json->Add(", \"args\": {");
   for (size_t i = 0; i < event.num_args; ++i) {
     const TraceArg& arg = event.args()[i];
-    json->append(i == 0 ? " \"" : ", \"");
-    json->append(OrNull(arg.name)).append("\": ");
-    AppendValue(json, arg);
+    json->Add(i == 0 ? " \"" : ", \"");
+    json->Add(OrNull(arg.name));
+    json->Add("\": ");
+    AddValue(json, arg);
   }
-  json->append(" }");
+  json->Add(" }");
+}
+
+template <class Text>
+void AddEvent(Text* json, const TraceEvent& event, bool is_first) {
+  json->Add(is_first ? " { \"name\": \"" : ",{ \"name\": \"");
+  json->Add(OrNull(event.name));
+  json->Add("\", \"cat\": \"");
+  json->Add(OrNull(reinterpret_cast<const char*>(event.category_enabled)));
+  json->Add("\", \"ph\": \"");
+  json->Add(event.phase);
+  json->Add("\", \"ts\": ");
+  AddDecimal(json, event.timestamp);
+  json->Add(", \"pid\": ");
+  json->Add(kPid);
+  json->Add(", \"tid\": ");
+  AddSignedDecimal(json, static_cast<int32_t>(event.tid));
+  AddArgs(json, event);
+  json->Add("}\n");
 }
 
 }  // namespace
 
 void AppendTraceEventJson(std::string* json, const TraceEvent& event, bool is_first) {
-  json->append(is_first ? " { \"name\": \"" : ",{ \"name\": \"");
-  json->append(OrNull(event.name)).append("\", \"cat\": \"");
-  json->append(OrNull(reinterpret_cast<const char*>(event.category_enabled)));
-  json->append("\", \"ph\": \"").push_back(event.phase);
-  json->append("\", \"ts\": ");
-  AppendDecimal(json, event.timestamp);
-  json->append(", \"pid\": ").append(kPid).append(", \"tid\": ");
-  AppendSignedDecimal(json, static_cast<int32_t>(event.tid));
-  AppendArgs(json, event);
-  json->append("}\n");
+  StringText text(json);
+  AddEvent(&text, event, is_first);
+}
+
+void WriteTraceEventJson(TraceTextWriter* writer, const TraceEvent& event, bool is_first) {
+  WriterText text(writer);
+  AddEvent(&text, event, is_first);
 }
 
 }  // namespace tracing

@@ -75,9 +75,17 @@ void Fill(char* to, size_t size, const TraceEventInput& input) {
   }
 }
 
+TraceChunk* Next(const TraceChunk* chunk) { return chunk->next.load(std::memory_order_relaxed); }
+
+void Link(TraceChunk* chunk, TraceChunk* next) {
+  chunk->next.store(next, std::memory_order_release);
+}
+
+size_t Used(const TraceChunk* chunk) { return chunk->used.load(std::memory_order_relaxed); }
+
 void FreeChunks(TraceChunk* chunk) {
   while (chunk != nullptr) {
-    TraceChunk* const next = chunk->next;
+    TraceChunk* const next = Next(chunk);
     ::operator delete(chunk);
     chunk = next;
   }
@@ -87,8 +95,8 @@ void FreeChunks(TraceChunk* chunk) {
 
 TraceBatch TraceBatch::TakeFirst() {
   TraceChunk* const first = first_;
-  first_ = first->next;
-  first->next = nullptr;
+  first_ = Next(first);
+  Link(first, nullptr);
   return {first, 0};
 }
 
@@ -100,21 +108,13 @@ TraceEventQueue::~TraceEventQueue() {
 void TraceEventQueue::Append(const TraceEventInput& input) {
   const size_t size = SizeInQueue(input);
   const CritScope lock(&crit_);
-  char* const place = Reserve(size);
-  if (place == nullptr) {
+  if ((last_ == nullptr || last_->capacity - Used(last_) < size) && !AddChunk(size)) {
     ++dropped_;
     return;
   }
-  Fill(place, size, input);
-}
-
-char* TraceEventQueue::Reserve(size_t size) {
-  if ((last_ == nullptr || last_->capacity - last_->used < size) && !AddChunk(size)) {
-    return nullptr;
-  }
-  char* const place = last_->data() + last_->used;
-  last_->used += size;
-  return place;
+  const size_t used = Used(last_);
+  Fill(last_->data() + used, size, input);
+  last_->used.store(used + size, std::memory_order_release);
 }
 
 bool TraceEventQueue::AddChunk(size_t size) {
@@ -124,24 +124,28 @@ bool TraceEventQueue::AddChunk(size_t size) {
   }
   TraceChunk* chunk = spare_;
   if (chunk != nullptr && capacity == kChunkSize) {
-    spare_ = chunk->next;
+    spare_ = Next(chunk);
     --num_spare_;
   } else {
-    chunk = static_cast<TraceChunk*>(::operator new(sizeof(TraceChunk) + capacity));
+    chunk = new (::operator new(sizeof(TraceChunk) + capacity)) TraceChunk();
     chunk->capacity = capacity;
   }
   used_bytes_ += capacity;
-  chunk->next = nullptr;
-  chunk->used = 0;
-  (last_ == nullptr ? first_ : last_->next) = chunk;
+  chunk->used.store(0, std::memory_order_relaxed);
+  Link(chunk, nullptr);
+  if (last_ == nullptr) {
+    first_.store(chunk, std::memory_order_release);
+  } else {
+    Link(last_, chunk);
+  }
   last_ = chunk;
   return true;
 }
 
 TraceBatch TraceEventQueue::TakeAll() {
   const CritScope lock(&crit_);
-  const TraceBatch batch(first_, dropped_);
-  first_ = last_ = nullptr;
+  const TraceBatch batch(first_.exchange(nullptr, std::memory_order_relaxed), dropped_);
+  last_ = nullptr;
   dropped_ = 0;
   return batch;
 }
@@ -151,16 +155,25 @@ void TraceEventQueue::Recycle(TraceBatch batch) {
   {
     const CritScope lock(&crit_);
     while (TraceChunk* const chunk = batch.first_) {
-      batch.first_ = chunk->next;
+      batch.first_ = Next(chunk);
       used_bytes_ -= chunk->capacity;
       const bool keep = chunk->capacity == kChunkSize && num_spare_ < kMaxSpareChunks;
       num_spare_ += keep ? 1 : 0;
       TraceChunk*& list = keep ? spare_ : surplus;
-      chunk->next = list;
+      Link(chunk, list);
       list = chunk;
     }
   }
   FreeChunks(surplus);
+}
+
+TraceBatch TraceEventQueue::LookAtAll(int64_t max_wait_ns) const {
+  const bool locked = crit_.TryEnterWithin(max_wait_ns);
+  const TraceBatch batch(first_.load(std::memory_order_acquire), dropped_);
+  if (locked) {
+    crit_.Leave();
+  }
+  return batch;
 }
 
 void TraceEventQueue::Clear() { Recycle(TakeAll()); }

@@ -2,6 +2,7 @@
 #ifndef MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_TRACE_EVENT_QUEUE_H_
 #define MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_TRACE_EVENT_QUEUE_H_
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -43,11 +44,13 @@ struct TraceEventInput {
   const unsigned long long* arg_values;
 };
 
-// A piece of memory filled with events from front to back.
+// A piece of memory filled with events from front to back. Written under the queue's lock; read
+// without it where a crash leaves no choice, so an event counts as used when it is complete, and a
+// chunk is linked when it is empty.
 struct TraceChunk {
-  TraceChunk* next;
+  std::atomic<TraceChunk*> next;
   size_t capacity;
-  size_t used;
+  std::atomic<size_t> used;
 
   char* data() { return reinterpret_cast<char*>(this + 1); }
 };
@@ -67,6 +70,9 @@ class TraceBatch {
 
   // Splits off the first events, a small part of them.
   TraceBatch TakeFirst();
+
+  // Where the events are, for a crash that interrupts their writer.
+  const TraceChunk* first() const { return first_; }
 
  private:
   friend class TraceEventQueue;
@@ -97,15 +103,18 @@ class TraceEventQueue {
   // Forgets all events.
   void Clear();
 
+  // For a crashing process: the events as they are, left in their place. Waits for the lock as long
+  // as it is told at most, and does without it then, or when the crashed thread has it.
+  TraceBatch LookAtAll(int64_t max_wait_ns) const;
+
  private:
-  // These expect the lock to be held. Null and false when there is no room.
-  char* Reserve(size_t size);
+  // These expect the lock to be held. False when there is no room.
   bool AddChunk(size_t size);
 
   const size_t max_bytes_;
   CriticalSection crit_;
   // Guarded by crit_: the waiting events' chunks in order, and empty ones to spare.
-  TraceChunk* first_ = nullptr;
+  std::atomic<TraceChunk*> first_{nullptr};
   TraceChunk* last_ = nullptr;
   TraceChunk* spare_ = nullptr;
   size_t num_spare_ = 0;
@@ -117,8 +126,10 @@ class TraceEventQueue {
 
 template <class Visitor>
 void TraceBatch::ForEach(const Visitor& visit) const {
-  for (TraceChunk* chunk = first_; chunk != nullptr; chunk = chunk->next) {
-    for (size_t offset = 0; offset < chunk->used;) {
+  for (TraceChunk* chunk = first_; chunk != nullptr;
+       chunk = chunk->next.load(std::memory_order_acquire)) {
+    const size_t used = chunk->used.load(std::memory_order_acquire);
+    for (size_t offset = 0; offset < used;) {
       const auto& event = *reinterpret_cast<const TraceEvent*>(chunk->data() + offset);
       visit(event);
       offset += event.size;

@@ -21,13 +21,17 @@ class TraceFile : public TraceOutput {
   }
 
   size_t Write(const std::string& text) override {
-    const bool open = file_.CheckOpen() || file_.Reopen(O_WRONLY);
-    return open ? file_.Append(text.data(), text.size()) : 0;
+    return IsOpen() ? file_.Append(text.data(), text.size()) : 0;
   }
+
+  bool StepBack(size_t size) override { return IsOpen() && file_.StepBack(size); }
+  int descriptor() const override { return file_.descriptor(); }
 
   void TakeBack(size_t size) override { file_.TakeBack(size); }
 
  private:
+  bool IsOpen() { return file_.CheckOpen() || file_.Reopen(O_WRONLY); }
+
   AppendFile file_;
 };
 
@@ -57,6 +61,8 @@ class CallersStream : public TraceOutput {
     }
     return static_cast<size_t>(arrived);
   }
+
+  int descriptor() const override { return fileno(file_); }
 
   void TakeBack(size_t size) override {
     const off_t position = Position();

@@ -18,6 +18,11 @@ class TraceOutput {
 
   // Appends; returns how much of it arrived (as far as that is known).
   virtual size_t Write(const std::string& text) = 0;
+  // Lets the next write begin `size` bytes before the end, and replace them; false where what was
+  // written stands.
+  virtual bool StepBack(size_t /*size*/) { return false; }
+  // What a crashing process can write to, or -1.
+  virtual int descriptor() const { return -1; }
   // Takes the last `size` bytes that arrived off again: a part of a line. Where the system refuses
   // that, a newline closes the part before the next line.
   virtual void TakeBack(size_t size) = 0;
