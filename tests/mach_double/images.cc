@@ -136,6 +136,10 @@ void RemoveImage(const mach_header* header) {
   for (const ImageCallback callback : callbacks) callback(header, slide);
 }
 
+LoaderLock::LoaderLock() { TheLoader().mutex.lock(); }
+
+LoaderLock::~LoaderLock() { TheLoader().mutex.unlock(); }
+
 }  // namespace mach_double
 
 using mach_double::ImageAt;

@@ -168,6 +168,15 @@ void AddImage(const std::string& name, const mach_header* header, intptr_t slide
 void AddNamelessImage(const mach_header* header, intptr_t slide);
 void RemoveImage(const mach_header* header);
 
+// The loader's lock, held as by a thread that loads an image: questions about the list wait.
+class LoaderLock {
+ public:
+  LoaderLock();
+  ~LoaderLock();
+  LoaderLock(const LoaderLock&) = delete;
+  LoaderLock& operator=(const LoaderLock&) = delete;
+};
+
 // ---- Time ----
 
 void SetTimebase(uint32_t numer, uint32_t denom);

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstring>
+#include <future>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -187,6 +189,50 @@ TEST(MachImages, TheImageListShowsEveryLibraryInTheLoadersOrder) {
   }
   std::string rest;
   EXPECT_FALSE(std::getline(lines, rest));
+}
+
+std::string ListText() {
+  TextBuffer text;
+  AppendImageList(&text);
+  return std::string(text.data(), text.size());
+}
+
+const mach_header* HeaderOf(const char* name) {
+  for (uint32_t i = 0; i < _dyld_image_count(); ++i) {
+    if (std::string(_dyld_get_image_name(i)) == name) return _dyld_get_image_header(i);
+  }
+  return nullptr;
+}
+
+TEST(MachImages, OnceKeptTheListNeedsNoLockOfTheLoader) {
+  ASSERT_TRUE(mach_double::LoadImage(MACHO_SMALL, "/first"));
+  const std::string asked = ListText();
+  PrepareImages();
+  EXPECT_EQ(ListText(), asked);
+  std::future<std::string> listed;
+  {
+    const mach_double::LoaderLock held;
+    listed = std::async(std::launch::async, &ListText);
+    EXPECT_EQ(listed.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  }
+  EXPECT_EQ(listed.get(), asked);
+}
+
+TEST(MachImages, TheKeptListFollowsWhatIsLoadedAndUnloaded) {
+  ASSERT_TRUE(mach_double::LoadImage(MACHO_SMALL, "/first"));
+  PrepareImages();
+  PrepareImages();
+  ASSERT_TRUE(mach_double::LoadImage(MACHO_CXX, "/second"));
+  ASSERT_TRUE(mach_double::LoadImage(MACHO_STRIPPED, "/third"));
+  const std::string three = ListText();
+  EXPECT_LT(three.find("/first"), three.find("/second"));
+  EXPECT_LT(three.find("/second"), three.find("/third\n"));
+  mach_double::RemoveImage(HeaderOf("/second"));
+  const std::string two = ListText();
+  EXPECT_EQ(two.find("/second"), std::string::npos);
+  EXPECT_NE(two.find("/third"), std::string::npos);
+  ASSERT_TRUE(mach_double::LoadImage(MACHO_CXX, "/second"));
+  EXPECT_LT(ListText().find("/third"), ListText().find("/second"));
 }
 
 TEST(MachImages, AnImageWithoutUuidRepeatsThePreviousOne) {

@@ -1,6 +1,7 @@
 // The executables and libraries loaded into this process, and the symbols in them.
 //
-// May run in a signal handler: no heap, no lock of the loader. Memory and files are read so that an
+// May run in a signal handler: no heap, no lock of the loader (on macOS: once PrepareImages was
+// called). Memory and files are read so that an
 // image that is unloaded, replaced or truncated meanwhile gives missing facts, never a fault; but
 // on macOS the loader's records are read in place, and an image that another thread closes in that
 // very moment is a fault for the caller to survive.
@@ -15,8 +16,10 @@
 
 namespace CrashHandler::machine {
 
-// Reads the list of images once, so that a later report only looks for changes. Call it at
-// installation, on an ordinary thread; calling it again refreshes. Everything works without it.
+// Reads the list of images once, so that a later report only looks for changes (Linux) or needs no
+// lock of the loader (macOS, where the loader tells of changes from then on). Call it at
+// installation, on an ordinary thread; calling it again refreshes. Everything works without it, on
+// macOS with the loader's lock.
 void PrepareImages();
 
 using ImageListVisitor = void (*)(void* context, const ImageListEntry& entry);

@@ -1,23 +1,12 @@
-// The images as the dynamic loader lists them. Each is asked for anew: the list may change between
-// two calls, and an index past its end then gives null, which the readers skip.
-#include <mach-o/dyld.h>
-
 #include <algorithm>
 
+#include "media_core/biz_engine/crash_handler/machine/images/image_list_mach.h"
 #include "media_core/biz_engine/crash_handler/machine/images/images.h"
 #include "media_core/biz_engine/crash_handler/machine/images/macho_image.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
 
 namespace CrashHandler::machine {
 namespace {
-
-MachOImage ImageAt(uint32_t index) {
-  MachOImage image;
-  image.header = _dyld_get_image_header(index);
-  image.name = _dyld_get_image_name(index);
-  image.slide = _dyld_get_image_vmaddr_slide(index);
-  return image;
-}
 
 // Goes through the images once; each takes the queries that it holds from those still open. The
 // first image that holds an address has it.
@@ -29,8 +18,8 @@ void ResolvePiece(const uintptr_t* addresses, SymbolInformation* records, size_t
     queries[i].record = &records[i];
   }
   size_t open = count;
-  const uint32_t images = _dyld_image_count();
-  for (uint32_t i = 0; i < images && open != 0; ++i) {
+  const size_t images = ImageCount();
+  for (size_t i = 0; i < images && open != 0; ++i) {
     const MachOImage image = ImageAt(i);
     const MachOQuery* held = std::partition(
         queries, queries + open,
@@ -43,12 +32,12 @@ void ResolvePiece(const uintptr_t* addresses, SymbolInformation* records, size_t
 
 }  // namespace
 
-void PrepareImages() {}
+void PrepareImages() { KeepImageList(); }
 
 void VisitImages(ImageListVisitor visit, void* context) {
   MachOImageScan scan;
-  const uint32_t count = _dyld_image_count();
-  for (uint32_t i = 0; i < count; ++i) {
+  const size_t count = ImageCount();
+  for (size_t i = 0; i < count; ++i) {
     ImageListEntry entry;
     if (ScanMachOImage(ImageAt(i), &scan, &entry)) visit(context, entry);
   }
