@@ -44,6 +44,9 @@ set(ORU_UTILS_HEADERS
 )
 set(ORU_CRASH_HANDLER_UTILS_HEADERS
   media_core/biz_engine/crash_handler/tools/crash_handler_utils.h
+  media_core/biz_engine/crash_handler/tools/crash_report_store.h
+  media_core/biz_engine/crash_handler/tools/crash_report_upload.h
+  media_core/biz_engine/crash_handler/tools/crash_session.h
 )
 set(ORU_CRASH_HANDLER_HEADERS
   media_core/biz_engine/crash_handler/crash_handler_proxy.h
