@@ -110,9 +110,10 @@ __attribute__((objc_root_class))
 #elif defined(ORU_TEST_SDK_ANSWERS_BY_ITSELF)
 
 namespace {
-void *HandOut() {
+// As the command calls it.
+decltype(&Upload) HandOut() {
   Record("HandOut");
-  return reinterpret_cast<void *>(Upload);
+  return Upload;
 }
 }  // namespace
 

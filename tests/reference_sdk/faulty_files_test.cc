@@ -80,8 +80,13 @@ TEST_F(FaultyFilesTest, WithoutFreeDescriptorsThereIsNoEmptyArchive) {
       EXPECT_EQ(Entries(), (Strings{"a.log", "a/b/c.log"})) << "limit " << limit;
       break;
     }
+    // A sanitizer's check of an object's type takes descriptors, too, and is wrong without.
+    if (run.err.find("object has invalid vptr") != std::string::npos) {
+      oru_test::RemoveAll(dir_.Join("store/bucket"));
+      continue;
+    }
     if (run.exit_code == kExitNoLogs) ++failures;
-    EXPECT_EQ(Arrived(), Strings{}) << "limit " << limit;
+    EXPECT_EQ(Arrived(), Strings{}) << "limit " << limit << ", " << run.Ending() << "\n" << run.err;
   }
   EXPECT_GT(failures, 0);
 }
