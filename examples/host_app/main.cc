@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "examples/host_app/crash_deeds.h"
+#include "examples/host_app/next_start.h"
 #include "examples/host_app/options.h"
 #include "examples/host_app/recording.h"
 #include "examples/host_app/sample_sdk.h"
@@ -148,8 +149,19 @@ void Work(int least_ms) {
   }
 }
 
+std::string DumpDir(const Options& options) {
+  return options.dump_dir.empty() ? CrashHandlerProxy::GetDefaultCrashDumpDir() : options.dump_dir;
+}
+
 int Run(const Options& options) {
-  const Recording recording(options.log_dir.empty() ? DefaultLogDir() : options.log_dir);
+  const std::string log_dir = options.log_dir.empty() ? DefaultLogDir() : options.log_dir;
+  std::unique_ptr<CrashHandler::CrashSession> session;
+  if (options.look_back) {
+    // Before this run writes to the files of the last one.
+    LookBack(options, DumpDir(options));
+    session = RecordSession(options, DumpDir(options), log_dir);
+  }
+  const Recording recording(log_dir);
   InstallCrashCapture(options);
   const auto stack = options.alternate_stack ? UseAlternateStack() : nullptr;
   const IdleThreads idle(options.idle_threads);

@@ -26,10 +26,17 @@ struct CountOption {
 };
 
 constexpr TextOption kTexts[] = {
-    {"--dump-dir", &Options::dump_dir},     {"--app-id", &Options::app_id},
-    {"--session-id", &Options::session_id}, {"--sdk-version", &Options::sdk_version},
-    {"--extra-info", &Options::extra_info}, {"--crash", &Options::crash},
+    {"--dump-dir", &Options::dump_dir},
+    {"--app-id", &Options::app_id},
+    {"--session-id", &Options::session_id},
+    {"--sdk-version", &Options::sdk_version},
+    {"--extra-info", &Options::extra_info},
+    {"--crash", &Options::crash},
     {"--log-dir", &Options::log_dir},
+    {"--upload-command", &Options::upload_command},
+    {"--library-path", &Options::library_path},
+    {"--endpoint", &Options::endpoint},
+    {"--bucket", &Options::bucket},
 };
 
 constexpr SwitchOption kSwitches[] = {
@@ -38,6 +45,7 @@ constexpr SwitchOption kSwitches[] = {
     {"--no-alternate-stack", &Options::alternate_stack, false},
     {"--show-module-log", &Options::show_module_log, true},
     {"--console", &Options::console, true},
+    {"--look-back", &Options::look_back, true},
     {"--help", &Options::help, true},
 };
 
@@ -124,7 +132,14 @@ std::string Usage() {
       "  --work-ms N           work, log and trace for this long first, in milliseconds (0)\n"
       "  --no-alternate-stack  a stack overflow then leaves no report\n"
       "  --show-module-log     the crash module's own lines on standard error\n"
-      "  --console             the same through its console switch, on standard output\n";
+      "  --console             the same through its console switch, on standard output\n"
+      "  --look-back           say how the last run of this app ended, send its reports (below), "
+      "keep\n"
+      "                        what is left within bounds, and record this run for the next one\n"
+      "  --upload-command PATH --library-path DIR  --endpoint URL  --bucket NAME\n"
+      "                        send reports by this varnook and the framework in DIR; credentials "
+      "come\n"
+      "                        from HOST_APP_KEY_ID, HOST_APP_KEY_SECRET and HOST_APP_TOKEN\n";
   return text;
 }
 

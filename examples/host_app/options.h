@@ -30,6 +30,14 @@ struct Options {
   bool show_module_log = false;
   // The same through the module's console switch, to standard output.
   bool console = false;
+  // What an earlier run has left is looked after first, and this one is recorded for the next.
+  bool look_back = false;
+  // With it, what it has left is sent: by this command, with the framework of this folder, to this
+  // store. Credentials come from the environment.
+  std::string upload_command;
+  std::string library_path;
+  std::string endpoint;
+  std::string bucket;
   // Where logs and the trace go; empty: ~/Documents/Oru_RTC_Log/.
   std::string log_dir;
   bool help = false;

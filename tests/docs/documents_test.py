@@ -96,13 +96,14 @@ class Documents(unittest.TestCase):
         examples = [n for n in os.listdir(os.path.join(ROOT, "docs", "examples")) if n.endswith(".cc")]
         self.assertEqual(sorted(quoted), sorted("docs/examples/" + n for n in examples))
 
-    def test_snippets_of_the_readme_compile(self):
-        snippets = [text for kind, text in blocks("README.md") if kind == "cpp"]
-        self.assertGreaterEqual(len(snippets), 2)
+    def test_snippets_compile(self):
+        snippets = [text for name in ("README.md", "docs/from-crash-to-ticket.md")
+                    for kind, text in blocks(name) if kind == "cpp"]
+        self.assertGreaterEqual(len(snippets), 4)
         for text in snippets:
-            # Includes and classes first; what follows them are statements.
+            # Includes, classes and functions first; what follows them are statements.
             lines = text.splitlines()
-            split = max(i for i, line in enumerate(lines) if line.startswith(("#include", "};"))) + 1
+            split = max(i for i, line in enumerate(lines) if line.startswith(("#include", "}"))) + 1
             program = "\n".join(["#include <cstdio>", *lines[:split], "void Snippet() {", *lines[split:], "}"])
             result = subprocess.run(["g++", "-std=c++17", "-Wall", "-Werror", "-fsyntax-only", "-I", ROOT, "-x", "c++", "-"],
                                     input=program, capture_output=True, text=True, timeout=100, check=False)
