@@ -4,7 +4,11 @@
 // This handler writes no report: when an exception arrives it puts the ports back that it found at
 // installation, answers the kernel with a failure, so that the exception goes on to whoever was
 // there before or to the signal path, and ends its thread. One exception is handled an
-// installation.
+// installation; the answer comes within the time of crash_deadline.h, whatever the log does, and
+// what else faults meanwhile goes on at once.
+//
+// The exceptions of programs that this one started come here too; they are refused and change
+// nothing. A fork's child starts without the handler and without its ports; it may install its own.
 //
 // On a system without Mach both functions do nothing.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_MACH_EXCEPTION_HANDLER_H_
