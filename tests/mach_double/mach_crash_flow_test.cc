@@ -168,6 +168,26 @@ TEST(MachCrashFlow, AForksChildCrashesByItselfAndTheParentAfterIt) {
   EXPECT_EQ(1u, oru_test::ListFilesRecursively(dir.path()).size()) << child.out;
 }
 
+TEST(MachCrashFlow, AForksChildCanInstallItsOwn) {
+  const oru_test::TempDir dir;
+  const oru_test::ChildResult child = oru_test::RunInFork([&] {
+    Install(dir.path());
+    const pid_t forked = fork();
+    if (forked == 0) {
+      CrashHandlerProxy* const handler = CrashHandlerProxy::CreateCrashHandler();
+      handler->UnInstallCrashHandler();
+      handler->InstallCrashHandler();
+      return OruRTCReadNull(nullptr);
+    }
+    int status = 0;
+    waitpid(forked, &status, 0);
+    return WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV ? 0 : 1;
+  });
+  EXPECT_EQ(0, child.exit_code) << child.Ending() << child.out << child.err;
+  EXPECT_EQ(1, CountOf(child.out, "receiver mach exception and replay to system")) << child.out;
+  EXPECT_EQ(1u, oru_test::ListFilesRecursively(dir.path()).size()) << child.out;
+}
+
 void* ReadNullTogether(void* barrier) {
   pthread_barrier_wait(static_cast<pthread_barrier_t*>(barrier));
   OruRTCReadNull(nullptr);

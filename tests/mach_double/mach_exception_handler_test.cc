@@ -674,19 +674,6 @@ TEST_F(MachExceptionHandler, AForksChildKeepsWhatSomebodyElseRegisteredLater) {
   Join(thread);
 }
 
-TEST_F(MachExceptionHandler, AForksChildCanInstallItsOwn) {
-  const pthread_t thread = Install();
-  const oru_test::ChildResult child = oru_test::RunInFork([] {
-    const pthread_t own = Install();
-    EXPECT_FALSE(mach_double::RaiseException(EXC_BAD_ACCESS, 1, 0));
-    Join(own);
-    return testing::Test::HasFailure() ? 1 : 0;
-  });
-  EXPECT_EQ(0, child.exit_code) << child.Ending() << child.out;
-  ReleaseOruRTCMachExceptionHandler();
-  Join(thread);
-}
-
 // ---- Several things at once ----
 
 TEST_F(MachExceptionHandler, ASecondThreadsFaultGoesOnWhileTheFirstIsHandled) {

@@ -42,7 +42,13 @@ constexpr auto kBehavior =
 // exchanges it against 0 restores them: that way a release of the host's and the handler thread's
 // never do it both, and a handler thread of an earlier installation never does it to a later one.
 std::atomic<uint32_t> sPortsToRestore{0};
+// The same while that goes on: the handler thread may be stuck in it and lose it to another.
+std::atomic<uint32_t> sRestoring{0};
 std::atomic<uint32_t> sInstallation{0};
+
+bool Claim(std::atomic<uint32_t>* held, uint32_t installation) {
+  return installation != 0 && held->compare_exchange_strong(installation, 0);
+}
 
 // Whether the new thread knows its installation. Until then nobody may release it or install
 // another, or the thread would wait at the wrong port, where its stop message never comes.
@@ -180,28 +186,31 @@ void GiveSavedRightsBack() {
   old.count = 0;
 }
 
-// In the handler thread's stead, which may be stuck between two of them.
+// In the handler thread's stead.
 void RestoreQuietly(uint32_t installation) {
-  const bool untouched = sPortsToRestore.compare_exchange_strong(installation, 0);
+  if (!Claim(&sPortsToRestore, installation) && !Claim(&sRestoring, installation)) return;
   for (mach_msg_type_number_t i = 0; i < OruRTCOldMachExceptionPorts.count; ++i) RestoreEntry(i);
-  if (untouched) GiveSavedRightsBack();
+  GiveSavedRightsBack();
 }
 
 void RestoreExceptionPorts(uint32_t installation) {
-  if (installation == 0 || !sPortsToRestore.compare_exchange_strong(installation, 0)) {
+  if (!Claim(&sPortsToRestore, installation)) {
     ORU_MACH_INFO("Original exception ports were already restored");
     return;
   }
+  const mach_msg_type_number_t count = OruRTCOldMachExceptionPorts.count;
+  sRestoring.store(installation);
   ORU_MACH_INFO("Restore original mach exception ports");
-  for (mach_msg_type_number_t i = 0; i < OruRTCOldMachExceptionPorts.count; ++i) {
+  for (mach_msg_type_number_t i = 0; i < count; ++i) {
     ORU_MACH_INFO("Restoring port index %d", static_cast<int>(i));
+    if (sRestoring.load() != installation) continue;
     const kern_return_t result = RestoreEntry(i);
     if (result != KERN_SUCCESS) {
       ORU_MACH_ERROR("task_set_exception_ports error: %s", MachErrorText(result));
     }
   }
   ORU_MACH_INFO("Restore mach exception ports finish");
-  GiveSavedRightsBack();
+  if (Claim(&sRestoring, installation)) GiveSavedRightsBack();
 }
 
 // The handler thread must not tell itself to stop: it is on its way out already.
@@ -246,6 +255,7 @@ void InChild() {
                              THREAD_STATE_NONE);
   }
   sPortsToRestore.store(0);
+  sRestoring.store(0);
   OruRTCOldMachExceptionPorts.count = 0;
   OruRTCMachExceptionHandleThread.store(pthread_t{});
   OruRTCMachExceptionHandleThreadId.store(MACH_PORT_NULL);
