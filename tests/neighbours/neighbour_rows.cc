@@ -1,0 +1,68 @@
+#include "tests/neighbours/neighbour_rows.h"
+
+#include <signal.h>
+
+namespace neighbours {
+namespace {
+
+constexpr Order kBefore = Order::kBefore;
+constexpr Order kAfter = Order::kAfter;
+
+constexpr char kInFront[] = "it stands in front and calls nobody";
+
+}  // namespace
+
+const std::vector<Row>& Rows() {
+  static const std::vector<Row> rows = {
+      {"SmallStack", kAfter, "HostCrash", SIGSEGV, 0, 0, "the dump is whole", nullptr},
+      {"SmallStack", kBefore, "UninstallAndCrash", SIGSEGV, 0, 0, "the dump is whole", nullptr},
+      {"RaisesAgain", kAfter, "SdkCrash", SIGSEGV, 0, 0, "raised again", kInFront},
+      {"RaisesAgain", kAfter, "Abort", SIGABRT, 0, 0, "raised again", kInFront},
+      {"RaisesAgain", kBefore, "UninstallAndCrash", SIGSEGV, 0, 0, "raised again", nullptr},
+      {"CallsNobody", kBefore, "SdkCrash", SIGSEGV, 0, 1, "ended alone", nullptr},
+      {"CallsNobody", kBefore, "HostCrash", SIGSEGV, 0, 0, "ended alone", nullptr},
+      {"CallsNobody", kBefore, "Abort", SIGABRT, 0, 1, "ended alone", nullptr},
+      {"CallsNobody", kAfter, "SdkCrash", SIGSEGV, 0, 0, "ended alone", kInFront},
+      {"CallsNobody", kBefore, "UninstallAndCrash", SIGSEGV, 0, 0, "ended alone", nullptr},
+      {"Forwards", kBefore, "SdkCrash", SIGSEGV, 0, 1, "forwarded", nullptr},
+      {"Forwards", kBefore, "Abort", SIGABRT, 0, 1, "forwarded", nullptr},
+      {"Forwards", kAfter, "SdkCrash", SIGSEGV, 0, 1, "forwarded", nullptr},
+      {"Forwards", kAfter, "Abort", SIGABRT, 0, 1, "forwarded", nullptr},
+      {"Forwards", kAfter, "HostCrash", SIGSEGV, 0, 0, "forwarded", nullptr},
+      {"BenignFaults", kAfter, "BenignFaults", 0, 1, 0, "10000 faults were benign", nullptr},
+      {"BenignFaults", kAfter, "BenignFaultsAndACrash", SIGSEGV, 0, 1, "10000 faults were benign",
+       nullptr},
+      {"BenignFaults", kAfter, "HostCrash", SIGSEGV, 0, 0, nullptr, nullptr},
+      {"BenignFaults", kBefore, "BenignFaults", SIGSEGV, 0, 1, nullptr,
+       "whoever is in front of a runtime takes its faults for crashes"},
+      {"RealTimeSignals", kBefore, "SdkCrash", SIGSEGV, 0, 1, nullptr, nullptr},
+      {"RealTimeSignals", kAfter, "SdkCrash", SIGSEGV, 0, 1, nullptr, nullptr},
+      {"RealTimeSignals", kAfter, "Abort", SIGABRT, 0, 1, nullptr, nullptr},
+  };
+  return rows;
+}
+
+const std::vector<Row>& RowsToCome() {
+  static const std::vector<Row> rows = {
+      {"SmallStack", kBefore, "SdkCrash", SIGSEGV, 0, 1, "the dump is whole",
+       "the handler's own stack"},
+      {"SmallStack", kAfter, "SdkCrash", SIGSEGV, 0, 1, "the dump is whole",
+       "the handler's own stack"},
+      {"SmallStack", kBefore, "Overflow", SIGSEGV, 0, 1, "the dump is whole",
+       "the handler's own stack"},
+      {"RaisesAgain", kBefore, "SdkCrash", SIGSEGV, 0, 1, "raised again",
+       "a predecessor is called under its own mask and flags"},
+      {"RaisesAgain", kBefore, "Abort", SIGABRT, 0, 1, "raised again",
+       "a predecessor is called under its own mask and flags"},
+      {"BenignFaults", kBefore, "BenignFaultsAndACrash", SIGSEGV, 0, 1, "10000 faults were benign",
+       "standing in front of a runtime with its rules"},
+  };
+  return rows;
+}
+
+std::string NameOf(const Row& row) {
+  return std::string(row.deed) + "With" + row.neighbour +
+         (row.order == Order::kBefore ? "Before" : "After");
+}
+
+}  // namespace neighbours

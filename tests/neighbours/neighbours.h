@@ -1,0 +1,26 @@
+// Stand-ins of other crash reporters and of runtimes that live on signals: each does in a few lines
+// what the real ones were seen to do, so that the ordinary tests can put them into one process with
+// crash capture.
+#ifndef TESTS_NEIGHBOURS_NEIGHBOURS_H_
+#define TESTS_NEIGHBOURS_NEIGHBOURS_H_
+
+namespace neighbours {
+
+struct Neighbour {
+  const char* name;
+  // Takes its signals; once a process. What it does later it says on standard error, one line each.
+  void (*install)();
+};
+
+// By name; null when there is none.
+const Neighbour* Find(const char* name);
+
+// A fault that the runtime with benign ones repairs: true when it did, and the program goes on.
+bool RaiseBenignFault();
+
+// A line on standard error; async-signal-safe.
+void Say(const char* line);
+
+}  // namespace neighbours
+
+#endif  // TESTS_NEIGHBOURS_NEIGHBOURS_H_
