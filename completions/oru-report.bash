@@ -3,7 +3,7 @@ _oru_report() {
   local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]} command=${COMP_WORDS[1]}
   local filters='--app --sdk --kind --since --until --frame' symbols='--symbols --debug-dir --debuginfod --no-source'
   if [ "$COMP_CWORD" -eq 1 ]; then
-    mapfile -t COMPREPLY < <(compgen -W 'list show html --help --version' -- "$current")
+    mapfile -t COMPREPLY < <(compgen -W 'list show html json group diff --help --version' -- "$current")
     return
   fi
   case $previous in
@@ -16,6 +16,8 @@ _oru_report() {
   case $command:$current in
     list:-*) mapfile -t COMPREPLY < <(compgen -W "--json $filters --help" -- "$current") ;;
     show:-*) mapfile -t COMPREPLY < <(compgen -W "--color $symbols $filters --help" -- "$current") ;;
+    json:-*) mapfile -t COMPREPLY < <(compgen -W "$symbols $filters --help" -- "$current") ;;
+    group:-* | diff:-*) mapfile -t COMPREPLY < <(compgen -W "--json $filters --help" -- "$current") ;;
     html:-*) mapfile -t COMPREPLY < <(compgen -W "--output $symbols $filters --help" -- "$current") ;;
     *) mapfile -t COMPREPLY < <(compgen -f -- "$current") ;;
   esac

@@ -21,6 +21,14 @@ const std::vector<Command>& AllCommands() {
       {"html", "html [--output FILE] [--symbols PATH]... FILE",
        "the same as one self-contained page, on standard output or in a file", 1, 1, "one file",
        &RunHtml},
+      {"json", "json [--symbols PATH]... [FILTER]... PATH...",
+       "reports for machines, an object a line", 1, kAnyNumber, "a file or folder", &RunJson},
+      {"group", "group [--json] [FILTER]... PATH...",
+       "equal crashes together, with counts, versions, times and an example", 1, kAnyNumber,
+       "a file or folder", &RunGroup},
+      {"diff", "diff [--json] [FILTER]... A B",
+       "what differs between two reports, or two folders of them", 2, 2, "two files or folders",
+       &RunDiff},
   };
   return commands;
 }

@@ -35,6 +35,9 @@ const Command* FindCommand(const std::string& name);
 int RunList(const Options& options);
 int RunShow(const Options& options);
 int RunHtml(const Options& options);
+int RunJson(const Options& options);
+int RunGroup(const Options& options);
+int RunDiff(const Options& options);
 
 // Prints "oru-report: MESSAGE" on standard error, made safe for a terminal, and returns `status`.
 int TellError(const std::string& message, int status = kFailed);

@@ -18,18 +18,18 @@ struct Option {
 };
 
 constexpr char kShown[] = " show html json ";
-constexpr char kFiltered[] = " list show html json group ";
+constexpr char kFiltered[] = " list show html json group diff ";
 
 const std::vector<Option>& AllOptions() {
   using Text = const std::string&;
   static const std::vector<Option> options = {
-      {"--json", " list group diff doctor ", nullptr, "for machines: JSON instead of a table",
+      {"--json", " list group diff ", nullptr, "for machines: JSON instead of a table",
        [](Options* o, Text) { o->json = true; }},
       {"--color", " show ", "WHEN", "auto (the default: on a terminal), always or never",
        [](Options* o, Text v) { o->color = v; }},
       {"--output", " html ", "FILE", "where the page goes instead of standard output",
        [](Options* o, Text v) { o->output = v; }},
-      {"--symbols", " show html json group diff ", "PATH",
+      {"--symbols", kShown, "PATH",
        "look for symbols by build id in PATH: a file, a folder of binaries, debug files or\n"
        "                   .dSYM bundles, or a .build-id folder; any number of times",
        [](Options* o, Text v) { o->symbols.paths.push_back(v); }},

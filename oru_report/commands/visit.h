@@ -33,6 +33,10 @@ struct VisitResult {
 VisitResult VisitReports(const Options& options, SymbolStore* symbols,
                          const ReportCallback& callback);
 
+// The same, only counted by crash. Shows its progress on a terminal.
+class CrashGroups;
+VisitResult GroupReports(const Options& options, CrashGroups* groups);
+
 // The status of a command that could use all it was given, or kFailed.
 int StatusOf(const VisitResult& result);
 

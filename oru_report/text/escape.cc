@@ -1,5 +1,6 @@
 #include "oru_report/text/escape.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <vector>
@@ -97,6 +98,10 @@ std::string ToValidUtf8(std::string_view text) {
 }
 
 std::string Visible(std::string_view text, bool keep_lines) {
+  // Nearly all that is shown.
+  const bool plain =
+      std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c < '\x7F'; });
+  if (plain) return std::string(text);
   return Rewritten(text, [keep_lines](unsigned long value) {
     const bool stays = value == '\t' || (keep_lines && value == '\n');
     return Acts(value) && !stays ? VisibleForm(value) : std::string();

@@ -12,7 +12,7 @@ import sys
 import tempfile
 import unittest
 
-ORU_REPORT = sys.argv[1]
+ORU_REPORT = os.path.abspath(sys.argv[1])
 COUNT = 500
 # Of one run over the whole folder.
 SECONDS = 120

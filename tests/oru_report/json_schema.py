@@ -1,0 +1,41 @@
+"""Checks JSON values against a schema; knows the keywords that the project's schemas use and refuses others."""
+import re
+
+TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int}
+NOTES = {"$schema", "title", "description", "$defs"}
+
+
+def complaints(value, schema, root=None, where="$"):
+    """Sentences about what is wrong; none for a valid value."""
+    root = schema if root is None else root
+    found = []
+    for keyword, wanted in schema.items():
+        if keyword in NOTES or keyword == "properties" or keyword == "items":
+            continue
+        if keyword == "$ref":
+            target = root
+            for part in wanted.removeprefix("#/").split("/"):
+                target = target[part]
+            found += complaints(value, target, root, where)
+        elif keyword == "type":
+            kind = TYPES[wanted]
+            if not isinstance(value, kind) or (kind is int and isinstance(value, bool)):
+                return found + [f"{where} is no {wanted}"]
+        elif keyword == "const":
+            found += [] if value == wanted else [f"{where} is not {wanted!r}"]
+        elif keyword == "enum":
+            found += [] if value in wanted else [f"{where} is {value!r}"]
+        elif keyword == "pattern":
+            found += [] if re.search(wanted, value) else [f"{where} is {value!r}"]
+        elif keyword == "required":
+            found += [f"{where} lacks {name}" for name in wanted if name not in value]
+        elif keyword == "additionalProperties" and wanted is False:
+            found += [f"{where} has {name}" for name in value if name not in schema["properties"]]
+        else:
+            raise ValueError(f"unknown keyword {keyword}")
+    for name, part in schema.get("properties", {}).items():
+        if name in value:
+            found += complaints(value[name], part, root, f"{where}.{name}")
+    for index, element in enumerate(value if "items" in schema else []):
+        found += complaints(element, schema["items"], root, f"{where}[{index}]")
+    return found

@@ -1,0 +1,184 @@
+"""`oru-report json`, `group` and `diff` on reports made up here.
+
+  machine_test.py ORU_REPORT SCHEMA
+"""
+import collections
+import gzip
+import json
+import os
+import subprocess
+import sys
+import tempfile
+import unittest
+
+sys.path.insert(0, os.path.dirname(__file__))
+import fleet  # noqa: E402
+import json_schema  # noqa: E402
+
+ORU_REPORT, SCHEMA = map(os.path.abspath, sys.argv[1:3])
+COUNT = 1500
+
+
+def run(*arguments, status=0, **options):
+    done = subprocess.run([ORU_REPORT, *arguments], capture_output=True, timeout=100, check=False, **options)
+    assert done.returncode == status, (done.returncode, done.stderr)
+    return done
+
+
+def lines_of(*arguments, **options):
+    return [json.loads(line) for line in run(*arguments, **options).stdout.decode().splitlines()]
+
+
+class Machine(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.temp = tempfile.TemporaryDirectory()
+        cls.folder = os.path.join(cls.temp.name, "fleet")
+        cls.zip = os.path.join(cls.temp.name, "fleet.zip")
+        fleet.make(COUNT, cls.folder)
+        fleet.make_zip(COUNT, cls.zip)
+        with open(SCHEMA, encoding="utf-8") as file:
+            cls.schema = json.load(file)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.temp.cleanup()
+
+    def write(self, name, text):
+        path = os.path.join(self.temp.name, name)
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
+        return path
+
+    def path_of(self, number):
+        return os.path.join(self.folder, fleet.version_of(number), fleet.name_of(number))
+
+    def test_the_schema_refuses_what_it_does_not_describe(self):
+        value = lines_of("json", self.path_of(1))[0]
+        self.assertEqual(json_schema.complaints(value, self.schema), [])
+        self.assertEqual(len(json_schema.complaints(dict(value, more=1), self.schema)), 1)
+        self.assertEqual(len(json_schema.complaints(dict(value, words=1), self.schema)), 1)
+
+    def test_json_is_as_described(self):
+        whole = fleet.report_of(3)
+        odd = whole.replace("worker-1", "w\u202e\x1b").replace("UserCustomInfo:\n", "UserCustomInfo:\n\"\\\x00\u009b")
+        for name, text, status in (("whole.log", whole, 0), ("cut.log", whole[:700], 1), ("odd.log", odd, 0),
+                                   ("words.log", whole.replace("Crash Thread Backtrace:\n", "Crash Thread Backtrace:\nwords\n"), 0)):
+            for value in lines_of("json", self.write(name, text), status=status):
+                self.assertEqual(json_schema.complaints(value, self.schema), [], name)
+                self.assertEqual(value["whole"], status == 0)
+
+    def test_json_has_what_the_report_has(self):
+        value = lines_of("json", "--no-source", self.path_of(3))[0]
+        self.assertEqual(value["headline"]["sdk"], fleet.version_of(3))
+        self.assertEqual(value["headline"]["session"], "s3")
+        self.assertEqual(value["words"], "build 3")
+        self.assertEqual(len(value["threads"]), 12)
+        self.assertEqual([thread["number"] for thread in value["threads"] if thread["crashed"]], [103])
+        frame = value["crash_frames"][1]
+        self.assertEqual(frame["mark"], "SDK")
+        self.assertEqual(frame["function"], f"OruRTC::Engine::step{fleet.crash_of(3)}of0()")
+        self.assertEqual(frame["module"], "libOruRTCEngine.so")
+        self.assertEqual(len(frame["build_id"]), 32)
+        self.assertEqual(int(frame["offset"], 16) & ~0xff, 0x1000)
+
+    def expected(self):
+        return collections.Counter(fleet.crash_of(number) for number in range(COUNT))
+
+    def test_equal_crashes_are_together_whatever_the_build_and_the_machine(self):
+        groups = lines_of("group", "--json", self.folder)
+        expected = self.expected()
+        self.assertEqual(sorted(group["count"] for group in groups), sorted(expected.values()))
+        for group in groups:
+            crash = int(group["place"].split("step")[1].split("of")[0])
+            numbers = [number for number in range(COUNT) if fleet.crash_of(number) == crash]
+            self.assertEqual(group["count"], len(numbers))
+            self.assertEqual(group["versions"], collections.Counter(map(fleet.version_of, numbers)))
+            self.assertEqual(group["apps"], collections.Counter(map(fleet.app_of, numbers)))
+            self.assertEqual(group["days"], collections.Counter(map(fleet.day_of, numbers)))
+            self.assertEqual(group["last_time"][:10], max(map(fleet.day_of, numbers)))
+            self.assertEqual(group["first_time"][:10], min(map(fleet.day_of, numbers)))
+            self.assertTrue(os.path.exists(group["example"]))
+        counts = [group["count"] for group in groups]
+        self.assertEqual(counts, sorted(counts, reverse=True))
+
+    def test_a_fingerprint_is_fixed(self):
+        # Tickets hold it: it must not change with the program's versions.
+        value = lines_of("json", self.path_of(3))[0]
+        self.assertEqual(value["fingerprint"], FINGERPRINT_OF_3)
+        deeper = self.write("deeper.log", "".join(
+            line * 30 if "of5" in line and "(" in line else line for line in fleet.report_of(3).splitlines(True)))
+        self.assertEqual(lines_of("json", deeper)[0]["fingerprint"], FINGERPRINT_OF_3)
+
+    def test_folder_archive_and_packed_files_say_the_same(self):
+        wanted = [(group["fingerprint"], group["count"]) for group in lines_of("group", "--json", self.folder)]
+        found = [(group["fingerprint"], group["count"]) for group in lines_of("group", "--json", self.zip)]
+        self.assertEqual(found, wanted)
+        path = self.path_of(5)
+        with open(path, "rb") as file:
+            packed = gzip.compress(file.read())
+        self.assertEqual(lines_of("json", "-", input=packed)[0]["fingerprint"], lines_of("json", path)[0]["fingerprint"])
+
+    def test_nothing_is_unpacked_to_disk(self):
+        empty = os.path.join(self.temp.name, "empty")
+        os.makedirs(empty, exist_ok=True)
+        run("group", self.zip, cwd=empty, env=dict(os.environ, TMPDIR=empty))
+        self.assertEqual(os.listdir(empty), [])
+
+    def test_memory_does_not_grow_with_the_reports(self):
+        def peak(path):
+            script = ("import resource, subprocess, sys; subprocess.run(sys.argv[1:], stdout=subprocess.DEVNULL, check=True); "
+                      "print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss)")
+            done = subprocess.run([sys.executable, "-c", script, ORU_REPORT, "group", path], capture_output=True, check=True)
+            return int(done.stdout)
+
+        few = os.path.join(self.temp.name, "few.zip")
+        fleet.make_zip(100, few)
+        # In KiB.
+        self.assertLess(peak(self.zip), peak(few) + 8192)
+
+    def test_filters_count_what_they_let_through(self):
+        day = fleet.day_of(400)
+        for arguments, wanted in ((["--app", "meet"], lambda n: fleet.app_of(n) == "meet"),
+                                  (["--sdk", "7.0.0"], lambda n: fleet.version_of(n) == "7.0.0"),
+                                  (["--since", day], lambda n: fleet.day_of(n) >= day),
+                                  (["--until", day], lambda n: fleet.day_of(n) <= day),
+                                  (["--frame", "step4of"], lambda n: fleet.crash_of(n) == 4),
+                                  (["--kind", "Exception"], lambda n: False)):
+            groups = lines_of("group", "--json", *arguments, self.folder)
+            self.assertEqual(sum(group["count"] for group in groups), sum(map(wanted, range(COUNT))), arguments)
+
+    def test_group_for_people(self):
+        text = run("group", self.folder).stdout.decode()
+        self.assertTrue(text.startswith(f"{COUNT} reports, {len(self.expected())} different crashes\n\n"), text[:200])
+        self.assertIn("OruRTC::Engine::step4of0()", text)
+
+    def test_diff_of_two_reports(self):
+        same = next(n for n in range(4, COUNT) if fleet.crash_of(n) == fleet.crash_of(3) and fleet.version_of(n) != "6.1.0")
+        text = run("diff", self.path_of(3), self.path_of(same)).stdout.decode()
+        self.assertIn("1 to 1", text.splitlines()[0])
+        self.assertIn("- SDK: 6.1.0\n", text)
+        self.assertIn(f"  OruRTC::Engine::step{fleet.crash_of(3)}of0()\n", text)
+        other = next(n for n in range(COUNT) if fleet.crash_of(n) != fleet.crash_of(3))
+        text = run("diff", self.path_of(3), self.path_of(other)).stdout.decode()
+        self.assertIn(f"- OruRTC::Engine::step{fleet.crash_of(3)}of0()\n", text)
+        self.assertIn(f"+ OruRTC::Engine::step{fleet.crash_of(other)}of0()\n", text)
+
+    def test_diff_of_two_folders(self):
+        old, new = (os.path.join(self.folder, version) for version in ("6.1.0", "7.0.0"))
+        lines = lines_of("diff", "--json", old, new)
+        numbers = range(COUNT)
+        for name, version in (("before", "6.1.0"), ("after", "7.0.0")):
+            wanted = sum(fleet.version_of(n) == version for n in numbers)
+            self.assertEqual(sum(line[name] for line in lines), wanted)
+
+    def test_archives_that_are_none(self):
+        bad = self.write("bad.zip", "PK\x03\x04 and no more")
+        done = run("group", bad, status=1)
+        self.assertIn(b"no zip archive", done.stderr)
+
+
+FINGERPRINT_OF_3 = "c5aa956ed5fbcb13"
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
