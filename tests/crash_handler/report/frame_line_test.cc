@@ -46,5 +46,32 @@ TEST(FrameLineTest, AFrameOutsideEveryImageIsItsAddress) {
   EXPECT_EQ(Line(0x5a5a5a5a5a5a, {}), SystemLine(0x5a5a5a5a5a5a));
 }
 
+// Nothing outside this file sees it.
+__attribute__((noinline)) int SeenByNobody(int x) { return x * 5; }
+
+TEST(FrameLinesTest, AHiddenFunctionIsNamedFromTheFilesSymbolTable) {
+  volatile int sink = SeenByNobody(1);
+  EXPECT_EQ(sink, 5);
+  void* const start = reinterpret_cast<void*>(&SeenByNobody);
+  void* const frames[] = {static_cast<char*>(start) + 2, start};
+  const FrameLines lines(frames, 2, start);
+  ASSERT_EQ(lines.size(), 2U);
+  TextBuffer text;
+  lines.Append(0, &text);
+  text.Append('\n');
+  lines.Append(1, &text);
+  lines.Append(2, &text);
+  const std::string both(text.data(), text.size());
+  EXPECT_NE(both.find("SeenByNobody"), both.rfind("SeenByNobody")) << both;
+}
+
+TEST(FrameLinesTest, AReturnAddressAtAFunctionsStartBelongsToTheOneBefore) {
+  void* const start = reinterpret_cast<void*>(&SeenByNobody);
+  const FrameLines lines(&start, 1, nullptr);
+  TextBuffer text;
+  lines.Append(0, &text);
+  EXPECT_EQ(std::string(text.data(), text.size()).find("SeenByNobody"), std::string::npos);
+}
+
 }  // namespace
 }  // namespace CrashHandler::machine

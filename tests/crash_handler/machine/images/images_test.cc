@@ -162,6 +162,19 @@ TEST(SymbolizerTest, ALibraryWithoutSymbolTableIsServedByItsDynamicOne) {
   dlclose(library);
 }
 
+TEST(SymbolizerTest, ALibraryThatIsLinkedAtANonZeroAddressIsListedAndNamed) {
+  void* library = dlopen(HIGH_LIBRARY, RTLD_NOW);
+  ASSERT_NE(library, nullptr) << dlerror();
+  void* function = dlsym(library, "library_function");
+  EXPECT_EQ(ListImages().back().path, HIGH_LIBRARY);
+  Symbolizer symbolizer;
+  SymbolInformation record;
+  ASSERT_TRUE(symbolizer.ResolveOne(reinterpret_cast<uintptr_t>(function), &record));
+  EXPECT_STREQ(record.dli_sname, "library_function");
+  EXPECT_EQ(record.dli_saddr, function);
+  dlclose(library);
+}
+
 TEST(SymbolizerTest, NamesOfALibraryThatWasClosedMeanwhileStayReadable) {
   void* library = dlopen(NO_BUILD_ID_LIBRARY, RTLD_NOW);
   ASSERT_NE(library, nullptr) << dlerror();

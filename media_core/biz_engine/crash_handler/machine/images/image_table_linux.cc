@@ -10,6 +10,7 @@
 #include <atomic>
 #include <cstring>
 
+#include "media_core/biz_engine/crash_handler/machine/images/elf_format.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/memory_linux.h"
 
 namespace CrashHandler::machine {
@@ -48,12 +49,29 @@ void ProgramPath(char* path, size_t room) {
   path[length < 0 ? 0 : length] = '\0';
 }
 
+// Whether the image whose header is there has its dynamic section where the linker says.
+bool IsHeaderOf(const struct link_map& link, uint64_t header, ElfSegments* segments) {
+  return ReadElfSegments(kOwnMemory, header, segments) &&
+         link.l_addr + segments->dynamic.address == reinterpret_cast<uint64_t>(link.l_ld);
+}
+
 bool ReadSegments(const struct link_map& link, bool main_program, ElfSegments* segments) {
   if (main_program) {
     return ReadElfProgramHeaders(kOwnMemory, getauxval(AT_PHDR), getauxval(AT_PHNUM), segments);
   }
-  // A library's header is its first byte, and libraries are linked at address 0.
-  return ReadElfSegments(kOwnMemory, link.l_addr, segments);
+  // A library's header is its first byte, and most libraries are linked at address 0. Where one is
+  // not, its header is some pages below its dynamic section.
+  if (IsHeaderOf(link, link.l_addr, segments)) return true;
+  constexpr uint64_t kPageSize = 4096;
+  constexpr uint64_t kMaxPages = 1 << 16;
+  const uint64_t last = reinterpret_cast<uint64_t>(link.l_ld) / kPageSize;
+  for (uint64_t page = last; page > 0 && last - page < kMaxPages; --page) {
+    unsigned char magic[sizeof(kElfMagic)];
+    if (!kOwnMemory.Read(page * kPageSize, magic, sizeof(magic))) return false;
+    const bool found = memcmp(magic, kElfMagic, sizeof(magic)) == 0;
+    if (found && IsHeaderOf(link, page * kPageSize, segments)) return true;
+  }
+  return false;
 }
 
 void ReadBuildId(LoadedImage* image) {

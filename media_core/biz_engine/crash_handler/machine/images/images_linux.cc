@@ -39,13 +39,13 @@ class ImageFile {
  public:
   // `blocks` are for this object alone while it lives and is usable.
   ImageFile(const LoadedImage& image, bool main_program, Blocks* blocks) : blocks_(blocks) {
-    if (image.build_id.size == 0) return;
-    // The program's link works when its file was moved or deleted, too.
+    if (image.build_id.size == 0 && !main_program) return;
+    // The program's link works when its file was moved or deleted, too, and is always its own.
     file_ = OpenFile(main_program ? "/proc/thread-self/exe" : image.path,
                      O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat about;
     if (file_ >= 0 && fstat(file_, &about) == 0) size_ = static_cast<uint64_t>(about.st_size);
-    if (file_ >= 0 && !Matches(image.build_id)) {
+    if (file_ >= 0 && !main_program && !Matches(image.build_id)) {
       close(file_);
       file_ = -1;
     }
