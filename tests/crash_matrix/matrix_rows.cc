@@ -142,26 +142,19 @@ Row HangRow(const char* name, const char* scenario, Ending ending, const char* f
   return {name, scenario, ending, 1, {frame}, {}, kWaitsForDeadline};
 }
 
-Row WithoutReport(Row row) {
-  row.reports = 0;
-  row.frames = {};
-  row.said = {kSaysFault};
-  return row;
-}
-
 std::vector<Row> HangRows() {
   constexpr char kFault[] = "WriteToNull";
   return {
       HangRow("CallbackNeverReturns", "CallbackNeverReturns", BySignal(SIGSEGV), kFault),
       HangRow("CallbackSpins", "CallbackSpins", BySignal(SIGFPE), "DivideByZero"),
-      // A thread that blocks the timer's signal cannot rescue its report, and nothing else ends a
-      // process of one thread.
-      WithoutReport(HangRow("CallbackBlocksSignalsAndHangs", "CallbackBlocksSignalsAndHangs",
-                            BySignal(SIGKILL), kFault)),
-      WithoutReport(HangRow("CallbackBlocksSignalsBesideAnotherThread",
-                            "CallbackBlocksSignalsBesideAnotherThread", BySignal(SIGSEGV), kFault)),
+      HangRow("CallbackBlocksSignalsAndHangs", "CallbackBlocksSignalsAndHangs", BySignal(SIGSEGV),
+              kFault),
+      HangRow("CallbackBlocksSignalsBesideAnotherThread",
+              "CallbackBlocksSignalsBesideAnotherThread", BySignal(SIGSEGV), kFault),
       HangRow("CallbackHangsWhileAThreadAwaitsSignals", "CallbackHangsWhileAThreadAwaitsSignals",
               BySignal(SIGSEGV), kFault),
+      HangRow("CallbackHangsWhileAThreadAwaitsAllSignals",
+              "CallbackHangsWhileAThreadAwaitsAllSignals", BySignal(SIGSEGV), kFault),
       HangRow("CallbackHangsInAThreadThatBlocksSignals", "AbortWithAllSignalsBlocked",
               BySignal(SIGABRT), "abort"),
       HangRow("LogSinkNeverReturns", "SinkHangs", BySignal(SIGSEGV), kFault),

@@ -19,13 +19,6 @@ Row OnAWorker(Row row, const char* name) {
   return row;
 }
 
-Row WithoutReport(Row row) {
-  row.reports = 0;
-  row.frames = {};
-  row.said = {kSaysFault};
-  return row;
-}
-
 // Reading the main thread takes a signal that cannot be had.
 Row OnAWorkerWithoutSignals(Row row, const char* name) {
   row.unreadable = 1;
@@ -45,7 +38,7 @@ Row InTheFirstProcess(Row row) {
 
 std::vector<Row> DeadlineRows() {
   return {
-      // The alarm stands in for the timers.
+      // The deadline needs no signal.
       Hang("HangsWithoutPendingSignals"),
       OnAWorkerWithoutSignals(Hang("HangsWithoutPendingSignals"),
                               "HangsWithoutPendingSignalsOnAWorker"),
@@ -56,8 +49,7 @@ std::vector<Row> DeadlineRows() {
           "AbortsAndHangsWithoutPendingSignals"),
       Hang("HangsWithTheAlarmTaken"),
       Hang("HangsWithoutAFreeSignal"),
-      // The timer that kills needs no free signal.
-      WithoutReport(Hang("BlocksSignalsAndHangsWithoutAFreeSignal", BySignal(SIGKILL))),
+      Hang("BlocksSignalsAndHangsWithoutAFreeSignal"),
       {"SurvivesWithoutPendingSignals",
        "SurvivesWithoutPendingSignals",
        ByExit(97),

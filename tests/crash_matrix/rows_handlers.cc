@@ -65,6 +65,7 @@ std::vector<Row> HandlerRows() {
               {"raise", "PredecessorOfARaisedSignalReturns"}}),
       Called(Fault("PredecessorForOneCall", "PredecessorIsForOneCall")),
       Called(Fault("PredecessorThatIsNotDeferred", "PredecessorIsNotDeferred")),
+      Called(Fault("PredecessorThatRaisesAgainAndExits", "PredecessorRaisesAgainAndExits")),
       Called(Fault("PredecessorFaultsAlike", "PredecessorFaults")),
       Called(Fault("PredecessorFaultsOtherwise", "PredecessorFaultsOtherwise", BySignal(SIGFPE))),
       Called(Fault("PredecessorRaisesAgain", "PredecessorRaisesAgain")),

@@ -72,8 +72,13 @@ std::vector<Row> OverflowRows() {
        {"WriteToNull"},
        {},
        kNotUnderSanitizers},
+      {"AlternateStackOf8KiB",
+       "FaultOnAnAlternateStackOf8KiB",
+       BySignal(SIGSEGV),
+       1,
+       {"WriteToNull"}},
       WithoutHandling(
-          {"TooSmallAlternateStack", "FaultOnATooSmallAlternateStack", BySignal(SIGSEGV), 0}),
+          {"UnusableAlternateStack", "FaultOnAnUnusableAlternateStack", BySignal(SIGSEGV), 0}),
   };
 }
 

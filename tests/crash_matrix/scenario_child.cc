@@ -213,7 +213,7 @@ int Main(int argc, char** argv) {
     fputs("crash_scenario_child: unknown scenario or option\n", stderr);
     return 2;
   }
-  CrashHandler::machine::SetCrashRescueTimeForTesting(atoi(argv[3]));
+  CrashHandler::SetCrashRescueTimeForTesting(atoi(argv[3]));
   if (options.dump_dir == nullptr) options.dump_dir = argv[2];
   ChangeHome(options);
   return InstallAndRun(*scenario, options);

@@ -125,10 +125,7 @@ void AbortWithAllSignalsBlocked() {
 }
 
 // A host that takes its real-time signals by waiting for them.
-void CallbackHangsWhileAThreadAwaitsSignals() {
-  sigset_t awaited;
-  sigemptyset(&awaited);
-  for (int signo = SIGRTMIN; signo < SIGRTMIN + 4; ++signo) sigaddset(&awaited, signo);
+void HangWhileThisThreadAwaits(sigset_t awaited) {
   pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
   std::thread([] {
     SleepMs(50);
@@ -138,6 +135,22 @@ void CallbackHangsWhileAThreadAwaitsSignals() {
     int signo = 0;
     sigwait(&awaited, &signo);
   }
+}
+
+void CallbackHangsWhileAThreadAwaitsSignals() {
+  sigset_t some;
+  sigemptyset(&some);
+  for (int signo = SIGRTMIN; signo < SIGRTMIN + 4; ++signo) sigaddset(&some, signo);
+  HangWhileThisThreadAwaits(some);
+}
+
+// As a host does that handles all its signals on a thread of their own.
+void CallbackHangsWhileAThreadAwaitsAllSignals() {
+  sigset_t all;
+  sigfillset(&all);
+  // Nobody waits for a fault: it would end the process.
+  sigdelset(&all, SIGSEGV);
+  HangWhileThisThreadAwaits(all);
 }
 
 }  // namespace
@@ -160,6 +173,7 @@ std::vector<Scenario> CallbackScenarios() {
       SCENARIO(SinkHangs),
       SCENARIO(AbortWithAllSignalsBlocked),
       SCENARIO(CallbackHangsWhileAThreadAwaitsSignals),
+      SCENARIO(CallbackHangsWhileAThreadAwaitsAllSignals),
   };
 }
 

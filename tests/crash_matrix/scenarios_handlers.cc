@@ -58,11 +58,18 @@ bool IsBlocked(int signo) {
 }
 
 // What the row counts: one line a call.
-void Tell(int signo, siginfo_t* info, void* context) {
-  const bool as_the_kernel_would =
-      info != nullptr && info->si_signo == signo && context != nullptr && IsBlocked(signo);
+void TellIf(bool as_the_kernel_would) {
   Require(as_the_kernel_would && DeadlineIsOver() && CountReports() == 1);
   Say("predecessor after the report");
+}
+
+void Tell(int signo, siginfo_t* info, void* context) {
+  TellIf(info != nullptr && info->si_signo == signo && context != nullptr && IsBlocked(signo));
+}
+
+// Installed with a mask and SA_NODEFER.
+void TellNotDeferred(int signo, siginfo_t* /*info*/, void* /*context*/) {
+  TellIf(!IsBlocked(signo) && IsBlocked(SIGUSR1) && !IsBlocked(SIGUSR2));
 }
 
 void MustNotBeCalled(int /*signo*/) { _exit(kScenarioFailed); }
@@ -128,15 +135,29 @@ void PredecessorIsForOneCall() {
 }
 
 void PredecessorIsNotDeferred() {
-  InstallPredecessor(WithInfo(Tell, SA_NODEFER | SA_RESTART));
+  struct sigaction action = WithInfo(TellNotDeferred, SA_NODEFER | SA_RESTART);
+  sigaddset(&action.sa_mask, SIGUSR1);
+  InstallPredecessor(action);
+  WriteToNull();
+}
+
+// As a reporter that lets the signal end the process when it is done.
+void PredecessorRaisesAgainAndExits() {
+  InstallPredecessor(WithInfo(
+      [](int signo, siginfo_t* info, void*) {
+        Say("predecessor after the report");
+        raise(info->si_signo);
+        _exit(signo == 0 ? 0 : 1);
+      },
+      SA_ONSTACK | SA_NODEFER | SA_RESETHAND));
   WriteToNull();
 }
 
 // It would have been called again and again without the module.
 void PredecessorFaults() {
   InstallPredecessor(WithInfo(
-      [](int signo, siginfo_t* info, void* context) {
-        Tell(signo, info, context);
+      [](int signo, siginfo_t*, void*) {
+        TellIf(!IsBlocked(signo));
         WriteToNull();
       },
       SA_NODEFER));
@@ -246,6 +267,7 @@ std::vector<Scenario> HandlerScenarios() {
       SCENARIO(PredecessorIsPlain),
       SCENARIO(PredecessorOfAnotherSignal),
       SCENARIO(PredecessorReturns),
+      SCENARIO(PredecessorRaisesAgainAndExits),
       SCENARIO(PredecessorOfARaisedSignalReturns),
       SCENARIO(PredecessorIsForOneCall),
       SCENARIO(PredecessorIsNotDeferred),

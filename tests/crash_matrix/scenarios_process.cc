@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -128,6 +129,17 @@ void CallbackBecomesAnotherProgram() {
   WriteToNull();
 }
 
+// Where the deadline would have passed in the meantime.
+void CallbackBecomesALongProgram() {
+  const rlimit none = {0, 0};
+  Require(setrlimit(RLIMIT_SIGPENDING, &none) == 0);
+  Callback([](void*, CrashType) {
+    execl("/bin/sh", "sh", "-c", "sleep 4; exit 11", nullptr);
+    _exit(kScenarioFailed);
+  });
+  WriteToNull();
+}
+
 // A new program keeps the mask of the thread that started it: here that of the signal's handler,
 // which is open to another fault.
 void ExpectTheSignalOpen() {
@@ -186,6 +198,7 @@ std::vector<Scenario> ProcessScenarios() {
       SCENARIO(FaultAfterStartingProcesses),
       SCENARIO(BecomesAnotherProgram),
       SCENARIO(CallbackBecomesAnotherProgram),
+      SCENARIO(CallbackBecomesALongProgram),
       SCENARIO(ExpectTheSignalOpen),
       SCENARIO(ExpectAnUntouchedProcess),
       SCENARIO(FaultHoldingTheLoader),

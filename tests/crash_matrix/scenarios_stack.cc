@@ -50,8 +50,18 @@ void FaultOnASmallAlternateStack() {
 }
 
 // The system's own idea of a size.
-void FaultOnATooSmallAlternateStack() {
+void FaultOnAnAlternateStackOf8KiB() {
   UseGuardedAlternateStack(8192);
+  WriteToNull();
+}
+
+// The kernel's own frame does not fit.
+void FaultOnAnUnusableAlternateStack() {
+  void* memory = mmap(nullptr, 65536, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  stack_t stack = {};
+  stack.ss_sp = memory;
+  stack.ss_size = 65536;
+  Require(memory != MAP_FAILED && sigaltstack(&stack, nullptr) == 0);
   WriteToNull();
 }
 
@@ -62,7 +72,8 @@ std::vector<Scenario> StackScenarios() {
       SCENARIO(OverflowInTheSdk),
       SCENARIO(OverflowFarBelowTheSdk),
       SCENARIO(FaultOnASmallAlternateStack),
-      SCENARIO(FaultOnATooSmallAlternateStack),
+      SCENARIO(FaultOnAnAlternateStackOf8KiB),
+      SCENARIO(FaultOnAnUnusableAlternateStack),
       SDK_SCENARIO(LoseTheStackPointer),
       SDK_SCENARIO(LoseTheFramePointer),
       SDK_SCENARIO(LoseTheFramePointerToData),

@@ -1,100 +1,33 @@
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy_impl.h"
 
-#include <sys/stat.h>
-#include <time.h>
-#include <unistd.h>
-
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
+#include <utility>
 
-#include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
-#include "media_core/biz_engine/crash_handler/dying/crash_turn.h"
+#include "media_core/biz_engine/crash_handler/report/report_words.h"
+#include "media_core/biz_engine/crash_handler/tools/crash_log.h"
 
 namespace CrashHandler {
 namespace {
 
-constexpr char kDefaultDir[] = "/Library/Caches/Oru_RTC_Crash/";
-constexpr char kLogTag[] = "Crash_Handler";
 constexpr uint64_t kSessionIdLength = 8;
 
-CrashHandlerProxy* sCrashHandlerInstance = nullptr;
-std::mutex sCrashHandlerInstanceMtx;
-std::string sDefaultCrashDumpDir;
-
-// Keeps a report from reading half an identity. Nobody waits for it for ever.
-std::recursive_mutex sIdentityMtx;
-
-constexpr int kPatienceInACrashMs = 200;
-constexpr int kPatienceMs = 10000;
-
-// Has the lock after this time or goes on without it. While a crash is handled, its owner may be a
-// thread that the crash has frozen, or that crashed itself and waits for the report; otherwise it
-// may be one that a forked child does not have.
-class PatientLock {
- public:
-  explicit PatientLock(std::recursive_mutex* mutex) : mutex_(mutex) {
-    const timespec pause = {0, 1000000};
-    for (int waited_ms = 0; !(locked_ = mutex_->try_lock()) && waited_ms < Patience(); ++waited_ms)
-      nanosleep(&pause, nullptr);
-  }
-  ~PatientLock() {
-    if (locked_) mutex_->unlock();
-  }
-  PatientLock(const PatientLock&) = delete;
-  PatientLock& operator=(const PatientLock&) = delete;
-
- private:
-  static int Patience() { return IsCrashTurnTaken() ? kPatienceInACrashMs : kPatienceMs; }
-
-  std::recursive_mutex* const mutex_;
-  bool locked_ = false;
-};
-
-std::string CopyIdentity(const std::string& part) {
-  const PatientLock lock(&sIdentityMtx);
-  return part;
-}
-
-// HOME is expected to be set.
-void AppendDefaultDumpDir(std::string* path) {
-  path->append(getenv("HOME"));
-  path->append(kDefaultDir);
-}
-
-// What DirExistsOrCreat does, without a string.
-bool WritableOrMade(const char* path) {
-  return *path != '\0' && (access(path, W_OK) == 0 || mkdir(path, 0755) == 0);
+CrashSettings FreshSettings(const void* object) {
+  CrashSettings fresh;
+  fresh.session_id = GenerateRandomString(static_cast<int64_t>(reinterpret_cast<intptr_t>(object)),
+                                          kSessionIdLength, "");
+  return fresh;
 }
 
 }  // namespace
 
-CrashHandlerProxy* CrashHandlerProxy::CreateCrashHandler() {
-  // The pointer is published under the lock; an atomic read spares the lock afterwards.
-  if (auto* instance = __atomic_load_n(&sCrashHandlerInstance, __ATOMIC_ACQUIRE)) return instance;
-  const std::lock_guard<std::mutex> lock(sCrashHandlerInstanceMtx);
-  if (sCrashHandlerInstance == nullptr) {
-    CrashHandlerProxy* instance = DarwinCrashHandler::GetInstance();
-    __atomic_store_n(&sCrashHandlerInstance, instance, __ATOMIC_RELEASE);
-  }
-  return sCrashHandlerInstance;
+CrashHandlerProxyImpl::CrashHandlerProxyImpl() : settings_(FreshSettings(this)) {
+  SetLiveSettings(&settings_);
 }
 
-void CrashHandlerProxy::DestroyCrashHandler(CrashHandlerProxy* handler) {
-  if (handler == nullptr) return;
-  const std::lock_guard<std::mutex> lock(sCrashHandlerInstanceMtx);
-  DarwinCrashHandler::Release();
-  __atomic_store_n(&sCrashHandlerInstance, nullptr, __ATOMIC_RELEASE);
+CrashHandlerProxyImpl::~CrashHandlerProxyImpl() {
+  SetLiveSettings(nullptr);
+  delete given_dump_dir_.load();
 }
-
-const char* CrashHandlerProxy::GetDefaultCrashDumpDir() {
-  AppendDefaultDumpDir(&sDefaultCrashDumpDir);
-  return sDefaultCrashDumpDir.c_str();
-}
-
-CrashHandlerProxyImpl::CrashHandlerProxyImpl()
-    : sessionId(GenerateRandomString(static_cast<int64_t>(reinterpret_cast<intptr_t>(this)),
-                                     kSessionIdLength, "")) {}
 
 void CrashHandlerProxyImpl::UpdateCrashHandlerConfig(CrashHandlerConfig& settings) {
   config = settings;
@@ -104,60 +37,38 @@ void CrashHandlerProxyImpl::UpdateCrashHandlerConfig(CrashHandlerConfig& setting
 CrashHandlerConfig CrashHandlerProxyImpl::GetCrashHandlerConfig() { return config; }
 
 void CrashHandlerProxyImpl::SetCrashDumpDirPath(const char* path) {
-  const std::lock_guard<std::recursive_mutex> lock(dirMutex);
-  crashDumpDirPath = path;
+  settings_.Change([path](CrashSettings* settings) { settings->dump_dir = path; });
 }
 
 const char* CrashHandlerProxyImpl::GetCrashDumpDirPath() {
-  const std::lock_guard<std::recursive_mutex> lock(dirMutex);
-  return ResolveCrashDumpDirPath();
+  const auto* const given = new std::string(CopyCrashDumpDirPath());
+  delete given_dump_dir_.exchange(given);
+  return given->c_str();
 }
 
 std::string CrashHandlerProxyImpl::CopyCrashDumpDirPath() {
-  const PatientLock lock(&dirMutex);
-  return ResolveCrashDumpDirPath();
-}
-
-const char* CrashHandlerProxyImpl::ResolveCrashDumpDirPath() {
-  if (!crashDumpDirPath.empty()) {
-    PrintLog(kCrashLogInfo, kLogTag, __FILE__, __LINE__, "Alread set backup log dir: %s",
-             crashDumpDirPath.c_str());
-    if (DirExistsOrCreat(crashDumpDirPath)) return crashDumpDirPath.c_str();
-    PrintLog(kCrashLogError, kLogTag, __FILE__, __LINE__, "Create backup dir failed, use default");
+  const std::string configured = PublishedSettings::Reader(settings_)->dump_dir;
+  if (!configured.empty()) {
+    ORU_CRASH_LOG_PROGRESS("Alread set backup log dir: %s", configured.c_str());
+    if (DirExistsOrCreat(configured)) return configured;
+    ORU_CRASH_LOG_PROBLEM("Create backup dir failed, use default");
   }
-  crashDumpDirPath.clear();
-  AppendDefaultDumpDir(&crashDumpDirPath);
-  return crashDumpDirPath.c_str();
-}
-
-bool CrashHandlerProxyImpl::WritePlainReportOf(PlainCrash crash, PlainPath path) {
-  const PatientLock dir_lock(&dirMutex);
-  const PatientLock identity_lock(&sIdentityMtx);
-  PlainPath default_dir;
-  crash.dump_dir = crashDumpDirPath.c_str();
-  if (!WritableOrMade(crash.dump_dir)) {
-    const char* const home = getenv("HOME");
-    if (home == nullptr) return false;
-    snprintf(default_dir, sizeof default_dir, "%s%s", home, kDefaultDir);
-    crash.dump_dir = default_dir;
-  }
-  crash.app_id = appId.empty() ? "Unknown-App" : appId.c_str();
-  crash.session_id = sessionId.empty() ? "Unknown-Session" : sessionId.c_str();
-  crash.sdk_version = sdkVersion.c_str();
-  crash.extra_info = extraInfo.c_str();
-  return WritePlainReport(crash, path);
+  std::string replacement = DefaultDumpDir();
+  settings_.Change([&](CrashSettings* settings) { settings->dump_dir = replacement; });
+  return replacement;
 }
 
 void CrashHandlerProxyImpl::SetTraceInfo(CrashTraceInfo& info) {
-  const PatientLock lock(&sIdentityMtx);
-  if (info.appId != nullptr) appId = info.appId;
-  if (info.sessionId != nullptr) sessionId = info.sessionId;
-  if (info.sdkVersion != nullptr) {
-    sdkVersion = info.sdkVersion;
-    // A pre-release suffix is not part of the version. Without one, find gives npos: all stays.
-    sdkVersion = sdkVersion.substr(0, sdkVersion.find('-'));
-  }
-  if (info.extraInfo != nullptr) extraInfo = info.extraInfo;
+  settings_.Change([&info](CrashSettings* settings) {
+    if (info.appId != nullptr) settings->app_id = info.appId;
+    if (info.sessionId != nullptr) settings->session_id = info.sessionId;
+    if (info.sdkVersion != nullptr) {
+      settings->sdk_version = info.sdkVersion;
+      // A pre-release suffix is not part of the version. Without one, find gives npos: all stays.
+      settings->sdk_version = settings->sdk_version.substr(0, settings->sdk_version.find('-'));
+    }
+    if (info.extraInfo != nullptr) settings->extra_info = info.extraInfo;
+  });
 }
 
 CrashTraceInfo CrashHandlerProxyImpl::GetTraceInfo() { return traceInfo; }
@@ -172,13 +83,21 @@ void CrashHandlerProxyImpl::SetDebugLogSinkCallback(void (*sink)(CrashHandlerLog
   SetLogSink(sink);
 }
 
-std::string CrashHandlerProxyImpl::GetAppId() { return CopyIdentity(appId); }
+std::string CrashHandlerProxyImpl::GetAppId() {
+  return PublishedSettings::Reader(settings_)->app_id;
+}
 
-std::string CrashHandlerProxyImpl::GetSessionId() { return CopyIdentity(sessionId); }
+std::string CrashHandlerProxyImpl::GetSessionId() {
+  return PublishedSettings::Reader(settings_)->session_id;
+}
 
-std::string CrashHandlerProxyImpl::GetSDKVersion() { return CopyIdentity(sdkVersion); }
+std::string CrashHandlerProxyImpl::GetSDKVersion() {
+  return PublishedSettings::Reader(settings_)->sdk_version;
+}
 
-std::string CrashHandlerProxyImpl::GetExtraInfo() { return CopyIdentity(extraInfo); }
+std::string CrashHandlerProxyImpl::GetExtraInfo() {
+  return PublishedSettings::Reader(settings_)->extra_info;
+}
 
 void CrashHandlerProxyImpl::TrigerCrashHanlerCallback(CrashType /*type*/) {
   const std::lock_guard<std::recursive_mutex> lock(callbackMutex);

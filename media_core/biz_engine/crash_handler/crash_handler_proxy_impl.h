@@ -2,12 +2,13 @@
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_CRASH_HANDLER_PROXY_IMPL_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_CRASH_HANDLER_PROXY_IMPL_H_
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
-#include "media_core/biz_engine/crash_handler/report/plain_report.h"
+#include "media_core/biz_engine/crash_handler/crash_settings.h"
 
 namespace CrashHandler {
 
@@ -15,7 +16,7 @@ namespace CrashHandler {
 // before that file's own statics.
 static const std::string CrashDumpFilePrxfix = "Crash";
 
-// The order of the virtual functions and of the members is part of the binary interface.
+// The order of the virtual functions is part of the binary interface.
 class CrashHandlerProxyImpl : public CrashHandlerProxy {
  public:
   // "Unknown-App", "1.0.dev", no extra info, and a session id of 8 random characters; processes
@@ -34,7 +35,7 @@ class CrashHandlerProxyImpl : public CrashHandlerProxy {
   void SetDebugLogSinkCallback(void (*sink)(CrashHandlerLogLevel level, const char* tag,
                                             const char* file, int line, char* message)) override;
 
-  // The identity.
+  // The identity, of this moment; nobody is waited for.
   virtual std::string GetAppId();
   virtual std::string GetSessionId();
   virtual std::string GetSDKVersion();
@@ -47,27 +48,19 @@ class CrashHandlerProxyImpl : public CrashHandlerProxy {
   // virtual: the slots are fixed.
   std::string CopyCrashDumpDirPath();
 
-  // Writes a plain report of the crash with the settings of this moment. They are read where they
-  // lie: it may run in a signal handler, with the allocator's lock held by anyone.
-  bool WritePlainReportOf(PlainCrash crash, PlainPath path);
+  const PublishedSettings& settings() const { return settings_; }
 
  protected:
-  ~CrashHandlerProxyImpl() = default;
+  ~CrashHandlerProxyImpl();
 
  private:
-  // With dirMutex held, or waited for long enough.
-  const char* ResolveCrashDumpDirPath();
-
-  std::string crashDumpDirPath;  // guarded by dirMutex
+  PublishedSettings settings_;
+  // What GetCrashDumpDirPath gave last: its callers may go on reading it until the next call.
+  std::atomic<const std::string*> given_dump_dir_{nullptr};
   CrashHandlerConfig config;
   CrashTraceInfo traceInfo;  // never written
   std::recursive_mutex callbackMutex;
-  std::recursive_mutex dirMutex;
   void (*crashCallback)(void*, CrashType) = nullptr;  // guarded by callbackMutex
-  std::string appId = "Unknown-App";
-  std::string sessionId;
-  std::string sdkVersion = "1.0.dev";
-  std::string extraInfo;
 
  protected:
   // Nothing uses these two; the flags of the derived class keep their place behind them.

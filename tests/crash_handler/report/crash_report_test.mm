@@ -9,7 +9,8 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
-#include "media_core/biz_engine/crash_handler/dying/crash_rescue.h"
+#include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 #include "tests/crash_handler/support/log_capture.h"
 #include "tests/support/crash_report_parser.h"
@@ -282,16 +283,17 @@ TEST_F(CrashReportTest, CrashOutsideTheSdkLeavesNoFile) {
 TEST_F(CrashReportTest, NothingIsRescuedOfACrashThatTheFilterPassesOver) {
   OruRTCCrashReport* report = Report();
   NSArray* symbols = Symbols({"0", "main"});
-  ExpectReport(Signal);
+  ASSERT_TRUE(TakeCrash());
+  BeginCrashReport(SIGABRT, Signal);
   [report reportCrashWithSignal:11 info:nullptr context:nullptr symbols:symbols];
   EXPECT_FALSE(RescueReport());
-  ExpectReport(MemoryError);
+  BeginCrashReport(SIGABRT, MemoryError);
   [report reportCrashWithSymbols:symbols];
   EXPECT_FALSE(RescueReport());
-  ExpectReport(Exception);
+  BeginCrashReport(SIGABRT, Exception);
   [report reportCrashWithException:[NSException exceptionWithName:@"N" reason:@"R" userInfo:nil]];
   EXPECT_FALSE(RescueReport());
-  ForgetReport();
+  GiveCrashBack();
 }
 
 TEST_F(CrashReportTest, SignalReportHasNoExceptionSectionAndNoSignalNumber) {

@@ -2,13 +2,22 @@
 #ifndef TESTS_CRASH_HANDLER_SUPPORT_NO_MEMORY_H_
 #define TESTS_CRASH_HANDLER_SUPPORT_NO_MEMORY_H_
 
+#include <sys/mman.h>
 #include <sys/resource.h>
 
 #include <functional>
 
+#include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
 #include "tests/support/child_process.h"
 
 namespace crash_test {
+
+// What is set aside for a crash.
+inline void PrepareReserve() {
+  using CrashHandler::machine::kScratchReserveBytes;
+  CrashHandler::machine::PrepareScratchReserve(
+      mmap(nullptr, kScratchReserveBytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0));
+}
 
 // From now on the kernel gives nothing.
 inline void UseUpAddressSpace() {

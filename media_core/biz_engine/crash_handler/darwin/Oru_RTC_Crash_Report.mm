@@ -1,48 +1,34 @@
-#include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
-
-#include <time.h>
-
-#include <string>
-
+#include "media_core/biz_engine/crash_handler/crash_handler_proxy_impl.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
-#include "media_core/biz_engine/crash_handler/dying/crash_rescue.h"
+#include "media_core/biz_engine/crash_handler/darwin/exception_stack.h"
+#include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
-#include "media_core/biz_engine/crash_handler/report/crash_report_file.h"
-#include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
-
-#define LOG_PROGRESS(...)                                                                  \
-  CrashHandler::PrintLog(CrashHandler::kCrashLogInfo, "Crash_Handler", __FILE__, __LINE__, \
-                         __VA_ARGS__)
+#include "media_core/biz_engine/crash_handler/report/report_file.h"
+#include "media_core/biz_engine/crash_handler/report/report_place.h"
+#include "media_core/biz_engine/crash_handler/report/report_words.h"
+#include "media_core/biz_engine/crash_handler/tools/crash_log.h"
 
 namespace {
 
-// The module's own frames, which carry the filter's word too.
-NSString* const kOwnNames[] = {@"OruRTCCrashReport", @"OruRTCTerminateCatchHandler",
-                               @"OruRTCSignalCatchHandler", @"OruRTCExceptionHandler"};
+using CrashHandler::BytesOfText;
+using CrashHandler::TextFromBytes;
 
 bool Contains(NSString* text, NSString* part) {
   return [text rangeOfString:part options:NSLiteralSearch].location != NSNotFound;
 }
 
 bool IsOwnFrame(NSString* symbol) {
-  for (NSString* name : kOwnNames) {
-    if (Contains(symbol, name)) return true;
+  for (const char* const name : CrashHandler::kOwnFrameNames) {
+    if (Contains(symbol, [NSString stringWithUTF8String:name])) return true;
   }
   return false;
 }
 
-NSString* TextOrFallback(const std::string& bytes, NSString* fallback) {
-  return bytes.empty() ? fallback : CrashHandler::TextFromBytes(bytes.data(), bytes.size());
+NSString* TextOrFallback(const std::string& bytes, const char* fallback) {
+  return TextFromBytes(bytes.empty() ? fallback : bytes);
 }
-
-// Not the file system representation: that raises where the locale has no room for a character.
-const char* PathBytes(NSString* path) {
-  const char* bytes = [path UTF8String];
-  return bytes != nullptr ? bytes : "";
-}
-
-NSString* EmptyIfNil(NSString* text) { return text != nil ? text : @""; }
 
 // The ordinary way's word is the last: nothing is rescued of a crash that it passes over.
 bool ConcernsSdk(OruRTCCrashReport* report, NSArray* symbols) {
@@ -51,10 +37,17 @@ bool ConcernsSdk(OruRTCCrashReport* report, NSArray* symbols) {
   return false;
 }
 
-NSString* CrashTypeWord(int kind) {
-  const std::string word =
-      CrashHandler::GetCrashTypeString(static_cast<CrashHandler::CrashType>(kind));
-  return [NSString stringWithUTF8String:word.c_str()];
+CrashHandler::machine::CivilTime LocalTime() {
+  const time_t now = time(nullptr);
+  tm local = {};
+  localtime_r(&now, &local);
+  const auto part = [](int value) { return static_cast<unsigned>(value); };
+  return {static_cast<uint64_t>(local.tm_year) + 1900,
+          part(local.tm_mon) + 1,
+          part(local.tm_mday),
+          part(local.tm_hour),
+          part(local.tm_min),
+          part(local.tm_sec)};
 }
 
 }  // namespace
@@ -81,7 +74,7 @@ NSString* CrashTypeWord(int kind) {
 
 @interface OruRTCCrashReport ()
 - (void)saveText:(NSString*)text toPath:(NSString*)path;
-- (NSString*)newReportPathForKind:(int)kind;
+- (NSString*)newReportPathForKind:(CrashHandler::CrashType)kind;
 @end
 
 @implementation OruRTCCrashReport
@@ -145,21 +138,20 @@ NSString* CrashTypeWord(int kind) {
 - (BOOL)isSymbolsInclude:(NSArray*)symbols {
   for (NSUInteger i = 0; i < [symbols count]; ++i) {
     NSString* symbol = [symbols objectAtIndex:i];
-    const char* text = [symbol UTF8String];
-    LOG_PROGRESS("Crash stack: %s", text != nullptr ? text : "");
+    ORU_CRASH_LOG_PROGRESS("Crash stack: %s", BytesOfText(symbol).c_str());
     for (NSString* filter in self.crashFilterArray) {
       if (i == 0 || !Contains(symbol, filter) || IsOwnFrame(symbol)) continue;
-      LOG_PROGRESS("OruRTCCrashReport::find sdk symbols");
+      ORU_CRASH_LOG_PROGRESS("OruRTCCrashReport::find sdk symbols");
       return YES;
     }
   }
-  LOG_PROGRESS("OruRTCCrashReport::not find sdk symbols, ignore it");
+  ORU_CRASH_LOG_PROGRESS("OruRTCCrashReport::not find sdk symbols, ignore it");
   return NO;
 }
 
 - (void)reportCrashWithException:(NSException*)exception {
-  if (!ConcernsSdk(self, [exception callStackSymbols])) return;
-  NSString* path = [self newReportPathForKind:1];
+  if (!ConcernsSdk(self, CrashHandler::ExceptionStackSymbols(exception))) return;
+  NSString* path = [self newReportPathForKind:CrashHandler::Exception];
   [self saveText:[self generateReporterWithException:exception] toPath:path];
 }
 
@@ -170,66 +162,76 @@ NSString* CrashTypeWord(int kind) {
   (void)info;
   (void)context;
   if (!ConcernsSdk(self, symbols)) return;
-  NSString* path = [self newReportPathForKind:0];
+  NSString* path = [self newReportPathForKind:CrashHandler::Signal];
   [self saveText:[self generateReporterWithSignal:signal symbols:symbols] toPath:path];
 }
 
 - (void)reportCrashWithSymbols:(NSArray*)symbols {
   if (!ConcernsSdk(self, symbols)) return;
-  NSString* path = [self newReportPathForKind:2];
+  NSString* path = [self newReportPathForKind:CrashHandler::MemoryError];
   [self saveText:[self generateReporterWithSignal:0 symbols:symbols] toPath:path];
 }
 
-- (NSString*)newReportPathForKind:(int)kind {
+- (NSString*)newReportPathForKind:(CrashHandler::CrashType)kind {
   const double milliseconds = [[NSDate date] timeIntervalSince1970] * 1000;
   NSString* timestamp = [NSString stringWithFormat:@"%.0f", milliseconds];
-  return [self getCrashFilePath:timestamp crashType:CrashTypeWord(kind)];
+  return [self getCrashFilePath:timestamp
+                      crashType:TextFromBytes(CrashHandler::GetCrashTypeString(kind))];
 }
 
 - (void)saveText:(NSString*)text toPath:(NSString*)path {
-  NSData* bytes = [text dataUsingEncoding:NSUTF8StringEncoding];
-  const char* const name = PathBytes(path);
+  const std::string bytes = BytesOfText(text);
+  const std::string name = BytesOfText(path);
   CrashHandler::BeginReportFile();
-  const bool written = CrashHandler::ReplaceFile(name, [bytes bytes], [bytes length]);
-  CrashHandler::EndReportFile(written ? name : nullptr);
+  const bool written =
+      !name.empty() && CrashHandler::ReplaceFile(name.c_str(), bytes.data(), bytes.size());
+  CrashHandler::EndReportFile(written ? name.c_str() : nullptr);
 }
 
 - (void)setupCrashSaveFloderPath {
   self.crashFloderPath = self.config.crashFileSavePath;
-  CrashHandler::CreateDirectories(PathBytes(self.crashFloderPath));
+  const std::string directory = BytesOfText(self.crashFloderPath);
+  if (!directory.empty()) CrashHandler::CreateDirectories(directory.c_str());
 }
 
 - (NSString*)getCrashFilePath:(NSString*)timestamp crashType:(NSString*)crashType {
   (void)timestamp;
-  NSString* directory =
-      [self.crashFloderPath stringByAppendingPathComponent:EmptyIfNil(self.config.sdkVersion)];
-  CrashHandler::CreateDirectories(PathBytes(directory));
-
-  const time_t now = time(nullptr);
-  tm local = {};
-  localtime_r(&now, &local);
-  NSString* name = [NSString
-      stringWithFormat:@"%@_%@_%@_%@_%4d-%02d-%02d-%02d-%02d-%02d",
-                       [NSString stringWithUTF8String:CrashHandler::CrashDumpFilePrxfix.c_str()],
-                       EmptyIfNil(self.config.appId), EmptyIfNil(self.config.sessionId), crashType,
-                       local.tm_year + 1900, local.tm_mon + 1, local.tm_mday, local.tm_hour,
-                       local.tm_min, local.tm_sec];
-  return [[directory stringByAppendingPathComponent:name] stringByAppendingPathExtension:@"log"];
+  const std::string directory = BytesOfText(self.crashFloderPath);
+  const std::string version = BytesOfText(self.config.sdkVersion);
+  const std::string app = BytesOfText(self.config.appId);
+  const std::string session = BytesOfText(self.config.sessionId);
+  const std::string kind = BytesOfText(crashType);
+  const std::string default_directory = CrashHandler::DefaultDumpDir();
+  CrashHandler::ReportName name = {directory.c_str(), version.c_str(), app.c_str(),
+                                   session.c_str(),   kind.c_str(),    LocalTime()};
+  CrashHandler::machine::TextBuffer path;
+  switch (CrashHandler::MakeReportPlace(&name, default_directory.c_str(), &path)) {
+    case CrashHandler::ReportPlace::kAsked:
+      break;
+    case CrashHandler::ReportPlace::kDefault:
+      ORU_CRASH_LOG_PROBLEM("crash report dir of %s is not ours, use default", version.c_str());
+      break;
+    case CrashHandler::ReportPlace::kNone:
+      ORU_CRASH_LOG_PROBLEM("no crash report dir is ours");
+      return @"";
+  }
+  return TextFromBytes(StringOf(path));
 }
 @end
 
 namespace CrashHandler {
 
 OruRTCCrashReport* CreateOruRTCCrashReport() {
-  DarwinCrashHandler* handler = DarwinCrashHandler::GetInstance();
+  CrashHandlerProxyImpl* handler = DarwinCrashHandler::GetInstance();
   OruRTCCrashConfig* config = [[[OruRTCCrashConfig alloc] init] autorelease];
   config.crashThreadId = machine::CurrentThreadNumber();
-  config.appId = TextOrFallback(handler->GetAppId(), @"Unknown-App");
-  config.sessionId = TextOrFallback(handler->GetSessionId(), @"Unknown-Session");
-  config.sdkVersion = TextOrFallback(handler->GetSDKVersion(), @"");
-  config.crashFileSavePath = TextOrFallback(handler->CopyCrashDumpDirPath(), @"");
-  config.crashFilter = [NSMutableArray arrayWithObject:@"OruRTC"];
-  config.infoString = TextOrFallback(handler->GetExtraInfo(), nil);
+  config.appId = TextOrFallback(handler->GetAppId(), kUnknownApp);
+  config.sessionId = TextOrFallback(handler->GetSessionId(), kUnknownSession);
+  config.sdkVersion = TextFromBytes(handler->GetSDKVersion());
+  config.crashFileSavePath = TextFromBytes(handler->CopyCrashDumpDirPath());
+  config.crashFilter = [NSMutableArray arrayWithObject:TextFromBytes(kSdkFilter)];
+  const std::string extra_info = handler->GetExtraInfo();
+  config.infoString = extra_info.empty() ? nil : TextFromBytes(extra_info);
   return [[[OruRTCCrashReport alloc] initWithCrashConfig:config] autorelease];
 }
 

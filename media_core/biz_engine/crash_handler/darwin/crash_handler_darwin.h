@@ -18,7 +18,7 @@ class DarwinCrashHandler final : public CrashHandlerProxyImpl {
   bool UnInstallCrashHandler() override;
 
   // Whether a crash was handled in this process; only the first is reported. Handlers set it while
-  // they have the turn (crash_turn.h), which orders them.
+  // they have the crash (crash_state.h), which orders them.
   bool IsCrashed() const { return crashed_; }
   void SetCrashed(bool crashed) { crashed_ = crashed; }
 

@@ -2,25 +2,24 @@
 
 #include <execinfo.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <string>
 
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_hooks.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_preparation.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
+#include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
-#include "media_core/biz_engine/crash_handler/dying/crash_exit.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_guard.h"
-#include "media_core/biz_engine/crash_handler/dying/crash_rescue.h"
-#include "media_core/biz_engine/crash_handler/dying/crash_turn.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_reserve.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_stack.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_state.h"
+#include "media_core/biz_engine/crash_handler/dying/later_crashes.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/fault.h"
-#include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
-
-#define LOG_PROGRESS(...) PrintLog(kCrashLogInfo, "Crash_Handler", __FILE__, __LINE__, __VA_ARGS__)
-#define LOG_PROBLEM(...) PrintLog(kCrashLogError, "Crash_Handler", __FILE__, __LINE__, __VA_ARGS__)
+#include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
+#include "media_core/biz_engine/crash_handler/tools/crash_log.h"
 
 namespace CrashHandler {
 
@@ -33,9 +32,25 @@ std::new_handler OruRTCOldNewFailedHandler = nullptr;
 
 namespace {
 
-constexpr int kMaxFrames = 128;
-
 using SignalAction = void (*)(int, siginfo_t*, void*);
+
+// What the four hooks have of their own; the rest of their flow is the same.
+struct Hook {
+  CrashType kind;
+  const char* refused;  // its log line when a crash was handled before
+  const char* noticed;  // and when it was not; has the signal's number where there is one
+};
+
+constexpr Hook kSignalHook = {Signal, "DarwinCrashHandler::already had crash happend",
+                              "DarwinCrashHandler::singal happend, signal = %d "};
+constexpr Hook kExceptionHook = {Exception, "DarwinCrashHandler::already had crash happend",
+                                 "DarwinCrashHandler::exception happend"};
+constexpr Hook kNewFailedHook = {MemoryError, "DarwinCrashHandler::already had crash hanppend",
+                                 "DarwinCrashHandler::new failed hanppend"};
+constexpr Hook kTerminateHook = {Terminate, "DarwinCrashHandler::already had crash hanppend",
+                                 "DarwinCrashHandler::terminate hanppend"};
+
+constexpr int kMaxFrames = static_cast<int>(machine::kMaxCrashFrames);
 
 DarwinCrashHandler* sInstance = nullptr;
 
@@ -51,63 +66,50 @@ class ErrnoKeeper {
   const int saved_ = errno;
 };
 
-// A fault has its own signal blocked while it is handled. Within the scope another fault of that
-// kind comes to the handler too instead of ending the process at once: the report can be rescued.
-class OpenToFaults {
- public:
-  OpenToFaults(int signo, const siginfo_t* info, const void* context) {
-    sigemptyset(&opened_);
-    if (machine::IsFault(signo, info, context)) sigaddset(&opened_, signo);
-    pthread_sigmask(SIG_UNBLOCK, &opened_, nullptr);
-  }
-  ~OpenToFaults() { pthread_sigmask(SIG_BLOCK, &opened_, nullptr); }
-  OpenToFaults(const OpenToFaults&) = delete;
-  OpenToFaults& operator=(const OpenToFaults&) = delete;
-
- private:
-  sigset_t opened_;
-};
-
-// A failed allocation's turn. The process goes on from it, even when the report's own allocations
+// A failed allocation's crash. The process goes on from it, even when the report's own allocations
 // fail and that leaves by an exception: then the report is rescued.
 class AllocationCrash {
  public:
   AllocationCrash() = default;
   ~AllocationCrash() {
     RescueReport();
-    GiveCrashTurnBack();
+    GiveCrashBack();
   }
   AllocationCrash(const AllocationCrash&) = delete;
   AllocationCrash& operator=(const AllocationCrash&) = delete;
 };
 
-// Of the crash that has the turn.
-std::atomic<CrashType> sCrashKind{Signal};
-
 // Tests and sets the crashed flag, as the one thread that may: whoever gets true writes the report.
 bool BeginCrash(int signo, CrashType kind) {
-  if (!TakeCrashTurn(signo)) return false;
+  if (!TakeCrash()) return false;
   DarwinCrashHandler* handler = DarwinCrashHandler::GetInstance();
-  if (!handler->IsCrashed()) {
-    handler->SetCrashed(true);
-    ReleaseReservedDescriptor();
-    ReleaseCrashReserve();
-    ExpectReport(kind);
-    sCrashKind = kind;
-    return true;
+  if (handler->IsCrashed()) {
+    GiveCrashBack();
+    return false;
   }
-  GiveCrashTurnBack();
-  return false;
+  handler->SetCrashed(true);
+  OpenCrashReserve();
+  BeginCrashReport(signo, kind);
+  return true;
 }
 
-// For an exception inside a report. Behind its handler the runtime ends the process in its own way,
-// which is right where the crash is an uncaught exception itself.
-void EndByCrashUnderWay() {
-  if (sCrashKind != Exception) EndByOwnCrash();
+// For hooks that are no signal's: an uncaught exception, a terminate. An exception inside a report
+// ends the process by that report's crash, before the runtime does it in its own way; which is
+// right where the crash is an uncaught exception itself.
+void RefuseCrash(const Hook& hook) {
+  RescueOwnReport(SIGABRT, nullptr, nullptr);
+  ORU_CRASH_LOG_PROBLEM("%s", hook.refused);
+  LeaveToEarlierCrash(SIGABRT, nullptr, nullptr);
+  if (CurrentCrashKind() != Exception) EndByOwnCrash();
 }
 
-void CallHost(CrashType kind) {
-  DarwinCrashHandler::GetInstance()->TrigerCrashHanlerCallback(kind);
+void AnnounceCrash(const Hook& hook, int signo = 0) {
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wformat-nonliteral"
+#pragma clang diagnostic ignored "-Wformat-security"
+  ORU_CRASH_LOG_PROGRESS(hook.noticed, signo);
+#pragma clang diagnostic pop
+  DarwinCrashHandler::GetInstance()->TrigerCrashHanlerCallback(hook.kind);
 }
 
 // Frame strings are never freed: the process is about to end. They are kept in sight, so that
@@ -123,70 +125,113 @@ void KeepInSight(char** symbols, int count) {
 
 NSMutableArray* SymbolArray(char** symbols, int count) {
   NSMutableArray* array = [NSMutableArray array];
-  for (int i = 0; symbols != nullptr && i < count; ++i) {
+  for (int i = 0; i < count; ++i) {
     [array addObject:TextFromBytes(symbols[i], strlen(symbols[i]))];
   }
   return array;
 }
 
+// Nil where there is no memory for the frames' text: then the report is rescued.
+NSMutableArray* SymbolsOfFrames(void* const* frames, int count) {
+  char** const strings = backtrace_symbols(frames, count);
+  if (strings == nullptr) {
+    RescueReport();
+    return nil;
+  }
+  NSMutableArray* const symbols = SymbolArray(strings, count);
+  KeepInSight(strings, count);
+  return symbols;
+}
+
+// The report of a failed allocation or a terminate.
+void ReportFrames(NSMutableArray* symbols) {
+  if (symbols != nil) [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
+}
+
 // The predecessor of a signal that asked for the signal's information; others are not called.
-SignalAction FindOldSignalHandler(int signo) {
+const struct sigaction* FindOldSignalHandler(int signo) {
   for (size_t i = 0; i < kExceptionSignalCount; ++i) {
     const struct sigaction& old = oldSignalHandlers[i];
     if (kExceptionSignals[i] != signo || (old.sa_flags & SA_SIGINFO) == 0) continue;
     // An ignored signal has no function behind it, whatever its flags are.
-    if (old.sa_handler != SIG_DFL && old.sa_handler != SIG_IGN) return old.sa_sigaction;
+    if (old.sa_handler != SIG_DFL && old.sa_handler != SIG_IGN) return &old;
   }
   return nullptr;
 }
 
-// Always inline, so that the handlers are frame 0, which the filter passes over: a frame of this
-// module in between could carry the filter's word.
-[[gnu::always_inline]] inline int CaptureFrames(void** frames) {
-  const auto count = static_cast<int>(machine::CaptureDamagedStack(frames, kMaxFrames));
-  return count != 0 ? count : backtrace(frames, kMaxFrames);
-}
+// One call of the signals' hook, and what has come of it.
+struct SignalCall {
+  int signo;
+  siginfo_t* info;
+  void* context;
+  bool refused = false;
+  const struct sigaction* old_handler = nullptr;
+};
 
-void ReportSignal(int signo, siginfo_t* info, void* context, void* const* frames, int count) {
+void ReportSignal(const SignalCall& call, void* const* frames, int count) {
   @autoreleasepool {
-    char** strings = backtrace_symbols(frames, count);
-    NSMutableArray* symbols = SymbolArray(strings, count);
-    KeepInSight(strings, count);
-    [CreateOruRTCCrashReport() reportCrashWithSignal:signo
-                                                info:info
-                                             context:context
+    NSMutableArray* symbols = SymbolsOfFrames(frames, count);
+    if (symbols == nil) return;
+    [CreateOruRTCCrashReport() reportCrashWithSignal:call.signo
+                                                info:call.info
+                                             context:call.context
                                              symbols:symbols];
   }
 }
 
-void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
-  const ErrnoKeeper keep_errno;
-  if (!BeginCrash(signo, Signal)) {
-    RescueOwnReport(signo, info, context);
-    LOG_PROBLEM("DarwinCrashHandler::already had crash happend");
-    LeaveToEarlierCrash(signo, info, context);
+// Runs on a stack of the module's.
+void HandleSignal(SignalCall* call) {
+  call->refused = !BeginCrash(call->signo, kSignalHook.kind);
+  if (call->refused) {
+    RescueOwnReport(call->signo, call->info, call->context);
+    ORU_CRASH_LOG_PROBLEM("%s", kSignalHook.refused);
     return;
   }
-  {
-    const OpenToFaults open(signo, info, context);
-    Guarded([&] {
-      LOG_PROGRESS("DarwinCrashHandler::singal happend, signal = %d ", signo);
-      CallHost(Signal);
-    });
-    void* frames[kMaxFrames];
-    const int count = CaptureFrames(frames);
-    RememberFrames(frames, count);
-    Guarded([&] { ReportSignal(signo, info, context, frames, count); });
-  }
-  const SignalAction old_handler = FindOldSignalHandler(signo);
+  void* frames[kMaxFrames];
+  const int count = CaptureCrashFrames(frames, kMaxFrames);
+  RememberEntry(frames, count);
+  Guarded([&] { AnnounceCrash(kSignalHook, call->signo); });
+  RememberFrames(frames, count);
+  Guarded([&] { ReportSignal(*call, frames, count); });
+  call->old_handler = FindOldSignalHandler(call->signo);
+  const SignalAction function =
+      call->old_handler != nullptr ? call->old_handler->sa_sigaction : nullptr;
   Guarded([&] {
-    LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %d",
-                 static_cast<int>(reinterpret_cast<intptr_t>(old_handler)));
+    ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %d",
+                           static_cast<int>(reinterpret_cast<intptr_t>(function)));
   });
-  EndCrashDeadline();
-  if (old_handler != nullptr) old_handler(signo, info, context);
+  LeaveCrashToHost();
+}
+
+// Under the mask and the flags that it was installed with, as if the signal had come to it first.
+void CallOldSignalHandler(const SignalCall& call) {
+  const struct sigaction old = *call.old_handler;
+  const bool deferred = (static_cast<unsigned>(old.sa_flags) & SA_NODEFER) == 0;
+  sigset_t only;
+  sigset_t mask;
+  sigemptyset(&only);
+  sigaddset(&only, call.signo);
+  pthread_sigmask(SIG_BLOCK, &old.sa_mask, &mask);
+  if (!deferred) pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
+  if (deferred && machine::BlockedFaultEnds()) pthread_sigmask(SIG_BLOCK, &only, nullptr);
+  if ((static_cast<unsigned>(old.sa_flags) & SA_RESETHAND) != 0) {
+    struct sigaction action = {};
+    action.sa_handler = SIG_DFL;
+    sigaction(call.signo, &action, nullptr);
+  }
+  old.sa_sigaction(call.signo, call.info, call.context);
+  pthread_sigmask(SIG_SETMASK, &mask, nullptr);
+}
+
+// What stands here runs on the interrupted stack and must need next to nothing of it.
+void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
+  const ErrnoKeeper keep_errno;
+  SignalCall call = {signo, info, context};
+  RunOnCrashStack([](void* argument) { HandleSignal(static_cast<SignalCall*>(argument)); }, &call);
+  if (call.refused) return LeaveToEarlierCrash(signo, info, context);
+  if (call.old_handler != nullptr) CallOldSignalHandler(call);
   ReleaseOruRTCSingnalHandle(true);
-  GiveCrashTurnBack();
+  GiveCrashBack();
 }
 
 void InstallSignalAction(int signo, struct sigaction* previous) {
@@ -196,32 +241,22 @@ void InstallSignalAction(int signo, struct sigaction* previous) {
   sigemptyset(&action.sa_mask);
   sigaddset(&action.sa_mask, signo);
   if (sigaction(signo, &action, previous) != 0) {
-    LOG_PROBLEM("DarwinCrashHandler::install signal %d error", signo);
+    ORU_CRASH_LOG_PROBLEM("DarwinCrashHandler::install signal %d error", signo);
   }
 }
 
 // An exception on its way up again: the runtime reports it to the uncaught-exception handler.
-bool IsRethrownException(char** symbols, int count) {
-  for (int i = 0; symbols != nullptr && i < count; ++i) {
-    if (strstr(symbols[i], "objc_exception_rethrow") != nullptr) return true;
+bool IsRethrownException(NSArray* symbols) {
+  for (NSString* symbol in symbols) {
+    if ([symbol rangeOfString:@"objc_exception_rethrow"].location != NSNotFound) return true;
   }
   return false;
 }
 
-// An exception that was thrown without being raised has no call stack on GNUstep, which takes it
-// when the exception is raised first. The stack of the throw is still below this one.
-void CompleteCallStack(NSException* exception) {
-  if ([[exception callStackSymbols] count] != 0) return;
-  @try {
-    [exception raise];
-  } @catch (NSException*) {
-  }
-}
-
 void LeaveToExceptionHandler() {
-  LOG_PROGRESS("DarwinCrashHandler::due to uncaught exception, let exception handler it");
+  ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::due to uncaught exception, let exception handler it");
   DarwinCrashHandler::GetInstance()->SetCrashed(false);
-  GiveCrashTurnBack();
+  GiveCrashBack();
   if (OruRTCOldTerminateHandler != nullptr) OruRTCOldTerminateHandler();
   std::set_terminate(nullptr);
 }
@@ -232,39 +267,35 @@ void InitOruRTCExceptionHandler() {
   NSUncaughtExceptionHandler* current = NSGetUncaughtExceptionHandler();
   if (current != OruRTCExceptionHandler) {
     OruRTCOldExceptionHandler = current;
-    LOG_PROGRESS("DarwinCrashHandler::had old exception handler");
+    ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::had old exception handler");
   }
   NSSetUncaughtExceptionHandler(OruRTCExceptionHandler);
 }
 
 void ReleaseOruRTCExceptionHandler(bool force) {
-  LOG_PROGRESS("DarwinCrashHandler::release exception handler: force = %d", force);
+  ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::release exception handler: force = %d", force);
   if (OruRTCOldExceptionHandler == nullptr && !force) return;
   NSSetUncaughtExceptionHandler(force ? nullptr : OruRTCOldExceptionHandler);
 }
 
 void OruRTCExceptionHandler(NSException* exception) {
-  if (!BeginCrash(SIGABRT, Exception)) {
-    RescueOwnReport(SIGABRT, nullptr, nullptr);
-    LOG_PROBLEM("DarwinCrashHandler::already had crash happend");
-    LeaveToEarlierCrash(SIGABRT, nullptr, nullptr);
-    EndByCrashUnderWay();
-    return;
-  }
-  LOG_PROGRESS("DarwinCrashHandler::exception happend");
-  CallHost(Exception);
+  if (!BeginCrash(SIGABRT, kExceptionHook.kind)) return RefuseCrash(kExceptionHook);
+  void* frames[kMaxFrames];
+  RememberEntry(frames, CaptureCrashFrames(frames, kMaxFrames));
+  AnnounceCrash(kExceptionHook);
   @autoreleasepool {
-    CompleteCallStack(exception);
-    RememberException([[exception name] UTF8String], [[exception reason] UTF8String]);
+    const std::string name = BytesOfText([exception name]);
+    const std::string reason = BytesOfText([exception reason]);
+    RememberException(name.c_str(), [exception reason] != nil ? reason.c_str() : nullptr);
     [CreateOruRTCCrashReport() reportCrashWithException:exception];
+    ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler is= %p",
+                           reinterpret_cast<void*>(OruRTCOldExceptionHandler));
+    LeaveCrashToHost();
   }
-  LOG_PROGRESS("DarwinCrashHandler::report finish, old handler is= %p",
-               reinterpret_cast<void*>(OruRTCOldExceptionHandler));
-  EndCrashDeadline();
   if (OruRTCOldExceptionHandler != nullptr) OruRTCOldExceptionHandler(exception);
-  LOG_PROGRESS("DarwinCrashHandler::release exception handler: force = %d", 1);
+  ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::release exception handler: force = %d", 1);
   NSSetUncaughtExceptionHandler(nullptr);
-  GiveCrashTurnBack();
+  GiveCrashBack();
 }
 
 void InitOruRTCSignalHandler() {
@@ -294,35 +325,23 @@ void ReleaseOruRTCTerminateHandle(bool force) {
 }
 
 void OruRTCTerminateCatchHandler() {
-  if (!BeginCrash(SIGABRT, Terminate)) {
-    RescueOwnReport(SIGABRT, nullptr, nullptr);
-    LOG_PROBLEM("DarwinCrashHandler::already had crash hanppend");
-    LeaveToEarlierCrash(SIGABRT, nullptr, nullptr);
-    EndByCrashUnderWay();
-    return;
-  }
-  LOG_PROGRESS("DarwinCrashHandler::terminate hanppend");
-  CallHost(Terminate);
+  if (!BeginCrash(SIGABRT, kTerminateHook.kind)) return RefuseCrash(kTerminateHook);
   void* frames[kMaxFrames];
-  const int count = CaptureFrames(frames);
+  const int count = CaptureCrashFrames(frames, kMaxFrames);
+  RememberEntry(frames, count);
+  AnnounceCrash(kTerminateHook);
   RememberFrames(frames, count);
-  char** symbols = backtrace_symbols(frames, count);
-  if (IsRethrownException(symbols, count)) {
-    KeepInSight(symbols, count);
-    LeaveToExceptionHandler();
-    return;
-  }
   @autoreleasepool {
-    NSMutableArray* array = SymbolArray(symbols, count);
-    KeepInSight(symbols, count);
-    [CreateOruRTCCrashReport() reportCrashWithSymbols:array];
+    NSMutableArray* const symbols = SymbolsOfFrames(frames, count);
+    if (IsRethrownException(symbols)) return LeaveToExceptionHandler();
+    ReportFrames(symbols);
   }
-  LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
-               reinterpret_cast<void*>(OruRTCOldTerminateHandler));
-  EndCrashDeadline();
+  ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
+                         reinterpret_cast<void*>(OruRTCOldTerminateHandler));
+  LeaveCrashToHost();
   if (OruRTCOldTerminateHandler != nullptr) OruRTCOldTerminateHandler();
   std::set_terminate(nullptr);
-  GiveCrashTurnBack();
+  GiveCrashBack();
 }
 
 void InitOruRTCNewFailedHandler() {
@@ -337,27 +356,24 @@ void ReleaseOruRTCNewFailedHandle(bool force) {
 }
 
 void OruRTCNewFailedCatchHandler() {
-  if (!BeginCrash(SIGABRT, MemoryError)) {
-    LOG_PROBLEM("DarwinCrashHandler::already had crash hanppend");
+  if (!BeginCrash(SIGABRT, kNewFailedHook.kind)) {
+    ORU_CRASH_LOG_PROBLEM("%s", kNewFailedHook.refused);
     // `operator new` calls again until memory is found or another handler stands here.
     if (RefuseFailedAllocation()) std::set_new_handler(OruRTCOldNewFailedHandler);
     return;
   }
   {
     const AllocationCrash crash;
-    LOG_PROGRESS("DarwinCrashHandler::new failed hanppend");
-    CallHost(MemoryError);
+    void* frames[kMaxFrames];
+    const int count = CaptureCrashFrames(frames, kMaxFrames);
+    RememberEntry(frames, count);
+    AnnounceCrash(kNewFailedHook);
+    RememberFrames(frames, count);
     @autoreleasepool {
-      void* frames[kMaxFrames];
-      const int count = CaptureFrames(frames);
-      RememberFrames(frames, count);
-      char** strings = backtrace_symbols(frames, count);
-      NSMutableArray* symbols = SymbolArray(strings, count);
-      KeepInSight(strings, count);
-      [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
+      ReportFrames(SymbolsOfFrames(frames, count));
     }
-    LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
-                 reinterpret_cast<void*>(OruRTCOldNewFailedHandler));
+    ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
+                           reinterpret_cast<void*>(OruRTCOldNewFailedHandler));
   }
   if (OruRTCOldNewFailedHandler != nullptr) OruRTCOldNewFailedHandler();
   std::set_new_handler(OruRTCOldNewFailedHandler);
@@ -374,9 +390,9 @@ void DarwinCrashHandler::Release() {
 }
 
 bool DarwinCrashHandler::InstallCrashHandler() {
-  LOG_PROGRESS("DarwinCrashHandler::InstallCrashHandler");
+  ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::InstallCrashHandler");
   if (installed_) {
-    LOG_PROGRESS("DarwinCrashHandler::Already install crash handler");
+    ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::Already install crash handler");
     return true;
   }
   PrepareForCrash();
@@ -390,7 +406,7 @@ bool DarwinCrashHandler::InstallCrashHandler() {
 }
 
 bool DarwinCrashHandler::UnInstallCrashHandler() {
-  LOG_PROGRESS("DarwinCrashHandler::UnInstallCrashHandler");
+  ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::UnInstallCrashHandler");
   ReleaseOruRTCExceptionHandler(false);
   ReleaseOruRTCSingnalHandle(false);
   ReleaseOruRTCNewFailedHandle(false);

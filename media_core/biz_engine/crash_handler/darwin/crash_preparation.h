@@ -5,16 +5,9 @@
 
 namespace CrashHandler {
 
-// Call at installation, on an ordinary thread. Logs nothing and creates no file.
+// Call at installation, on an ordinary thread. Creates no file. Where memory or descriptors are
+// missing it does what it can and logs what is missing: a crash may then go without a report.
 void PrepareForCrash();
-
-// Gives back memory that was set aside for the report, so that a process that has used up what it
-// may have can still be reported; once. May run in a signal handler.
-void ReleaseCrashReserve();
-
-// Gives back a file descriptor that was set aside, so that a process with none free can still be
-// looked into and reported; once. May run in a signal handler.
-void ReleaseReservedDescriptor();
 
 }  // namespace CrashHandler
 

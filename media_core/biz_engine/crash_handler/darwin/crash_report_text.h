@@ -4,7 +4,7 @@
 
 #import <Foundation/Foundation.h>
 
-#include <cstddef>
+#include <string>
 
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 
@@ -21,9 +21,10 @@
 - (NSString*)generateImages;
 // "x86_64", "x86", "ARM", "ARM64", or "unSupport".
 - (NSString*)getCPUType;
-// Now, as "YYYY-MM-dd HH:mm:ss SSS" in the device's zone and locale; the year is that of the week.
+// Now, as "YYYY-MM-dd HH:mm:ss SSS" in the C library's zone and the device's locale; the year is
+// that of the week.
 - (NSString*)getCurrentTimeFormat;
-// The main bundle's display name, else its name, else empty.
+// The main bundle's display name, else its name, else empty; what is no string is described.
 - (NSString*)getAppDisplayName;
 // The machine's name for its hardware, such as "x86_64".
 - (NSString*)getDeviceModelName;
@@ -31,9 +32,10 @@
 
 namespace CrashHandler {
 
-// An autoreleased string of UTF-8 bytes; bytes that are not UTF-8 are taken as Latin-1, so that a
-// path or a name in another encoding is never lost. Never nil.
-NSString* TextFromBytes(const char* bytes, size_t length);
+// Makes the text's probes ready: the date's formatter, locale and zone, the bundle's list. The
+// application's name. For installation. (The call is also what brings the methods above out of a
+// static library: a category has no symbol that others refer to.)
+std::string PrepareReportText();
 
 }  // namespace CrashHandler
 

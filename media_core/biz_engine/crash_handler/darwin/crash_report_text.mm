@@ -1,22 +1,42 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
 
-#include <cstring>
+#include <time.h>
+
 #include <string>
 
+#include "media_core/biz_engine/crash_handler/darwin/exception_stack.h"
+#include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/oru_rtc_call_stack.h"
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
 #include "media_core/biz_engine/crash_handler/report/image_list_text.h"
+#include "media_core/biz_engine/crash_handler/report/report_words.h"
 
 namespace {
 
 constexpr size_t kMachineNameSize = 256;
 
+// Nil when there is none. Whatever the bundle has there is shown as text.
 NSString* BundleValue(NSString* key) {
-  return [[[NSBundle mainBundle] infoDictionary] objectForKey:key];
+  id const value = [[[NSBundle mainBundle] infoDictionary] objectForKey:key];
+  return value != nil ? [NSString stringWithFormat:@"%@", value] : nil;
+}
+
+NSString* Word(const char* word) { return [NSString stringWithUTF8String:word]; }
+
+void AppendField(NSMutableString* text, const char* label, NSString* value) {
+  [text appendFormat:@"%s%@\n", label, value];
+}
+
+// The C library's zone, which the report's name has too. Foundation's own may be another.
+NSTimeZone* LocalZone() {
+  const time_t now = time(nullptr);
+  tm local = {};
+  localtime_r(&now, &local);
+  return [NSTimeZone timeZoneForSecondsFromGMT:static_cast<NSInteger>(local.tm_gmtoff)];
 }
 
 void AppendCrashThread(NSMutableString* text, NSArray* symbols) {
-  [text appendString:@"Crash Thread Backtrace:\n"];
+  [text appendString:Word(CrashHandler::kFramesTitle)];
   for (NSString* symbol in symbols) [text appendFormat:@"%@\n", symbol];
   [text appendString:@"\n"];
 }
@@ -29,13 +49,13 @@ void AppendCrashThread(NSMutableString* text, NSArray* symbols) {
 
 @implementation OruRTCCrashReport (ReportSections)
 - (void)appendThreadsImagesAndInfoTo:(NSMutableString*)text {
-  [text appendString:@"All Thread Backtrace:\n"];
+  [text appendString:Word(CrashHandler::kThreadsTitle)];
   [text appendString:[OruRTCCallStack backtraceOfAllThread]];
   [text appendString:@"\n"];
-  [text appendString:@"Binary Images:\n"];
+  [text appendString:Word(CrashHandler::kImagesTitle)];
   [text appendString:[self generateImages]];
   [text appendString:@"\n"];
-  [text appendString:@"UserCustomInfo:\n"];
+  [text appendString:Word(CrashHandler::kInfoTitle)];
   if (self.infoString != nil) [text appendString:self.infoString];
   [text appendString:@"\n"];
 }
@@ -46,11 +66,11 @@ void AppendCrashThread(NSMutableString* text, NSArray* symbols) {
   NSMutableString* text = [NSMutableString string];
   [text appendString:[self generateCommonString]];
   [text appendString:@"\n"];
-  [text appendString:@"Application Specific Information:\n"];
-  [text appendFormat:@"*** Terminating app due to uncaught exception '%@', reason: '%@'\n",
-                     [exception name], [exception reason]];
-  [text appendString:@"\n"];
-  AppendCrashThread(text, [exception callStackSymbols]);
+  [text appendString:Word(CrashHandler::kExceptionTitle)];
+  [text appendFormat:@"%s%@%s%@%s\n", CrashHandler::kExceptionName, [exception name],
+                     CrashHandler::kExceptionReason, [exception reason],
+                     CrashHandler::kExceptionEnd];
+  AppendCrashThread(text, CrashHandler::ExceptionStackSymbols(exception));
   [self appendThreadsImagesAndInfoTo:text];
   return text;
 }
@@ -68,18 +88,17 @@ void AppendCrashThread(NSMutableString* text, NSArray* symbols) {
 - (NSString*)generateCommonString {
   NSString* directory = self.crashFloderPath != nil ? self.crashFloderPath : @"";
   NSMutableString* text = [NSMutableString string];
-  [text appendFormat:@"Harware Model:     %@\n", [self getDeviceModelName]];
-  [text appendFormat:@"Process:           %@\n", [self getAppDisplayName]];
-  [text appendFormat:@"Path:              %@\n", directory];
-  [text appendFormat:@"Code Type:         %@\n", [self getCPUType]];
-  [text appendFormat:@"Date/Time:         %@\n", [self getCurrentTimeFormat]];
-  [text appendFormat:@"Crash Thread:      %d\n", static_cast<int>(self.crashThreadId)];
+  AppendField(text, CrashHandler::kModelLabel, [self getDeviceModelName]);
+  AppendField(text, CrashHandler::kProcessLabel, [self getAppDisplayName]);
+  AppendField(text, CrashHandler::kPathLabel, directory);
+  AppendField(text, CrashHandler::kCodeTypeLabel, [self getCPUType]);
+  AppendField(text, CrashHandler::kTimeLabel, [self getCurrentTimeFormat]);
+  [text appendFormat:@"%s%d\n", CrashHandler::kThreadLabel, static_cast<int>(self.crashThreadId)];
   return text;
 }
 
 - (NSString*)generateImages {
-  const std::string lines = CrashHandler::machine::ImageListText();
-  return CrashHandler::TextFromBytes(lines.data(), lines.size());
+  return CrashHandler::TextFromBytes(CrashHandler::machine::ImageListText());
 }
 
 - (NSString*)getCPUType {
@@ -88,6 +107,7 @@ void AppendCrashThread(NSMutableString* text, NSArray* symbols) {
 
 - (NSString*)getCurrentTimeFormat {
   NSDateFormatter* formatter = [[[NSDateFormatter alloc] init] autorelease];
+  [formatter setTimeZone:LocalZone()];
   [formatter setDateFormat:@"YYYY-MM-dd HH:mm:ss SSS"];
   return [NSString stringWithFormat:@"%@", [formatter stringFromDate:[NSDate date]]];
 }
@@ -101,20 +121,16 @@ void AppendCrashThread(NSMutableString* text, NSArray* symbols) {
 - (NSString*)getDeviceModelName {
   char name[kMachineNameSize];
   CrashHandler::machine::MachineName(name, sizeof name);
-  return CrashHandler::TextFromBytes(name, strlen(name));
+  return CrashHandler::TextFromBytes(name);
 }
 @end
 
 namespace CrashHandler {
 
-NSString* TextFromBytes(const char* bytes, size_t length) {
-  NSString* text = [[NSString alloc] initWithBytes:bytes
-                                            length:length
-                                          encoding:NSUTF8StringEncoding];
-  if (text == nil) {
-    text = [[NSString alloc] initWithBytes:bytes length:length encoding:NSISOLatin1StringEncoding];
-  }
-  return [text autorelease];
+std::string PrepareReportText() {
+  OruRTCCrashReport* report = [[[OruRTCCrashReport alloc] init] autorelease];
+  [report generateCommonString];
+  return BytesOfText([report getAppDisplayName]);
 }
 
 }  // namespace CrashHandler

@@ -22,7 +22,7 @@ struct Reply {
 };
 static_assert(sizeof(Reply) == 36, "header, NDR record, return code");
 
-std::atomic<int> sPhaseMs{machine::kCrashDeadlineMs};
+std::atomic<int> sPhaseMs{kCrashDeadlineMs};
 
 mach_port_t PortIn(const MachRequest& request, size_t offset) {
   mach_port_t port = MACH_PORT_NULL;

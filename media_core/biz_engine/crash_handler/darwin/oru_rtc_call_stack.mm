@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/thread_match.h"
 #include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
 
@@ -12,21 +13,8 @@ using CrashHandler::machine::ThreadNumber;
 // Written once, by +load on the main thread.
 ThreadNumber main_thread_id = 0;
 
-// Names are UTF-8 by convention only; bytes that are not still make a report.
-NSString *StringOfText(const std::string &text) {
-  NSString *string = [[NSString alloc] initWithBytes:text.data()
-                                              length:text.size()
-                                            encoding:NSUTF8StringEncoding];
-  if (string == nil) {
-    string = [[NSString alloc] initWithBytes:text.data()
-                                      length:text.size()
-                                    encoding:NSISOLatin1StringEncoding];
-  }
-  return [string autorelease];
-}
-
 NSString *_backtraceOfThread(ThreadNumber thread) {
-  return StringOfText(CrashHandler::TextOfThread(thread));
+  return CrashHandler::TextFromBytes(CrashHandler::TextOfThread(thread));
 }
 
 // A name that no other thread has marks the thread while the system's list is searched for it.
@@ -69,7 +57,7 @@ ThreadNumber machThreadFromNSThread(NSThread *thread) {
 }
 
 + (NSString *)backtraceOfAllThread {
-  return StringOfText(CrashHandler::TextOfAllThreads());
+  return CrashHandler::TextFromBytes(CrashHandler::TextOfAllThreads());
 }
 
 @end

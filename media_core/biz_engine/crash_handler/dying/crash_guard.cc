@@ -1,7 +1,6 @@
 #include "media_core/biz_engine/crash_handler/dying/crash_guard.h"
 
-#include "media_core/biz_engine/crash_handler/dying/crash_rescue.h"
-#include "media_core/biz_engine/crash_handler/dying/crash_turn.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 
 namespace CrashHandler {
 
@@ -11,8 +10,17 @@ void RunGuarded(void (*run)(const void*), const void* argument) {
   } catch (...) {
     RescueReport();
     EndByOwnCrash();
-    throw;  // only where the turn is another's
+    throw;  // only where the crash is another's
   }
+}
+
+bool RunWithoutExceptions(void (*step)()) {
+  try {
+    step();
+  } catch (...) {
+    return false;
+  }
+  return true;
 }
 
 }  // namespace CrashHandler

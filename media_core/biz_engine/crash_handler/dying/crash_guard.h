@@ -7,9 +7,13 @@ namespace CrashHandler {
 
 // Runs what may raise: the host's functions, Foundation without memory. An exception of either
 // language, or the thread's cancellation, ends the process by the crash's signal, with a rescued
-// report. For the thread that has the crash turn. (Not a template with the `try` in it: Objective-C
-// code catches no exceptions of C++ with GCC's runtime.)
+// report. For the thread whose crash it is (crash_state.h). (Not a template with the `try` in it:
+// Objective-C code catches no exceptions of C++ with GCC's runtime.)
 void RunGuarded(void (*run)(const void*), const void* argument);
+
+// Runs the step; false when it left by an exception of C++ or of this runtime's Objective-C. For
+// installation.
+bool RunWithoutExceptions(void (*step)());
 
 template <typename Function>
 void Guarded(const Function& function) {

@@ -47,7 +47,11 @@ void LookupAddresses(const uintptr_t* addresses, size_t count, size_t skipped, u
   }
 }
 
-// Memory for the addresses and records of all threads' chains.
+// Threads are looked at, and written, in batches: the memory for them does not grow with their
+// number. A batch costs a pass over the symbol tables that its frames lie in.
+constexpr size_t kBatch = 128;
+
+// Memory for the addresses and records of a batch's chains.
 class ChainTable {
  public:
   explicit ChainTable(size_t threads)
@@ -112,6 +116,23 @@ void AppendNamedThread(ThreadNumber number, const CallChain& chain,
   char name[machine::kThreadNameSize];
   if (!machine::ThreadName(number, name, sizeof(name))) name[0] = '\0';
   AppendThreadText(number, name, chain, records, text);
+}
+
+// False when there is no room for the next thread and `kept` bytes.
+bool AppendBatch(const ThreadNumber* numbers, size_t count, ChainTable* table, size_t kept,
+                 TextBuffer* text) {
+  const SymbolInformation* records = table->records();
+  for (size_t i = 0; i < count; ++i) {
+    const CallChain& chain = table->chains()[i];
+    const size_t start = text->size();
+    AppendNamedThread(numbers[i], chain, records, text);
+    if (!text->Reserve(kept)) {
+      text->CutTo(start);
+      return false;
+    }
+    records += chain.length;
+  }
+  return true;
 }
 
 }  // namespace
@@ -184,23 +205,18 @@ void AppendAllThreads(TextBuffer* text) {
   constexpr size_t kKept = sizeof(kNoThreads);
   machine::ThreadList list;
   const bool listed = list.Read();
-  ChainTable table(list.size());
+  ChainTable table(std::min(list.size(), kBatch));
   if (!listed || !table.usable() || !text->Reserve(kKept)) return text->Append(kNoThreads);
   machine::StackWalker walker;
-  Chains all = {&walker, table.chains()};
-  machine::ThreadCapture().Visit(list.numbers(), list.size(), &WalkOne, &all);
+  machine::ThreadCapture capture;
   machine::Symbolizer symbolizer;
-  table.Resolve(list.size(), &symbolizer);
-  const SymbolInformation* records = table.records();
-  for (size_t i = 0; i < list.size(); ++i) {
-    const CallChain& chain = table.chains()[i];
-    const size_t start = text->size();
-    AppendNamedThread(list.numbers()[i], chain, records, text);
-    if (!text->Reserve(kKept)) {
-      text->CutTo(start);
-      return text->Append(kNoThreads);
-    }
-    records += chain.length;
+  for (size_t done = 0; done < list.size(); done += kBatch) {
+    const ThreadNumber* const numbers = list.numbers() + done;
+    const size_t count = std::min(kBatch, list.size() - done);
+    Chains batch = {&walker, table.chains()};
+    capture.Visit(numbers, count, &WalkOne, &batch);
+    table.Resolve(count, &symbolizer);
+    if (!AppendBatch(numbers, count, &table, kKept, text)) return text->Append(kNoThreads);
   }
 }
 

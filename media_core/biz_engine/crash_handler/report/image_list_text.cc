@@ -1,7 +1,6 @@
 #include "media_core/biz_engine/crash_handler/report/image_list_text.h"
 
-#include <cinttypes>
-#include <cstdio>
+#include <cstdint>
 #include <cstring>
 
 namespace CrashHandler::machine {
@@ -16,15 +15,24 @@ void AppendUuid(const char* uuid, TextBuffer* text) {
   }
 }
 
+// As printf's "%#18llx" with the column's width: right-aligned, and no prefix for 0.
+void AppendAddress(uint64_t address, size_t column, TextBuffer* text) {
+  size_t digits = 1;
+  while (digits < 16 && address >> (4 * digits) != 0) ++digits;
+  const size_t length = address == 0 ? 1 : digits + 2;
+  if (length < column) text->AppendBlanks(column - length);
+  if (address != 0) text->Append("0x");
+  text->AppendNumber(address, 16);
+}
+
 void AppendLine(const ImageListEntry& entry, TextBuffer* text) {
-  // Two addresses of at most 18 characters each.
-  char range[48];
-  const char* format =
-      entry.is_64_bit ? "%#18" PRIx64 " - %#18" PRIx64 "  " : "%#10" PRIx64 " - %#10" PRIx64 "  ";
-  snprintf(range, sizeof(range), format, entry.start, entry.end);
+  const size_t column = entry.is_64_bit ? 18 : 10;
+  AppendAddress(entry.start, column, text);
+  text->Append(" - ");
+  AppendAddress(entry.end, column, text);
+  text->Append("  ");
   const char* path = entry.path == nullptr ? "" : entry.path;
   const char* slash = strrchr(path, '/');
-  text->Append(range);
   text->Append(slash == nullptr ? path : slash + 1);
   text->Append(entry.is_64_bit ? " arm64  <" : " armv7  <");
   AppendUuid(entry.uuid == nullptr ? "" : entry.uuid, text);

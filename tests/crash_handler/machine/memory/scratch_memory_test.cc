@@ -10,9 +10,10 @@
 namespace CrashHandler::machine {
 namespace {
 
+using crash_test::PrepareReserve;
 using crash_test::RunWithoutMemory;
 
-constexpr size_t kMebibyte = size_t{1} << 20;
+constexpr size_t kSixth = kScratchReserveBytes / 6;
 
 bool IsZeroed(const ScratchMemory& memory) {
   const char* const bytes = static_cast<const char*>(memory.data());
@@ -31,18 +32,18 @@ TEST(ScratchReserveTest, WithoutOneScratchMemoryFails) {
 }
 
 TEST(ScratchReserveTest, StaysShutUntilItIsOpened) {
-  PrepareScratchReserve();
+  PrepareReserve();
   EXPECT_EQ(RunWithoutMemory([] { return ScratchMemory(100).data() == nullptr ? 0 : 1; }), 0);
 }
 
 TEST(ScratchReserveTest, GivesZeroedPiecesThatDoNotOverlapUntilItIsUsedUp) {
-  PrepareScratchReserve();
+  PrepareReserve();
   EXPECT_EQ(RunWithoutMemory([] {
               OpenScratchReserve();
               ScratchMemory pieces[8];
               int got = 0;
               for (ScratchMemory& piece : pieces) {
-                if (!piece.Allocate(kMebibyte + 1)) break;
+                if (!piece.Allocate(kSixth + 1)) break;
                 if (!IsZeroed(piece)) return 100;
                 memset(piece.data(), 0xff, piece.size());
                 ++got;
@@ -53,12 +54,12 @@ TEST(ScratchReserveTest, GivesZeroedPiecesThatDoNotOverlapUntilItIsUsedUp) {
 }
 
 TEST(ScratchReserveTest, WhatWasTakenLastCanBeHadAgain) {
-  PrepareScratchReserve();
+  PrepareReserve();
   EXPECT_EQ(RunWithoutMemory([] {
               OpenScratchReserve();
-              const ScratchMemory first(kMebibyte);
+              const ScratchMemory first(kSixth);
               for (int i = 0; i < 10; ++i) {
-                const ScratchMemory again(4 * kMebibyte);
+                const ScratchMemory again(4 * kSixth);
                 if (again.data() == nullptr) return 1;
                 if (!IsZeroed(again)) return 2;
                 memset(again.data(), 0xff, again.size());
@@ -69,13 +70,13 @@ TEST(ScratchReserveTest, WhatWasTakenLastCanBeHadAgain) {
 }
 
 TEST(ScratchReserveTest, GivenBackInAnyOrderAllOfItCanBeHadAgain) {
-  PrepareScratchReserve();
+  PrepareReserve();
   EXPECT_EQ(RunWithoutMemory([] {
               OpenScratchReserve();
               for (int i = 0; i < 10; ++i) {
                 ScratchMemory pieces[3];
                 for (ScratchMemory& piece : pieces) {
-                  if (!piece.Allocate(2 * kMebibyte)) return 1;
+                  if (!piece.Allocate(2 * kSixth)) return 1;
                   if (!IsZeroed(piece)) return 2;
                   memset(piece.data(), 0xff, piece.size());
                 }
@@ -90,16 +91,16 @@ TEST(ScratchReserveTest, GivenBackInAnyOrderAllOfItCanBeHadAgain) {
 }
 
 TEST(ScratchReserveTest, TheLastPieceGrowsInPlaceToTheEnd) {
-  PrepareScratchReserve();
+  PrepareReserve();
   EXPECT_EQ(RunWithoutMemory([] {
               OpenScratchReserve();
-              ScratchMemory first(kMebibyte);
+              ScratchMemory first(kSixth);
               ScratchMemory last(100);
               memset(last.data(), 0xff, last.size());
               const void* const place = last.data();
-              if (first.Extend(2 * kMebibyte)) return 1;
-              if (!last.Extend(5 * kMebibyte) || last.data() != place) return 2;
-              if (last.Extend(5 * kMebibyte + 1) || last.size() != 5 * kMebibyte) return 3;
+              if (first.Extend(2 * kSixth)) return 1;
+              if (!last.Extend(5 * kSixth) || last.data() != place) return 2;
+              if (last.Extend(5 * kSixth + 1) || last.size() != 5 * kSixth) return 3;
               const char* const bytes = static_cast<const char*>(last.data());
               for (size_t i = 0; i < last.size(); ++i) {
                 if (bytes[i] != static_cast<char>(i < 100 ? 0xff : 0)) return 4;
@@ -118,10 +119,10 @@ TEST(ScratchMemoryTest, NeitherNothingNorASmallerSizeIsAnExtension) {
 }
 
 TEST(ScratchReserveTest, IsNotUsedWhileTheKernelGives) {
-  PrepareScratchReserve();
+  PrepareReserve();
   OpenScratchReserve();
   std::vector<ScratchMemory> pieces(20);
-  for (ScratchMemory& piece : pieces) EXPECT_TRUE(piece.Allocate(kMebibyte));
+  for (ScratchMemory& piece : pieces) EXPECT_TRUE(piece.Allocate(kSixth));
 }
 
 }  // namespace

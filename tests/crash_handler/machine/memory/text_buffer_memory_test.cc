@@ -15,7 +15,7 @@ using crash_test::RunWithoutMemory;
 
 constexpr char kLine[] = "a line of text\n";
 constexpr size_t kLineSize = sizeof(kLine) - 1;
-constexpr size_t kReserve = size_t{6} << 20;
+constexpr size_t kReserve = kScratchReserveBytes;
 
 void AppendUntilItFails(TextBuffer* text) {
   while (!text->overflowed()) text->Append(kLine);
@@ -55,7 +55,7 @@ TEST(TextBufferMemoryTest, WhatIsCutOffMakesRoom) {
 }
 
 TEST(TextBufferMemoryTest, RoomThatWasMadeIsThere) {
-  PrepareScratchReserve();
+  crash_test::PrepareReserve();
   EXPECT_EQ(RunWithoutMemory([] {
               OpenScratchReserve();
               TextBuffer text;
@@ -73,7 +73,7 @@ TEST(TextBufferMemoryTest, RoomThatWasMadeIsThere) {
 
 // It grows where it is.
 TEST(TextBufferMemoryTest, TakesAlmostAllThatIsSetAside) {
-  PrepareScratchReserve();
+  crash_test::PrepareReserve();
   EXPECT_EQ(RunWithoutMemory([] {
               OpenScratchReserve();
               TextBuffer text;

@@ -16,6 +16,7 @@ typedef int boolean_t;
 #define KERN_FAILURE 5
 #define KERN_RESOURCE_SHORTAGE 6
 #define KERN_NAME_EXISTS 13
+#define KERN_ABORTED 14
 #define KERN_INVALID_NAME 15
 #define KERN_INVALID_TASK 16
 #define KERN_INVALID_RIGHT 17

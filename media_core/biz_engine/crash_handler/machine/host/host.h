@@ -27,6 +27,10 @@ const char* CpuTypeName(int32_t type, const char* machine_name);
 // The report's word for this host: CpuTypeName of the two above, "unSupport" when it does not say.
 const char* HostCpuTypeName();
 
+// Whether the program has rights that its caller has not (set-user-id, file capabilities): what the
+// caller's environment names is not to be trusted then. May run in a signal handler.
+bool RunsWithMoreRights();
+
 }  // namespace CrashHandler::machine
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_HOST_HOST_H_

@@ -1,3 +1,5 @@
+#include <sys/auxv.h>
+
 #include <cstring>
 
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
@@ -22,5 +24,7 @@ bool HostCpuType(int32_t* type) {
   }
   return false;
 }
+
+bool RunsWithMoreRights() { return getauxval(AT_SECURE) != 0; }
 
 }  // namespace CrashHandler::machine

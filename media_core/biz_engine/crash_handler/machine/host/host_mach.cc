@@ -1,4 +1,5 @@
 #include <mach/mach.h>
+#include <unistd.h>
 
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
 
@@ -13,5 +14,7 @@ bool HostCpuType(int32_t* type) {
   *type = facts.cpu_type;
   return true;
 }
+
+bool RunsWithMoreRights() { return issetugid() != 0; }
 
 }  // namespace CrashHandler::machine

@@ -24,9 +24,12 @@ int mach_copyMem(const void* source, void* destination, size_t count);
 // first read does it where nobody has. On macOS there is one way.
 void ChooseMemoryWay();
 
-// Sets memory aside for scratch memory; for installation. Address space only: pages that are never
-// touched take no memory.
-void PrepareScratchReserve();
+// What a report needs where the kernel gives no memory, however many threads and images there are.
+constexpr size_t kScratchReserveBytes = size_t{1536} << 10;
+
+// Sets `memory`, zeroed pages of kScratchReserveBytes, aside for scratch memory, for the life of
+// the process. For installation; only the first call counts.
+void PrepareScratchReserve(void* memory);
 
 // From now on scratch memory that the kernel does not give comes from what was set aside, until
 // that is used up. What is given back last first can be had again, and all of it when nobody has

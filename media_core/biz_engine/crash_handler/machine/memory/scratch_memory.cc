@@ -10,7 +10,6 @@
 namespace CrashHandler::machine {
 namespace {
 
-constexpr size_t kReserveBytes = size_t{6} << 20;
 constexpr size_t kAlignment = 64;
 
 std::atomic<char*> sReserve{nullptr};
@@ -37,17 +36,17 @@ uint32_t Rounded(size_t size) {
 bool IsOfReserve(const void* data) {
   const char* const reserve = sReserve.load();
   const auto* const byte = static_cast<const char*>(data);
-  return reserve != nullptr && byte >= reserve && byte < reserve + kReserveBytes;
+  return reserve != nullptr && byte >= reserve && byte < reserve + kScratchReserveBytes;
 }
 
 void* TakeFromReserve(size_t size) {
   char* const reserve = sReserve.load();
-  if (reserve == nullptr || !sReserveIsOpen || size > kReserveBytes) return nullptr;
+  if (reserve == nullptr || !sReserveIsOpen || size > kScratchReserveBytes) return nullptr;
   ReserveUse use = sReserveUse.load();
   ReserveUse more;
   do {
     more = {use.bytes + Rounded(size), use.pieces + 1};
-    if (more.bytes > kReserveBytes) return nullptr;
+    if (more.bytes > kScratchReserveBytes) return nullptr;
   } while (!sReserveUse.compare_exchange_weak(use, more));
   return reserve + use.bytes;
 }
@@ -55,7 +54,7 @@ void* TakeFromReserve(size_t size) {
 // Only the last piece can.
 bool ExtendInReserve(const void* data, size_t old_size, size_t new_size) {
   const auto start = static_cast<uint32_t>(static_cast<const char*>(data) - sReserve.load());
-  if (new_size > kReserveBytes - start) return false;
+  if (new_size > kScratchReserveBytes - start) return false;
   ReserveUse use = sReserveUse.load();
   ReserveUse more;
   do {
@@ -87,8 +86,9 @@ void Release(void* data, size_t size) {
 
 }  // namespace
 
-void PrepareScratchReserve() {
-  if (sReserve.load() == nullptr) sReserve.store(static_cast<char*>(MapPages(kReserveBytes)));
+void PrepareScratchReserve(void* memory) {
+  char* none = nullptr;
+  sReserve.compare_exchange_strong(none, static_cast<char*>(memory));
 }
 
 void OpenScratchReserve() { sReserveIsOpen = true; }

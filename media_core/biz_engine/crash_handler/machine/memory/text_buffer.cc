@@ -13,6 +13,7 @@ constexpr size_t kFewBytes = 16 * 1024;
 }  // namespace
 
 void TextBuffer::Append(const char* bytes, size_t count) {
+  if (drain_ != nullptr) return AppendDraining(bytes, count);
   if (!Reserve(count)) {
     overflowed_ = true;
     return;
@@ -46,7 +47,28 @@ void TextBuffer::AppendHex(uint64_t value, size_t digits) {
   AppendNumber(value, 16, digits);
 }
 
+void TextBuffer::AppendDraining(const char* bytes, size_t count) {
+  while (count > 0) {
+    if (size_ == fixed_room_ && !Flush()) return;
+    const size_t piece = std::min(count, fixed_room_ - size_);
+    memcpy(fixed_ + size_, bytes, piece);
+    size_ += piece;
+    bytes += piece;
+    count -= piece;
+  }
+}
+
+bool TextBuffer::Flush() {
+  if (drain_ != nullptr && !overflowed_ && size_ > 0) {
+    overflowed_ = !drain_(context_, fixed_, size_);
+    drained_ += size_;
+    size_ = 0;
+  }
+  return !overflowed_;
+}
+
 bool TextBuffer::Reserve(size_t count) {
+  if (drain_ != nullptr) return !overflowed_;
   const size_t room = memory_.data() == nullptr ? sizeof(few_) : memory_.size();
   if (overflowed_) return false;
   if (count <= room - size_) return true;

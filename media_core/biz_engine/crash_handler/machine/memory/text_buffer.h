@@ -14,7 +14,14 @@ namespace CrashHandler::machine {
 
 class TextBuffer {
  public:
+  // Takes what has collected; false when that failed.
+  using Drain = bool (*)(void* context, const char* bytes, size_t count);
+
   TextBuffer() = default;
+  // Text of any length in a piece of memory that does not grow: whenever `room` bytes have
+  // collected in `memory` they go to `drain`. A drain that fails counts as something left out.
+  TextBuffer(char* memory, size_t room, Drain drain, void* context)
+      : fixed_(memory), fixed_room_(room), drain_(drain), context_(context) {}
   TextBuffer(const TextBuffer&) = delete;
   TextBuffer& operator=(const TextBuffer&) = delete;
 
@@ -36,19 +43,31 @@ class TextBuffer {
   // Takes back what stands from `size` on. Nothing counts as left out any more.
   void CutTo(size_t size);
 
+  // Sends on what has collected; false when something was left out, now or before.
+  bool Flush();
+
+  // The whole text; not with a drain.
   const char* data() const {
     return memory_.data() == nullptr ? few_ : static_cast<const char*>(memory_.data());
   }
-  size_t size() const { return size_; }
+  // Of all that was appended.
+  size_t size() const { return drained_ + size_; }
 
  private:
   bool Grow(size_t room);
+  void AppendDraining(const char* bytes, size_t count);
 
   size_t size_ = 0;
+  size_t drained_ = 0;
   bool overflowed_ = false;
   // Most lines need no memory of their own.
   char few_[512];
   ScratchMemory memory_;
+  // With a drain.
+  char* const fixed_ = nullptr;
+  const size_t fixed_room_ = 0;
+  const Drain drain_ = nullptr;
+  void* const context_ = nullptr;
 };
 
 // Allocates; raises std::bad_alloc for a text that something was left out of.

@@ -8,4 +8,6 @@ bool IsFault(int signo, const siginfo_t* info, const void* /*context*/) {
   return fault && info != nullptr && info->si_code > 0;
 }
 
+bool BlockedFaultEnds() { return true; }
+
 }  // namespace CrashHandler::machine

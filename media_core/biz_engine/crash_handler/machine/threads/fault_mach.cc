@@ -14,4 +14,6 @@ bool IsFault(int signo, const siginfo_t* /*info*/, const void* context) {
   return LastEntryRepeats(static_cast<const ucontext_t*>(context)->uc_mcontext);
 }
 
+bool BlockedFaultEnds() { return false; }
+
 }  // namespace CrashHandler::machine

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "media_core/biz_engine/crash_handler/machine/memory/system_call_linux.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/helper_thread.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/task_files_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 
@@ -61,7 +62,7 @@ bool ThreadList::Read() {
   size_ = 0;
   NumberArray numbers(&memory_);
   const auto add = [](void* context, ThreadNumber number) {
-    return static_cast<NumberArray*>(context)->Add(number);
+    return number == HelperThreadNumber() || static_cast<NumberArray*>(context)->Add(number);
   };
   if (!ListTasks(add, &numbers)) return false;
   size_ = numbers.size();

@@ -18,8 +18,8 @@ using ThreadNumber = uint32_t;
 // Room for a thread's name with its terminating zero.
 constexpr size_t kThreadNameSize = 256;
 
-// The threads of the process at one moment, in the system's order. Threads that start or end while
-// the list is read may be in it or not.
+// The threads of the process at one moment, in the system's order, without the module's own helper
+// (helper_thread.h). Threads that start or end while the list is read may be in it or not.
 class ThreadList {
  public:
   // Reads the list anew. False when the system does not give it; the list is then empty.

@@ -1,8 +1,10 @@
 #include <mach/mach.h>
 #include <pthread.h>
 
+#include <algorithm>
 #include <cstring>
 
+#include "media_core/biz_engine/crash_handler/machine/threads/helper_thread.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 
 namespace CrashHandler::machine {
@@ -16,8 +18,9 @@ bool ThreadList::Read() {
   if (task_threads(mach_task_self(), &list, &count) != KERN_SUCCESS) return false;
   const size_t bytes = count * sizeof(ThreadNumber);
   if (count == 0 || !memory_.Allocate(bytes)) return false;
-  memcpy(memory_.data(), list, bytes);
-  size_ = count;
+  auto* const numbers = static_cast<ThreadNumber*>(memory_.data());
+  size_ = static_cast<size_t>(std::remove_copy(list, list + count, numbers, HelperThreadNumber()) -
+                              numbers);
   return true;
 }
 

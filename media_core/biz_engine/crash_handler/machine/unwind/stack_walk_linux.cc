@@ -5,6 +5,7 @@
 
 #include "media_core/biz_engine/crash_handler/machine/images/image_table_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/block_cache.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/call_on_stack.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/registers_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/frame_prologue.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
@@ -85,12 +86,14 @@ class Walk {
 
   // Goes to the caller. False at the outermost frame, and where nothing tells the caller.
   bool Step() {
+    const bool changes_stack = IsInCallOnStack(reinterpret_cast<const void*>(ip()));
     if (!Advance()) return false;
     const uint64_t sp = registers_.value[kUnwindRegisterRsp];
     // What a signal interrupted may have been a call through a null pointer.
     if (ip() == 0 && !exact_) return false;
-    // The way out of a stack goes up, except where a signal changed to another stack.
-    if (!exact_ && sp <= last_sp_) return Lost();
+    // The way out of a stack goes up, except where a signal or this module changed to another
+    // stack.
+    if (!exact_ && !changes_stack && sp <= last_sp_) return Lost();
     last_sp_ = sp;
     return true;
   }

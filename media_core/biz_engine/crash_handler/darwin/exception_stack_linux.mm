@@ -1,0 +1,60 @@
+#include <execinfo.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "media_core/biz_engine/crash_handler/darwin/exception_stack.h"
+#include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
+
+namespace CrashHandler {
+namespace {
+
+constexpr int kRoom = static_cast<int>(machine::kMaxCrashFrames);
+
+// The runtime's function that every exception passes through; what lies below it is the handling.
+int IndexOfThrow(char** symbols, int count) {
+  for (int i = 0; i < count; ++i) {
+    if (strstr(symbols[i], "objc_exception_throw") != nullptr) return i;
+  }
+  return count;
+}
+
+// Whether the exception was raised by what is on this stack now, and not on one that is gone since
+// (it was caught and thrown again): then its outer frames are this stack's. The frames in which the
+// two meet may differ in the place of their call.
+bool IsStackOf(NSException* exception, void* const* frames, int count) {
+  NSArray* raised = [exception callStackReturnAddresses];
+  const auto raised_count = static_cast<int>([raised count]);
+  int same = 0;
+  while (same < raised_count && same < count) {
+    NSNumber* address = [raised objectAtIndex:static_cast<NSUInteger>(raised_count - 1 - same)];
+    if ([address unsignedLongLongValue] != reinterpret_cast<uintptr_t>(frames[count - 1 - same])) {
+      break;
+    }
+    ++same;
+  }
+  return raised_count == 0 || raised_count - same <= 1;
+}
+
+}  // namespace
+
+NSArray* ExceptionStackSymbols(NSException* exception) {
+  void* frames[kRoom];
+  const int count = backtrace(frames, kRoom);
+  char** const symbols = backtrace_symbols(frames, count);
+  if (symbols == nullptr) return [exception callStackSymbols];
+  NSArray* found = [exception callStackSymbols];
+  const int start = IndexOfThrow(symbols, count);
+  if (start < count && IsStackOf(exception, frames + start, count - start)) {
+    NSMutableArray* own = [NSMutableArray array];
+    for (int i = start; i < count; ++i) {
+      [own addObject:TextFromBytes(symbols[i], strlen(symbols[i]))];
+    }
+    found = own;
+  }
+  free(symbols);
+  return found;
+}
+
+}  // namespace CrashHandler

@@ -1,0 +1,111 @@
+#include "media_core/biz_engine/crash_handler/dying/crash_reserve.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/helper_thread.h"
+
+namespace CrashHandler {
+namespace {
+
+constexpr size_t kGuardBytes = size_t{16} << 10;  // a page of any of the systems
+// The host's functions run on it: as much as a system's smaller threads have.
+constexpr size_t kCrashStackBytes = size_t{512} << 10;
+constexpr size_t kFaultStackBytes = size_t{128} << 10;
+constexpr size_t kRefusalStackBytes = size_t{64} << 10;
+constexpr size_t kReleasedBytes = size_t{8} << 20;
+
+// One mapping: what stays, guard pages between, and behind it what a crash gives back. Never owned
+// by an object on the heap: what gives it back may not use the heap.
+constexpr size_t kKeptBytes = 5 * kGuardBytes + kCrashStackBytes + kFaultStackBytes +
+                              kRefusalStackBytes + machine::kHelperThreadBytes +
+                              machine::kScratchReserveBytes;
+
+CrashStacks sStacks;
+std::atomic<char*> sReleased{nullptr};
+
+// An open null device, above the numbers of the standard streams; -1 when there is none.
+constexpr int kLowestDescriptor = 3;
+std::atomic<int> sDescriptor{-1};
+dev_t sNullDevice;
+
+char* Map(size_t size) {
+  void* const pages =
+      mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON | MAP_NORESERVE, -1, 0);
+  return pages != MAP_FAILED ? static_cast<char*>(pages) : nullptr;
+}
+
+// The next piece of the mapping, behind a guard.
+char* TakePiece(char** next, size_t size) {
+  mprotect(*next, kGuardBytes, PROT_NONE);
+  char* const piece = *next + kGuardBytes;
+  *next = piece + size;
+  return piece;
+}
+
+void PlaceKept(char* memory) {
+  sStacks.crash = {TakePiece(&memory, kCrashStackBytes), kCrashStackBytes};
+  sStacks.faults = {TakePiece(&memory, kFaultStackBytes), kFaultStackBytes};
+  sStacks.refusal = {TakePiece(&memory, kRefusalStackBytes), kRefusalStackBytes};
+  machine::PrepareHelperThread(TakePiece(&memory, machine::kHelperThreadBytes));
+  machine::PrepareScratchReserve(TakePiece(&memory, machine::kScratchReserveBytes));
+}
+
+bool ReserveMemory() {
+  if (sStacks.crash.bottom == nullptr) {
+    char* const all = Map(kKeptBytes + kReleasedBytes);
+    char* const kept = all != nullptr ? all : Map(kKeptBytes);
+    if (kept == nullptr) return false;
+    PlaceKept(kept);
+    if (all != nullptr) sReleased.store(all + kKeptBytes);
+  } else if (sReleased.load() == nullptr) {
+    sReleased.store(Map(kReleasedBytes));
+  }
+  return sReleased.load() != nullptr;
+}
+
+bool ReserveDescriptor() {
+  if (sDescriptor.load() >= 0) return true;
+  const int opened = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (opened < 0) return false;
+  struct stat status;
+  const int reserved = fcntl(opened, F_DUPFD_CLOEXEC, kLowestDescriptor);
+  close(opened);
+  if (reserved < 0 || fstat(reserved, &status) != 0) return false;
+  sNullDevice = status.st_rdev;
+  sDescriptor.store(reserved);
+  return true;
+}
+
+void ReleaseDescriptor() {
+  const int reserved = sDescriptor.exchange(-1);
+  struct stat status;
+  if (reserved < 0 || fstat(reserved, &status) != 0) return;
+  // A host that closed all descriptors may have another file under the number.
+  if (S_ISCHR(status.st_mode) && status.st_rdev == sNullDevice) close(reserved);
+}
+
+}  // namespace
+
+MissingReserve PrepareCrashReserve() {
+  MissingReserve missing;
+  missing.memory = !ReserveMemory();
+  missing.descriptor = !ReserveDescriptor();
+  return missing;
+}
+
+const CrashStacks& ReservedStacks() { return sStacks; }
+
+void OpenCrashReserve() {
+  ReleaseDescriptor();
+  machine::OpenScratchReserve();
+  char* const released = sReleased.exchange(nullptr);
+  if (released != nullptr) munmap(released, kReleasedBytes);
+}
+
+}  // namespace CrashHandler

@@ -1,0 +1,180 @@
+#include "media_core/biz_engine/crash_handler/dying/crash_state.h"
+
+#include <execinfo.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+#include <cstring>
+
+#include "media_core/biz_engine/crash_handler/crash_settings.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/bounded_wait.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/helper_thread.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/own_signal.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
+#include "media_core/biz_engine/crash_handler/report/streamed_report.h"
+
+namespace CrashHandler {
+namespace {
+
+struct CrashState {
+  // The process and the number of the thread whose crash it is; 0 when it is nobody's. A forked
+  // child gets a copy that names a thread it does not have.
+  std::atomic<uint64_t> owner{0};
+  std::atomic<CrashStage> stage{CrashStage::kNone};
+  std::atomic<int> signo{0};
+  // Written by the owner before the stage that lets others read them.
+  StreamedCrash facts;
+  void* frames[machine::kMaxCrashFrames];
+  bool frames_are_of_entry;
+  // Where the rescued report is; empty when it is nowhere.
+  ReportPath rescued;
+};
+static_assert(sizeof(machine::ThreadNumber) == 4 && sizeof(pid_t) == 4, "both fit into one word");
+
+CrashState sCrash;
+
+uint64_t OwnerOf(machine::ThreadNumber thread) {
+  return static_cast<uint64_t>(static_cast<uint32_t>(getpid())) << 32 | thread;
+}
+
+bool IsHelper() { return machine::CurrentThreadNumber() == machine::HelperThreadNumber(); }
+
+// The helper thread's rescue ends the process.
+[[noreturn]] void AwaitEnd() {
+  for (;;) machine::PauseMs(1000);
+}
+
+// The owner's step to a later stage of the report; false when there is no report. Never in the way
+// of a rescue: one of its own is over when the owner gets here, the helper's is the end.
+bool Advance(CrashStage next) {
+  CrashStage stage = sCrash.stage.load();
+  do {
+    if (stage == CrashStage::kRescuing) AwaitEnd();
+    if (stage == CrashStage::kNone || stage >= CrashStage::kReported) return false;
+  } while (!sCrash.stage.compare_exchange_weak(stage, next));
+  return true;
+}
+
+// The stack from the point at which the report was interrupted, which lies above the crash.
+size_t CaptureHere() {
+  const size_t count = machine::CaptureDamagedStack(sCrash.frames, machine::kMaxCrashFrames);
+  if (count != 0) return count;
+  return static_cast<size_t>(backtrace(sCrash.frames, static_cast<int>(machine::kMaxCrashFrames)));
+}
+
+bool WriteRescuedReport() {
+  const PublishedSettings* const settings = LiveSettings();
+  if (settings == nullptr) return false;
+  const bool known = sCrash.facts.frame_count != 0 && !sCrash.frames_are_of_entry;
+  if (!known && !IsHelper()) sCrash.facts.frame_count = CaptureHere();
+  sCrash.facts.frames = sCrash.frames;
+  return WriteStreamedReport(sCrash.facts, *PublishedSettings::Reader(*settings), sCrash.rescued);
+}
+
+void EndByCrash() { EndBy(sCrash.signo.load()); }
+
+}  // namespace
+
+bool TakeCrash() {
+  uint64_t nobody = 0;
+  return sCrash.owner.compare_exchange_strong(nobody, OwnerOf(machine::CurrentThreadNumber()));
+}
+
+void BeginCrashReport(int signo, CrashType kind) {
+  sCrash.facts = {};
+  sCrash.facts.kind = kind;
+  sCrash.facts.thread = machine::CurrentThreadNumber();
+  clock_gettime(CLOCK_REALTIME, &sCrash.facts.time);
+  sCrash.rescued[0] = '\0';
+  sCrash.signo.store(signo);
+  sCrash.stage.store(CrashStage::kReporting);
+  StartCrashDeadline({&RescueReport, &EndByCrash});
+}
+
+void LeaveCrashToHost() {
+  Advance(CrashStage::kReported);
+  StopCrashDeadline();
+  sCrash.stage.store(CrashStage::kHosts);
+}
+
+void GiveCrashBack() {
+  if (sCrash.stage.load() != CrashStage::kNone) LeaveCrashToHost();
+  sCrash.stage.store(CrashStage::kNone);
+  sCrash.owner.store(0);
+}
+
+CrashStage CurrentCrashStage() { return sCrash.stage.load(); }
+
+CrashType CurrentCrashKind() { return sCrash.facts.kind; }
+
+bool IsCrashTaken() { return sCrash.owner.load() >> 32 == static_cast<uint32_t>(getpid()); }
+
+bool IsOwnCrash() { return sCrash.owner.load() == OwnerOf(machine::CurrentThreadNumber()); }
+
+bool IsCrashOfAnotherThread() { return IsCrashTaken() && !IsOwnCrash(); }
+
+bool AnotherThreadReports() {
+  const CrashStage stage = sCrash.stage.load();
+  return IsCrashOfAnotherThread() && stage != CrashStage::kNone && stage != CrashStage::kHosts;
+}
+
+void RememberEntry(void* const* frames, int count) {
+  RememberFrames(frames, count);
+  sCrash.frames_are_of_entry = true;
+}
+
+void RememberFrames(void* const* frames, int count) {
+  const auto most = static_cast<int>(machine::kMaxCrashFrames);
+  const auto kept = static_cast<size_t>(std::clamp(count, 0, most));
+  memcpy(sCrash.frames, frames, kept * sizeof *frames);
+  sCrash.facts.frame_count = kept;
+  sCrash.frames_are_of_entry = false;
+}
+
+void RememberException(const char* name, const char* reason) {
+  sCrash.facts.exception_name = name;
+  sCrash.facts.exception_reason = reason;
+}
+
+void ForgetReport() { Advance(CrashStage::kReported); }
+
+void BeginReportFile() { Advance(CrashStage::kFileUnderWay); }
+
+void EndReportFile(const char* path) {
+  if (!Advance(CrashStage::kReported) || path == nullptr) return;
+  // What went wrong was survived after all.
+  if (sCrash.rescued[0] != '\0' && strcmp(sCrash.rescued, path) != 0) unlink(sCrash.rescued);
+}
+
+bool RescueReport() {
+  CrashStage due = CrashStage::kReporting;
+  if (!sCrash.stage.compare_exchange_strong(due, CrashStage::kRescuing)) return false;
+  if (!WriteRescuedReport()) sCrash.rescued[0] = '\0';
+  if (!IsHelper()) sCrash.stage.store(CrashStage::kRescued);
+  return true;
+}
+
+void EndByOwnCrash() {
+  const CrashStage stage = sCrash.stage.load();
+  if (!IsOwnCrash() || stage == CrashStage::kNone || stage == CrashStage::kHosts) return;
+  EndByCrash();
+}
+
+void EndBy(int signo) {
+  struct sigaction action = {};
+  action.sa_handler = SIG_DFL;
+  sigaction(signo, &action, nullptr);
+  sigset_t only;
+  sigemptyset(&only);
+  sigaddset(&only, signo);
+  pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
+  machine::SignalOwnThread(signo);
+  _exit(128 + signo);
+}
+
+}  // namespace CrashHandler

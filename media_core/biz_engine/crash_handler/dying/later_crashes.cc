@@ -1,0 +1,73 @@
+#include "media_core/biz_engine/crash_handler/dying/later_crashes.h"
+
+#include <atomic>
+#include <cstdlib>
+
+#include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_state.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/bounded_wait.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/fault.h"
+
+namespace CrashHandler {
+namespace {
+
+constexpr int kPollMs = 5;
+// After the other thread is through, its own end comes first.
+constexpr int kGraceMs = 100;
+// The same for an exit, which must not come first on a busy machine either.
+constexpr int kExitGraceMs = 1000;
+constexpr int kRefusalPauseMs = 100;
+constexpr int kMaxRefusals = 10;
+
+std::atomic<int> sRefusedAllocations{0};
+
+// False when the other thread still has the crash at the end of the time.
+bool AwaitOtherThread() {
+  if (!machine::WaitWhile(IsCrashOfAnotherThread, kCrashDeadlineMs, kPollMs)) return false;
+  machine::PauseMs(kGraceMs);
+  return true;
+}
+
+void SetDefaultAction(int signo) {
+  struct sigaction action = {};
+  action.sa_handler = SIG_DFL;
+  sigaction(signo, &action, nullptr);
+}
+
+// Within the deadline, and then for the end that may follow.
+void AwaitReportElsewhere() {
+  if (!AnotherThreadReports()) return;
+  machine::WaitWhile(AnotherThreadReports, kCrashDeadlineMs, kPollMs);
+  machine::PauseMs(kExitGraceMs);
+}
+
+// With the module in a library that is closed, both come then: its code is in use until the report
+// is done.
+[[gnu::destructor]] void HoldEndOfExit() { AwaitReportElsewhere(); }
+
+}  // namespace
+
+void RescueOwnReport(int signo, const siginfo_t* info, const void* context) {
+  const bool fatal = signo == SIGABRT || machine::IsFault(signo, info, context);
+  if (fatal && IsOwnCrash()) RescueReport();
+}
+
+void LeaveToEarlierCrash(int signo, const siginfo_t* info, const void* context) {
+  const bool recurs = machine::IsFault(signo, info, context);
+  if (!recurs && signo != SIGABRT) return;
+  if (IsCrashOfAnotherThread() && AwaitOtherThread()) return;
+  if (recurs) SetDefaultAction(signo);
+}
+
+bool RefuseFailedAllocation() {
+  machine::WaitWhile(AnotherThreadReports, kCrashDeadlineMs, kPollMs);
+  if (sRefusedAllocations.fetch_add(1, std::memory_order_relaxed) == 0) return false;
+  machine::PauseMs(kRefusalPauseMs);
+  return sRefusedAllocations.load(std::memory_order_relaxed) > kMaxRefusals;
+}
+
+void HoldExitDuringCrash() {
+  [[maybe_unused]] static const int registered = atexit(AwaitReportElsewhere);
+}
+
+}  // namespace CrashHandler

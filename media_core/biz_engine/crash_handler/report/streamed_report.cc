@@ -1,0 +1,163 @@
+#include "media_core/biz_engine/crash_handler/report/streamed_report.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+
+#include "media_core/biz_engine/crash_handler/machine/host/host.h"
+#include "media_core/biz_engine/crash_handler/machine/images/images.h"
+#include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
+#include "media_core/biz_engine/crash_handler/report/civil_time.h"
+#include "media_core/biz_engine/crash_handler/report/frame_line.h"
+#include "media_core/biz_engine/crash_handler/report/image_list_text.h"
+#include "media_core/biz_engine/crash_handler/report/report_place.h"
+#include "media_core/biz_engine/crash_handler/report/report_words.h"
+#include "media_core/biz_engine/crash_handler/report/utf8_text.h"
+
+namespace CrashHandler {
+namespace {
+
+using machine::SymbolInformation;
+using machine::TextBuffer;
+
+char sApplication[256] = "";
+std::atomic<long> sSecondsEast{0};
+
+// One report at a time is written, and the stack it is written on may be small.
+char sBuffer[16 << 10];
+uintptr_t sAddresses[machine::kMaxCrashFrames];
+SymbolInformation sRecords[machine::kMaxCrashFrames];
+
+machine::CivilTime LocalTime(time_t time) {
+  return machine::ToCivilTime(static_cast<uint64_t>(time + sSecondsEast.load()));
+}
+
+size_t FrameCount(const StreamedCrash& crash) {
+  return std::min(crash.frame_count, machine::kMaxCrashFrames);
+}
+
+void ResolveFrames(const StreamedCrash& crash, machine::Symbolizer* symbolizer) {
+  const size_t count = FrameCount(crash);
+  for (size_t i = 0; i < count; ++i) sAddresses[i] = reinterpret_cast<uintptr_t>(crash.frames[i]);
+  symbolicate(symbolizer, sAddresses, sRecords, count, 0);
+}
+
+// The innermost frame does not count.
+bool ConcernsSdk(const StreamedCrash& crash) {
+  for (size_t i = 1; i < FrameCount(crash); ++i) {
+    TextBuffer line;
+    machine::AppendFrameLine(i, sAddresses[i], sRecords[i], &line);
+    if (IsSdkFrame(line.data(), line.size())) return true;
+  }
+  return false;
+}
+
+void AppendField(const char* label, const char* value, TextBuffer* text) {
+  text->Append(label);
+  AppendAsUtf8(value, text);
+  text->Append('\n');
+}
+
+void AppendHeader(const StreamedCrash& crash, const char* dump_dir, TextBuffer* text) {
+  char machine_name[256];
+  machine::MachineName(machine_name, sizeof machine_name);
+  AppendField(kModelLabel, machine_name, text);
+  AppendField(kProcessLabel, sApplication, text);
+  AppendField(kPathLabel, dump_dir, text);
+  AppendField(kCodeTypeLabel, machine::HostCpuTypeName(), text);
+  text->Append(kTimeLabel);
+  AppendTime(LocalTime(crash.time.tv_sec), ' ', ':', text);
+  text->Append(' ');
+  text->AppendNumber(static_cast<uint64_t>(crash.time.tv_nsec) / 1000000, 10, 3);
+  text->Append('\n');
+  text->Append(kThreadLabel);
+  text->AppendNumber(crash.thread);
+  text->Append("\n\n");
+}
+
+void AppendException(const StreamedCrash& crash, TextBuffer* text) {
+  if (crash.exception_name == nullptr) return;
+  text->Append(kExceptionTitle);
+  text->Append(kExceptionName);
+  AppendAsUtf8(crash.exception_name, text);
+  text->Append(kExceptionReason);
+  AppendAsUtf8(crash.exception_reason != nullptr ? crash.exception_reason : kNull, text);
+  text->Append(kExceptionEnd);
+  text->Append('\n');
+}
+
+void AppendFrames(const StreamedCrash& crash, TextBuffer* text) {
+  text->Append(kFramesTitle);
+  for (size_t i = 0; i < FrameCount(crash); ++i) {
+    machine::AppendFrameLine(i, sAddresses[i], sRecords[i], text);
+    text->Append('\n');
+  }
+  text->Append('\n');
+}
+
+bool SendToFile(void* file, const char* bytes, size_t count) {
+  return static_cast<ReportFile*>(file)->Write(bytes, count);
+}
+
+bool StreamReport(const StreamedCrash& crash, const ReportName& name, const char* info,
+                  ReportFile* file) {
+  TextBuffer text(sBuffer, sizeof sBuffer, &SendToFile, file);
+  AppendHeader(crash, name.dump_dir, &text);
+  AppendException(crash, &text);
+  AppendFrames(crash, &text);
+  text.Append(kThreadsTitle);
+  AppendAllThreads(&text);
+  text.Append('\n');
+  text.Append(kImagesTitle);
+  machine::AppendImageList(&text);
+  text.Append('\n');
+  text.Append(kInfoTitle);
+  AppendAsUtf8(info, &text);
+  text.Append('\n');
+  return text.Flush();
+}
+
+ReportName NameOf(const StreamedCrash& crash, const CrashSettings& settings, const char* kind) {
+  ReportName name;
+  name.dump_dir = settings.dump_dir.c_str();
+  name.sdk_version = settings.sdk_version.c_str();
+  name.app_id = settings.app_id.empty() ? kUnknownApp : settings.app_id.c_str();
+  name.session_id = settings.session_id.empty() ? kUnknownSession : settings.session_id.c_str();
+  name.kind = kind;
+  name.time = LocalTime(crash.time.tv_sec);
+  return name;
+}
+
+}  // namespace
+
+void PrepareStreamedReport(const char* application) {
+  strncpy(sApplication, application, sizeof sApplication - 1);
+  const time_t now = time(nullptr);
+  tm local = {};
+  localtime_r(&now, &local);
+  sSecondsEast.store(local.tm_gmtoff);
+}
+
+bool WriteStreamedReport(const StreamedCrash& crash, const CrashSettings& settings,
+                         ReportPath path) {
+  machine::Symbolizer symbolizer;
+  ResolveFrames(crash, &symbolizer);
+  if (!ConcernsSdk(crash)) return false;
+  // A kind's word is short: it takes no memory of the heap.
+  const std::string kind = GetCrashTypeString(ReportedKind(crash.kind));
+  ReportPath default_dir;
+  if (!DefaultDumpDir(default_dir, sizeof default_dir)) default_dir[0] = '\0';
+  ReportName name = NameOf(crash, settings, kind.c_str());
+  if (!IsUsableDumpDir(name.dump_dir)) name.dump_dir = default_dir;
+  machine::TextBuffer full_path;
+  if (MakeReportPlace(&name, default_dir, &full_path) == ReportPlace::kNone) return false;
+  full_path.Append('\0');
+  if (full_path.overflowed() || full_path.size() > sizeof(ReportPath)) return false;
+  memcpy(path, full_path.data(), full_path.size());
+  ReportFile file;
+  if (!file.Open(path)) return false;
+  const bool whole = StreamReport(crash, name, settings.extra_info.c_str(), &file);
+  return file.Commit() && whole;
+}
+
+}  // namespace CrashHandler
