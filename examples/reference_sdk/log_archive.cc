@@ -18,6 +18,7 @@
 #include "examples/reference_sdk/log_reader.h"
 #include "examples/reference_sdk/progress.h"
 #include "examples/reference_sdk/termination.h"
+#include "utils/shared_log_tail.h"
 
 namespace reference_sdk {
 namespace {
@@ -297,7 +298,10 @@ bool OpenForPacking(const LogFiles& files, size_t i, const std::string& name, Sc
   if (static_cast<uint64_t>(info->st_size) > kMaxFileBytes) {
     left_out->Add(file.path, "larger than any log");
     fd->Reset(-1);
+    return true;
   }
+  const auto size = static_cast<uint64_t>(info->st_size);
+  info->st_size = static_cast<off_t>(tessik::shared::SizeWithoutLogTail(fd->get(), size));
   return true;
 }
 

@@ -26,8 +26,9 @@ constexpr uint64_t kMaxFileBytes = uint64_t{1} << 40;
 // A file is packed up to the length that it has when its turn comes: what is appended meanwhile is
 // left out, what is cut off is missing. A file that is gone by then, or may not be read, has no
 // entry and is added to `left_out`; so is one whose path is too long for the format, and one above
-// kMaxFileBytes. Holes of a file are packed without being read. Entries bear
-// the file's time and permission bits and are marked as made on Unix, names in UTF-8.
+// kMaxFileBytes. Holes of a file are packed without being read; zero bytes behind a log's
+// text, which its writer has reserved and not used, are left out. Entries bear the file's time and
+// permission bits and are marked as made on Unix, names in UTF-8.
 //
 // kStored, kArchiveNotWritten (also when the process is asked to end), or kNoLogs when a file could
 // not be read for another reason than those above; `fd` then holds garbage.

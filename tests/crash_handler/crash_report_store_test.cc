@@ -219,7 +219,8 @@ TEST_F(CrashReportStoreTest, OldRecordsGoAndTheNewestStay) {
 
 TEST_F(CrashReportStoreTest, GatheringCopiesWhatTheSessionHas) {
   const std::string log = dir_.Join("app.log");
-  oru_test::WriteFile(log, "line\n");
+  // With room that a crash has left unused.
+  oru_test::WriteFile(log, "line\n" + std::string(100000, '\0'));
   oru_test::WriteFile(log + ".1", "older\n");
   oru_test::WriteFile(dir_.Join("trace.json"), "[]");
   const std::string path = WriteReport("app_s", 0);

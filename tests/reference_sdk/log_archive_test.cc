@@ -219,9 +219,20 @@ TEST_F(LogArchiveTest, AFileWithHolesComesBackByteForByte) {
     ASSERT_GT(pwrite(fd.get(), island.data(), island.size(), static_cast<off_t>(at)), 0);
     whole.replace(at, island.size(), island);
   }
+  // Behind text the last hole would be a log's unused tail.
+  const size_t end_of_data = 25 * kPieceBytes;
+  ASSERT_EQ(pwrite(fd.get(), "\x01", 1, static_cast<off_t>(end_of_data)), 1);
+  whole[end_of_data] = '\x01';
   ASSERT_TRUE(CollectAndPack());
   Unpack();
   EXPECT_TRUE(Unpacked("holes.log") == whole);
+}
+
+TEST_F(LogArchiveTest, TheUnusedTailOfALogIsLeftOut) {
+  oru_test::WriteFile(LogPath("a.log"), LogText(300000, 6) + std::string(1000000, '\0'));
+  ASSERT_TRUE(CollectAndPack());
+  Unpack();
+  EXPECT_TRUE(Unpacked("a.log") == LogText(300000, 6));
 }
 
 TEST_F(LogArchiveTest, AFileLargerThanAnyLogIsLeftOut) {

@@ -1,6 +1,5 @@
 #include "tests/reference_sdk/tls_store.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>

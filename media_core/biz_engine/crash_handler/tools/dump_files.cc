@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "utils/shared_files.h"
+#include "utils/shared_log_tail.h"
 
 namespace CrashHandler {
 namespace {
@@ -139,7 +140,9 @@ bool CopyToNewFile(const std::string& from, const std::string& to) {
   if (!source.valid() || fstat(source.fd(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
   const DumpFile copy(open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
   if (!copy.valid()) return false;
-  if (CopyBytes(source.fd(), copy.fd(), static_cast<uint64_t>(info.st_size))) return true;
+  const auto size = static_cast<uint64_t>(info.st_size);
+  const uint64_t used = tessik::shared::SizeWithoutLogTail(source.fd(), size);
+  if (CopyBytes(source.fd(), copy.fd(), used)) return true;
   unlink(to.c_str());
   return false;
 }

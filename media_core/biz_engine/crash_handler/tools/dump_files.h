@@ -58,8 +58,8 @@ std::string ReadSmallFile(const std::string& path);
 // The same for bytes that are already open, from offset 0.
 bool WriteAll(int fd, const std::string& bytes);
 
-// Copies a regular file, as long as it is at the start, to a new one with mode 0600. False when
-// that fails; nothing is left then.
+// Copies a regular file, as long as it is at the start, to a new one with mode 0600; of a log, what
+// its writer has reserved and not used stays behind. False when that fails; nothing is left then.
 bool CopyToNewFile(const std::string& from, const std::string& to);
 
 // Makes the folder and those above it that are missing, with mode 0700. False when it is not one
