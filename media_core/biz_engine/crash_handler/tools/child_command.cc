@@ -14,7 +14,7 @@
 
 extern char** environ;
 
-namespace CrashHandler {
+namespace CrashHandler::dumps {
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -179,4 +179,4 @@ ChildEnd RunChildCommand(const std::vector<std::string>& argv, int limit_s,
   return end;
 }
 
-}  // namespace CrashHandler
+}  // namespace CrashHandler::dumps

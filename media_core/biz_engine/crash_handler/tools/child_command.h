@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace CrashHandler {
+namespace CrashHandler::dumps {
 
 struct ChildEnd {
   bool started = false;
@@ -27,6 +27,6 @@ ChildEnd RunChildCommand(const std::vector<std::string>& argv, int limit_s,
 // and `flags` to be set on the attributes later; false when that cannot be had.
 bool InheritStandardDescriptorsOnly(posix_spawn_file_actions_t* actions, short* flags);
 
-}  // namespace CrashHandler
+}  // namespace CrashHandler::dumps
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_TOOLS_CHILD_COMMAND_H_

@@ -2,7 +2,7 @@
 
 #include "media_core/biz_engine/crash_handler/tools/child_command.h"
 
-namespace CrashHandler {
+namespace CrashHandler::dumps {
 
 bool InheritStandardDescriptorsOnly(posix_spawn_file_actions_t* /*actions*/, short* flags) {
   // What the file actions made stays open.
@@ -10,4 +10,4 @@ bool InheritStandardDescriptorsOnly(posix_spawn_file_actions_t* /*actions*/, sho
   return true;
 }
 
-}  // namespace CrashHandler
+}  // namespace CrashHandler::dumps

@@ -12,6 +12,9 @@
 #include "utils/shared_files.h"
 
 namespace CrashHandler {
+
+using namespace dumps;
+
 namespace {
 
 using tessik::shared::EntryKind;

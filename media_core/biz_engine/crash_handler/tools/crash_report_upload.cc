@@ -11,6 +11,9 @@
 #include "media_core/biz_engine/crash_handler/tools/report_names.h"
 
 namespace CrashHandler {
+
+using namespace dumps;
+
 namespace {
 
 constexpr size_t kKeptLines = 20;

@@ -8,6 +8,8 @@
 
 namespace CrashHandler {
 
+using namespace dumps;
+
 CrashSession::CrashSession(const std::string& dump_dir, const std::string& app_id,
                            const std::string& session_id, const std::string& log_path,
                            const std::string& trace_path)

@@ -14,7 +14,7 @@
 #include "utils/shared_files.h"
 #include "utils/shared_log_tail.h"
 
-namespace CrashHandler {
+namespace CrashHandler::dumps {
 namespace {
 
 constexpr int kOpenFlags = O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
@@ -176,4 +176,4 @@ void RemoveGathered(const std::string& folder) {
   rmdir(folder.c_str());
 }
 
-}  // namespace CrashHandler
+}  // namespace CrashHandler::dumps

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-namespace CrashHandler {
+namespace CrashHandler::dumps {
 
 // Owns a descriptor.
 class DumpFile {
@@ -69,6 +69,6 @@ bool MakeFolders(const std::string& path);
 // Removes a folder with the files in it, and those one folder further down.
 void RemoveGathered(const std::string& folder);
 
-}  // namespace CrashHandler
+}  // namespace CrashHandler::dumps
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_TOOLS_DUMP_FILES_H_

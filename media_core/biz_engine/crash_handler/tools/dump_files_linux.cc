@@ -1,9 +1,9 @@
 #include "media_core/biz_engine/crash_handler/tools/dump_files.h"
 
-namespace CrashHandler {
+namespace CrashHandler::dumps {
 
 int64_t ChangedMs(const struct stat& info) {
   return int64_t{info.st_mtim.tv_sec} * 1000 + info.st_mtim.tv_nsec / 1000000;
 }
 
-}  // namespace CrashHandler
+}  // namespace CrashHandler::dumps

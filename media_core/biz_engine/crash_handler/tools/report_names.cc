@@ -5,7 +5,7 @@
 
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
 
-namespace CrashHandler {
+namespace CrashHandler::dumps {
 namespace {
 
 constexpr char kPrefix[] = "Crash_";
@@ -126,4 +126,4 @@ std::string UnescapeLine(const std::string& text) {
   return plain;
 }
 
-}  // namespace CrashHandler
+}  // namespace CrashHandler::dumps

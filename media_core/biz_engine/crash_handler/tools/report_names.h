@@ -1,10 +1,11 @@
-// Names of the files in a dump folder.
+// Names of the files in a dump folder. The names of this and its neighbours stand in a namespace of
+// their own: the dying side has the like under its own rules.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_TOOLS_REPORT_NAMES_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_TOOLS_REPORT_NAMES_H_
 
 #include <string>
 
-namespace CrashHandler {
+namespace CrashHandler::dumps {
 
 struct ReportName {
   std::string app_id;
@@ -36,6 +37,6 @@ bool IsSessionFileName(const std::string& name);
 std::string EscapeLine(const std::string& text);
 std::string UnescapeLine(const std::string& text);
 
-}  // namespace CrashHandler
+}  // namespace CrashHandler::dumps
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_TOOLS_REPORT_NAMES_H_

@@ -6,7 +6,7 @@
 #include "media_core/biz_engine/crash_handler/tools/report_names.h"
 #include "utils/shared_files.h"
 
-namespace CrashHandler {
+namespace CrashHandler::dumps {
 namespace {
 
 std::string Line(const char* key, const std::string& value) {
@@ -61,4 +61,4 @@ std::vector<SessionRecord> ReadRecords(const std::string& dump_dir) {
 
 bool IsRunning(const SessionRecord& record) { return IsLocked(record.path); }
 
-}  // namespace CrashHandler
+}  // namespace CrashHandler::dumps

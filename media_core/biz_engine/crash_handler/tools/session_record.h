@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace CrashHandler {
+namespace CrashHandler::dumps {
 
 struct SessionRecord {
   std::string path;
@@ -32,6 +32,6 @@ std::vector<SessionRecord> ReadRecords(const std::string& dump_dir);
 // Whether a process has the session.
 bool IsRunning(const SessionRecord& record);
 
-}  // namespace CrashHandler
+}  // namespace CrashHandler::dumps
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_TOOLS_SESSION_RECORD_H_
