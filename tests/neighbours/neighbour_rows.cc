@@ -60,6 +60,38 @@ const std::vector<Row>& RowsToCome() {
   return rows;
 }
 
+const std::vector<Row>& RealRowsToCome() {
+  static const std::vector<Row> rows = {
+      {"Backward", kBefore, "SdkCrash", SIGSEGV, 0, 1, nullptr,
+       "a predecessor is called under its own mask and flags"},
+      {"Backward", kBefore, "Abort", SIGABRT, 0, 1, nullptr,
+       "a predecessor is called under its own mask and flags"},
+  };
+  return rows;
+}
+
+const std::vector<Row>& RealRows() {
+  static const std::vector<Row> rows = {
+      {"Glog", kBefore, "SdkCrash", SIGSEGV, 0, 1, nullptr, nullptr},
+      {"Glog", kBefore, "HostCrash", SIGSEGV, 0, 0, nullptr, nullptr},
+      {"Glog", kBefore, "Abort", SIGABRT, 0, 1, nullptr, nullptr},
+      {"Glog", kBefore, "UninstallAndCrash", SIGSEGV, 0, 0, nullptr, nullptr},
+      {"Glog", kAfter, "SdkCrash", SIGSEGV, 0, 0, nullptr, kInFront},
+      {"Glog", kAfter, "Abort", SIGABRT, 0, 0, nullptr, kInFront},
+      {"Absl", kBefore, "SdkCrash", SIGSEGV, 0, 1, nullptr, nullptr},
+      {"Absl", kBefore, "HostCrash", SIGSEGV, 0, 0, nullptr, nullptr},
+      {"Absl", kBefore, "Abort", SIGABRT, 0, 1, nullptr, nullptr},
+      {"Absl", kBefore, "UninstallAndCrash", SIGSEGV, 0, 0, nullptr, nullptr},
+      {"Absl", kAfter, "SdkCrash", SIGSEGV, 0, 0, nullptr, kInFront},
+      {"AbslCallingThePrevious", kAfter, "SdkCrash", SIGSEGV, 0, 1, nullptr, nullptr},
+      {"AbslCallingThePrevious", kAfter, "Abort", SIGABRT, 0, 1, nullptr, nullptr},
+      {"Backward", kAfter, "SdkCrash", SIGSEGV, 0, 0, nullptr, kInFront},
+      {"Backward", kAfter, "Abort", SIGABRT, 0, 0, nullptr, kInFront},
+      {"Backward", kBefore, "UninstallAndCrash", SIGSEGV, 0, 0, nullptr, nullptr},
+  };
+  return rows;
+}
+
 std::string NameOf(const Row& row) {
   return std::string(row.deed) + "With" + row.neighbour +
          (row.order == Order::kBefore ? "Before" : "After");

@@ -30,6 +30,12 @@ const std::vector<Row>& Rows();
 // Rows as they should be, which are not run yet.
 const std::vector<Row>& RowsToCome();
 
+// Rows with real reporters: those that hold.
+const std::vector<Row>& RealRows();
+
+// And those to come.
+const std::vector<Row>& RealRowsToCome();
+
 // "SdkCrashWithRaisesAgainBefore".
 std::string NameOf(const Row& row);
 

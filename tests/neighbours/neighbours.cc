@@ -166,6 +166,10 @@ const Neighbour* Find(const char* name) {
   for (const Neighbour& neighbour : kAll) {
     if (strcmp(neighbour.name, name) == 0) return &neighbour;
   }
+  static const std::vector<Neighbour> real = RealNeighbours();
+  for (const Neighbour& neighbour : real) {
+    if (strcmp(neighbour.name, name) == 0) return &neighbour;
+  }
   return nullptr;
 }
 

@@ -4,6 +4,8 @@
 #ifndef TESTS_NEIGHBOURS_NEIGHBOURS_H_
 #define TESTS_NEIGHBOURS_NEIGHBOURS_H_
 
+#include <vector>
+
 namespace neighbours {
 
 struct Neighbour {
@@ -12,7 +14,10 @@ struct Neighbour {
   void (*install)();
 };
 
-// By name; null when there is none.
+// What this build has of the real ones (scripts/neighbours); as a rule nothing.
+std::vector<Neighbour> RealNeighbours();
+
+// By name, stand-ins and real ones; null when there is none.
 const Neighbour* Find(const char* name);
 
 // A fault that the runtime with benign ones repairs: true when it did, and the program goes on.
