@@ -11,8 +11,11 @@ else()
   execute_process(COMMAND gcc -print-file-name=include
     OUTPUT_VARIABLE ORU_GCC_INCLUDE OUTPUT_STRIP_TRAILING_WHITESPACE)
   if(NOT EXISTS "${ORU_GCC_INCLUDE}/objc/objc.h")
-    message(FATAL_ERROR "The Objective-C runtime's headers are missing: install gobjc++ (scripts/install-deps does).")
+    message(FATAL_ERROR "The Objective-C runtime's headers are missing: install gobjc++ (scripts/install-deps does), or build the parts that do "
+      "without (cmake --preset plain).")
   endif()
+  set(CMAKE_OBJCXX_COMPILER_LAUNCHER
+    "${PROJECT_SOURCE_DIR}/cmake/relative-source" "${PROJECT_SOURCE_DIR}" ${CMAKE_OBJCXX_COMPILER_LAUNCHER})
   find_path(ORU_GNUSTEP_INCLUDE Foundation/Foundation.h PATHS /usr/include/GNUstep REQUIRED)
   find_library(ORU_GNUSTEP_BASE gnustep-base REQUIRED)
   # The runtime's library has no development link outside GCC's folder.

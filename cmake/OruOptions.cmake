@@ -16,6 +16,10 @@ endif()
 
 # Logs and check reports name sources from the repository's root, wherever it was built.
 target_compile_options(oru_options INTERFACE "-fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=")
+# So does the debug information of what is shipped; that of other builds leads to the sources.
+target_compile_options(oru_options INTERFACE
+  "$<$<CONFIG:RelWithDebInfo>:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=>"
+  "$<$<CONFIG:RelWithDebInfo>:-ffile-prefix-map=${PROJECT_BINARY_DIR}=.>")
 
 # Includes are written from the repository's root.
 target_include_directories(oru_options INTERFACE "${PROJECT_SOURCE_DIR}")
