@@ -60,14 +60,11 @@ std::vector<Row> ProcessRows() {
               kWaitsForDeadline},
              kSaysFault),
       {"FaultHoldingTheLoader", "FaultHoldingTheLoader", BySignal(SIGSEGV), 1, {"WriteToNull"}},
-      // `backtrace_symbols` asks the dynamic linker, which waits for the other thread.
       {"FaultWhileAnotherHoldsTheLoader",
        "FaultWhileAnotherHoldsTheLoader",
        BySignal(SIGSEGV),
        1,
-       {"WriteToNull"},
-       {},
-       kWaitsForDeadline},
+       {"WriteToNull"}},
   };
 }
 

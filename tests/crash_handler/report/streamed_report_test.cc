@@ -195,7 +195,8 @@ class CrashRescueTest : public StreamedReportTest {
   }
   static void Crash() {
     BeginReport();
-    RememberFrames(sFrames, sFrameCount);
+    RememberEntry(sFrames, sFrameCount);
+    ReportIsDue();
   }
 };
 

@@ -1,7 +1,5 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
 
-#include <execinfo.h>
-
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -11,6 +9,7 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_hooks.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_preparation.h"
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
+#include "media_core/biz_engine/crash_handler/darwin/frame_symbols.h"
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_guard.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_reserve.h"
@@ -18,6 +17,7 @@
 #include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/dying/later_crashes.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/fault.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/crash_frames.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_log.h"
 
@@ -112,42 +112,6 @@ void AnnounceCrash(const Hook& hook, int signo = 0) {
   DarwinCrashHandler::GetInstance()->TrigerCrashHanlerCallback(hook.kind);
 }
 
-// Frame strings are never freed: the process is about to end. They are kept in sight, so that
-// nobody takes them for lost; those of earlier crashes, which the process survived, through the
-// first entry.
-char** sFrameStrings = nullptr;
-
-void KeepInSight(char** symbols, int count) {
-  if (symbols == nullptr || count == 0) return;
-  symbols[0] = reinterpret_cast<char*>(sFrameStrings);
-  sFrameStrings = symbols;
-}
-
-NSMutableArray* SymbolArray(char** symbols, int count) {
-  NSMutableArray* array = [NSMutableArray array];
-  for (int i = 0; i < count; ++i) {
-    [array addObject:TextFromBytes(symbols[i], strlen(symbols[i]))];
-  }
-  return array;
-}
-
-// Nil where there is no memory for the frames' text: then the report is rescued.
-NSMutableArray* SymbolsOfFrames(void* const* frames, int count) {
-  char** const strings = backtrace_symbols(frames, count);
-  if (strings == nullptr) {
-    RescueReport();
-    return nil;
-  }
-  NSMutableArray* const symbols = SymbolArray(strings, count);
-  KeepInSight(strings, count);
-  return symbols;
-}
-
-// The report of a failed allocation or a terminate.
-void ReportFrames(NSMutableArray* symbols) {
-  if (symbols != nil) [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
-}
-
 // The predecessor of a signal that asked for the signal's information; others are not called.
 const struct sigaction* FindOldSignalHandler(int signo) {
   for (size_t i = 0; i < kExceptionSignalCount; ++i) {
@@ -168,10 +132,22 @@ struct SignalCall {
   const struct sigaction* old_handler = nullptr;
 };
 
+void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context);
+
+// The handler's own frame first, then the interrupted code.
+int CaptureSignalFrames(const SignalCall& call, void** frames) {
+  int count = CaptureCrashFrames(frames, kMaxFrames);
+  // Some systems walk only the thread's own stack, and not the module's.
+  if (count == 0) {
+    frames[count++] = reinterpret_cast<char*>(&OruRTCSignalCatchHandler) + 1;
+  }
+  return static_cast<int>(machine::CompleteCrashFrames(
+      call.context, frames, static_cast<size_t>(count), machine::kMaxCrashFrames));
+}
+
 void ReportSignal(const SignalCall& call, void* const* frames, int count) {
   @autoreleasepool {
-    NSMutableArray* symbols = SymbolsOfFrames(frames, count);
-    if (symbols == nil) return;
+    NSMutableArray* symbols = SymbolsOfFrames(frames, count, machine::InterruptedAt(call.context));
     [CreateOruRTCCrashReport() reportCrashWithSignal:call.signo
                                                 info:call.info
                                              context:call.context
@@ -188,10 +164,10 @@ void HandleSignal(SignalCall* call) {
     return;
   }
   void* frames[kMaxFrames];
-  const int count = CaptureCrashFrames(frames, kMaxFrames);
-  RememberEntry(frames, count);
+  const int count = CaptureSignalFrames(*call, frames);
+  RememberEntry(frames, count, machine::InterruptedAt(call->context));
   Guarded([&] { AnnounceCrash(kSignalHook, call->signo); });
-  RememberFrames(frames, count);
+  ReportIsDue();
   Guarded([&] { ReportSignal(*call, frames, count); });
   call->old_handler = FindOldSignalHandler(call->signo);
   const SignalAction function =
@@ -330,11 +306,11 @@ void OruRTCTerminateCatchHandler() {
   const int count = CaptureCrashFrames(frames, kMaxFrames);
   RememberEntry(frames, count);
   AnnounceCrash(kTerminateHook);
-  RememberFrames(frames, count);
+  ReportIsDue();
   @autoreleasepool {
-    NSMutableArray* const symbols = SymbolsOfFrames(frames, count);
+    NSMutableArray* symbols = SymbolsOfFrames(frames, count);
     if (IsRethrownException(symbols)) return LeaveToExceptionHandler();
-    ReportFrames(symbols);
+    [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
   }
   ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
                          reinterpret_cast<void*>(OruRTCOldTerminateHandler));
@@ -368,9 +344,9 @@ void OruRTCNewFailedCatchHandler() {
     const int count = CaptureCrashFrames(frames, kMaxFrames);
     RememberEntry(frames, count);
     AnnounceCrash(kNewFailedHook);
-    RememberFrames(frames, count);
+    ReportIsDue();
     @autoreleasepool {
-      ReportFrames(SymbolsOfFrames(frames, count));
+      [CreateOruRTCCrashReport() reportCrashWithSymbols:SymbolsOfFrames(frames, count)];
     }
     ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
                            reinterpret_cast<void*>(OruRTCOldNewFailedHandler));

@@ -1,10 +1,9 @@
 #include <execinfo.h>
 
-#include <cstdlib>
-#include <cstring>
+#include <cstdint>
 
 #include "media_core/biz_engine/crash_handler/darwin/exception_stack.h"
-#include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
+#include "media_core/biz_engine/crash_handler/darwin/frame_symbols.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
 
 namespace CrashHandler {
@@ -13,9 +12,10 @@ namespace {
 constexpr int kRoom = static_cast<int>(machine::kMaxCrashFrames);
 
 // The runtime's function that every exception passes through; what lies below it is the handling.
-int IndexOfThrow(char** symbols, int count) {
+int IndexOfThrow(NSArray* symbols, int count) {
   for (int i = 0; i < count; ++i) {
-    if (strstr(symbols[i], "objc_exception_throw") != nullptr) return i;
+    NSString* symbol = [symbols objectAtIndex:static_cast<NSUInteger>(i)];
+    if ([symbol rangeOfString:@"objc_exception_throw"].location != NSNotFound) return i;
   }
   return count;
 }
@@ -42,19 +42,13 @@ bool IsStackOf(NSException* exception, void* const* frames, int count) {
 NSArray* ExceptionStackSymbols(NSException* exception) {
   void* frames[kRoom];
   const int count = backtrace(frames, kRoom);
-  char** const symbols = backtrace_symbols(frames, count);
-  if (symbols == nullptr) return [exception callStackSymbols];
-  NSArray* found = [exception callStackSymbols];
+  NSArray* symbols = SymbolsOfFrames(frames, count);
   const int start = IndexOfThrow(symbols, count);
-  if (start < count && IsStackOf(exception, frames + start, count - start)) {
-    NSMutableArray* own = [NSMutableArray array];
-    for (int i = start; i < count; ++i) {
-      [own addObject:TextFromBytes(symbols[i], strlen(symbols[i]))];
-    }
-    found = own;
+  if (start == count || !IsStackOf(exception, frames + start, count - start)) {
+    return [exception callStackSymbols];
   }
-  free(symbols);
-  return found;
+  return [symbols subarrayWithRange:NSMakeRange(static_cast<NSUInteger>(start),
+                                                static_cast<NSUInteger>(count - start))];
 }
 
 }  // namespace CrashHandler

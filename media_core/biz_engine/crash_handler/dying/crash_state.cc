@@ -1,6 +1,5 @@
 #include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 
-#include <execinfo.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -11,11 +10,12 @@
 
 #include "media_core/biz_engine/crash_handler/crash_settings.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_stack.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/bounded_wait.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/helper_thread.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/own_signal.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
-#include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/crash_frames.h"
 #include "media_core/biz_engine/crash_handler/report/streamed_report.h"
 
 namespace CrashHandler {
@@ -30,7 +30,7 @@ struct CrashState {
   // Written by the owner before the stage that lets others read them.
   StreamedCrash facts;
   void* frames[machine::kMaxCrashFrames];
-  bool frames_are_of_entry;
+  bool report_is_due;
   // Where the rescued report is; empty when it is nowhere.
   ReportPath rescued;
 };
@@ -61,17 +61,18 @@ bool Advance(CrashStage next) {
 }
 
 // The stack from the point at which the report was interrupted, which lies above the crash.
-size_t CaptureHere() {
-  const size_t count = machine::CaptureDamagedStack(sCrash.frames, machine::kMaxCrashFrames);
-  if (count != 0) return count;
-  return static_cast<size_t>(backtrace(sCrash.frames, static_cast<int>(machine::kMaxCrashFrames)));
+void CaptureHere(const void* context) {
+  constexpr auto kRoom = static_cast<int>(machine::kMaxCrashFrames);
+  const int count = CaptureCrashFrames(sCrash.frames, kRoom);
+  sCrash.facts.frame_count = machine::CompleteCrashFrames(
+      context, sCrash.frames, static_cast<size_t>(count), machine::kMaxCrashFrames);
+  sCrash.facts.interrupted = machine::InterruptedAt(context);
 }
 
-bool WriteRescuedReport() {
+bool WriteRescuedReport(const void* context) {
   const PublishedSettings* const settings = LiveSettings();
   if (settings == nullptr) return false;
-  const bool known = sCrash.facts.frame_count != 0 && !sCrash.frames_are_of_entry;
-  if (!known && !IsHelper()) sCrash.facts.frame_count = CaptureHere();
+  if (!sCrash.report_is_due && !IsHelper()) CaptureHere(context);
   sCrash.facts.frames = sCrash.frames;
   return WriteStreamedReport(sCrash.facts, *PublishedSettings::Reader(*settings), sCrash.rescued);
 }
@@ -90,10 +91,11 @@ void BeginCrashReport(int signo, CrashType kind) {
   sCrash.facts.kind = kind;
   sCrash.facts.thread = machine::CurrentThreadNumber();
   clock_gettime(CLOCK_REALTIME, &sCrash.facts.time);
+  sCrash.report_is_due = false;
   sCrash.rescued[0] = '\0';
   sCrash.signo.store(signo);
   sCrash.stage.store(CrashStage::kReporting);
-  StartCrashDeadline({&RescueReport, &EndByCrash});
+  StartCrashDeadline({[] { return RescueReport(); }, &EndByCrash});
 }
 
 void LeaveCrashToHost() {
@@ -123,18 +125,15 @@ bool AnotherThreadReports() {
   return IsCrashOfAnotherThread() && stage != CrashStage::kNone && stage != CrashStage::kHosts;
 }
 
-void RememberEntry(void* const* frames, int count) {
-  RememberFrames(frames, count);
-  sCrash.frames_are_of_entry = true;
-}
-
-void RememberFrames(void* const* frames, int count) {
+void RememberEntry(void* const* frames, int count, const void* interrupted) {
   const auto most = static_cast<int>(machine::kMaxCrashFrames);
   const auto kept = static_cast<size_t>(std::clamp(count, 0, most));
   memcpy(sCrash.frames, frames, kept * sizeof *frames);
   sCrash.facts.frame_count = kept;
-  sCrash.frames_are_of_entry = false;
+  sCrash.facts.interrupted = interrupted;
 }
+
+void ReportIsDue() { sCrash.report_is_due = true; }
 
 void RememberException(const char* name, const char* reason) {
   sCrash.facts.exception_name = name;
@@ -151,10 +150,10 @@ void EndReportFile(const char* path) {
   if (sCrash.rescued[0] != '\0' && strcmp(sCrash.rescued, path) != 0) unlink(sCrash.rescued);
 }
 
-bool RescueReport() {
+bool RescueReport(const void* context) {
   CrashStage due = CrashStage::kReporting;
   if (!sCrash.stage.compare_exchange_strong(due, CrashStage::kRescuing)) return false;
-  if (!WriteRescuedReport()) sCrash.rescued[0] = '\0';
+  if (!WriteRescuedReport(context)) sCrash.rescued[0] = '\0';
   if (!IsHelper()) sCrash.stage.store(CrashStage::kRescued);
   return true;
 }

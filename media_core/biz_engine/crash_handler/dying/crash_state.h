@@ -63,10 +63,13 @@ bool AnotherThreadReports();
 
 // For the thread whose crash it is. What a rescued report tells besides; the texts are the
 // caller's.
-// `frames` are the report's. Before that, those that RememberEntry told stand in where the report
-// is rescued by the helper thread; where the crashed thread does it, the stack at that point.
-void RememberEntry(void* const* frames, int count);
-void RememberFrames(void* const* frames, int count);
+//
+// The frames at the hook's entry, and the instruction that a signal interrupted (null without one).
+void RememberEntry(void* const* frames, int count, const void* interrupted = nullptr);
+// From here on the crash is told by those frames. Before that, while the host is called, a rescue
+// by the crashed thread tells the stack at that point; the helper thread has only those of the
+// entry.
+void ReportIsDue();
 void RememberException(const char* name, const char* reason);
 // The ordinary way has found that no report is due.
 void ForgetReport();
@@ -77,7 +80,8 @@ void EndReportFile(const char* path);
 
 // Writes the report in the other way, if one is due and none is written or being written, and the
 // crash concerns the SDK. False when none was due any more.
-bool RescueReport();
+// `context` is a signal handler's, where that is why: of a fault in the report.
+bool RescueReport(const void* context = nullptr);
 
 // Ends the process by the signal of the crash, if it is this thread's and its report is under way.
 void EndByOwnCrash();

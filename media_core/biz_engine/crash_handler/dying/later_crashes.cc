@@ -49,7 +49,7 @@ void AwaitReportElsewhere() {
 
 void RescueOwnReport(int signo, const siginfo_t* info, const void* context) {
   const bool fatal = signo == SIGABRT || machine::IsFault(signo, info, context);
-  if (fatal && IsOwnCrash()) RescueReport();
+  if (fatal && IsOwnCrash()) RescueReport(context);
 }
 
 void LeaveToEarlierCrash(int signo, const siginfo_t* info, const void* context) {

@@ -1,11 +1,9 @@
 #include "media_core/biz_engine/crash_handler/report/streamed_report.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cstring>
 
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
-#include "media_core/biz_engine/crash_handler/machine/images/images.h"
 #include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
 #include "media_core/biz_engine/crash_handler/report/civil_time.h"
 #include "media_core/biz_engine/crash_handler/report/frame_line.h"
@@ -17,7 +15,6 @@
 namespace CrashHandler {
 namespace {
 
-using machine::SymbolInformation;
 using machine::TextBuffer;
 
 char sApplication[256] = "";
@@ -25,28 +22,16 @@ std::atomic<long> sSecondsEast{0};
 
 // One report at a time is written, and the stack it is written on may be small.
 char sBuffer[16 << 10];
-uintptr_t sAddresses[machine::kMaxCrashFrames];
-SymbolInformation sRecords[machine::kMaxCrashFrames];
 
 machine::CivilTime LocalTime(time_t time) {
   return machine::ToCivilTime(static_cast<uint64_t>(time + sSecondsEast.load()));
 }
 
-size_t FrameCount(const StreamedCrash& crash) {
-  return std::min(crash.frame_count, machine::kMaxCrashFrames);
-}
-
-void ResolveFrames(const StreamedCrash& crash, machine::Symbolizer* symbolizer) {
-  const size_t count = FrameCount(crash);
-  for (size_t i = 0; i < count; ++i) sAddresses[i] = reinterpret_cast<uintptr_t>(crash.frames[i]);
-  symbolicate(symbolizer, sAddresses, sRecords, count, 0);
-}
-
 // The innermost frame does not count.
-bool ConcernsSdk(const StreamedCrash& crash) {
-  for (size_t i = 1; i < FrameCount(crash); ++i) {
+bool ConcernsSdk(const machine::FrameLines& frames) {
+  for (size_t i = 1; i < frames.size(); ++i) {
     TextBuffer line;
-    machine::AppendFrameLine(i, sAddresses[i], sRecords[i], &line);
+    frames.Append(i, &line);
     if (IsSdkFrame(line.data(), line.size())) return true;
   }
   return false;
@@ -86,10 +71,10 @@ void AppendException(const StreamedCrash& crash, TextBuffer* text) {
   text->Append('\n');
 }
 
-void AppendFrames(const StreamedCrash& crash, TextBuffer* text) {
+void AppendFrames(const machine::FrameLines& frames, TextBuffer* text) {
   text->Append(kFramesTitle);
-  for (size_t i = 0; i < FrameCount(crash); ++i) {
-    machine::AppendFrameLine(i, sAddresses[i], sRecords[i], text);
+  for (size_t i = 0; i < frames.size(); ++i) {
+    frames.Append(i, text);
     text->Append('\n');
   }
   text->Append('\n');
@@ -99,12 +84,12 @@ bool SendToFile(void* file, const char* bytes, size_t count) {
   return static_cast<ReportFile*>(file)->Write(bytes, count);
 }
 
-bool StreamReport(const StreamedCrash& crash, const ReportName& name, const char* info,
-                  ReportFile* file) {
+bool StreamReport(const StreamedCrash& crash, const machine::FrameLines& frames,
+                  const ReportName& name, const char* info, ReportFile* file) {
   TextBuffer text(sBuffer, sizeof sBuffer, &SendToFile, file);
   AppendHeader(crash, name.dump_dir, &text);
   AppendException(crash, &text);
-  AppendFrames(crash, &text);
+  AppendFrames(frames, &text);
   text.Append(kThreadsTitle);
   AppendAllThreads(&text);
   text.Append('\n');
@@ -140,9 +125,8 @@ void PrepareStreamedReport(const char* application) {
 
 bool WriteStreamedReport(const StreamedCrash& crash, const CrashSettings& settings,
                          ReportPath path) {
-  machine::Symbolizer symbolizer;
-  ResolveFrames(crash, &symbolizer);
-  if (!ConcernsSdk(crash)) return false;
+  const machine::FrameLines frames(crash.frames, crash.frame_count, crash.interrupted);
+  if (!ConcernsSdk(frames)) return false;
   // A kind's word is short: it takes no memory of the heap.
   const std::string kind = GetCrashTypeString(ReportedKind(crash.kind));
   ReportPath default_dir;
@@ -156,7 +140,7 @@ bool WriteStreamedReport(const StreamedCrash& crash, const CrashSettings& settin
   memcpy(path, full_path.data(), full_path.size());
   ReportFile file;
   if (!file.Open(path)) return false;
-  const bool whole = StreamReport(crash, name, settings.extra_info.c_str(), &file);
+  const bool whole = StreamReport(crash, frames, name, settings.extra_info.c_str(), &file);
   return file.Commit() && whole;
 }
 

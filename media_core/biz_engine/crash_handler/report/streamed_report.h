@@ -29,6 +29,8 @@ struct StreamedCrash {
   // The crashed thread's addresses, innermost first; at most kMaxCrashFrames count.
   void* const* frames = nullptr;
   size_t frame_count = 0;
+  // The one of them that a signal interrupted; null without one.
+  const void* interrupted = nullptr;
 };
 
 // Remembers the zone and, with its terminating zero, the application's name. For installation.

@@ -40,8 +40,7 @@ size_t WalkFromContext(const void* context, void** frames, size_t room) {
 __attribute__((noinline)) size_t CompleteCrashFrames(const void* context, void** frames,
                                                      size_t count, size_t room) {
   if (context == nullptr || room == 0) return count;
-  const uint64_t instruction = mach_instructionAddress(RegistersOfContext(context));
-  void* const interrupted_at = reinterpret_cast<void*>(instruction);
+  const void* const interrupted_at = InterruptedAt(context);
   if (std::find(frames, frames + count, interrupted_at) != frames + count) return count;
   if (count == 0) frames[count++] = __builtin_return_address(0);
 
@@ -51,6 +50,12 @@ __attribute__((noinline)) size_t CompleteCrashFrames(const void* context, void**
   const size_t added = std::min(walked, room - std::min(own, room));
   memcpy(frames + own, interrupted, added * sizeof(*frames));
   return own + added;
+}
+
+const void* InterruptedAt(const void* context) {
+  if (context == nullptr) return nullptr;
+  const uint64_t instruction = mach_instructionAddress(RegistersOfContext(context));
+  return reinterpret_cast<const void*>(instruction);
 }
 
 }  // namespace CrashHandler::machine

@@ -23,6 +23,9 @@ size_t WalkFromContext(const void* context, void** frames, size_t room);
 // nothing.
 size_t CompleteCrashFrames(const void* context, void** frames, size_t count, size_t room);
 
+// The instruction that the signal interrupted; null for a null context.
+const void* InterruptedAt(const void* context);
+
 }  // namespace CrashHandler::machine
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_UNWIND_CRASH_FRAMES_H_
