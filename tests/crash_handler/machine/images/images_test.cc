@@ -185,10 +185,26 @@ TEST(SymbolizerTest, NamesOfALibraryThatWasClosedMeanwhileStayReadable) {
   ASSERT_EQ(dlclose(library), 0);
   EXPECT_STREQ(record.dli_sname, "library_function");
   EXPECT_STREQ(record.dli_fname, NO_BUILD_ID_LIBRARY);
-  // Its tables are gone; what is left is no fault.
+  // Its tables are gone; what this object has not found before is no fault.
   SymbolInformation later;
-  symbolizer.ResolveOne(function, &later);
+  symbolizer.ResolveOne(function + 1, &later);
   EXPECT_EQ(later.dli_sname, nullptr);
+}
+
+TEST(SymbolizerTest, WhatWasFoundIsForgottenWhenALibraryGoes) {
+  void* library = dlopen(NO_BUILD_ID_LIBRARY, RTLD_NOW);
+  ASSERT_NE(library, nullptr) << dlerror();
+  PrepareImages();
+  const auto function = reinterpret_cast<uintptr_t>(dlsym(library, "library_function"));
+  SymbolInformation record;
+  for (int i = 0; i < 2; ++i) {
+    Symbolizer again;
+    ASSERT_TRUE(again.ResolveOne(function, &record));
+    EXPECT_STREQ(record.dli_sname, "library_function");
+  }
+  ASSERT_EQ(dlclose(library), 0);
+  Symbolizer later;
+  EXPECT_FALSE(later.ResolveOne(function, &record));
 }
 
 TEST(SymbolizerTest, EveryFunctionOfTheSystemsLibraryIsFoundByItsAddress) {

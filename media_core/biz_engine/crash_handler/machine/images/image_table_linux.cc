@@ -170,7 +170,12 @@ size_t CountRecords() {
 
 }  // namespace
 
-ImageTable::ImageTable() {
+ImageTable::ImageTable() { Refresh(); }
+
+void ImageTable::Refresh() {
+  ScratchMemory none;
+  memory_.Swap(&none);
+  content_ = nullptr;
   const auto* known = static_cast<const Content*>(sKnown.load(std::memory_order_acquire));
   if (known != nullptr && IsCurrent(*known)) {
     content_ = known;

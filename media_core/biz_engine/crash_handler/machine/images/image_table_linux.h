@@ -47,6 +47,12 @@ class ImageTable {
   ImageTable(const ImageTable&) = delete;
   ImageTable& operator=(const ImageTable&) = delete;
 
+  // Looks whether the list is still the same, and reads it anew if not.
+  void Refresh();
+  // Tells lists apart: facts about this one's images stay true for every table of the same list.
+  // Null for a list that is not remembered.
+  const void* remembered() const { return memory_.data() == nullptr ? content_ : nullptr; }
+
   size_t size() const;
   const LoadedImage& operator[](size_t index) const;
   // The first image with a segment that holds the address, or null.

@@ -12,6 +12,7 @@
 #include "media_core/biz_engine/crash_handler/machine/images/uuid_text.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/block_cache.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/open_file.h"
+#include "media_core/biz_engine/crash_handler/machine/memory/spare_object.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
 
 namespace CrashHandler::machine {
@@ -22,6 +23,8 @@ constexpr size_t kMaxNameSize = 64 * 1024;
 // Address space, not memory: pages are taken as they are written.
 constexpr size_t kNameBytes = 64 << 20;
 constexpr size_t kFewNameBytes = 1 << 20;
+// More than this is not kept for the next user.
+constexpr size_t kMaxKeptNameBytes = 1 << 19;
 constexpr size_t kPieceBytes = 256 * 1024;
 
 // The first bytes of the build id, with zeros behind a shorter one.
@@ -115,24 +118,74 @@ bool Before(const Query& a, const Query& b) {
 
 void* Pointer(uint64_t address) { return reinterpret_cast<void*>(address); }
 
+// What was found about addresses: threads wait in the same few places, and a process that looks at
+// its stacks does so again.
+class FoundAddresses {
+ public:
+  // Null when it is not known.
+  const SymbolInformation* Find(uintptr_t address) const {
+    const size_t place = PlaceOf(address);
+    return addresses_[place] == address ? &records_[place] : nullptr;
+  }
+  void Keep(uintptr_t address, const SymbolInformation& record) {
+    const size_t place = PlaceOf(address);
+    addresses_[place] = address;
+    records_[place] = record;
+  }
+  void Forget() {
+    for (uintptr_t& address : addresses_) address = 0;
+  }
+
+ private:
+  static constexpr size_t kPlaces = 1024;
+  static size_t PlaceOf(uintptr_t address) { return (address ^ address >> 10) % kPlaces; }
+
+  uintptr_t addresses_[kPlaces] = {};  // 0: empty
+  SymbolInformation records_[kPlaces];
+};
+
 struct SymbolizerState {
-  explicit SymbolizerState(size_t names_room) : name_room(names_room) {}
+  SymbolizerState(char* room_for_names, size_t bytes) : names(room_for_names), name_room(bytes) {}
+
+  // For a new user. What was found holds as long as the images are the same.
+  void Begin() {
+    table.Refresh();
+    const bool same = table.remembered() != nullptr && table.remembered() == found_in;
+    if (same && name_bytes < kMaxKeptNameBytes) return;
+    found.Forget();
+    name_bytes = 0;
+    found_in = table.remembered();
+  }
 
   ImageTable table;
+  const void* found_in = nullptr;
+  FoundAddresses found;
+  char* const names;
   size_t name_bytes = 0;
   size_t name_room;
   Blocks blocks;            // of the image that is being looked at
   char piece[kPieceBytes];  // of a symbol table
-  char names[kNameBytes];   // left as the kernel gives it; the first `name_room` are there
 };
 
-constexpr size_t kBytesWithoutNames = offsetof(SymbolizerState, names);
+template <size_t kBytes>
+struct StateWithNames : SymbolizerState {
+  StateWithNames() : SymbolizerState(all_names, kBytes) {}
+  char all_names[kBytes];  // left as the kernel gives it
+};
 
-SpareMemory sSpareState(sizeof(SymbolizerState));
-
+using LargeState = StateWithNames<kNameBytes>;
 // What all names could take is address space that a process at its limit does not have.
-bool TakeStateMemory(ScratchMemory* memory) {
-  return sSpareState.Take(memory) || memory->Allocate(kBytesWithoutNames + kFewNameBytes);
+using SmallState = StateWithNames<kFewNameBytes>;
+
+SpareObject<LargeState> sSpareState;
+
+SymbolizerState* TakeState(ScratchMemory* memory) {
+  SymbolizerState* state = sSpareState.Take(memory);
+  if (state == nullptr && memory->Allocate(sizeof(SmallState))) {
+    state = new (memory->data()) SmallState;
+  }
+  if (state != nullptr) state->Begin();
+  return state;
 }
 
 // Resolves sorted queries that all lie in one image.
@@ -217,6 +270,11 @@ void ResolveIn(void* memory, SymbolizerState* state, const uintptr_t* addresses,
 
   size_t known = 0;
   for (size_t i = 0; i < count; ++i) {
+    const SymbolInformation* const found = state->found.Find(addresses[i]);
+    if (found != nullptr) {
+      records[i] = *found;
+      continue;
+    }
     const LoadedImage* image = state->table.Find(addresses[i]);
     if (image != nullptr) queries[known++] = {addresses[i] - image->bias, image, i};
   }
@@ -227,6 +285,9 @@ void ResolveIn(void* memory, SymbolizerState* state, const uintptr_t* addresses,
     ImageResolver resolver(state, *queries[start].image);
     resolver.Resolve(queries + start, end - start, distinct, records);
     start = end;
+  }
+  for (size_t i = 0; i < known; ++i) {
+    state->found.Keep(addresses[queries[i].index], records[queries[i].index]);
   }
 }
 
@@ -253,14 +314,14 @@ void VisitImages(ImageListVisitor visit, void* context) {
   }
 }
 
-Symbolizer::Symbolizer() {
-  if (!TakeStateMemory(&memory_)) return;
-  new (memory_.data()) SymbolizerState(memory_.size() - kBytesWithoutNames);
-}
+Symbolizer::Symbolizer() { TakeState(&memory_); }
 
 Symbolizer::~Symbolizer() {
-  if (memory_.data() != nullptr) static_cast<SymbolizerState*>(memory_.data())->~SymbolizerState();
-  if (memory_.size() == sizeof(SymbolizerState)) sSpareState.GiveBack(&memory_);
+  if (memory_.size() == sizeof(LargeState)) {
+    sSpareState.GiveBack(&memory_);
+  } else if (memory_.data() != nullptr) {
+    static_cast<SmallState*>(memory_.data())->~SmallState();
+  }
 }
 
 void Symbolizer::Resolve(const uintptr_t* addresses, SymbolInformation* records, size_t count) {

@@ -39,7 +39,7 @@ class BlockCache {
       const size_t piece = count < kBlockSize - in_block ? count : kBlockSize - in_block;
       const char* block = Block(source, position - in_block, end);
       if (block == nullptr) return source.Read(position, to, count);
-      CopyPiece(to, block + in_block, piece);
+      memcpy(to, block + in_block, piece);
       to += piece;
       position += piece;
       count -= piece;
@@ -53,23 +53,6 @@ class BlockCache {
 
  private:
   static constexpr uint64_t kEmpty = 1;  // no multiple of the block size
-
-  // Most pieces are a number of a table: a single move instead of a call.
-  static void CopyPiece(char* to, const char* from, size_t count) {
-    switch (count) {
-      case 1:
-        *to = *from;
-        break;
-      case 4:
-        memcpy(to, from, 4);
-        break;
-      case 8:
-        memcpy(to, from, 8);
-        break;
-      default:
-        memcpy(to, from, count);
-    }
-  }
 
   const char* Block(const ByteSource& source, uint64_t start, uint64_t end) {
     const size_t slot = start / kBlockSize % kBlocks;

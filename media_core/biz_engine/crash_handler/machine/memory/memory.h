@@ -6,7 +6,6 @@
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_MEMORY_MEMORY_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_MEMORY_MEMORY_H_
 
-#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -67,25 +66,6 @@ class ScratchMemory {
  private:
   void* data_ = nullptr;
   size_t size_ = 0;
-};
-
-// Memory of one size that is kept mapped between its users, so that none but the first pays for it.
-// For static storage; any thread may use it at any time.
-class SpareMemory {
- public:
-  explicit constexpr SpareMemory(size_t size) : size_(size) {}
-  SpareMemory(const SpareMemory&) = delete;
-  SpareMemory& operator=(const SpareMemory&) = delete;
-
-  // The spare pages, with whatever their last user left in them, or fresh ones. False (and null
-  // data) when the kernel gives none.
-  bool Take(ScratchMemory* memory);
-  // Keeps the pages for the next user, unless there are spare ones already.
-  void GiveBack(ScratchMemory* memory);
-
- private:
-  std::atomic<void*> spare_{nullptr};
-  size_t size_;
 };
 
 }  // namespace CrashHandler::machine

@@ -139,18 +139,4 @@ void ScratchMemory::Adopt(void* data, size_t size) {
   size_ = size;
 }
 
-bool SpareMemory::Take(ScratchMemory* memory) {
-  void* pages = spare_.exchange(nullptr);
-  if (pages == nullptr) return memory->Allocate(size_);
-  memory->Adopt(pages, size_);
-  return true;
-}
-
-void SpareMemory::GiveBack(ScratchMemory* memory) {
-  void* none = nullptr;
-  if (memory->data() != nullptr && spare_.compare_exchange_strong(none, memory->data())) {
-    memory->Leak();
-  }
-}
-
 }  // namespace CrashHandler::machine

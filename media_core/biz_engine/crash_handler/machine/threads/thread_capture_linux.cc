@@ -234,6 +234,10 @@ __attribute__((noinline)) void ThreadCapture::Visit(const ThreadNumber* numbers,
   const Registers own = here_known ? RegistersOf(here) : Registers{};
   const ThreadNumber self = CurrentThreadNumber();
   const Visits visits(visit, context, numbers);
+  if (count == 1 && numbers[0] == self) {
+    visits.Known(0, own, KnownRegisters::kAll);
+    return;
+  }
   const RealTimeSignals signals;
   for (size_t done = 0; done < count;) {
     const size_t end = std::min(count, done + kCaptureGroup);

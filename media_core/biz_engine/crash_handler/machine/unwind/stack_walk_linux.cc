@@ -1,10 +1,10 @@
 #include <ucontext.h>
 
 #include <cstring>
-#include <new>
 
 #include "media_core/biz_engine/crash_handler/machine/images/image_table_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/block_cache.h"
+#include "media_core/biz_engine/crash_handler/machine/memory/spare_object.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/call_on_stack.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/registers_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/frame_prologue.h"
@@ -34,6 +34,10 @@ class RowCache {
     UnwindRow* row;
   };
 
+  void Forget() {
+    for (uint64_t& address : addresses_) address = 0;
+  }
+
   Place Find(uint64_t address) {
     const size_t slot = (address ^ address >> 9) % kRows;
     const bool known = addresses_[slot] == address;
@@ -50,13 +54,24 @@ class RowCache {
 
 // Lives in memory of its own; most of it is not touched.
 struct WalkerState {
+  // For a new user. What was read of tables holds as long as the images are the same.
+  void Begin() {
+    images.Refresh();
+    if (images.remembered() == nullptr || images.remembered() != read_of) {
+      tables.Forget();
+      rows.Forget();
+    }
+    read_of = images.remembered();
+  }
+
   ImageTable images;
+  const void* read_of = nullptr;
   BlockCache<kTableBlocks> tables;
   BlockCache<kStackBlocks> stack;
   RowCache rows;
 };
 
-SpareMemory sSpareState(sizeof(WalkerState));
+SpareObject<WalkerState> sSpareState;
 
 bool ReadTable(const void* context, uint64_t position, void* destination, size_t count) {
   auto* state = static_cast<WalkerState*>(const_cast<void*>(context));
@@ -284,12 +299,12 @@ void FollowFramePointers(const Registers& registers, CallChain* chain) {
 
 // Null when there is no memory.
 WalkerState* TakeState(ScratchMemory* memory) {
-  return sSpareState.Take(memory) ? new (memory->data()) WalkerState : nullptr;
-}
-
-void GiveStateBack(ScratchMemory* memory) {
-  if (memory->data() != nullptr) static_cast<WalkerState*>(memory->data())->~WalkerState();
-  sSpareState.GiveBack(memory);
+  WalkerState* const state = sSpareState.Take(memory);
+  if (state != nullptr) {
+    state->Begin();
+    state->stack.Forget();
+  }
+  return state;
 }
 
 }  // namespace
@@ -306,7 +321,7 @@ size_t CaptureDamagedStack(void** frames, size_t room) {
   size_t count = 0;
   while (count < room && walk.Step()) frames[count++] = reinterpret_cast<void*>(walk.ip());
   const bool sound = walk.sound();
-  GiveStateBack(&memory);
+  sSpareState.GiveBack(&memory);
   return sound ? 0 : count;
 }
 
@@ -318,13 +333,13 @@ size_t WalkWhole(const Registers& registers, void** frames, size_t room) {
   size_t count = 0;
   frames[count++] = reinterpret_cast<void*>(walk.ip());
   while (count < room && walk.Step()) frames[count++] = reinterpret_cast<void*>(walk.ip());
-  GiveStateBack(&memory);
+  sSpareState.GiveBack(&memory);
   return count;
 }
 
 StackWalker::StackWalker() { TakeState(&memory_); }
 
-StackWalker::~StackWalker() { GiveStateBack(&memory_); }
+StackWalker::~StackWalker() { sSpareState.GiveBack(&memory_); }
 
 bool StackWalker::Walk(const Registers& registers, KnownRegisters known, CallChain* chain) {
   auto* state = static_cast<WalkerState*>(memory_.data());
