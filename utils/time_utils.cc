@@ -1,6 +1,5 @@
 #include "utils/time_utils.h"
 
-#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 
@@ -18,6 +17,44 @@ std::tm UtcBreakdown(std::time_t moment) {
   return utc;
 }
 
+constexpr int64_t kSecondsPerDay = 24 * 60 * 60;
+
+struct Date {
+  uint32_t year;
+  uint32_t month;
+  uint32_t day;
+};
+
+int64_t FloorDiv(int64_t value, int64_t divisor) {
+  return value / divisor - (value % divisor < 0 ? 1 : 0);
+}
+
+// Of the Gregorian calendar, from the days since 1970. Years are counted from March here, so that
+// the leap day is the last of its year; the C library takes a lock and a look at the time zone.
+Date DateOf(int64_t days) {
+  constexpr int64_t kDaysOf400Years = 146097;
+  // From the first of March of the year 0.
+  const int64_t since_march_0 = days + 719468;
+  const int64_t era = FloorDiv(since_march_0, kDaysOf400Years);
+  const auto day_of_era = static_cast<uint32_t>(since_march_0 - era * kDaysOf400Years);
+  const uint32_t year_of_era =
+      (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+  const uint32_t day_of_year =
+      day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+  // Months of 31 and 30 days alternate in runs of five, 153 days long.
+  const uint32_t month_from_march = (5 * day_of_year + 2) / 153;
+  const uint32_t day = day_of_year - (153 * month_from_march + 2) / 5 + 1;
+  const uint32_t month = month_from_march < 10 ? month_from_march + 3 : month_from_march - 9;
+  const int64_t year = era * 400 + year_of_era + (month <= 2 ? 1 : 0);
+  return {static_cast<uint32_t>(year), month, day};
+}
+
+// Two digits; `value` is below 100.
+void PutDigits(std::string* text, size_t position, uint32_t value) {
+  (*text)[position] = static_cast<char>('0' + value / 10);
+  (*text)[position + 1] = static_cast<char>('0' + value % 10);
+}
+
 int Field(const std::string& text, size_t position, size_t length) {
   return std::atoi(text.substr(position, length).c_str());
 }
@@ -25,10 +62,18 @@ int Field(const std::string& text, size_t position, size_t length) {
 }  // namespace
 
 std::string GetUTCTimeString(int32_t offset) {
-  const std::tm utc = UtcBreakdown(std::time(nullptr) + offset);
-  char text[64];
-  std::snprintf(text, sizeof(text), "%04d-%02d-%02dT%02d:%02d:%02dZ", utc.tm_year + 1900,
-                utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
+  const int64_t moment = std::time(nullptr) + int64_t{offset};
+  const int64_t days = FloorDiv(moment, kSecondsPerDay);
+  const auto second = static_cast<uint32_t>(moment - days * kSecondsPerDay);
+  const Date date = DateOf(days);
+  std::string text = "0000-00-00T00:00:00Z";
+  PutDigits(&text, 0, date.year / 100);
+  PutDigits(&text, 2, date.year % 100);
+  PutDigits(&text, 5, date.month);
+  PutDigits(&text, 8, date.day);
+  PutDigits(&text, 11, second / 3600);
+  PutDigits(&text, 14, second / 60 % 60);
+  PutDigits(&text, 17, second % 60);
   return text;
 }
 

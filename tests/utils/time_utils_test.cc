@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <string>
@@ -78,6 +80,28 @@ TEST(UtcTimeWithoutTimeZone, IsUtcReadAsLocalTime) {
   const int64_t actual = utils::GetUTCTimeWithoutTimeZone();
   EXPECT_LE(before, actual);
   EXPECT_GE(std::time(nullptr) - 5 * 3600, actual);
+}
+
+std::string ByTheCLibrary(time_t moment) {
+  std::tm utc = {};
+  gmtime_r(&moment, &utc);
+  char text[64];
+  snprintf(text, sizeof(text), "%04d-%02d-%02dT%02d:%02d:%02dZ", utc.tm_year + 1900, utc.tm_mon + 1,
+           utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec);
+  return text;
+}
+
+// From 1958 to 2094, leap years and the ends of months among them.
+TEST(UtcTimeString, IsThatOfTheCLibraryForEveryOffset) {
+  int compared = 0;
+  for (int64_t offset = INT32_MIN; offset <= INT32_MAX; offset += 86400 / 3 + 1) {
+    const time_t before = time(nullptr);
+    const std::string text = utils::GetUTCTimeString(static_cast<int32_t>(offset));
+    if (time(nullptr) != before) continue;
+    ASSERT_EQ(text, ByTheCLibrary(before + offset)) << offset;
+    ++compared;
+  }
+  EXPECT_GT(compared, 100000);
 }
 
 }  // namespace
