@@ -35,6 +35,16 @@ constexpr size_t kClaim = 64 * 1024;
 
 std::string Zeros(size_t count) { return std::string(count, '\0'); }
 
+// More lines than are written one by one, so that those behind them are stored. Returns them.
+std::string Warm(FileLogSink* sink) {
+  std::string lines;
+  for (int i = 0; i < 20; ++i) {
+    sink->OnLogLine("warm\n");
+    lines += "warm\n";
+  }
+  return lines;
+}
+
 // What a reader takes for the file's text.
 std::string TextOf(const std::string& path) {
   const std::string all = ReadFile(path);
@@ -48,19 +58,26 @@ TEST(LogTail, LinesAreInTheFileAtOnceAndAloneAfterAFlush) {
   const TempDir dir;
   FileLogSink sink(dir.Join("log"), {});
   sink.OnLogLine("one\n");
-  sink.OnLogLine("two\n");
-  EXPECT_EQ(ReadFile(dir.Join("log")), "one\ntwo\n" + Zeros(kClaim - 8));
-  EXPECT_EQ(TextOf(dir.Join("log")), "one\ntwo\n");
+  EXPECT_EQ(ReadFile(dir.Join("log")), "one\n");
+  const std::string text = "one\n" + Warm(&sink);
+  const std::string all = ReadFile(dir.Join("log"));
+  EXPECT_GT(all.size(), kClaim);
+  EXPECT_EQ(all, text + Zeros(all.size() - text.size()));
+  EXPECT_EQ(TextOf(dir.Join("log")), text);
   EXPECT_TRUE(sink.Flush());
-  EXPECT_EQ(ReadFile(dir.Join("log")), "one\ntwo\n");
-  sink.OnLogLine("three\n");
-  EXPECT_EQ(TextOf(dir.Join("log")), "one\ntwo\nthree\n");
+  EXPECT_EQ(ReadFile(dir.Join("log")), text);
+  sink.OnLogLine("two\n");
+  EXPECT_EQ(ReadFile(dir.Join("log")), text + "two\n");
 }
 
 TEST(LogTail, TheFileEndsBehindItsTextWhenTheSinkGoes) {
   const TempDir dir;
-  { FileLogSink(dir.Join("log"), {}).OnLogLine("one\n"); }
-  EXPECT_EQ(ReadFile(dir.Join("log")), "one\n");
+  std::string text;
+  {
+    FileLogSink sink(dir.Join("log"), {});
+    text = Warm(&sink);
+  }
+  EXPECT_EQ(ReadFile(dir.Join("log")), text);
 }
 
 TEST(LogTail, LinesOverSeveralClaimsFollowEachOther) {
@@ -124,8 +141,10 @@ TEST(LogTail, ALineThatWasCutByAKillIsClosedByTheNextSink) {
 
 TEST(LogTail, ZeroBytesInALineAreShown) {
   const TempDir dir;
-  { FileLogSink(dir.Join("log"), {}).OnLogLine(std::string("a\0b\n", 4)); }
-  EXPECT_EQ(ReadFile(dir.Join("log")), "a\\x00b\n");
+  FileLogSink sink(dir.Join("log"), {});
+  const std::string warm = Warm(&sink);
+  sink.OnLogLine(std::string("a\0b\n", 4));
+  EXPECT_EQ(TextOf(dir.Join("log")), warm + "a\\x00b\n");
 }
 
 TEST(LogTail, SeveralProcessesLoseNoLine) {
@@ -166,6 +185,7 @@ TEST(LogTail, SeveralProcessesLoseNoLine) {
 TEST(LogTail, AnOpenFileIsNotCutByAnotherSink) {
   const TempDir dir;
   FileLogSink first(dir.Join("log"), {});
+  const std::string warm = Warm(&first);
   first.OnLogLine("one\n");
   const ChildResult child = RunInFork([&dir] {
     FileLogSink(dir.Join("log"), {}).OnLogLine("other\n");
@@ -174,12 +194,13 @@ TEST(LogTail, AnOpenFileIsNotCutByAnotherSink) {
   EXPECT_EQ(child.exit_code, 0) << child.Ending();
   first.OnLogLine("two\n");
   first.Flush();
-  EXPECT_EQ(ReadLogFile(dir.Join("log")), "one\ntwo\nother\n");
+  EXPECT_EQ(ReadLogFile(dir.Join("log")), warm + "one\ntwo\nother\n");
 }
 
 TEST(LogTail, AForkedChildAndItsParentGoOnInOneFile) {
   const TempDir dir;
   FileLogSink sink(dir.Join("log"), {});
+  const std::string warm = Warm(&sink);
   sink.OnLogLine("before\n");
   const ChildResult child = RunInFork([&sink] {
     sink.OnLogLine("child\n");
@@ -187,19 +208,22 @@ TEST(LogTail, AForkedChildAndItsParentGoOnInOneFile) {
   });
   EXPECT_EQ(child.exit_code, 0) << child.Ending();
   sink.OnLogLine("after\n");
-  EXPECT_EQ(ReadLogFile(dir.Join("log")), "before\nafter\nchild\n");
+  EXPECT_EQ(ReadLogFile(dir.Join("log")), warm + "before\nafter\nchild\n");
 }
 
 TEST(LogTail, LinesOfARemovedFileAreWrittenIntoTheNewOne) {
   const TempDir dir;
   FileLogSink sink(dir.Join("log"), {});
-  sink.OnLogLine("one\n");
+  Warm(&sink);
   sink.Flush();
-  sink.OnLogLine("two\n");
+  const std::string warm = Warm(&sink);
   unlink(dir.Join("log").c_str());
   sink.OnLogLine("three\n");
   sink.Flush();
-  EXPECT_EQ(ReadFile(dir.Join("log")), "two\nthree\n");
+  // Those that were stored, not those that were written before.
+  const std::string text = ReadFile(dir.Join("log"));
+  EXPECT_GT(text.size(), std::string("three\n").size());
+  EXPECT_EQ(text, warm.substr(warm.size() + 6 - text.size()) + "three\n");
   EXPECT_EQ(sink.dropped_lines(), 0u);
 }
 

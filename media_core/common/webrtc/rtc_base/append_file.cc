@@ -108,6 +108,10 @@ bool EndsWithNewline(int fd, uint64_t size) {
 bool LockShared(int fd) { return flock(fd, LOCK_SH | LOCK_NB) == 0; }
 bool LockAlone(int fd) { return flock(fd, LOCK_EX | LOCK_NB) == 0; }
 
+FileIdentity IdentityOf(const struct stat& info) {
+  return {static_cast<uint64_t>(info.st_dev), info.st_ino, info.st_nlink};
+}
+
 }  // namespace
 
 AppendFile::AppendFile(std::string path) : path_(std::move(path)) {}
@@ -127,7 +131,7 @@ bool AppendFile::Open(int flags, mode_t mode) {
     return false;
   }
   fd_ = fd;
-  identity_ = {info.st_dev, info.st_ino};
+  identity_ = IdentityOf(info);
   size_ = S_ISREG(info.st_mode) ? static_cast<uint64_t>(info.st_size) : 0;
   is_sole_ = S_ISREG(info.st_mode) && (flags & O_APPEND) == 0;
   if (is_sole_) {
@@ -138,14 +142,14 @@ bool AppendFile::Open(int flags, mode_t mode) {
 }
 
 bool AppendFile::Reopen(int flags) {
-  const Identity wanted = identity_;
+  const FileIdentity wanted = identity_;
   const bool mid_record = mid_record_;
   struct stat info = {};
   // To open a pipe might take for ever.
   if (stat(path_.c_str(), &info) != 0 || !S_ISREG(info.st_mode) || !Open(flags, 0)) {
     return false;
   }
-  if (!(identity_ == wanted)) {
+  if (!identity_.IsSameFile(wanted)) {
     Close();
     identity_ = wanted;
     return false;
@@ -163,17 +167,17 @@ void AppendFile::Close() {
 }
 
 bool AppendFile::CheckOpen() {
-  struct stat info = {};
-  if (fd_ >= 0 && (fstat(fd_, &info) != 0 || !(identity_ == Identity{info.st_dev, info.st_ino}))) {
+  FileIdentity now;
+  if (fd_ >= 0 && (!GetFileIdentity(fd_, &now) || !identity_.IsSameFile(now))) {
     fd_ = -1;
   }
-  is_removed_ = fd_ >= 0 && info.st_nlink == 0;
+  is_removed_ = fd_ >= 0 && now.links == 0;
   return fd_ >= 0;
 }
 
 bool AppendFile::IsAtItsPath() const {
   struct stat info = {};
-  return stat(path_.c_str(), &info) == 0 && identity_ == Identity{info.st_dev, info.st_ino};
+  return stat(path_.c_str(), &info) == 0 && identity_.IsSameFile(IdentityOf(info));
 }
 
 bool AppendFile::Empty() {

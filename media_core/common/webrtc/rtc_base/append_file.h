@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <string>
 
+#include "media_core/common/webrtc/rtc_base/file_identity.h"
+
 namespace rtc {
 
 // Not thread-safe.
@@ -65,20 +67,12 @@ class AppendFile {
   void TakeBack(size_t size);
 
  private:
-  struct Identity {
-    dev_t device;
-    ino_t inode;
-    bool operator==(const Identity& other) const {
-      return device == other.device && inode == other.inode;
-    }
-  };
-
   bool CutAt(uint64_t end);
 
   const std::string path_;
   int fd_ = -1;
   // Which file fd_ was opened on, to notice when the number has come to stand for another.
-  Identity identity_ = {};
+  FileIdentity identity_;
   bool is_removed_ = false;
   // A regular file without O_APPEND.
   bool is_sole_ = false;

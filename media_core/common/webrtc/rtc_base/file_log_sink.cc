@@ -20,6 +20,10 @@ namespace {
 // A buffer that grew beyond its purpose by one huge line is not kept.
 constexpr size_t kReserveLimit = 1024 * 1024;
 
+// Space is reserved for a run of lines only: to claim it and give it back costs as much as to write
+// some of them. Who flushes behind every line pays for a write.
+constexpr int kWrittenLines = 16;
+
 // Readable, for the look at the last byte.
 constexpr int kOpenFlags = O_RDWR | O_CREAT | O_APPEND;
 
@@ -85,6 +89,7 @@ bool FileLogSink::Flush() {
     tail_->Finish(file_.get());
     errno = saved_errno;
   }
+  written_lines_ = 0;
   FlushBuffer();
   return std::exchange(dropped_before_flush_, dropped_lines_) == dropped_lines_;
 }
@@ -125,6 +130,11 @@ bool FileLogSink::TakeIntoTail(const std::string& line) {
   }
   if (line.find('\0') != std::string::npos) {
     return TakeIntoTail(WithoutZeroBytes(line));
+  }
+  if (!tail_->is_mapped() && written_lines_ < kWrittenLines) {
+    ++written_lines_;
+    WriteOut(line);
+    return true;
   }
   if (tail_->room() < line.size() && !MakeRoom(line.size())) {
     if (uses_tail_) {

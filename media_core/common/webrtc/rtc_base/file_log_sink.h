@@ -23,10 +23,11 @@ namespace rtc {
 // How a FileLogSink writes.
 struct FileLogSinkOptions {
   // Lines are in the file, and survive the process however it ends, as soon as OnLogLine() returns:
-  // they are stored into the file's mapped end. While the file is open, so many zero bytes more
-  // than fit its text stand behind it as buffer_bytes says; the sink cuts them off when it is
-  // flushed or destroyed, the next sink on the file does after a crash, and readers leave them out
-  // (tessik::shared::SizeWithoutLogTail of utils/shared_log_tail.h).
+  // they are stored into the file's mapped end (the first few after a flush are written). Zero
+  // bytes may then stand behind the text, buffer_bytes of them at most or what the longest line
+  // needed; the sink cuts them off when it is flushed or destroyed, the next sink on the file does
+  // after a crash, and readers leave them out (tessik::shared::SizeWithoutLogTail of
+  // utils/shared_log_tail.h).
   //
   // Nobody may make such a file shorter while it is open: a process that stores into what was cut
   // off is ended by SIGBUS. (A rotation by others that renames or removes the file is harmless; one
@@ -131,6 +132,8 @@ class FileLogSink : public LogSink {
   const std::unique_ptr<LogTail> tail_;
   // How much is claimed at a time: less while the disk is nearly full.
   size_t claim_bytes_;
+  // Lines since the file was opened or flushed: the first ones are written, each at once.
+  int written_lines_ = 0;
   std::unique_ptr<std::string> buffer_;
   uint64_t dropped_lines_ = 0;
   uint64_t dropped_before_flush_ = 0;
