@@ -16,11 +16,14 @@
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "media_core/common/webrtc/rtc_base/trace_crash_flush.h"
+#include "media_core/common/webrtc/rtc_base/trace_event_pause.h"
 #include "media_core/common/webrtc/rtc_base/trace_output.h"
 
 namespace rtc {
 namespace tracing {
 namespace {
+
+using webrtc::trace_event_internal::PauseAnnotations;
 
 // Null until set up.
 std::atomic<EventLogger*> g_event_logger{nullptr};
@@ -59,6 +62,18 @@ void InternalAddTraceEvent(char phase, const unsigned char* category_enabled, co
                          arg_values});
 }
 
+// Another tracer may have taken this one's place.
+void PauseIfInstalled(bool paused) {
+  if (webrtc::g_add_trace_event_ptr.load(std::memory_order_relaxed) == &InternalAddTraceEvent) {
+    PauseAnnotations(paused);
+  }
+}
+
+void Start(EventLogger* logger, std::unique_ptr<TraceOutput> output) {
+  logger->Start(std::move(output));
+  PauseIfInstalled(false);
+}
+
 // Runs in a forked child, which has neither the writer thread nor a use for the parent's file: its
 // events are dropped, and it may set up a tracer of its own. The parent's logger is kept, unused,
 // because its thread cannot be joined here.
@@ -81,6 +96,7 @@ void SetupInternalTracer() {
                "static_cast<EventLogger*>(nullptr), new EventLogger()) == nullptr",
                SwapLogger(nullptr, logger) == nullptr);
   webrtc::SetupEventTracer(InternalGetCategoryEnabled, InternalAddTraceEvent);
+  PauseAnnotations(true);
 }
 
 bool StartInternalCapture(const char* filename) {
@@ -94,14 +110,14 @@ bool StartInternalCapture(const char* filename) {
                       << "' for writing.";
     return false;
   }
-  logger->Start(std::move(output));
+  Start(logger, std::move(output));
   return true;
 }
 
 void StartInternalCaptureToFile(FILE* file) {
   EventLogger* const logger = g_event_logger.load();
   if (logger != nullptr && file != nullptr) {
-    logger->Start(UseTraceFile(file));
+    Start(logger, UseTraceFile(file));
   }
 }
 
@@ -109,6 +125,7 @@ void StopInternalCapture() {
   EventLogger* const logger = g_event_logger.load();
   if (logger != nullptr) {
     logger->Stop();
+    PauseIfInstalled(true);
   }
 }
 

@@ -2,6 +2,8 @@
 
 #include <pthread.h>
 
+#include "media_core/common/webrtc/rtc_base/trace_event_pause.h"
+
 namespace webrtc {
 
 std::atomic<GetCategoryEnabledPtr> g_get_category_enabled_ptr{nullptr};
@@ -22,11 +24,16 @@ class CallSiteList {
     pthread_mutex_lock(&mutex_);
     g_get_category_enabled_ptr.store(get_category_enabled, std::memory_order_relaxed);
     g_add_trace_event_ptr.store(add_event, std::memory_order_relaxed);
-    ++generation_;
-    CallSite* site = first_.load(std::memory_order_relaxed);
-    for (; site != nullptr; site = site->next_) {
-      site->enabled_.store(&CallSite::kUnresolved, std::memory_order_relaxed);
-    }
+    paused_ = false;
+    AskAgain();
+    pthread_mutex_unlock(&mutex_);
+  }
+
+  // See trace_event_pause.h.
+  static void Pause(bool paused) {
+    pthread_mutex_lock(&mutex_);
+    paused_ = paused;
+    AskAgain();
     pthread_mutex_unlock(&mutex_);
   }
 
@@ -48,18 +55,30 @@ class CallSiteList {
                        unsigned long long generation) {
     pthread_mutex_lock(&mutex_);
     if (generation == generation_) {
-      site->enabled_.store(enabled, std::memory_order_relaxed);
+      site->enabled_.store(paused_ ? &kPaused : enabled, std::memory_order_relaxed);
     }
     pthread_mutex_unlock(&mutex_);
   }
 
  private:
+  static constexpr unsigned char kPaused = 0;
+
+  // With the lock held.
+  static void AskAgain() {
+    ++generation_;
+    CallSite* site = first_.load(std::memory_order_relaxed);
+    for (; site != nullptr; site = site->next_) {
+      site->enabled_.store(&CallSite::kUnresolved, std::memory_order_relaxed);
+    }
+  }
+
   static void RenewLock() { pthread_mutex_init(&mutex_, nullptr); }
 
   // All constant-initialised: annotations may run in static initialisers.
   static pthread_mutex_t mutex_;
   static std::atomic<CallSite*> first_;
   static unsigned long long generation_;
+  static bool paused_;
   // At start-up: a child forked while another thread registers for the first time would wait for
   // that thread.
   static const int forks_handled_;
@@ -68,6 +87,7 @@ class CallSiteList {
 pthread_mutex_t CallSiteList::mutex_ = PTHREAD_MUTEX_INITIALIZER;
 std::atomic<CallSite*> CallSiteList::first_{nullptr};
 unsigned long long CallSiteList::generation_ = 0;
+bool CallSiteList::paused_ = false;
 const int CallSiteList::forks_handled_ = pthread_atfork(nullptr, nullptr, &RenewLock);
 
 const unsigned char* CallSite::Resolve() {
@@ -76,6 +96,8 @@ const unsigned char* CallSite::Resolve() {
   CallSiteList::Remember(this, enabled, generation);
   return LoadEnabled(enabled) != 0 ? enabled : nullptr;
 }
+
+void PauseAnnotations(bool paused) { CallSiteList::Pause(paused); }
 
 }  // namespace trace_event_internal
 

@@ -55,18 +55,12 @@ char* CopyString(char* to, size_t room, const char* string) {
 }
 
 void Fill(char* to, size_t size, const TraceEventInput& input) {
-  TraceEvent* const event = new (to) TraceEvent(input.event);
-  event->size = size;
-  if (event->num_args == 0) {
-    return;
-  }
+  TraceArg* const args = PlaceEvent(to, size, input);
   const char* const end = to + size;
   // What the copies still to come need at least.
   size_t reserved = CopyCount(input) * kTerminators;
-  TraceArg* const args = reinterpret_cast<TraceArg*>(event + 1);
-  char* copies = reinterpret_cast<char*>(args + event->num_args);
-  for (size_t i = 0; i < event->num_args; ++i) {
-    new (&args[i]) TraceArg{input.arg_names[i], input.arg_values[i], input.arg_types[i]};
+  char* copies = reinterpret_cast<char*>(args + input.event.num_args);
+  for (size_t i = 0; i < input.event.num_args; ++i) {
     if (IsCopied(input, i)) {
       args[i].value = reinterpret_cast<uint64_t>(copies);
       reserved -= kTerminators;
@@ -80,8 +74,6 @@ TraceChunk* Next(const TraceChunk* chunk) { return chunk->next.load(std::memory_
 void Link(TraceChunk* chunk, TraceChunk* next) {
   chunk->next.store(next, std::memory_order_release);
 }
-
-size_t Used(const TraceChunk* chunk) { return chunk->used.load(std::memory_order_relaxed); }
 
 void FreeChunks(TraceChunk* chunk) {
   while (chunk != nullptr) {
@@ -105,16 +97,16 @@ TraceEventQueue::~TraceEventQueue() {
   FreeChunks(spare_);
 }
 
-void TraceEventQueue::Append(const TraceEventInput& input) {
+void TraceEventQueue::AppendWithCopies(const TraceEventInput& input) {
   const size_t size = SizeInQueue(input);
   const CritScope lock(&crit_);
-  if ((last_ == nullptr || last_->capacity - Used(last_) < size) && !AddChunk(size)) {
+  char* const place = Reserve(size);
+  if (place == nullptr) {
     ++dropped_;
     return;
   }
-  const size_t used = Used(last_);
-  Fill(last_->data() + used, size, input);
-  last_->used.store(used + size, std::memory_order_release);
+  Fill(place, size, input);
+  Commit(size);
 }
 
 bool TraceEventQueue::AddChunk(size_t size) {
@@ -139,6 +131,7 @@ bool TraceEventQueue::AddChunk(size_t size) {
     Link(last_, chunk);
   }
   last_ = chunk;
+  used_ = 0;
   return true;
 }
 

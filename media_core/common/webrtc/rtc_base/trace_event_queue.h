@@ -5,8 +5,10 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 
 #include "media_core/common/webrtc/rtc_base/critical_section.h"
+#include "media_core/common/webrtc/rtc_base/trace_event.h"
 
 namespace rtc {
 namespace tracing {
@@ -93,7 +95,9 @@ class TraceEventQueue {
   TraceEventQueue(const TraceEventQueue&) = delete;
   TraceEventQueue& operator=(const TraceEventQueue&) = delete;
 
-  // Copies the event, its arguments and the strings among them that ask for it; or drops it.
+  // Copies the event, its arguments and the strings among them that ask for it; or drops it. In the
+  // header, as the caller then builds the event in its place: a copy of what was just stored field
+  // by field waits for the stores.
   void Append(const TraceEventInput& input);
 
   // Takes all events. Give the batch back with Recycle().
@@ -108,7 +112,16 @@ class TraceEventQueue {
   TraceBatch LookAtAll(int64_t max_wait_ns) const;
 
  private:
-  // These expect the lock to be held. False when there is no room.
+  void AppendWithCopies(const TraceEventInput& input);
+  // These expect the lock to be held. Null and false when there is no room.
+  char* Reserve(size_t size) {
+    const bool fits = last_ != nullptr && last_->capacity - used_ >= size;
+    return fits || AddChunk(size) ? last_->data() + used_ : nullptr;
+  }
+  void Commit(size_t size) {
+    used_ += size;
+    last_->used.store(used_, std::memory_order_release);
+  }
   bool AddChunk(size_t size);
 
   const size_t max_bytes_;
@@ -116,6 +129,8 @@ class TraceEventQueue {
   // Guarded by crit_: the waiting events' chunks in order, and empty ones to spare.
   std::atomic<TraceChunk*> first_{nullptr};
   TraceChunk* last_ = nullptr;
+  // Of the last chunk.
+  size_t used_ = 0;
   TraceChunk* spare_ = nullptr;
   size_t num_spare_ = 0;
   // Also guarded by it: the memory of the chunks in the queue and in batches, and the events that
@@ -123,6 +138,51 @@ class TraceEventQueue {
   size_t used_bytes_ = 0;
   uint64_t dropped_ = 0;
 };
+
+// Builds the event and its arguments, copied strings left out.
+inline TraceArg* PlaceEvent(char* to, size_t size, const TraceEventInput& input) {
+  auto* const event = new (to) TraceEvent;
+  event->name = input.event.name;
+  event->category_enabled = input.event.category_enabled;
+  event->timestamp = input.event.timestamp;
+  event->size = size;
+  event->tid = input.event.tid;
+  event->num_args = input.event.num_args;
+  event->phase = input.event.phase;
+  auto* const args = reinterpret_cast<TraceArg*>(event + 1);
+  for (size_t i = 0; i < input.event.num_args; ++i) {
+    auto* const arg = new (&args[i]) TraceArg;
+    arg->name = input.arg_names[i];
+    arg->value = input.arg_values[i];
+    arg->type = input.arg_types[i];
+  }
+  return args;
+}
+
+inline bool HasCopies(const TraceEventInput& input) {
+  for (size_t i = 0; i < input.event.num_args; ++i) {
+    if (input.arg_types[i] == webrtc::trace_event_internal::kTypeCopyString) {
+      return true;
+    }
+  }
+  return false;
+}
+
+inline void TraceEventQueue::Append(const TraceEventInput& input) {
+  if (HasCopies(input)) {
+    AppendWithCopies(input);
+    return;
+  }
+  const size_t size = sizeof(TraceEvent) + input.event.num_args * sizeof(TraceArg);
+  const CritScope lock(&crit_);
+  char* const place = Reserve(size);
+  if (place == nullptr) {
+    ++dropped_;
+    return;
+  }
+  PlaceEvent(place, size, input);
+  Commit(size);
+}
 
 template <class Visitor>
 void TraceBatch::ForEach(const Visitor& visit) const {
