@@ -3,6 +3,7 @@
 // number. The names are OPERATION/SIDE/VARIANT.
 #include <benchmark/benchmark.h>
 // Both of these define macros of common names; glog's are the ones used.
+#include <fcntl.h>
 #include <glog/logging.h>
 #include <spdlog/sinks/base_sink.h>
 #include <spdlog/sinks/basic_file_sink.h>
@@ -100,13 +101,76 @@ void BM_CallbackLine_Glog(benchmark::State& state) {
   }
 }
 
-void BM_FileLine_Own(benchmark::State& state) {
+void OwnFileLines(benchmark::State& state, const rtc::FileLogSinkOptions& options) {
+  static std::unique_ptr<rtc::FileLogSink> sink;
   const std::string path = TempFile("own");
-  {
-    rtc::FileLogSink sink(path, {});
-    OwnLines(state, &sink);
+  if (state.thread_index() == 0) {
+    sink = std::make_unique<rtc::FileLogSink>(path, options);
   }
+  OwnLines(state, sink.get());
+  if (state.thread_index() == 0) {
+    sink.reset();
+    unlink(path.c_str());
+  }
+}
+
+// In the file when the call returns.
+void BM_FileLine_Own(benchmark::State& state) { OwnFileLines(state, {}); }
+
+// In a buffer, as the peer's.
+void BM_FileLine_Buffered(benchmark::State& state) {
+  rtc::FileLogSinkOptions options;
+  options.survive_kill = false;
+  OwnFileLines(state, options);
+}
+
+// Each line in a write of its own.
+void BM_FlushedLine_Own(benchmark::State& state) {
+  rtc::FileLogSinkOptions options;
+  options.buffer_bytes = 0;
+  OwnFileLines(state, options);
+}
+
+void BM_FlushedLine_Spdlog(benchmark::State& state) {
+  static std::unique_ptr<spdlog::logger> logger;
+  const std::string path = TempFile("spdlog");
+  if (state.thread_index() == 0) {
+    logger = std::make_unique<spdlog::logger>(
+        "flushed", std::make_shared<spdlog::sinks::basic_file_sink_mt>(path, true));
+    logger->set_pattern(kSpdlogPattern);
+    logger->flush_on(spdlog::level::info);
+  }
+  int i = 0;
+  // The first thread makes it before the loops begin.
+  for (auto _ : state) {
+    SPDLOG_LOGGER_INFO(logger.get(), "Frame {} of the stream was decoded", ++i);
+  }
+  if (state.thread_index() == 0) {
+    logger.reset();
+    unlink(path.c_str());
+  }
+}
+
+// The system call by itself, with as long a line.
+void BM_FlushedLine_Write(benchmark::State& state) {
+  const std::string path = TempFile("write");
+  const std::string line(96, 'x');
+  const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(write(fd, line.data(), line.size()));
+  }
+  close(fd);
   unlink(path.c_str());
+}
+
+void BM_LongLine_Own(benchmark::State& state) {
+  CallbackSink sink;
+  rtc::LogMessage::AddLogToStream(&sink, rtc::LS_INFO);
+  const std::string text(static_cast<size_t>(state.range(0)), 'x');
+  for (auto _ : state) {
+    ORU_LOG(LS_INFO) << text;
+  }
+  rtc::LogMessage::RemoveLogToStream(&sink);
 }
 
 void BM_FileLine_Spdlog(benchmark::State& state) {
@@ -149,7 +213,12 @@ BENCHMARK(BM_CallbackLine_Own)->Name("log_callback/oru")->ThreadRange(1, 8)->Use
 BENCHMARK(BM_CallbackLine_Spdlog)->Name("log_callback/spdlog")->ThreadRange(1, 8)->UseRealTime();
 BENCHMARK(BM_CallbackLine_Glog)->Name("log_callback/glog")->ThreadRange(1, 8)->UseRealTime();
 BENCHMARK(BM_FileLine_Own)->Name("log_file/oru")->UseRealTime();
+BENCHMARK(BM_FileLine_Buffered)->Name("log_file/buffered")->UseRealTime();
 BENCHMARK(BM_FileLine_Spdlog)->Name("log_file/spdlog")->UseRealTime();
+BENCHMARK(BM_FlushedLine_Own)->Name("log_flushed/oru")->Threads(1)->Threads(4)->UseRealTime();
+BENCHMARK(BM_FlushedLine_Spdlog)->Name("log_flushed/spdlog")->Threads(1)->Threads(4)->UseRealTime();
+BENCHMARK(BM_FlushedLine_Write)->Name("log_flushed/write")->Threads(1)->UseRealTime();
+BENCHMARK(BM_LongLine_Own)->Name("log_long/oru")->RangeMultiplier(4)->Range(1024, 1024 * 1024);
 BENCHMARK(BM_DisabledLevel_Own)->Name("log_disabled/oru");
 BENCHMARK(BM_DisabledLevel_Spdlog)->Name("log_disabled/spdlog");
 BENCHMARK(BM_DisabledLevel_GlogVlog)->Name("log_disabled/glog_vlog");

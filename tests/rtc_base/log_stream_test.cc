@@ -264,4 +264,17 @@ TEST(LogStream, HugeLineIsWholeAndItsMemoryIsNotKept) {
   EXPECT_LT(LogStream::Take()->text().capacity(), 100u * 1024);
 }
 
+TEST(LogStream, MemoryOfLongLinesIsKeptWhileTheyCome) {
+  const oru_test::LogCapture capture;
+  const auto log = [](size_t size) {
+    rtc::LogMessage(nullptr, 0, rtc::LS_INFO).stream() << std::string(size, 'x');
+    return LogStream::Take()->text().capacity();
+  };
+  EXPECT_GT(log(1024 * 1024), 1024u * 1024);
+  EXPECT_GT(log(10), 1024u * 1024);
+  size_t capacity = 0;
+  for (int i = 0; i < 100; ++i) capacity = log(10);
+  EXPECT_LT(capacity, 100u * 1024);
+}
+
 }  // namespace

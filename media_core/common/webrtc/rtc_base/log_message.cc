@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <string_view>
 #include <utility>
@@ -84,20 +85,42 @@ void UnlockInChild() {
 [[maybe_unused]] const int kForksHandled =
     pthread_atfork(&LockForFork, &UnlockAfterFork, &UnlockInChild);
 
-const char* FileNameOf(const char* path) {
-  const char* name = path;
-  for (const char* p = path; *p != '\0'; ++p) {
-    if (*p == '/' || *p == '\\') {
-      name = p + 1;
-    }
-  }
-  return name;
+std::string_view FileNameOf(const char* path) {
+  const std::string_view whole(path);
+  const size_t separator = whole.find_last_of("/\\");
+  return separator == std::string_view::npos ? whole : whole.substr(separator + 1);
 }
 
 std::string_view SeverityText(LoggingSeverity sev) {
   const auto index = static_cast<uint32_t>(sev);
   return index < std::size(LoggingSeverityString) ? LoggingSeverityString[index] : "?";
 }
+
+// The prefix, put together here and appended at once.
+class PrefixText {
+ public:
+  void Put(char c) { *end_++ = c; }
+  void Put(std::string_view text) {
+    memcpy(end_, text.data(), text.size());
+    end_ += text.size();
+  }
+  void PutDecimal(uint64_t value, size_t width = 1) {
+    char digits[kMaxDecimalDigits];
+    char* const end = digits + kMaxDecimalDigits;
+    char* start = WriteDecimal(end, value);
+    while (static_cast<size_t>(end - start) < width) {
+      *--start = '0';
+    }
+    Put(std::string_view(start, static_cast<size_t>(end - start)));
+  }
+  size_t room() const { return static_cast<size_t>(text_ + sizeof(text_) - end_); }
+  std::string_view text() const { return {text_, static_cast<size_t>(end_ - text_)}; }
+
+ private:
+  // Its numbers have four times twenty digits at most.
+  char text_[256];
+  char* end_ = text_;
+};
 
 // What LoggableOnce() remembered.
 thread_local LoggingSeverity t_remembered_severity = LS_NONE;
@@ -175,34 +198,49 @@ bool LogMessage::Remember(LoggingSeverity sev) {
 LoggingSeverity LogMessage::RememberedSeverity() { return t_remembered_severity; }
 
 void LogMessage::WritePrefix(const char* file, int line) {
-  std::string& text = stream_->text();
+  PrefixText prefix;
   if (timestamps_logged()) {
     const int64_t start = LogStartTime();
     WallClockStartTime();
-    const uint64_t elapsed = static_cast<uint64_t>(SystemTimeMillis() - start);
-    text.push_back('[');
-    AppendPaddedDecimal(&text, elapsed / 1000, 3);
-    text.push_back(':');
-    AppendPaddedDecimal(&text, elapsed % 1000, 3);
-    text.append("] ");
+    const auto elapsed = static_cast<uint64_t>(SystemTimeMillis() - start);
+    prefix.Put('[');
+    prefix.PutDecimal(elapsed / 1000, 3);
+    prefix.Put(':');
+    prefix.PutDecimal(elapsed % 1000, 3);
+    prefix.Put("] ");
   }
   if (threads_logged()) {
-    text.push_back('[');
-    AppendSignedDecimal(&text, CurrentProcessId());
-    text.push_back(':');
-    AppendDecimal(&text, CurrentThreadId());
-    text.append("] ");
+    prefix.Put('[');
+    prefix.PutDecimal(static_cast<uint64_t>(CurrentProcessId()));
+    prefix.Put(':');
+    prefix.PutDecimal(CurrentThreadId());
+    prefix.Put("] ");
   }
-  text.push_back('[');
-  text.append(SeverityText(severity_));
-  text.append("] ");
-  if (file != nullptr) {
-    text.push_back('(');
-    text.append(FileNameOf(file));
-    text.push_back(':');
+  prefix.Put('[');
+  prefix.Put(SeverityText(severity_));
+  prefix.Put("] ");
+  std::string& text = stream_->text();
+  if (file == nullptr) {
+    text.append(prefix.text());
+    return;
+  }
+  prefix.Put('(');
+  constexpr size_t kRoomForLine = 32;
+  const std::string_view name = FileNameOf(file);
+  if (name.size() + kRoomForLine > prefix.room()) {
+    text.append(prefix.text()).append(name).push_back(':');
     AppendSignedDecimal(&text, line);
     text.append("): ");
+    return;
   }
+  prefix.Put(name);
+  prefix.Put(':');
+  if (line < 0) {
+    prefix.Put('-');
+  }
+  prefix.PutDecimal(line < 0 ? 0 - static_cast<uint64_t>(line) : static_cast<uint64_t>(line));
+  prefix.Put("): ");
+  text.append(prefix.text());
 }
 
 void LogMessage::SetError(LogErrorContext err_ctx, int err) {
@@ -286,8 +324,11 @@ void LogMessage::ConfigureLogging(const char* params) {
 
 int64_t LogMessage::LogStartTime() {
   static std::atomic<int64_t> start_ms{0};
+  int64_t first_ms = start_ms.load(std::memory_order_relaxed);
+  if (first_ms != 0) {
+    return first_ms;
+  }
   const int64_t now_ms = SystemTimeMillis();
-  int64_t first_ms = 0;
   return start_ms.compare_exchange_strong(first_ms, now_ms) ? now_ms : first_ms;
 }
 

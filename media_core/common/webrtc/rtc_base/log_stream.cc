@@ -7,7 +7,10 @@ namespace rtc {
 namespace {
 
 // A stream that grew beyond this is not kept.
-constexpr size_t kMaxKeptCapacity = 64 * 1024;
+constexpr size_t kMaxKeptCapacity = 2 * 1024 * 1024 + 64 * 1024;
+// One that grew beyond this is kept while lines as long as that come now and then.
+constexpr size_t kOrdinaryCapacity = 64 * 1024;
+constexpr int kShortLinesBeforeRelease = 64;
 
 }  // namespace
 
@@ -48,7 +51,7 @@ class LogStreamPool {
   }
 
   static void Return(LogStream* stream) {
-    if (t_phase != Phase::kOpen || stream->text().capacity() > kMaxKeptCapacity) {
+    if (t_phase != Phase::kOpen || !IsWorthKeeping(stream)) {
       delete stream;
       return;
     }
@@ -59,6 +62,15 @@ class LogStreamPool {
  private:
   // A thread that ends runs destructors that may log after its streams are gone.
   enum class Phase : char { kUnused, kOpen, kClosed };
+
+  static bool IsWorthKeeping(LogStream* stream) {
+    const size_t capacity = stream->text().capacity();
+    if (capacity <= kOrdinaryCapacity) {
+      return true;
+    }
+    stream->short_lines_ = stream->text().size() > kOrdinaryCapacity ? 0 : stream->short_lines_ + 1;
+    return capacity <= kMaxKeptCapacity && stream->short_lines_ < kShortLinesBeforeRelease;
+  }
 
   struct Closer {
     Closer() { t_phase = Phase::kOpen; }

@@ -108,6 +108,8 @@ class LogStream : public std::ostream {
   // leaves a trace there, and not all of it can be asked for.
   const std::ios pristine_;
   unsigned char fresh_state_[sizeof(std::ios)];
+  // In a row, with room for longer ones.
+  int short_lines_ = 0;
   // The next idle stream of the thread.
   LogStream* next_ = nullptr;
 };
