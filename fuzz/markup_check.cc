@@ -41,12 +41,12 @@ std::string ReadTag(const std::string& tag, Attributes* attributes) {
 // Whether it is one of the tags that the product writes, and can neither act nor load anything.
 bool IsKnownTag(const std::string& tag) {
   static const std::set<std::string> names = {
-      "!DOCTYPE", "a",      "article", "b",       "body",  "button", "code",    "dd",
-      "details",  "div",    "dl",      "dt",      "h1",    "h2",     "h3",      "head",
-      "header",   "html",   "input",   "kbd",     "label", "li",     "main",    "meta",
-      "nav",      "ol",     "p",       "pre",     "rect",  "script", "section", "small",
-      "span",     "strong", "style",   "summary", "svg",   "table",  "tbody",   "td",
-      "text",     "th",     "thead",   "title",   "tr",    "ul"};
+      "!DOCTYPE", "a",      "article", "b",     "body",    "button", "code",   "dd",
+      "details",  "footer", "div",     "dl",    "dt",      "h1",     "h2",     "h3",
+      "head",     "header", "html",    "input", "kbd",     "label",  "li",     "main",
+      "meta",     "nav",    "ol",      "p",     "pre",     "rect",   "script", "section",
+      "small",    "span",   "strong",  "style", "summary", "svg",    "table",  "tbody",
+      "td",       "text",   "th",      "thead", "title",   "tr",     "ul"};
   static const std::set<std::string> attributes = {
       "aria-hidden", "aria-label", "charset",     "class", "content",    "data-copy", "fill",
       "height",      "hidden",     "href",        "html",  "http-equiv", "id",        "lang",

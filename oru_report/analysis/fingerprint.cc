@@ -24,10 +24,6 @@ uint64_t Fnv1a(const std::vector<std::string>& parts) {
   return hash;
 }
 
-bool IsLibraryTemplate(const std::string& symbol) {
-  return StartsWith(symbol, "_ZNSt") || StartsWith(symbol, "_ZNKSt") || StartsWith(symbol, "_ZSt");
-}
-
 std::string PartOf(const Frame& frame, const ResolvedFrame& resolved) {
   if (!resolved.symbol.empty()) return resolved.symbol;
   return std::string(resolved.image == nullptr ? frame.image() : resolved.image->name);
@@ -56,7 +52,7 @@ void AddFrames(Resolver* resolver, const Headline& headline, bool system,
     if (!frames[i]->parsed) continue;
     const ResolvedFrame& resolved = resolver->Resolve(*frames[i], i != 0);
     const bool own = resolved.mark == Mark::kSdk || resolved.mark == Mark::kApp;
-    if (own == system || IsLibraryTemplate(resolved.symbol)) continue;
+    if (own == system || IsLibraryCode(resolved.symbol)) continue;
     const std::string part = PartOf(*frames[i], resolved);
     if (!part.empty()) AddOnce(part, &names);
   }

@@ -27,6 +27,12 @@ const char* MarkName(Mark mark) {
 
 char MarkLetter(Mark mark) { return "HSA.?"[static_cast<int>(mark)]; }
 
+bool HasFilterWord(std::string_view text) { return Contains(text, kFilterWord); }
+
+bool IsLibraryCode(std::string_view symbol) {
+  return StartsWith(symbol, "_ZNSt") || StartsWith(symbol, "_ZNKSt") || StartsWith(symbol, "_ZSt");
+}
+
 bool IsSystemPath(std::string_view path) {
   constexpr std::string_view kFolders[] = {"/lib/",           "/lib32/",     "/lib64/",
                                            "/usr/",           "/System/",    "/libx32/",

@@ -30,6 +30,13 @@ char MarkLetter(Mark mark);
 // `symbol` is the frame's name as far as known; it may be another one than the frame's own.
 Mark MarkOf(const Report& report, const Frame& frame, std::string_view symbol);
 
+// Whether the word that decides about reports stands in a symbol or path.
+bool HasFilterWord(std::string_view text);
+
+// Whether the symbol is of the C++ library, whose templates are part of every image: seldom what is
+// looked for.
+bool IsLibraryCode(std::string_view symbol);
+
 // Whether the path lies where a system keeps its own images.
 bool IsSystemPath(std::string_view path);
 

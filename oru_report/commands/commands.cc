@@ -18,7 +18,7 @@ const std::vector<Command>& AllCommands() {
       {"show", "show [--color WHEN] [--symbols PATH]... FILE...",
        "a report: what crashed, where and whose, then everything else", 1, kAnyNumber,
        "a file or folder", &RunShow},
-      {"html", "html [--output FILE] [--symbols PATH]... FILE",
+      {"html", "html [--output FILE] [--group] [--symbols PATH]... FILE",
        "the same as one self-contained page, on standard output or in a file", 1, 1, "one file",
        &RunHtml},
       {"json", "json [--symbols PATH]... [FILTER]... PATH...",
@@ -29,6 +29,9 @@ const std::vector<Command>& AllCommands() {
       {"diff", "diff [--json] [FILTER]... A B",
        "what differs between two reports, or two folders of them", 2, 2, "two files or folders",
        &RunDiff},
+      {"doctor", "doctor [--function NAME] [--dump-dir DIR] [--json] PROGRAM",
+       "whether a program's crashes would be reported, and why not", 1, 1, "one program",
+       &RunDoctor},
   };
   return commands;
 }

@@ -38,6 +38,7 @@ int RunHtml(const Options& options);
 int RunJson(const Options& options);
 int RunGroup(const Options& options);
 int RunDiff(const Options& options);
+int RunDoctor(const Options& options);
 
 // Prints "oru-report: MESSAGE" on standard error, made safe for a terminal, and returns `status`.
 int TellError(const std::string& message, int status = kFailed);

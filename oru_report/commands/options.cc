@@ -23,12 +23,18 @@ constexpr char kFiltered[] = " list show html json group diff ";
 const std::vector<Option>& AllOptions() {
   using Text = const std::string&;
   static const std::vector<Option> options = {
-      {"--json", " list group diff ", nullptr, "for machines: JSON instead of a table",
+      {"--json", " list group diff doctor ", nullptr, "for machines: JSON instead of a table",
        [](Options* o, Text) { o->json = true; }},
       {"--color", " show ", "WHEN", "auto (the default: on a terminal), always or never",
        [](Options* o, Text v) { o->color = v; }},
       {"--output", " html ", "FILE", "where the page goes instead of standard output",
        [](Options* o, Text v) { o->output = v; }},
+      {"--group", " html ", nullptr, "one page of the inputs' groups, with plots",
+       [](Options* o, Text) { o->group = true; }},
+      {"--function", " doctor ", "NAME", "whether a crash in this function would be reported",
+       [](Options* o, Text v) { o->function = v; }},
+      {"--dump-dir", " doctor ", "DIR", "the folder of reports instead of the default one",
+       [](Options* o, Text v) { o->dump_dir = v; }},
       {"--symbols", kShown, "PATH",
        "look for symbols by build id in PATH: a file, a folder of binaries, debug files or\n"
        "                   .dSYM bundles, or a .build-id folder; any number of times",
@@ -69,7 +75,8 @@ const Option* FindOption(const std::string& command, const std::string& name) {
 std::string Check(const Options& options, const Command& command) {
   const size_t count = options.inputs.size();
   if (count < command.least_inputs) return options.command + " needs " + command.needs;
-  if (count > command.most_inputs) return options.command + " takes " + command.needs;
+  if (count > command.most_inputs && !options.group)
+    return options.command + " takes " + command.needs;
   if (options.color != "auto" && options.color != "always" && options.color != "never") {
     return "--color takes auto, always or never";
   }

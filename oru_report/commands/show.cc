@@ -1,13 +1,17 @@
 // `oru-report show` and `oru-report html`.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 
+#include "oru_report/analysis/crash_groups.h"
 #include "oru_report/commands/commands.h"
 #include "oru_report/commands/visit.h"
 #include "oru_report/render/render.h"
+#include "oru_report/render/render_groups.h"
 
 namespace oru_report {
 namespace {
@@ -40,29 +44,47 @@ int RunShow(const Options& options) {
   return FinishOutput(&output, StatusOf(result));
 }
 
-int RunHtml(const Options& options) {
+namespace {
+
+// Standard output or the file of `--output`, which is only made when there is something to write.
+int WritePage(const Options& options, const std::function<void(Output*)>& write) {
   const bool to_file = !options.output.empty() && options.output != "-";
-  FILE* file = nullptr;
+  FILE* file = to_file ? fopen(options.output.c_str(), "wb") : stdout;
+  if (file == nullptr) return TellError("cannot create " + options.output + ": " + strerror(errno));
+  StreamOutput output(file);
+  write(&output);
+  int status = FinishOutput(&output, kOk);
+  if (to_file && fclose(file) != 0) {
+    status = TellError("cannot write " + options.output + ": " + strerror(errno));
+  }
+  return status;
+}
+
+int WriteGroups(const Options& options) {
+  CrashGroups groups;
+  const VisitResult result = GroupReports(options, &groups);
+  const int status = WritePage(options, [&](Output* output) { RenderGroupsHtml(groups, output); });
+  TellPassedOver(result);
+  return std::max(status, StatusOf(result));
+}
+
+}  // namespace
+
+int RunHtml(const Options& options) {
+  if (options.group) return WriteGroups(options);
   const auto symbols = MakeSymbols(options);
   bool done = false;
   int status = kOk;
   const VisitResult result = VisitReports(options, symbols.get(), [&](const VisitedReport& report) {
+    // Of a folder or an archive the first one.
     if (done) return;
     done = true;
     TellGaps(report);
-    file = to_file ? fopen(options.output.c_str(), "wb") : stdout;
-    if (file == nullptr) {
-      status = TellError("cannot create " + options.output + ": " + strerror(errno));
-      return;
-    }
-    StreamOutput output(file);
-    RenderHtml(report.headline, report.resolver, report.file.name, &output);
-    status = FinishOutput(&output, status);
-    if (to_file && fclose(file) != 0) {
-      status = TellError("cannot write " + options.output + ": " + strerror(errno));
-    }
+    status = WritePage(options, [&](Output* output) {
+      RenderHtml(report.headline, report.resolver, report.file.name, output);
+    });
   });
-  return status != kOk ? status : StatusOf(result);
+  return std::max(status, StatusOf(result));
 }
 
 }  // namespace oru_report

@@ -3,64 +3,196 @@
 namespace oru_report {
 
 const char kPageStyle[] = R"css(
-:root { color-scheme: light dark; --line: #8884; --dim: #777; --red: #c62828; --green: #2e7d32; }
-@media (prefers-color-scheme: dark) { :root { --dim: #999; --red: #ff8a80; --green: #81c784; } }
-body { font: 15px/1.45 system-ui, sans-serif; max-width: 75rem; margin: 1.5rem auto; padding: 0 1rem; }
-h1 { font-size: 1.25rem; overflow-wrap: anywhere; }
-h2 { font-size: 1.05rem; margin: 1.8rem 0 .5rem; }
-code, pre { font: 13px/1.4 ui-monospace, monospace; }
-dl { display: grid; grid-template-columns: max-content 1fr; gap: .15rem 1.2rem; }
-dt { color: var(--dim); } dd { margin: 0; overflow-wrap: anywhere; }
-ol { margin: .4rem 0; padding-left: 2.6rem; } li { padding: .12rem 0; } li::marker { color: var(--dim); }
-.fn { display: block; overflow-wrap: anywhere; }
-.where, .none, .top, .count { color: var(--dim); font-size: .86rem; }
-.place { color: var(--green); font-size: .86rem; margin-right: 1rem; overflow-wrap: anywhere; }
-.exception { color: var(--red); font-weight: 600; overflow-wrap: anywhere; }
-details, .frames { border: 1px solid var(--line); border-radius: .4rem; margin: .35rem 0; padding: .3rem .7rem; }
-.crashed { border-left: 4px solid var(--red); }
-.tag { background: var(--red); color: Canvas; border-radius: .25rem; padding: 0 .4rem; font-size: .8rem; }
-summary { cursor: pointer; } .top { margin-left: .8rem; }
-.wide { overflow-x: auto; } table { border-collapse: collapse; width: 100%; }
-th, td { text-align: left; padding: .2rem .8rem .2rem 0; border-bottom: 1px solid var(--line); white-space: nowrap; }
-td { vertical-align: top; } .path { white-space: normal; overflow-wrap: anywhere; min-width: 16rem; }
-td:first-child { white-space: normal; overflow-wrap: anywhere; min-width: 8rem; }
+:root { color-scheme: light dark; --bg: #fff; --card: #f5f6f8; --text: #1b1c1f; --line: #d5d8dd; --dim: #595d65;
+  --red: #b3261e; --green: #1b6330; --blue: #0b50c0; --amber: #7a4b00; }
+@media (prefers-color-scheme: dark) { :root { --bg: #131417; --card: #1e2024; --text: #e8e9ec; --line: #3b3e45;
+  --dim: #b3b7bf; --red: #ffa198; --green: #8fd6a0; --blue: #a9c7ff; --amber: #f2c27a; } }
+* { box-sizing: border-box; }
+body { font: 15px/1.5 system-ui, sans-serif; background: var(--bg); color: var(--text); max-width: 70rem; margin: 0 auto;
+  padding: 1rem; overflow-wrap: anywhere; }
+code, pre, .fn { font-family: ui-monospace, Menlo, Consolas, monospace; font-size: .88rem; }
+header { border: 1px solid var(--line); border-left: .35rem solid var(--red); border-radius: .5rem; background: var(--card);
+  padding: .8rem 1rem; }
+h1 { font-size: 1.35rem; line-height: 1.3; margin: 0 0 .4rem; }
+.kind { display: inline-block; background: var(--red); color: var(--bg); border-radius: .3rem; padding: 0 .5rem; font-size: .95rem;
+  vertical-align: .1rem; }
+.why { color: var(--red); margin: .2rem 0; font-weight: 600; }
+.culprit { margin: .5rem 0; } .culprit .fn { font-size: 1.02rem; font-weight: 600; }
+.gap { color: var(--amber); font-weight: 600; }
+dl { display: grid; grid-template-columns: max-content 1fr; gap: .1rem 1rem; margin: .6rem 0; }
+dt { color: var(--dim); } dd { margin: 0; }
+header dl { grid-template-columns: repeat(auto-fill, minmax(11rem, 1fr)); gap: .4rem 1rem; }
+header dl div { display: block; } header dt { font-size: .82rem; } 
+nav { position: sticky; top: 0; background: var(--bg); padding: .6rem 0; display: flex; gap: .5rem; flex-wrap: wrap; z-index: 1;
+  align-items: center; border-bottom: 1px solid var(--line); }
+nav input { flex: 1 1 14rem; min-width: 0; font: inherit; padding: .35rem .6rem; border: 1px solid var(--dim); border-radius: .4rem;
+  background: var(--bg); color: var(--text); }
+button { font: inherit; font-size: .88rem; padding: .25rem .7rem; border: 1px solid var(--dim); border-radius: .4rem;
+  background: var(--card); color: var(--text); cursor: pointer; }
+:focus-visible { outline: 2px solid var(--blue); outline-offset: 1px; }
+#found { color: var(--dim); min-width: 5rem; }
+details { border: 1px solid var(--line); border-radius: .5rem; margin: .5rem 0; padding: .3rem .8rem; }
+details details { margin: .3rem 0; padding: .15rem .6rem; }
+summary { cursor: pointer; } summary h2 { display: inline; font-size: 1.05rem; margin: 0; }
+.crashed { border-left: .35rem solid var(--red); }
+.count, .where, .none, .note, .top { color: var(--dim); font-size: .88rem; }
+ol { list-style: none; margin: .3rem 0; padding: 0; }
+li.frame { display: grid; grid-template-columns: 2.6rem 1.5rem 1fr; padding: .2rem 0; border-top: 1px solid transparent; }
+.frame, .thread { scroll-margin-top: 4rem; }
+li.frame:target, details:target { background: var(--card); outline: 2px solid var(--blue); }
+li.frame > a { color: var(--dim); text-decoration: none; font-size: .88rem; } li.frame > a:hover { text-decoration: underline; }
+.mark { font-weight: 700; font-size: .82rem; } .mark.S { color: var(--blue); } .mark.A { color: var(--amber); } .mark { color: var(--dim); }
+.fn { display: block; } .S .fn { font-weight: 700; color: var(--blue); } .A .fn { font-weight: 600; } .library .fn { font-weight: 400; color: var(--dim); } .H .fn, .N .fn { color: var(--dim); }
+.place { color: var(--green); font-size: .9rem; margin-right: .8rem; display: inline-block; }
+.note { padding-left: 4.1rem; font-style: italic; }
+table { border-collapse: collapse; width: 100%; font-size: .92rem; }
+th, td { text-align: left; vertical-align: top; padding: .25rem .8rem .25rem 0; border-top: 1px solid var(--line); }
+td:nth-child(2) { white-space: nowrap; }
+pre { white-space: pre-wrap; } pre span { display: block; min-height: 1.2em; }
 [hidden] { display: none !important; }
+kbd { border: 1px solid var(--dim); border-radius: .25rem; padding: 0 .3rem; font-size: .8rem; }
+footer { color: var(--dim); font-size: .85rem; margin: 1rem 0; }
+svg { width: 100%; height: auto; display: block; } svg text { fill: var(--dim); font: 10px system-ui; } rect { fill: var(--blue); }
 @media (max-width: 50rem) {
-  thead { display: none; } tr { display: block; padding: .3rem 0; border-bottom: 1px solid var(--line); }
-  td, td:first-child { display: block; border: 0; padding: 0; white-space: normal; overflow-wrap: anywhere; }
+  thead { display: none; } tr { display: block; padding: .3rem 0; border-top: 1px solid var(--line); }
+  td, td:nth-child(2) { display: block; border: 0; padding: 0; white-space: normal; }
+  li.frame { grid-template-columns: 2.2rem 1.2rem 1fr; } .note { padding-left: 3.4rem; }
+  header dl { grid-template-columns: repeat(auto-fill, minmax(8rem, 1fr)); }
 }
-tbody tr:hover { background: #8882; }
-input { font: inherit; width: min(26rem, 100%); padding: .25rem .5rem; } button { font: inherit; }
-pre { white-space: pre-wrap; overflow-wrap: anywhere; }
+@media print {
+  :root { --bg: #fff; --card: #fff; --text: #000; --line: #999; --dim: #333; --red: #900; --green: #040; --blue: #006; --amber: #530; }
+  nav, button, footer, .tools { display: none !important; } body { max-width: none; font-size: 10pt; padding: 0; }
+  details { border: 0; padding: 0; } li.frame { break-inside: avoid; } summary { list-style: none; font-weight: 600; }
+}
 )css";
 
 const char kPageScript[] = R"js(
 (function () {
-  var fold = document.getElementById('fold');
-  if (fold) fold.addEventListener('click', function () {
-    var all = document.querySelectorAll('details'), open = fold.textContent === 'Unfold all';
-    all.forEach(function (d) { d.open = open || d.classList.contains('crashed'); });
-    fold.textContent = open ? 'Fold all' : 'Unfold all';
-  });
+  'use strict';
+  var all = function (query, root) { return Array.prototype.slice.call((root || document).querySelectorAll(query)); };
   var search = document.getElementById('search'), found = document.getElementById('found');
-  var rows = Array.prototype.map.call(document.querySelectorAll('#images tbody tr'), function (row) {
-    var span = row.cells[1].textContent.split('\u00a0\u2013\u00a0');
-    return { row: row, text: row.textContent.toLowerCase(), start: BigInt(span[0]), end: BigInt(span[1]) };
-  });
-  function matches(entry, text) {
-    if (entry.text.indexOf(text) >= 0) return true;
-    if (!/^0x[0-9a-f]+$/.test(text)) return false;
-    var address = BigInt(text);
-    return entry.start <= address && address <= entry.end;
-  }
-  if (search) search.addEventListener('input', function () {
-    var text = search.value.trim().toLowerCase(), count = 0;
-    rows.forEach(function (entry) {
-      var show = text === '' || matches(entry, text);
-      entry.row.hidden = !show;
-      if (show) count++;
+  var folds = all('details'), start = folds.map(function (fold) { return fold.open; });
+  var hits = null, shown = [], at = -1;
+  function reset() { folds.forEach(function (fold, i) { fold.open = start[i]; }); }
+  function unfoldAll(open) { folds.forEach(function (fold, i) { fold.open = open || start[i]; }); }
+  // What can be found: an element, its text, and the addresses of an image.
+  function index() {
+    return all('.frame, .image, .word, .thread > summary').map(function (element) {
+      var hit = { element: element, text: element.textContent.toLowerCase() };
+      if (element.classList.contains('image')) {
+        var span = element.cells[1].textContent.split('\u00a0\u2013\u00a0');
+        hit.start = BigInt(span[0]);
+        hit.end = BigInt(span[1]);
+      }
+      return hit;
     });
-    found.textContent = text === '' ? '' : count + ' of ' + rows.length;
+  }
+  // An address as it stands in texts, whatever zeros it was typed with; null for other texts.
+  function addressOf(text) {
+    return /^(0x)?[0-9a-f]{3,16}$/.test(text) ? BigInt('0x' + text.replace(/^0x/, '')) : null;
+  }
+  function matches(hit, text, address) {
+    if (hit.text.indexOf(text) >= 0) return true;
+    if (address === null) return false;
+    if (hit.start !== undefined && hit.start <= address && address <= hit.end) return true;
+    return hit.text.indexOf(address.toString(16).padStart(16, '0')) >= 0;
+  }
+  function find() {
+    var text = search.value.trim().toLowerCase(), address = addressOf(text);
+    if (hits === null) hits = index();
+    shown = [];
+    at = -1;
+    document.body.classList.toggle('searching', text !== '');
+    hits.forEach(function (hit) { hit.element.hidden = false; });
+    all('.thread').forEach(function (thread) { thread.hidden = false; });
+    reset();
+    found.textContent = '';
+    if (text === '') return;
+    var keep = new Set();
+    hits.forEach(function (hit) {
+      var is = matches(hit, text, address);
+      if (is) shown.push(hit.element);
+      if (is) for (var up = hit.element; up; up = up.parentElement) keep.add(up);
+      if (hit.element.tagName !== 'SUMMARY') hit.element.hidden = !is;
+    });
+    folds.forEach(function (fold) { fold.open = keep.has(fold); });
+    all('.thread').forEach(function (thread) { thread.hidden = !keep.has(thread); });
+    // A thread that is found itself is shown with its frames.
+    shown.forEach(function (element) {
+      if (element.tagName !== 'SUMMARY') return;
+      all('.frame', element.parentElement).forEach(function (frame) { frame.hidden = false; });
+    });
+    found.textContent = shown.length + ' found';
+  }
+  function step(by) {
+    if (!shown.length) return;
+    at = (at + by + shown.length) % shown.length;
+    shown[at].setAttribute('tabindex', '-1');
+    shown[at].focus();
+    shown[at].scrollIntoView({ block: 'center' });
+  }
+  function copy(text, button) {
+    var said = button.textContent;
+    function done() {
+      button.textContent = 'Copied';
+      setTimeout(function () { button.textContent = said; }, 1500);
+    }
+    function old() {
+      var area = document.createElement('textarea');
+      area.value = text;
+      document.body.appendChild(area);
+      area.select();
+      document.execCommand('copy');
+      area.remove();
+      done();
+    }
+    if (navigator.clipboard) navigator.clipboard.writeText(text).then(done, old); else old();
+  }
+  function textOf(frame) {
+    return all('a, .mark, .fn, .place, .where', frame).map(function (part) { return part.textContent.trim(); }).join('  ');
+  }
+  function threadText(fold) {
+    var title = fold.querySelector('summary').textContent.trim();
+    return [title].concat(all('.frame', fold).map(textOf)).join('\n') + '\n';
+  }
+  all('button[data-copy]').forEach(function (button) {
+    button.addEventListener('click', function (event) {
+      event.preventDefault();
+      var what = button.getAttribute('data-copy');
+      copy(what === '' ? threadText(button.closest('details')) : what, button);
+    });
+  });
+  function follow() {
+    var target = location.hash.length > 1 && document.getElementById(decodeURIComponent(location.hash.slice(1)));
+    if (!target) return;
+    for (var up = target; up; up = up.parentElement) if (up.tagName === 'DETAILS') up.open = true;
+    target.scrollIntoView({ block: 'center' });
+  }
+  addEventListener('hashchange', follow);
+  follow();
+  var fold = document.getElementById('fold');
+  function turn() {
+    var open = fold.textContent === 'Unfold all';
+    unfoldAll(open);
+    fold.textContent = open ? 'Fold all' : 'Unfold all';
+  }
+  if (fold) fold.addEventListener('click', turn);
+  if (search) search.addEventListener('input', find);
+  var before = [];
+  addEventListener('beforeprint', function () {
+    before = folds.map(function (one) { return one.open; });
+    unfoldAll(true);
+  });
+  addEventListener('afterprint', function () { folds.forEach(function (one, i) { one.open = before[i]; }); });
+  addEventListener('keydown', function (event) {
+    var typing = event.target === search;
+    if (event.key === 'Escape' && search) { search.value = ''; find(); search.blur(); }
+    if (typing && event.key === 'Enter') step(event.shiftKey ? -1 : 1);
+    if (typing || event.ctrlKey || event.metaKey || event.altKey) return;
+    if (event.key === '/' && search) { event.preventDefault(); search.focus(); search.select(); }
+    if (event.key === 'n') step(1);
+    if (event.key === 'p') step(-1);
+    if (event.key === 'u' && fold) turn();
   });
 })();
 )js";

@@ -2,7 +2,8 @@
 #include <cstdio>
 
 #include "oru_report/analysis/folding.h"
-#include "oru_report/render/page_assets.h"
+#include "oru_report/model/line_text.h"
+#include "oru_report/render/page_frame.h"
 #include "oru_report/render/render.h"
 #include "oru_report/text/escape.h"
 
@@ -10,6 +11,12 @@ namespace oru_report {
 namespace {
 
 constexpr char kNone[] = "<p class=none>none</p>\n";
+
+// A style's name of a mark; a dot is none.
+char ClassOf(Mark mark) {
+  const char letter = MarkLetter(mark);
+  return letter == '.' || letter == '?' ? 'N' : letter;
+}
 
 class HtmlPage {
  public:
@@ -19,114 +26,220 @@ class HtmlPage {
   void Write(const Headline& headline, const std::string& title);
 
  private:
-  void Heading(const char* text, size_t count) {
-    output_ << "<h2>" << text << " <span class=count>" << std::to_string(count) << "</span></h2>\n";
-  }
-  void WriteHeader();
-  void WriteFrame(const Frame& frame, size_t index);
-  void WriteFrames(const FrameList& frames, size_t from);
+  void WriteHeadline(const Headline& headline);
+  void WriteFact(const char* label, const std::string& value);
+  void WriteCulprit(const char* label, const std::string& text);
+  void BeginFold(const char* id, const char* title, size_t count);
+  // `id`: what links to the frames begin with.
+  void WriteFrames(const std::string& id, const FrameList& frames, size_t from, size_t end);
+  void WriteFrame(const std::string& id, const Frame& frame, size_t index);
+  void WriteCrashed(const Headline& headline);
   void WriteGroup(const ThreadGroup& group);
   void WriteThreads();
   void WriteImages();
+  void WriteHeader();
+  void WriteWords();
 
   Resolver& resolver_;
   const Report& report_;
   Output& output_;
 };
 
-void HtmlPage::WriteFrame(const Frame& frame, size_t index) {
+void HtmlPage::WriteFact(const char* label, const std::string& value) {
+  if (value.empty()) return;
+  output_ << "<div><dt>" << label << "</dt><dd>" << ForHtml(value) << "</dd></div>\n";
+}
+
+void HtmlPage::WriteCulprit(const char* label, const std::string& text) {
+  if (text.empty()) return;
+  output_ << "<p class=culprit><span class=where>" << label << "</span><code class=fn>"
+          << ForHtml(text) << "</code></p>\n";
+}
+
+void HtmlPage::WriteHeadline(const Headline& headline) {
+  const bool known = !headline.sdk_text.empty() || !headline.first_text.empty();
+  const std::string& place = headline.sdk_text.empty() ? headline.first_text : headline.sdk_text;
+  output_ << "<header>\n<h1><span class=kind>" << ForHtml(headline.kind) << "</span> "
+          << (known ? ForHtml(place) : "at an unknown place") << "</h1>\n";
+  if (!report_.exception.empty()) {
+    output_ << "<p class=why>" << ForHtml(report_.exception) << "</p>\n";
+  }
+  if (!headline.cause.empty()) output_ << "<p class=why>" << ForHtml(headline.cause) << "</p>\n";
+  for (const std::string& gap : report_.gaps) {
+    output_ << "<p class=gap>Not whole: " << ForHtml(gap) << "</p>\n";
+  }
+  if (headline.first != headline.sdk) WriteCulprit("Crashed in", headline.first_text);
+  WriteCulprit("Called by the app in", headline.app_text);
+  output_ << "<dl>\n";
+  WriteFact("App", headline.app.empty() ? headline.process : headline.app);
+  WriteFact("SDK", headline.version);
+  WriteFact("Session", headline.session);
+  WriteFact("Time", headline.time);
+  WriteFact("System", headline.system);
+  output_ << "</dl>\n<button data-copy=\"" << ForHtml(HeadlineText(headline))
+          << "\">Copy headline</button>\n</header>\n";
+}
+
+void HtmlPage::BeginFold(const char* id, const char* title, size_t count) {
+  output_ << "<details id=" << id << "><summary><h2>" << title << "</h2> <span class=count>"
+          << std::to_string(count) << "</span></summary>\n";
+}
+
+void HtmlPage::WriteFrame(const std::string& id, const Frame& frame, size_t index) {
   const ResolvedFrame& resolved = resolver_.Resolve(frame, index != 0);
-  const std::string place = Resolver::PlaceOf(resolved);
-  output_ << "<li><code class=fn>" << ForHtml(resolver_.NameOf(frame, index != 0)) << "</code>";
-  if (!place.empty()) output_ << "<span class=place>" << ForHtml(place) << "</span>";
-  if (!frame.image().empty()) {
+  const std::string number = std::to_string(index);
+  const char letter[] = {MarkLetter(resolved.mark), '\0'};
+  const char style[] = {ClassOf(resolved.mark), '\0'};
+  output_ << "<li class=\"frame " << style << (IsLibraryCode(resolved.symbol) ? " library" : "")
+          << "\" id=" << id << "-" << number << "><a href=\"#" << id << "-" << number << "\">"
+          << number << "</a><span class=\"mark " << style << "\" title=\""
+          << MarkName(resolved.mark) << "\">" << letter << "</span><div>";
+  for (const SourceFrame& inlined : resolved.inlined) {
+    output_ << "<code class=fn>" << ForHtml(inlined.function) << " (inlined)</code>";
+    if (inlined.line > 0) {
+      output_ << "<span class=place>" << ForHtml(inlined.file) << ":"
+              << std::to_string(inlined.line) << "</span>";
+    }
+  }
+  std::string name = resolved.function.empty() ? OffsetName(resolved) : resolved.function;
+  if (!frame.parsed) name = frame.text;
+  output_ << "<code class=fn>" << ForHtml(name) << "</code>";
+  if (!resolved.file.empty() && resolved.line > 0) {
+    output_ << "<span class=place>" << ForHtml(resolved.file) << ":"
+            << std::to_string(resolved.line) << "</span>";
+  }
+  if (frame.parsed) {
     char address[32];
     snprintf(address, sizeof address, "0x%016" PRIx64, frame.address);
     output_ << "<span class=where>" << ForHtml(frame.image()) << " <code>" << address
             << "</code></span>";
   }
-  output_ << "</li>\n";
+  output_ << "</div></li>\n";
 }
 
-void HtmlPage::WriteFrames(const FrameList& frames, size_t from) {
-  if (frames.empty()) {
+void HtmlPage::WriteFrames(const std::string& id, const FrameList& frames, size_t from,
+                           size_t end) {
+  if (from >= end) {
     output_ << "<p class=none>no frames</p>\n";
     return;
   }
-  output_ << "<ol start=0>\n";
-  for (size_t i = from; i < frames.size(); ++i) WriteFrame(*frames[i], i);
+  const FrameList part(frames.begin(), frames.begin() + static_cast<std::ptrdiff_t>(end));
+  output_ << "<ol>\n";
+  for (const FrameRun& run : FoldFrames(part, from)) {
+    if (run.times > 1) {
+      output_ << "<li class=note>" << FoldText(run.first, run.size, run.times) << "</li>\n";
+    }
+    for (size_t i = 0; i < run.size; ++i) WriteFrame(id, *frames[run.first + i], run.first + i);
+  }
   output_ << "</ol>\n";
 }
 
+void HtmlPage::WriteCrashed(const Headline& headline) {
+  const Thread* crashed = report_.CrashThread();
+  output_ << "<details id=crashed class=\"crashed thread\" open><summary><h2>Crashed here</h2> "
+          << (crashed == nullptr ? "" : ForHtml(ThreadGroupTitle({crashed}, &resolver_)))
+          << "</summary>\n<p><button data-copy=\"\">Copy thread</button></p>\n";
+  const bool from_block = report_.crash_frames.empty() && crashed != nullptr;
+  const FrameList& frames = from_block ? crashed->frames : report_.crash_frames;
+  const size_t handler = from_block ? 0 : headline.handler_frames;
+  if (handler > 0) {
+    output_ << "<details><summary class=count>" << std::to_string(handler)
+            << (handler == 1 ? " frame" : " frames") << " of the crash handler</summary>\n";
+    WriteFrames("c", frames, 0, handler);
+    output_ << "</details>\n";
+  }
+  WriteFrames("c", frames, handler, frames.size());
+  output_ << "</details>\n";
+}
+
 void HtmlPage::WriteGroup(const ThreadGroup& group) {
-  output_ << "<details><summary>" << ForHtml(ThreadGroupTitle(group, &resolver_)) << "</summary>\n";
-  WriteFrames(group.front()->frames, 0);
+  const Thread& thread = *group.front();
+  const std::string id = "t" + std::to_string(thread.number);
+  output_ << "<details class=thread id=" << id << "><summary>"
+          << ForHtml(ThreadGroupTitle(group, &resolver_));
+  if (group.size() == 1 && !thread.frames.empty()) {
+    output_ << " <span class=top>" << ForHtml(resolver_.NameOf(*thread.frames[0], false))
+            << "</span>";
+  }
+  output_ << "</summary>\n<p class=tools><a href=\"#" << id << "\">link</a> "
+          << "<button data-copy=\"\">Copy thread</button></p>\n";
+  if (group.size() > 1) {
+    output_ << "<p class=where>";
+    for (const Thread* one : group) {
+      output_ << std::to_string(one->number) << (one->name.empty() ? "" : " ") << ForHtml(one->name)
+              << (one == group.back() ? "" : ", ");
+    }
+    output_ << "</p>\n";
+  }
+  WriteFrames(id, thread.frames, 0, thread.frames.size());
   output_ << "</details>\n";
 }
 
 void HtmlPage::WriteThreads() {
-  Heading("Threads", report_.threads.size());
-  output_ << (report_.threads.empty() ? kNone : "<p><button id=fold>Unfold all</button></p>\n");
-  for (const ThreadGroup& group : FoldThreads(report_, report_.CrashThread())) WriteGroup(group);
+  BeginFold("threads", "Other threads", report_.threads.size());
+  const std::vector<ThreadGroup> groups = FoldThreads(report_, report_.CrashThread());
+  if (groups.empty()) output_ << kNone;
+  for (const ThreadGroup& group : groups) WriteGroup(group);
   for (const std::string_view note : report_.thread_notes) {
-    output_ << "<p>" << ForHtml(note) << "</p>\n";
+    output_ << "<p class=\"word where\">" << ForHtml(note) << "</p>\n";
   }
+  output_ << "</details>\n";
 }
 
 void HtmlPage::WriteImages() {
-  Heading("Images", report_.images.size());
+  BeginFold("images", "Images", report_.images.size());
   if (report_.images.empty()) {
-    output_ << kNone;
+    output_ << kNone << "</details>\n";
     return;
   }
-  output_ << "<p><input id=search type=search placeholder=\"Name, path, UUID or address\" "
-             "aria-label=\"Search images\"> <span id=found role=status></span></p>\n"
-             "<div class=wide><table id=images>\n<thead><tr><th>Name</th><th>Code</th><th>UUID</th>"
-             "<th>Path</th></tr></thead>\n<tbody>\n";
+  output_ << "<table><thead><tr><th>Name</th><th>Code</th><th>Build id</th><th>Path</th></tr>"
+             "</thead>\n<tbody>\n";
   for (const Image& image : report_.images) {
     char range[64];
     snprintf(range, sizeof range, "0x%012" PRIx64 "&nbsp;–&nbsp;0x%012" PRIx64, image.start,
              image.end);
-    output_ << "<tr><td><b>" << ForHtml(image.name) << "</b></td><td><code>" << range
-            << "</code></td><td><code>" << ForHtml(image.uuid) << "</code></td><td class=path>"
-            << ForHtml(image.path) << "</td></tr>\n";
+    const std::string symbols = SymbolsText(image, &resolver_);
+    output_ << "<tr class=image><td><b>" << ForHtml(image.name) << "</b></td><td><code>" << range
+            << "</code></td><td><code>" << ForHtml(image.uuid) << "</code></td><td>"
+            << ForHtml(image.path);
+    if (!symbols.empty()) output_ << " <span class=where>" << ForHtml(symbols) << "</span>";
+    output_ << "</td></tr>\n";
   }
-  output_ << "</tbody></table></div>\n";
+  output_ << "</tbody></table></details>\n";
 }
 
 void HtmlPage::WriteHeader() {
+  BeginFold("header", "Header", report_.header.size());
   output_ << "<dl>\n";
   for (const auto& [label, value] : report_.header) {
-    output_ << "<dt>" << ForHtml(label) << "</dt><dd>"
+    output_ << "<dt>" << ForHtml(label) << "</dt><dd class=word>"
             << (value.empty() ? "<span class=none>none</span>" : ForHtml(value)) << "</dd>\n";
   }
-  output_ << "</dl>\n";
+  output_ << "</dl></details>\n";
+}
+
+void HtmlPage::WriteWords() {
+  if (report_.custom_info.empty()) return;
+  output_ << "<details id=words><summary><h2>Words of the host</h2></summary>\n<pre>";
+  std::string_view rest = report_.custom_info;
+  for (std::string_view line; TakeLine(&rest, &line);) {
+    output_ << "<span class=word>" << ForHtml(line) << "\n</span>";
+  }
+  output_ << "</pre></details>\n";
 }
 
 void HtmlPage::Write(const Headline& headline, const std::string& title) {
-  output_ << "<!DOCTYPE html>\n<html lang=en><head><meta charset=utf-8>\n"
-             "<meta name=viewport content=\"width=device-width, initial-scale=1\">\n"
-             "<meta http-equiv=Content-Security-Policy content=\"default-src 'none'; "
-             "style-src 'unsafe-inline'; script-src 'unsafe-inline'\">\n<title>"
-          << ForHtml(title) << "</title>\n<style>" << kPageStyle << "</style></head>\n<body>\n"
-          << "<h1>" << ForHtml(HeadlineText(headline)) << "</h1>\n<p class=top>" << ForHtml(title)
-          << "</p>\n";
-  WriteHeader();
-  if (!report_.exception.empty()) {
-    output_ << "<p class=exception>" << ForHtml(report_.exception) << "</p>\n";
-  }
-  const Thread* crashed = report_.CrashThread();
-  output_ << "<h2>Crashed here</h2>\n<details class=crashed open><summary>"
-          << (crashed == nullptr ? "" : ForHtml(ThreadGroupTitle({crashed}, &resolver_)))
-          << " <span class=tag>crashed</span></summary>\n";
-  WriteFrames(report_.crash_frames, headline.handler_frames);
-  output_ << "</details>\n";
+  BeginPage(title, &output_);
+  WriteHeadline(headline);
+  WriteNavigation(&output_);
+  output_ << "<main>\n";
+  WriteCrashed(headline);
   WriteThreads();
   WriteImages();
-  if (!report_.custom_info.empty()) {
-    output_ << "<h2>Words of the host</h2>\n<pre>" << ForHtml(report_.custom_info) << "</pre>\n";
-  }
-  output_ << "<script>" << kPageScript << "</script>\n</body></html>\n";
+  WriteHeader();
+  WriteWords();
+  output_ << "</main>\n<p class=where>" << ForHtml(title) << "</p>\n";
+  EndPage(&output_);
 }
 
 }  // namespace

@@ -48,6 +48,9 @@ constexpr uint32_t kSegment32 = 1;
 constexpr uint32_t kSymbolTable = 2;
 constexpr uint32_t kSegment64 = 25;
 constexpr uint32_t kUuid = 27;
+constexpr uint32_t kLoadLibrary = 12;
+constexpr uint32_t kLoadWeakLibrary = 0x80000018;
+constexpr uint32_t kReexportLibrary = 0x8000001f;
 
 // A name fills its field or ends with a zero.
 std::string_view FieldText(std::string_view bytes, uint64_t at) {
@@ -77,6 +80,12 @@ void ReadCommand(std::string_view bytes, uint64_t at, const Command& command, Ma
   if (command.type == kUuid) {
     const std::string_view uuid = Part(bytes, at + 8, 16);
     file->uuid = rtc::hex_encode(uuid.data(), uuid.size());
+  }
+  const bool library = command.type == kLoadLibrary || command.type == kLoadWeakLibrary ||
+                       command.type == kReexportLibrary;
+  uint32_t name = 0;
+  if (library && ReadRecord(bytes, at + 8, &name)) {
+    file->libraries.push_back(TextAt(Part(bytes, at, command.size), name));
   }
   SymbolTable table = {};
   if (command.type == kSymbolTable && ReadRecord(bytes, at, &table)) {

@@ -26,6 +26,8 @@ struct MachOFile {
   std::string uuid;
   uint64_t text_address = 0;
   std::vector<MachOSection> sections;
+  // Paths of the libraries that it is linked with.
+  std::vector<std::string_view> libraries;
   // The symbol table; count 0 without one.
   uint64_t symbols = 0;
   uint32_t symbol_count = 0;

@@ -8,21 +8,7 @@
 namespace oru_report {
 namespace {
 
-// Layouts as the formats fix them, 64-bit little-endian.
-struct ElfHeader {
-  unsigned char identity[16];
-  uint16_t type, machine;
-  uint32_t version;
-  uint64_t entry, segments, sections;
-  uint32_t flags;
-  uint16_t header_size, segment_size, segment_count, section_size, section_count, names;
-};
-struct ElfSection {
-  uint32_t name, type;
-  uint64_t flags, address, offset, size;
-  uint32_t link, info;
-  uint64_t align, entry_size;
-};
+// Layouts as the formats fix them, little-endian.
 struct ElfSymbol {
   uint32_t name;
   unsigned char info, other;
@@ -36,8 +22,6 @@ struct MachOSymbol {
   uint64_t value;
 };
 
-constexpr uint32_t kElfSymbols = 2;
-constexpr uint32_t kElfDynamicSymbols = 11;
 constexpr unsigned kElfFunction = 2;
 constexpr unsigned kElfIndirectFunction = 10;
 constexpr size_t kMaxSymbols = size_t{16} << 20;
@@ -54,30 +38,27 @@ SymbolTable::SymbolTable(std::string_view bytes, const BinarySlice& slice) {
   SortAndEnd();
 }
 
-void SymbolTable::ReadElfTable(std::string_view image, uint64_t symbols, uint64_t size,
-                               std::string_view strings) {
-  const uint64_t count = std::min<uint64_t>(size / sizeof(ElfSymbol), kMaxSymbols);
+void SymbolTable::ReadElfTable(std::string_view image, const ElfSection& section,
+                               std::string_view strings, bool exported) {
+  const uint64_t count = std::min<uint64_t>(section.size / sizeof(ElfSymbol), kMaxSymbols);
   for (uint64_t i = 0; i < count; ++i) {
     ElfSymbol symbol = {};
-    if (!ReadRecord(image, symbols + i * sizeof symbol, &symbol)) return;
+    if (!ReadRecord(image, section.offset + i * sizeof symbol, &symbol)) return;
     const unsigned type = symbol.info & 0xFU;
     const bool code = type == kElfFunction || type == kElfIndirectFunction;
     if (!code || symbol.section == 0 || symbol.size == 0) continue;
     const std::string_view name = TextAt(strings, symbol.name);
-    if (!name.empty()) symbols_.push_back({symbol.value, symbol.value + symbol.size, name});
+    if (name.empty()) continue;
+    symbols_.push_back({symbol.value, symbol.value + symbol.size, name, exported});
   }
 }
 
 void SymbolTable::ReadElf(std::string_view image) {
-  ElfHeader header = {};
-  if (!ReadRecord(image, 0, &header) || header.identity[4] != 2) return;
-  for (uint16_t i = 0; i < header.section_count; ++i) {
-    ElfSection section = {};
-    ElfSection strings = {};
-    if (!ReadRecord(image, header.sections + i * sizeof section, &section)) return;
-    if (section.type != kElfSymbols && section.type != kElfDynamicSymbols) continue;
-    if (!ReadRecord(image, header.sections + section.link * sizeof strings, &strings)) continue;
-    ReadElfTable(image, section.offset, section.size, Part(image, strings.offset, strings.size));
+  const std::vector<ElfSection> sections = ReadElfSections(image);
+  for (const ElfSection& section : sections) {
+    const bool dynamic = section.type == kElfDynamicSymbols;
+    if (!dynamic && section.type != kElfSymbols) continue;
+    ReadElfTable(image, section, LinkedStrings(image, sections, section), dynamic);
   }
 }
 
@@ -97,7 +78,7 @@ void SymbolTable::ReadMachO(std::string_view image) {
     std::string_view name = TextAt(strings, symbol.name);
     if (!name.empty() && name[0] == '_') name.remove_prefix(1);
     // The end is the next one's start.
-    if (!name.empty()) symbols_.push_back({symbol.value, 0, name});
+    if (!name.empty()) symbols_.push_back({symbol.value, 0, name, (symbol.type & 1U) != 0});
   }
 }
 

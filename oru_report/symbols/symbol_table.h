@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "oru_report/symbols/binary_slices.h"
+#include "oru_report/symbols/elf_file.h"
 
 namespace oru_report {
 
@@ -16,6 +17,8 @@ struct Symbol {
   uint64_t end = 0;
   // As stored; a Mach-O name without its first underscore.
   std::string_view name;
+  // Whether other images can see it.
+  bool exported = false;
 };
 
 class SymbolTable {
@@ -26,11 +29,13 @@ class SymbolTable {
   // The function that holds the address, or null: an address behind a function's end has no name.
   const Symbol* Find(uint64_t address) const;
   bool empty() const { return symbols_.empty(); }
+  // By start. One that is exported may stand there twice, also as one of the file's own.
+  const std::vector<Symbol>& symbols() const { return symbols_; }
 
  private:
   void ReadElf(std::string_view image);
-  void ReadElfTable(std::string_view image, uint64_t symbols, uint64_t size,
-                    std::string_view strings);
+  void ReadElfTable(std::string_view image, const ElfSection& section, std::string_view strings,
+                    bool exported);
   void ReadMachO(std::string_view image);
   void SortAndEnd();
 

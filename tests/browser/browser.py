@@ -104,17 +104,23 @@ class Browser:
                     return event
             self.events.append(self._message(deadline))
 
-    def open(self, url, width=1200, height=900, scale=1, dark=False):
-        """Loads a page at the given size and waits until it is there."""
+    def open(self, url, width=1200, height=900, scale=1, dark=False, media=""):
+        """Loads a page at the given size and waits until it is there. `media`: "print", say."""
         self.call("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=scale,
                   mobile=False)
         scheme = {"name": "prefers-color-scheme", "value": "dark" if dark else "light"}
-        self.call("Emulation.setEmulatedMedia", features=[scheme])
+        self.call("Emulation.setEmulatedMedia", media=media, features=[scheme])
         since = len(self.events)
         failure = self.call("Page.navigate", url=url).get("errorText")
         if failure:
             raise RuntimeError(f"{url}: {failure}")
         self.wait_for("Page.loadEventFired", since)
+
+    def press(self, key, modifiers=0):
+        """A key pressed and let go: one character, or a name such as "Escape"."""
+        text = {"text": key} if len(key) == 1 else {}
+        self.call("Input.dispatchKeyEvent", type="keyDown", key=key, modifiers=modifiers, **text)
+        self.call("Input.dispatchKeyEvent", type="keyUp", key=key, modifiers=modifiers)
 
     def evaluate(self, expression):
         """The value of a JavaScript expression in the page."""

@@ -53,7 +53,7 @@ expect 'logs' varnook -action uploadLog -logp l
 expect 'https://|http://' varnook -edpt http
 expect '' varnook -akscrt ''
 expect '-bukt' varnook -action uploadLog -b
-expect 'list|show|html|json|group|diff|--help|--version' oru-report ''
+expect 'list|show|html|json|group|diff|doctor|--help|--version' oru-report ''
 expect 'html' oru-report h
 expect '--json' oru-report list --j
 expect 'report.log|with blank|logs' oru-report list ''
@@ -69,7 +69,7 @@ mapfile -t keys < <(
     "$root/helper/command_line.cc")
 [ ${#keys[@]} -ge 13 ] || { echo "the keys of the command were not found in its source"; exit 1; }
 for key in "${keys[@]}"; do contains "-$key" varnook -; done
-for name in list show html json group diff; do
+for name in list show html json group diff doctor; do
   mapfile -t options < <("$command" "$name" --help | grep -oe '^  --[a-z-]*' | grep -oe '--[a-z-]*')
   [ ${#options[@]} -gt 0 ] || { echo "the options of $name were not found"; exit 1; }
   for option in "${options[@]}"; do contains "$option" oru-report "$name" -; done

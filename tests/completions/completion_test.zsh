@@ -71,7 +71,7 @@ expect() {
 expect 'varnook -action ' 'init requestDump uploadCrash uploadLog'
 expect 'varnook -action uploadLog -bu' '-bukt'
 expect 'varnook -libp ' 'logs'
-expect 'oru-report ' 'diff group html json list show'
+expect 'oru-report ' 'diff doctor group html json list show'
 expect 'oru-report list ' 'logs report.log'
 expect 'oru-report show --color ' 'always auto never'
 expect 'oru-report html --out' '--output'

@@ -5,6 +5,7 @@
 One page is of a real crash of the host program; the others are of reports made up here: many threads and images with
 long names, and a report in which everything that can be empty is.
 """
+import collections
 import os
 import re
 import subprocess
@@ -13,6 +14,8 @@ import tempfile
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(__file__), "..", "browser"))
+sys.path.insert(0, os.path.dirname(__file__))
+import fleet  # noqa: E402
 from browser import Browser  # noqa: E402
 
 ORU_REPORT, HOST_APP, SHOTS = sys.argv[1:4]
@@ -45,12 +48,29 @@ def big_report(threads=200, images=300):
 EMPTY_REPORT = header(7).replace("host\n", "\n") + "Crash Thread Backtrace:\n\nAll Thread Backtrace:\n\n\nBinary Images:\n\n" + \
     "UserCustomInfo:\n\n"
 
-FOLDS = "Array.from(document.querySelectorAll('details')).map(d => [d.open, d.classList.contains('crashed')])"
-ROWS = ("Array.from(document.querySelectorAll('#images tbody tr')).filter(r => r.getClientRects().length)"
-        ".map(r => r.cells[0].innerText)")
 OVERFLOW = "document.documentElement.scrollWidth - document.documentElement.clientWidth"
+# The contrast of every text with what is behind it, the lowest first.
+CONTRAST = """(() => {
+  const light = c => { const s = c / 255; return s <= 0.03928 ? s / 12.92 : Math.pow((s + 0.055) / 1.055, 2.4); };
+  const parts = text => text.match(/[\\d.]+/g).map(Number);
+  const bright = c => 0.2126 * light(c[0]) + 0.7152 * light(c[1]) + 0.0722 * light(c[2]);
+  const behind = element => {
+    for (let up = element; up; up = up.parentElement) {
+      const c = parts(getComputedStyle(up).backgroundColor);
+      if (c.length === 3 || c[3] > 0) return c;
+    }
+    return [255, 255, 255];
+  };
+  return Array.from(document.querySelectorAll('body *')).filter(e => Array.from(e.childNodes).some(
+    n => n.nodeType === 3 && n.textContent.trim()) && e.getClientRects().length && !e.closest('script, style, svg')).map(e => {
+    const a = bright(parts(getComputedStyle(e).color)), b = bright(behind(e));
+    return [(Math.max(a, b) + 0.05) / (Math.min(a, b) + 0.05), e.className + ' ' + e.tagName + ' ' + e.textContent.slice(0, 30)];
+  }).sort((x, y) => x[0] - y[0]);
+})()"""
 
-TABLE_OVERFLOW = "(w => w.scrollWidth - w.clientWidth)(document.querySelector('.wide'))"
+
+def visible(query):
+    return f"Array.from(document.querySelectorAll('{query}')).filter(e => e.getClientRects().length)"
 
 
 class Page(unittest.TestCase):
@@ -71,10 +91,10 @@ class Page(unittest.TestCase):
     def path(self, name):
         return os.path.join(self.folder.name, name)
 
-    def page_of(self, report):
+    def page_of(self, *inputs):
         """Makes the page of the report file and returns its URL."""
-        page = self.path(os.path.basename(report) + ".html")
-        subprocess.run([ORU_REPORT, "html", "--output", page, report], check=True, timeout=60)
+        page = self.path(os.path.basename(inputs[-1]) + ".html")
+        subprocess.run([ORU_REPORT, "html", "--output", page, *inputs], check=True, timeout=60)
         return "file://" + page
 
     def page_of_text(self, name, text):
@@ -84,43 +104,78 @@ class Page(unittest.TestCase):
 
     def real_report(self):
         dumps = self.path("dumps")
-        subprocess.run([HOST_APP, "--dump-dir", dumps, "--log-dir", self.path("logs"), "--app-id", "demo",
-                        "--session-id", "s1", "--sdk-version", "6.1.0", "--extra-info", "build 42", "--worker",
-                        "--idle-threads", "4", "--crash", "segv"],
-                       stderr=subprocess.DEVNULL, timeout=60, check=False)
+        if not os.path.exists(dumps):
+            subprocess.run([HOST_APP, "--dump-dir", dumps, "--log-dir", self.path("logs"), "--app-id", "demo",
+                            "--session-id", "s1", "--sdk-version", "6.1.0", "--extra-info", "build 42", "--worker",
+                            "--idle-threads", "4", "--crash", "segv"],
+                           stderr=subprocess.DEVNULL, timeout=60, check=False)
         version = os.path.join(dumps, "6.1.0")
         return os.path.join(version, os.listdir(version)[0])
 
+    def shoot(self, name):
+        self.browser.screenshot(os.path.join(SHOTS, name + ".png"), whole_page=True)
+
     def search(self, text):
-        """Types into the search field and returns the names of the images that are left."""
+        """Types into the search field and returns how many were found."""
         self.browser.evaluate("document.getElementById('search').select(); document.getElementById('search').focus()")
-        self.browser.call("Input.insertText", text=text)
-        return self.browser.evaluate(ROWS)
+        if text:
+            self.browser.call("Input.insertText", text=text)
+        else:
+            self.browser.evaluate("search.value = ''; search.dispatchEvent(new Event('input'))")
+        found = self.browser.evaluate("document.getElementById('found').textContent")
+        return int(found.split()[0]) if found else None
+
+    def count(self, query):
+        return self.browser.evaluate(visible(query) + ".length")
+
+    def text(self, query="body"):
+        return self.browser.evaluate(f"document.querySelector('{query}').innerText")
 
     def check_quiet(self, url):
         self.assertEqual(self.browser.complaints(), [])
         self.assertEqual(self.browser.requested(), [url])
 
-    def test_real_report(self):
+    def test_the_first_screen_says_what_where_and_whose(self):
         browser = self.browser
         url = self.page_of(self.real_report())
-        browser.open(url)
-        folds = browser.evaluate(FOLDS)
-        self.assertGreaterEqual(len(folds), 4)
-        self.assertEqual([crashed for is_open, crashed in folds if is_open], [True])
-        self.assertTrue(folds[0][0])
-        self.assertIn("worker", browser.evaluate("document.querySelector('details summary').innerText"))
-        self.assertIn("OruRTCSampleCrash", browser.evaluate("document.querySelector('.crashed').innerText"))
-        self.assertNotIn("/../", browser.evaluate("document.querySelector('.crashed').innerText"))
-        self.assertIn("host_app", browser.evaluate(ROWS))
-        self.assertIn("build 42", browser.evaluate("document.body.innerText"))
-        browser.screenshot(os.path.join(SHOTS, "real.png"), whole_page=True)
-        browser.open(url, dark=True)
-        self.assertEqual(browser.evaluate("matchMedia('(prefers-color-scheme: dark)').matches"), True)
-        browser.screenshot(os.path.join(SHOTS, "real-dark.png"))
-        browser.open(url, width=420, height=800)
-        browser.screenshot(os.path.join(SHOTS, "real-narrow.png"))
-        self.assertEqual(browser.evaluate(OVERFLOW), 0)
+        for width, height in ((1400, 900), (390, 844)):
+            browser.open(url, width=width, height=height)
+            head = self.text("header")
+            for words in ("Signal", "host_app::", "crash_deeds.cc:", "demo", "6.1.0", "s1"):
+                self.assertIn(words, head)
+            bottom = browser.evaluate("document.querySelector('header').getBoundingClientRect().bottom")
+            self.assertLess(bottom, height)
+            self.assertEqual(browser.evaluate(OVERFLOW), 0)
+            self.shoot(f"real-{width}")
+            browser.open(url, width=width, height=height, dark=True)
+            self.assertTrue(browser.evaluate("matchMedia('(prefers-color-scheme: dark)').matches"))
+            self.shoot(f"real-{width}-dark")
+
+    def test_everything_but_the_crashed_thread_is_folded(self):
+        self.browser.open(self.page_of(self.real_report()))
+        self.assertEqual(self.browser.evaluate(
+            "Array.from(document.querySelectorAll('details[open]')).map(d => d.id)"), ["crashed"])
+        self.assertIn("worker", self.text("#crashed summary"))
+        self.assertIn("frames of the crash handler", self.text("#crashed"))
+        self.assertIn("OruRTCSampleCrash", self.text("#crashed"))
+        self.assertNotIn("/../", self.text("#crashed"))
+        self.assertEqual(self.count(".mark.S") > 0, True)
+        self.browser.press("u")
+        self.assertEqual(self.browser.evaluate("document.querySelectorAll('details:not([open])').length"), 0)
+        self.assertIn("build 42", self.text())
+        self.assertIn("host_app", self.text("#images"))
+        self.shoot("real-unfolded")
+        self.browser.press("u")
+        self.assertEqual(self.browser.evaluate(
+            "Array.from(document.querySelectorAll('details[open]')).map(d => d.id)"), ["crashed"])
+
+    def test_text_is_readable_in_both_modes(self):
+        url = self.page_of(self.real_report())
+        for dark in (False, True):
+            self.browser.open(url, dark=dark)
+            self.browser.press("u")
+            lowest = self.browser.evaluate(CONTRAST)[0]
+            self.assertGreaterEqual(lowest[0], 4.5, lowest)
 
     def test_nothing_is_asked_of_the_network(self):
         url = self.page_of_text("quiet.log", big_report(3, 3))
@@ -135,59 +190,140 @@ class Page(unittest.TestCase):
         self.assertEqual(blocked, "refused")
         self.assertIn("Content Security Policy", str(self.browser.wait_for("Log.entryAdded")))
 
-    def test_unfolding_all_and_folding_back(self):
-        browser = self.browser
-        browser.open(self.page_of_text("folds.log", big_report(20, 5)))
-        before = browser.evaluate(FOLDS)
-        browser.evaluate("document.getElementById('fold').click()")
-        self.assertTrue(all(is_open for is_open, _ in browser.evaluate(FOLDS)))
-        browser.evaluate("document.getElementById('fold').click()")
-        self.assertEqual(browser.evaluate(FOLDS), before)
+    def test_one_search_finds_frames_threads_images_and_words(self):
+        self.browser.open(self.page_of_text("search.log", big_report(40, 300).replace("word" * 400, "first line\nneedle line")))
+        self.assertIsNone(self.search(""))
+        self.assertEqual(self.search("LIBRARY299"), 1)
+        self.assertEqual(self.browser.evaluate(visible("#images tr.image") + ".map(r => r.cells[0].innerText)"), ["library299.so"])
+        self.assertEqual(self.search("0000000000000000000000000000012b"), 1)
+        self.assertEqual(self.search("needle"), 1)
+        self.assertIn("needle line", self.text("#words"))
+        self.assertNotIn("first line", self.text("#words"))
+        self.assertEqual(self.search("worker number 17"), 1)
+        self.assertEqual(self.count("#threads .thread"), 1)
+        self.assertEqual(self.count("#threads .thread[open] .frame"), 12)
+        self.assertEqual(self.search("nothing has this name"), 0)
+        self.assertEqual(self.count(".frame, .image, .thread"), 0)
+        self.assertIsNone(self.search(""))
+        self.assertEqual(self.count("#crashed .frame"), 20)
 
-    def test_searching_images(self):
-        self.browser.open(self.page_of_text("search.log", big_report(2, 300)))
-        self.assertEqual(len(self.search("")), 300)
-        self.assertEqual(self.search("LIBRARY299"), ["library299.so"])
-        self.assertEqual(self.search("0000000000000000000000000000012b"), ["library299.so"])
-        self.assertEqual(self.search(hex(0x7f0000000000 + 5 * 0x100000 + 0x42)), ["library5.so"])
-        self.assertEqual(self.search("nothing has this name"), [])
-        self.assertEqual(self.browser.evaluate("document.getElementById('found').innerText"), "0 of 300")
-        self.assertEqual(len(self.search("a-long-folder-name")), 300)
-        self.browser.open(self.browser.evaluate("location.href"), width=420)
-        self.assertEqual(self.search("library42.so"), ["library42.so"])
+    def test_an_address_is_found_with_and_without_its_prefix(self):
+        self.browser.open(self.page_of_text("address.log", big_report(2, 300)))
+        inside = 0x7f0000000000 + 5 * 0x100000 + 0x42
+        for text in (hex(inside), hex(inside)[2:], "0x0000" + hex(inside)[2:]):
+            self.assertEqual(self.search(text), 1, text)
+            self.assertEqual(self.browser.evaluate(visible("#images tr.image") + ".map(r => r.cells[0].innerText)"), ["library5.so"])
+        self.assertEqual(self.count(".frame"), 0)
+        self.search("7f0000000003")
+        self.assertIn("0x00007f0000000003", self.text("#crashed"))
 
-    def test_many_threads_and_images_with_long_names(self):
+    def test_keys_move_between_what_was_found(self):
         browser = self.browser
-        url = self.page_of_text("big.log", big_report())
-        for width in (1200, 420):
+        browser.open(self.page_of_text("keys.log", big_report(5, 30)))
+        browser.press("/")
+        self.assertEqual(browser.evaluate("document.activeElement.id"), "search")
+        browser.call("Input.insertText", text="library2")
+        browser.press("Enter")
+        first = browser.evaluate("document.activeElement.innerText")
+        browser.press("n")
+        second = browser.evaluate("document.activeElement.innerText")
+        self.assertIn("library2.so", first)
+        self.assertIn("library20.so", second)
+        browser.press("p")
+        self.assertEqual(browser.evaluate("document.activeElement.innerText"), first)
+        browser.press("Escape")
+        self.assertEqual(browser.evaluate("search.value"), "")
+
+    def test_every_thread_and_frame_has_a_link(self):
+        browser = self.browser
+        url = self.page_of_text("links.log", big_report(30, 5))
+        browser.open(url + "#t1007-3")
+        self.assertTrue(browser.evaluate("document.getElementById('t1007').open && document.getElementById('threads').open"))
+        top = browser.evaluate("document.getElementById('t1007-3').getBoundingClientRect().top")
+        self.assertTrue(0 <= top < 900, top)
+        links = browser.evaluate("Array.from(document.querySelectorAll('a')).map(a => [a.hash.slice(1), "
+                                 "!!document.getElementById(a.hash.slice(1))])")
+        self.assertTrue(all(there for _, there in links))
+        frames = browser.evaluate("document.querySelectorAll('.frame').length")
+        self.assertEqual(len(links), frames + browser.evaluate("document.querySelectorAll('#threads .thread').length"))
+        self.assertEqual(len({name for name, _ in links}), len(links))
+
+    def test_headline_and_thread_can_be_copied(self):
+        browser = self.browser
+        browser.open(self.page_of_text("copy.log", big_report(3, 3)))
+        browser.evaluate("navigator.clipboard.writeText = text => { window.copied = text; return Promise.resolve(); }")
+        browser.evaluate("document.querySelector('header button').click()")
+        self.assertTrue(browser.evaluate("copied").startswith("Signal in OruRTC::Transport::Negotiation::Session::join()"))
+        browser.evaluate("document.querySelector('#t1001 button').click()")
+        lines = browser.evaluate("copied").strip().split("\n")
+        self.assertIn("worker number 1", lines[0])
+        self.assertEqual(len(lines), 13)
+        self.assertIn("join()", lines[1])
+
+    def test_a_thousand_threads_make_no_long_page(self):
+        browser = self.browser
+        url = self.page_of_text("big.log", big_report(1000, 300))
+        for width in (1400, 390):
             browser.open(url, width=width)
             self.assertEqual(browser.evaluate(OVERFLOW), 0, f"at {width} pixels")
-            self.assertEqual(browser.evaluate(TABLE_OVERFLOW), 0, f"at {width} pixels")
-            browser.screenshot(os.path.join(SHOTS, f"big-{width}.png"))
-        browser.evaluate("document.querySelector('#images').scrollIntoView()")
-        browser.screenshot(os.path.join(SHOTS, "big-images-narrow.png"))
+            # The crashed thread's twenty frames and four lines.
+            self.assertLess(browser.evaluate("document.documentElement.scrollHeight"), 4000)
+            self.shoot(f"big-{width}")
+            browser.press("u")
+            self.assertEqual(browser.evaluate(OVERFLOW), 0, f"unfolded at {width} pixels")
+        same = big_report(1000, 3).replace("number ", "").replace("<script>", "")
+        same = re.sub(r"(libOruRTCEngine.so +0x)[0-9a-f]+", r"\g<1>7f0000000010", same)
+        browser.open(self.page_of_text("same.log", same))
+        self.assertEqual(browser.evaluate("document.querySelectorAll('#threads .thread').length"), 1)
+        self.assertIn("999 threads", browser.evaluate("document.querySelector('#threads .thread summary').textContent"))
+
+    def test_print_shows_everything_without_the_controls(self):
+        browser = self.browser
+        url = self.page_of(self.real_report())
+        browser.open(url, media="print")
+        browser.evaluate("dispatchEvent(new Event('beforeprint'))")
+        self.assertEqual(self.count("nav, button, footer"), 0)
+        self.assertEqual(browser.evaluate("document.querySelectorAll('details:not([open])').length"), 0)
+        self.assertIn("build 42", self.text())
+        self.shoot("real-print")
+        browser.evaluate("dispatchEvent(new Event('afterprint'))")
+        self.assertEqual(browser.evaluate("document.querySelectorAll('details[open]').length"), 1)
         browser.open(url)
-        browser.evaluate("document.querySelector('#images').scrollIntoView()")
-        browser.screenshot(os.path.join(SHOTS, "big-images.png"))
-        folds = browser.evaluate(FOLDS)
-        self.assertEqual(len(folds), 200)
-        self.assertEqual(sum(is_open for is_open, _ in folds), 1)
 
     def test_a_thread_named_like_a_script_is_text(self):
         browser = self.browser
         browser.open(self.page_of_text("script.log", big_report(2, 2)))
-        # A thread is named like a script: it has to be text.
         self.assertEqual(browser.evaluate("document.querySelectorAll('summary script').length"), 0)
-        self.assertIn("<script>alert(1)</script>", browser.evaluate("document.querySelectorAll('summary')[1].innerText"))
+        self.assertIn("<script>alert(1)</script>", browser.evaluate("document.querySelector('#t1001 summary').textContent"))
 
     def test_empty_report(self):
         url = self.page_of_text("empty.log", EMPTY_REPORT)
         self.browser.open(url)
-        self.browser.screenshot(os.path.join(SHOTS, "empty.png"))
-        text = self.browser.evaluate("document.body.innerText")
+        self.browser.press("u")
+        self.shoot("empty")
+        text = self.text()
         # The process, the frames, the threads, the images.
         self.assertEqual(len(re.findall(r"\bnone\b|no frames", text)), 4, text)
         self.check_quiet(url)
+
+    def test_groups_of_a_folder(self):
+        archive = self.path("fleet.zip")
+        fleet.make_zip(600, archive)
+        url = self.page_of("--group", archive)
+        for width, dark in ((1400, False), (390, True)):
+            self.browser.open(url, width=width, dark=dark)
+            self.assertEqual(self.browser.evaluate(OVERFLOW), 0)
+            self.assertIn("600 reports", self.text("h1"))
+            self.assertEqual(self.browser.evaluate("document.querySelectorAll('header svg').length"), 2)
+            versions = self.browser.evaluate("Array.from(document.querySelectorAll('header svg')[1].querySelectorAll('title'))"
+                                             ".map(t => t.textContent)")
+            wanted = collections.Counter(map(fleet.version_of, range(600)))
+            self.assertEqual(versions, [f"{name}: {count}" for name, count in sorted(wanted.items())])
+            self.shoot(f"groups-{width}")
+        self.search("step4of0")
+        self.assertEqual(self.count("main .thread"), 1)
+        self.assertEqual(self.browser.complaints(), [])
+        self.assertEqual(set(self.browser.requested()), {url})
 
 
 if __name__ == "__main__":

@@ -73,15 +73,17 @@ TEST(RenderHtml, EscapesWhatTheReportHolds) {
 
 TEST(RenderHtml, LoadsNothing) {
   const std::string html = Html(Sample(), "t");
-  for (const char* word : {"src=", "href=", "http:", "https:", "@import", "url("}) {
+  for (const char* word : {"src=", "href=\"h", "href=\"/", "http:", "https:", "@import", "url("}) {
     EXPECT_EQ(html.find(word), std::string::npos) << word;
   }
 }
 
 TEST(RenderHtml, OpensOnlyTheCrashedThread) {
   const std::string html = Html(Sample(), "t");
-  EXPECT_NE(html.find("<details class=crashed open><summary>Thread 101"), std::string::npos);
-  EXPECT_NE(html.find("<details><summary>Thread 100"), std::string::npos);
+  EXPECT_NE(html.find("<details id=crashed class=\"crashed thread\" open><summary><h2>Crashed here"
+                      "</h2> Thread 101"),
+            std::string::npos);
+  EXPECT_NE(html.find("<details class=thread id=t100><summary>Thread 100"), std::string::npos);
 }
 
 TEST(RenderHtml, ShowsTheException) {
