@@ -6,10 +6,12 @@
 #include <malloc.h>
 #include <setjmp.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <condition_variable>
@@ -395,6 +397,36 @@ TEST(CallChainTest, WithNeitherTablesNorFramePointersTheInstructionIsGiven) {
   EXPECT_EQ(chain.status, ChainStatus::kComplete);
   ASSERT_EQ(chain.length, 1U);
   EXPECT_EQ(chain.entries[0], registers.rip);
+}
+
+std::vector<std::string> sNamesFromMadeCode;
+
+extern "C" __attribute__((noinline)) void LooksFromMadeCode() {
+  sNamesFromMadeCode = ChainsOf({CurrentThreadNumber()})[0].names;
+}
+
+extern "C" __attribute__((noinline)) void CallsMadeCode(const void* code) {
+  using MadeCode = void (*)(const void*, void (*)());
+  reinterpret_cast<MadeCode>(reinterpret_cast<uintptr_t>(code))(code, &LooksFromMadeCode);
+  ++sSink;
+}
+
+TEST(CallChainTest, FramesOfCodeMadeAtRunTimeAreWalkedWhereTheyLeadBackIntoAnImage) {
+  // push %rbp; mov %rsp,%rbp; mov %rdi,%rax; mov %rsi,%rdi; call *%rax; pop %rbp; ret
+  static const unsigned char kCode[] = {0x55, 0x48, 0x89, 0xe5, 0x48, 0x89, 0xf8,
+                                        0x48, 0x89, 0xf7, 0xff, 0xd0, 0x5d, 0xc3};
+  void* code =
+      mmap(nullptr, 4096, PROT_READ | PROT_WRITE | PROT_EXEC, MAP_PRIVATE | MAP_ANON, -1, 0);
+  ASSERT_NE(code, MAP_FAILED);
+  memcpy(code, kCode, sizeof(kCode));
+  CallsMadeCode(code);
+  munmap(code, 4096);
+  const auto& names = sNamesFromMadeCode;
+  const auto looks = std::find(names.begin(), names.end(), "LooksFromMadeCode");
+  const auto calls = std::find(names.begin(), names.end(), "CallsMadeCode");
+  ASSERT_NE(looks, names.end());
+  ASSERT_NE(calls, names.end());
+  EXPECT_EQ(calls - looks, 3) << "two frames of made code between them";
 }
 
 extern "C" __attribute__((noinline)) size_t Recurses(int depth) {

@@ -58,7 +58,7 @@ using ThreadVisitor = bool (*)(void* context, const ThreadLook& look);
 class ThreadCapture {
  public:
   ThreadCapture();
-  ~ThreadCapture();
+  ~ThreadCapture();  // NOLINT(performance-trivially-destructible): Linux has something to do
   ThreadCapture(const ThreadCapture&) = delete;
   ThreadCapture& operator=(const ThreadCapture&) = delete;
 
