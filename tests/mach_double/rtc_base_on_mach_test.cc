@@ -15,6 +15,7 @@
 #include "media_core/common/webrtc/rtc_base/critical_section.h"
 #include "media_core/common/webrtc/rtc_base/log_preference.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
+#include "media_core/common/webrtc/rtc_base/process_id.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "tests/mach_double/mach_double.h"
 #include "tests/rtc_base/thread_state.h"
@@ -207,6 +208,12 @@ TEST(MachPreference, EveryValueIsReadAndTheKeyReleased) {
   mach_double::SetInvalidPreference("org.example.app", "logToStdErr");
   EXPECT_EQ(LogPreference::kUnset, ReadPlatformLogPreference());
   EXPECT_EQ(0, mach_double::LiveObjects());
+}
+
+TEST(ProcessIdOnMach, AForkedChildHasItsOwn) {
+  EXPECT_EQ(getpid(), CurrentProcessId());
+  const ChildResult child = RunInFork([] { return CurrentProcessId() == getpid() ? 0 : 1; });
+  EXPECT_EQ(0, child.exit_code) << child.Ending();
 }
 
 }  // namespace

@@ -1,0 +1,65 @@
+// What macOS tells a signal handler, read from recorded contexts.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include "media_core/biz_engine/crash_handler/machine/threads/context_registers.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/fault.h"
+#include "tests/mach_double/recorded_context.h"
+
+namespace CrashHandler::machine {
+namespace {
+
+constexpr uint16_t kDivideError = 0;
+constexpr uint16_t kBreakpoint = 3;
+constexpr uint16_t kInvalidOpcode = 6;
+constexpr uint16_t kGeneralProtection = 13;
+constexpr uint16_t kPageFault = 14;
+constexpr uint16_t kSystemCall = 0x80;
+
+bool FaultBy(int signo, uint16_t vector) {
+  const mach_double::RecordedContext context = mach_double::RecordContext(vector, {});
+  const siginfo_t info = {};  // its code does not tell
+  return IsFault(signo, &info, context.get());
+}
+
+TEST(ContextOnMach, FaultsAreToldByTheWayIntoTheKernel) {
+  EXPECT_TRUE(FaultBy(SIGSEGV, kPageFault));
+  EXPECT_TRUE(FaultBy(SIGBUS, kPageFault));
+  EXPECT_TRUE(FaultBy(SIGSEGV, kGeneralProtection));
+  EXPECT_TRUE(FaultBy(SIGFPE, kDivideError));
+  EXPECT_TRUE(FaultBy(SIGILL, kInvalidOpcode));
+}
+
+TEST(ContextOnMach, ATrapIsNotRepeated) { EXPECT_FALSE(FaultBy(SIGTRAP, kBreakpoint)); }
+
+TEST(ContextOnMach, ASignalThatWasSentIsNoFault) {
+  for (const int signo : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP}) {
+    EXPECT_FALSE(FaultBy(signo, kSystemCall)) << signo;
+  }
+}
+
+TEST(ContextOnMach, OtherSignalsAreNoFaultsWhateverCameBefore) {
+  for (const int signo : {SIGABRT, SIGPIPE, SIGSYS}) EXPECT_FALSE(FaultBy(signo, kPageFault));
+}
+
+TEST(ContextOnMach, WithoutAContextItIsNoFault) {
+  const siginfo_t info = {};
+  EXPECT_FALSE(IsFault(SIGSEGV, &info, nullptr));
+}
+
+TEST(ContextOnMach, TheRegistersAreTheInterruptedOnes) {
+  x86_thread_state64_t state = {};
+  state.__rip = 0x1111;
+  state.__rsp = 0x2222;
+  state.__rbp = 0x3333;
+  state.__r15 = 0x4444;
+  const mach_double::RecordedContext context = mach_double::RecordContext(kPageFault, state);
+  const Registers registers = RegistersOfContext(context.get());
+  EXPECT_EQ(0x1111U, registers.rip);
+  EXPECT_EQ(0x2222U, registers.rsp);
+  EXPECT_EQ(0x3333U, registers.rbp);
+  EXPECT_EQ(0x4444U, registers.r15);
+}
+
+}  // namespace
+}  // namespace CrashHandler::machine
