@@ -77,6 +77,39 @@ TEST_F(NextStartTest, AReportThatCouldNotBeSentIsTriedAtTheNextStart) {
   EXPECT_EQ(Reports(), Strings{});
 }
 
+// Other starts look after the folder all the while: no report of a crash is lost or cut.
+TEST_F(NextStartTest, CrashesBesideOtherStartsLeaveWholeReports) {
+  constexpr int kCrashes = 12;
+  options_.timeout_s = 120;
+  options_.env = {{"HOST_APP", HOST_APP}};
+  const ChildResult run = oru_test::RunChild(
+      {"/bin/bash", "-c",
+       "ulimit -c 0\n"
+       "app() { \"$HOST_APP\" --look-back --app-id app --sdk-version 6.1.0 --dump-dir " +
+           dir_.Join("dumps") + " --log-dir " + dir_.Join("logs") +
+           "/$1 --session-id \"$@\"; }\n"
+           "touch " +
+           dir_.Join("on") +
+           "\n"
+           "for i in 1 2; do (while [ -e " +
+           dir_.Join("on") +
+           " ]; do app keeper$i; done) & done\n"
+           "for i in $(seq " +
+           std::to_string(kCrashes / 4) +
+           "); do for j in 1 2 3 4; do app s$i-$j --crash segv & crashes+=($!); done\n"
+           "wait \"${crashes[@]}\"; crashes=(); done\n"
+           "rm " +
+           dir_.Join("on") + "\nwait\nexit 0\n"},
+      options_);
+  ASSERT_EQ(run.exit_code, 0) << run.err;
+  const Strings reports = Reports();
+  EXPECT_EQ(reports.size(), static_cast<size_t>(kCrashes));
+  for (const std::string& report : reports) {
+    const std::string text = oru_test::ReadFile(dir_.Join("dumps/6.1.0/" + report));
+    EXPECT_NE(text.find("\nUserCustomInfo:\n"), std::string::npos) << report;
+  }
+}
+
 TEST_F(NextStartTest, ACrashOfTheAppsOwnLeavesNoReportAndIsKnownAllTheSame) {
   EXPECT_TRUE(Says(Run(), "host_app: the last run is not known\n"));
   const ChildResult run = Run({"--crash", "segv", "--outside-sdk"});
