@@ -45,6 +45,7 @@ class MultipartUpload {
     request.method = "POST";
     // With the sign: it is signed with it, and not every version of libcurl adds it.
     request.url = url_ + "?uploads=";
+    request.is_needed = true;
     StoreAnswer answer;
     const UploadStatus status = session_->Send(request, &answer);
     if (status != kStored) return status;

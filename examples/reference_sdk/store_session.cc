@@ -73,6 +73,8 @@ struct StoreSession::Exchange {
   uint64_t read = 0;
   uint64_t answer_bytes = 0;
   bool answer_head_is_whole = false;
+  // Set when the process was asked to end.
+  std::chrono::steady_clock::time_point end = std::chrono::steady_clock::time_point::max();
 
   void Rewind() {
     read = 0;
@@ -137,8 +139,14 @@ struct StoreSession::Exchange {
 
   // Called about once a second also when nothing moves.
   static int OnProgress(void* opaque, curl_off_t, curl_off_t, curl_off_t, curl_off_t) {
-    const bool clears_up = static_cast<Exchange*>(opaque)->request->clears_up;
-    return Termination::Requested() && !clears_up ? 1 : 0;
+    auto* exchange = static_cast<Exchange*>(opaque);
+    if (!Termination::Requested() || exchange->request->clears_up) return 0;
+    if (!exchange->request->is_needed) return 1;
+    const auto now = std::chrono::steady_clock::now();
+    if (exchange->end == exchange->end.max()) {
+      exchange->end = now + std::chrono::milliseconds(kClearUpMs);
+    }
+    return now < exchange->end ? 0 : 1;
   }
 };
 
@@ -247,7 +255,7 @@ UploadStatus StoreSession::Send(const StoreRequest& request, StoreAnswer* answer
     const UploadTry result = Try(&exchange);
     failure_->http_code = result.http_code;
     failure_->reason = ReasonOfTry(result);
-    const bool last = attempt == kUploadTries || request.clears_up;
+    const bool last = attempt == kUploadTries || request.clears_up || Termination::Requested();
     if (last || !IsWorthAnotherTry(result)) return StatusOfTry(result);
     PauseBeforeTry(attempt + 1, options_);
   }

@@ -29,6 +29,9 @@ struct StoreRequest {
   std::string text;
   // Told how far the body has come, counted from the start of `fd`; may be null.
   Progress* progress = nullptr;
+  // Once on its way, it is given ten seconds when the process is asked to end: its answer is needed
+  // to clear up.
+  bool is_needed = false;
   // A request that clears up is sent although the process is asked to end; it has ten seconds.
   bool clears_up = false;
 };

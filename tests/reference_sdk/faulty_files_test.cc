@@ -8,12 +8,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdlib>
+#include <random>
 #include <string>
 #include <vector>
 
 #include "examples/reference_sdk/log_files.h"
 #include "examples/reference_sdk/store_folder.h"
 #include "tests/reference_sdk/command_fixture.h"
+#include "tests/reference_sdk/scripted_server.h"
 
 namespace reference_sdk {
 namespace {
@@ -184,10 +187,13 @@ TEST(MayFollowLink, IsForTheUsersOwnAndTheSystems) {
 // An upload that is in the middle of packing ...
 class InterruptedTest : public FaultyFilesTest {
  protected:
-  pid_t Start() {
-    const Strings command = UploadCommand(Folder());
+  pid_t Start(const std::string& endpoint) {
+    const Strings command = UploadCommand(endpoint);
     const pid_t pid = fork();
     if (pid != 0) return pid;
+    for (const auto& variable : options_.env) {
+      setenv(variable.first.c_str(), variable.second.c_str(), 1);
+    }
     std::vector<char*> argv;
     argv.reserve(command.size() + 1);
     for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
@@ -213,7 +219,7 @@ TEST_F(InterruptedTest, ASignalToEndLeavesNothingBehind) {
   // More than is packed in the time that it takes to send a signal.
   ASSERT_NO_FATAL_FAILURE(WriteSparse("sparse.log", off_t{1000} << 30));
   for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
-    const pid_t pid = Start();
+    const pid_t pid = Start(Folder());
     EXPECT_TRUE(WaitForPart());
     kill(pid, signal);
     int ending = 0;
@@ -222,6 +228,35 @@ TEST_F(InterruptedTest, ASignalToEndLeavesNothingBehind) {
     EXPECT_EQ(WTERMSIG(ending), signal);
     EXPECT_EQ(Arrived(), Strings{});
   }
+}
+
+TEST_F(InterruptedTest, ASignalToEndHasTheStoreForgetTheParts) {
+  std::mt19937 random(11);
+  std::string noise(7000000, '\0');
+  for (char& byte : noise) byte = static_cast<char>(random());
+  oru_test::WriteFile(dir_.Join("logs/noise.log"), noise);
+  options_.env["ORU_SDK_SINGLE_PUT_MIB"] = "5";
+  options_.env["ORU_SDK_PART_MIB"] = "5";
+  options_.env["ORU_SDK_STALL_TIMEOUT_S"] = "60";
+  ScriptedAnswer begun;
+  const std::string id = "<R><UploadId>the-id</UploadId></R>";
+  begun.raw = "HTTP/1.1 200 OK\r\nContent-Length: " + std::to_string(id.size()) +
+              "\r\nConnection: close\r\n\r\n" + id;
+  // A part that would take seconds. What is on its way when the upload stops is read at that speed,
+  // too.
+  ScriptedAnswer slow;
+  slow.body_bytes_per_s = 1000000;
+  ScriptedServer server({begun, slow, {204}});
+  const pid_t pid = Start(server.endpoint());
+  for (int i = 0; i < 10000 && server.requests().empty(); ++i) usleep(3000);
+  kill(pid, SIGTERM);
+  int ending = 0;
+  waitpid(pid, &ending, 0);
+  EXPECT_TRUE(WIFSIGNALED(ending)) << ending;
+  const auto requests = server.requests();
+  ASSERT_GE(requests.size(), 2U);
+  EXPECT_NE(requests.back().head.find("uploadId=the-id HTTP/1.1"), std::string::npos);
+  EXPECT_EQ(requests.back().head.find("DELETE "), 0U) << requests.back().head;
 }
 
 }  // namespace
