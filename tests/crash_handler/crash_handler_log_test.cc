@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -108,6 +110,47 @@ TEST_F(CrashLog, ConsoleLockedForGoodLosesItsLinesButNotTheSinks) {
   });
   EXPECT_EQ("Crash_Handler (a/b.mm:42): text 7 \n101", out);
 }
+// Standard output, whose reader is gone.
+void CloseReaderOfStandardOutput() {
+  int ends[2];
+  if (pipe(ends) != 0 || dup2(ends[1], STDOUT_FILENO) < 0) _exit(90);
+  close(ends[0]);
+  close(ends[1]);
+}
+
+int sBrokenPipes = 0;
+
+TEST_F(CrashLog, APipeThatNobodyReadsRaisesNoSignal) {
+  const auto child = oru_test::RunInFork([] {
+    signal(SIGPIPE, [](int) { ++sBrokenPipes; });
+    CloseReaderOfStandardOutput();
+    CrashHandler::EnableOutputLogToConsole(true);
+    CrashHandler::SetLogSink([](CrashHandlerLogLevel, const char*, const char*, int32_t, char*) {
+      if (write(STDOUT_FILENO, "x", 1) == 1) _exit(91);
+    });
+    Log();
+    return sBrokenPipes;
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.Ending();
+}
+
+TEST_F(CrashLog, ABrokenPipeOfTheHostThatIsHeldStaysSo) {
+  const auto child = oru_test::RunInFork([] {
+    sigset_t only;
+    sigemptyset(&only);
+    sigaddset(&only, SIGPIPE);
+    pthread_sigmask(SIG_BLOCK, &only, nullptr);
+    raise(SIGPIPE);
+    CloseReaderOfStandardOutput();
+    CrashHandler::EnableOutputLogToConsole(true);
+    Log();
+    sigset_t pending;
+    sigpending(&pending);
+    return sigismember(&pending, SIGPIPE) == 1 ? 0 : 1;
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.Ending();
+}
+
 TEST_F(CrashLog, RemovedSinkGetsNothing) {
   CrashHandler::SetLogSink(CollectingSink);
   CrashHandler::SetLogSink(nullptr);

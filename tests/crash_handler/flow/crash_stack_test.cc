@@ -31,8 +31,7 @@ constexpr unsigned char kPaint = 0xA5;
 class PaintedStack {
  public:
   explicit PaintedStack(size_t size) : size_(size) {
-    void* const memory =
-        mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
+    void* const memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
     bytes_ = static_cast<unsigned char*>(memory);
     Paint();
     stack_t stack = {};
@@ -198,14 +197,14 @@ TEST(CrashStackTest, ACoroutineOf16KiBGivesAWholeReport) {
   const oru_test::TempDir dir;
   const auto child = oru_test::RunInFork([&dir] {
     constexpr size_t kSize = size_t{16} << 10;
-    void* const stack =
-        mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
+    void* const stack = mmap(nullptr, kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
     Install(dir.Join("dumps"));
     getcontext(&sCoroutine);
     sCoroutine.uc_stack.ss_sp = stack;
     sCoroutine.uc_stack.ss_size = kSize;
     sCoroutine.uc_link = &sMain;
-    makecontext(&sCoroutine, [] { OruRTCStackTestRaise(); }, 0);
+    makecontext(
+        &sCoroutine, [] { OruRTCStackTestRaise(); }, 0);
     return swapcontext(&sMain, &sCoroutine);
   });
   EXPECT_EQ(child.exit_code, 0) << child.Ending();

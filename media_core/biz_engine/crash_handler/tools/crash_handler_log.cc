@@ -1,3 +1,4 @@
+#include <signal.h>
 #include <stdio.h>
 #include <time.h>
 
@@ -6,6 +7,7 @@
 #include <cstdio>
 
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
+#include "utils/shared_held_signal.h"
 
 namespace CrashHandler {
 
@@ -38,6 +40,8 @@ bool LockConsole() {
 void PrintToConsole(const char* tag, const char* file, int32_t line, const char* message) {
   if (!LockConsole()) return;
   std::printf("%s (%s:%d): %s \n", tag, file, line, message);
+  // What stays behind would raise the broken pipe's signal later, outside of this line's care.
+  std::fflush(stdout);
   funlockfile(stdout);
 }
 
@@ -51,8 +55,12 @@ void PrintLog(CrashHandlerLogLevel level, const char* tag, const char* file, int
   std::vsnprintf(message, sizeof(message), format, arguments);
   va_end(arguments);
 
-  if (log_to_console.load(std::memory_order_relaxed)) PrintToConsole(tag, file, line, message);
+  const bool to_console = log_to_console.load(std::memory_order_relaxed);
   const CrashLogSink sink = log_callback.load(std::memory_order_relaxed);
+  if (!to_console && sink == nullptr) return;
+  // A pipe that nobody reads is no crash of the host, least of all one that is logged in turn.
+  const tessik::shared::HeldSignal broken_pipe(SIGPIPE);
+  if (to_console) PrintToConsole(tag, file, line, message);
   if (sink != nullptr) sink(level, tag, file, line, message);
 }
 

@@ -51,7 +51,8 @@ using CrashLogSink = void (*)(CrashHandlerLogLevel level, const char* tag, const
 // sink when one is set. Its own buffer is on the stack, so that signal and exception handlers may
 // log; with the console on it goes through the C library's standard output. A line that finds that
 // stream locked by another thread for half a second is not printed, nor the ones after it while
-// that lasts.
+// that lasts. Writing into a pipe that nobody reads, by the console or by the sink, raises no
+// SIGPIPE.
 #if defined(__GNUC__)
 __attribute__((format(printf, 5, 6)))
 #endif
