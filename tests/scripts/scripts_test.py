@@ -33,14 +33,14 @@ class Scripts(unittest.TestCase):
         newer = [r"\bmapfile\b", r"\breadarray\b", r"\bcoproc\b", r"declare -A", r"local -n", r"\$\{\w+(,|\^)", r"&>>", r"\|&",
                  r"\bwait -n", r"exec \{\w+\}", r"\brealpath\b", r"readlink -f", r"\bnproc\b", r"sed -i", r"grep -\w*P", r"-printf",
                  r"stat -c", r"date (-d|--)", r"\btimeout \d", r"xargs .*-r\b", r"sort -V", r"cp -\w*a", r"\bsetsid\b", r"mktemp --"]
-        for script in ("demo", "install-deps", "mac-check", "format"):
+        for script in ("demo", "install-deps", "mac-check", "format", "symbols"):
             with open(os.path.join(ROOT, "scripts", script), encoding="utf-8") as stream:
                 text = stream.read()
             for construct in newer:
                 self.assertIsNone(re.search(construct, text), f"{script}: {construct}")
 
     def test_all_others_say_at_once_that_they_are_for_linux(self):
-        for script in set(SCRIPTS) - {"demo", "install-deps", "mac-check", "format"}:
+        for script in set(SCRIPTS) - {"demo", "install-deps", "mac-check", "format", "symbols"}:
             with open(os.path.join(ROOT, "scripts", script), encoding="utf-8") as stream:
                 self.assertIn(f'{script}: this is for Linux; on a Mac use scripts/mac-check', stream.read())
 

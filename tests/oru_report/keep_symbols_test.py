@@ -1,0 +1,72 @@
+"""`scripts/symbols` keeps what a stripped program's reports need, and the page and the terminal show its lines.
+
+  keep_symbols_test.py SOURCE_FOLDER ORU_REPORT
+"""
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+SYMBOLS = os.path.join(os.path.abspath(sys.argv[1]), "scripts", "symbols")
+ORU_REPORT = os.path.abspath(sys.argv[2])
+
+
+def run(*command, status=0):
+    done = subprocess.run(command, capture_output=True, text=True, timeout=60, check=False)
+    assert done.returncode == status, (done.returncode, done.stderr)
+    return done.stdout
+
+
+class KeepSymbols(unittest.TestCase):
+    def setUp(self):
+        self.folder = tempfile.mkdtemp()
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.tree = os.path.join(self.folder, "tree")
+        os.makedirs(os.path.join(self.tree, "lib"))
+        self.library = os.path.join(self.tree, "lib", "libx.so")
+        source = os.path.join(self.folder, "engine.c")
+        with open(source, "w", encoding="utf-8") as file:
+            file.write("static __attribute__((noinline)) int Hidden(volatile int* p) {\n  return *p = 1;\n}\n"
+                       "int Shown(volatile int* p) { return Hidden(p) + 1; }\n")
+        run("clang", "-g", "-O1", "-shared", "-fPIC", "-Wl,--build-id=sha1", source, "-o", self.library)
+        self.address = int(re.search(r"([0-9a-f]+) t Hidden", run("nm", self.library)).group(1), 16)
+        self.id = re.search(r"Build ID: ([0-9a-f]+)", run("readelf", "-n", self.library)).group(1)
+
+    def report(self):
+        start = 0x7f0000000000
+        text = ("Harware Model:     x86_64\nProcess:           h\nCrash Thread:      1\n\nCrash Thread Backtrace:\n"
+                f"/gone/libx.so(+0x1) [{hex(start + self.address)}]\n\nAll Thread Backtrace:\n\n\nBinary Images:\n"
+                f"{hex(start):>18} - {hex(start + 0xffff):>18}  libx.so arm64  <{self.id[:32]}> /gone/libx.so\n\nUserCustomInfo:\n\n")
+        path = os.path.join(self.folder, "report.log")
+        with open(path, "w", encoding="utf-8") as file:
+            file.write(text)
+        return path
+
+    def test_a_stripped_programs_report_has_its_lines(self):
+        out = os.path.join(self.folder, "kept")
+        self.assertIn("kept those of 1 files", run(SYMBOLS, "--output", out, "--strip", self.tree))
+        self.assertTrue(os.path.exists(f"{out}/.build-id/{self.id[:2]}/{self.id[2:]}.debug"))
+        self.assertNotIn(".debug_info", run("readelf", "-S", "--wide", self.library))
+        text = run(ORU_REPORT, "show", "--symbols", out, self.report())
+        self.assertIn("Hidden", text)
+        self.assertIn("engine.c:", text)
+
+    def test_another_release_is_kept_beside_it(self):
+        run(SYMBOLS, self.tree)
+        run(SYMBOLS, self.tree)
+        self.assertEqual(len(os.listdir(self.tree + "-symbols/.build-id")), 1)
+
+    def test_a_tree_without_any_is_told(self):
+        empty = os.path.join(self.folder, "empty")
+        os.makedirs(empty)
+        run(SYMBOLS, empty, status=1)
+        run(SYMBOLS, os.path.join(self.folder, "absent"), status=1)
+        run(SYMBOLS, "--wrong", status=2)
+        run(SYMBOLS, status=2)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
