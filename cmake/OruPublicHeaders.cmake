@@ -28,6 +28,7 @@ set(ORU_RTC_BASE_HEADERS
   media_core/common/webrtc/rtc_base/time_utils.h
   media_core/common/webrtc/rtc_base/trace_crash_flush.h
   media_core/common/webrtc/rtc_base/trace_event.h
+  media_core/common/webrtc/rtc_base/version.h
 )
 # Those above include these.
 set(ORU_RTC_BASE_INCLUDED_HEADERS

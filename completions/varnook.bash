@@ -10,6 +10,10 @@ _varnook() {
     esac
     return
   fi
+  if [ "$COMP_CWORD" -eq 1 ] && [[ $current == --* ]]; then
+    COMPREPLY=(--version)
+    return
+  fi
   mapfile -t COMPREPLY < <(compgen -W '-action -apid -seid -ver -delay -akid -akscrt -sectkn -edpt -bukt -logp -libp
     -ext -pid -tid -ctype -exinfo' -- "$current")
 }

@@ -1,11 +1,14 @@
 #import <Foundation/Foundation.h>
 
 #include <signal.h>
+#include <stdio.h>
+#include <string.h>
 
 #include "helper/command_line.h"
 #import "helper/console_log.h"
 #import "helper/readable_string.h"
 #include "helper/upload_bridge.h"
+#include "media_core/common/webrtc/rtc_base/version.h"
 
 namespace {
 
@@ -34,6 +37,8 @@ int main(int argc, char **argv) {
   // Whoever started the command and read its log may be gone: that must not end the upload. GNUstep
   // sees to it by itself, Apple's Foundation does not.
   signal(SIGPIPE, SIG_IGN);
+  // Beside what the command does anyway with a key that has no value.
+  if (argc == 2 && strcmp(argv[1], "--version") == 0) printf("varnook %s\n", ORU_VERSION);
   @autoreleasepool {
     NSLog(@"varnook upload_log");
     CommandLine command = ParseCommandLine(argc, argv, LogArgument);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "media_core/common/webrtc/rtc_base/version.h"
 #include "oru_report/commands/commands.h"
 #include "oru_report/commands/options.h"
 

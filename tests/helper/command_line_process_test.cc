@@ -1,6 +1,7 @@
 // The command line and the actions, seen from outside the process.
 #include <unistd.h>
 
+#include "media_core/common/webrtc/rtc_base/version.h"
 #include "tests/helper/varnook_process.h"
 
 namespace oru_test {
@@ -24,6 +25,18 @@ TEST_F(CommandLineProcess, NoArgumentsLogsAnEmptyLibraryPath) {
   const VarnookRun run = Run({});
   EXPECT_EQ(run.log, (Lines{"varnook upload_log", "varnook LibraryPath was empty!"}));
   EXPECT_EQ(run.process.Ending(), "exit 0");
+}
+
+TEST_F(CommandLineProcess, TheVersionIsPrintedBesideWhatIsLoggedAnyway) {
+  const VarnookRun plain = Run({});
+  standard_output_ = "varnook " ORU_VERSION "\n";
+  const VarnookRun run = Run({"--version"});
+  EXPECT_EQ(run.log, plain.log);
+  EXPECT_EQ(run.process.Ending(), "exit 0");
+}
+
+TEST_F(CommandLineProcess, AVersionAmongOtherArgumentsIsAKeyLikeAnyUnknownOne) {
+  EXPECT_EQ(Run({"--version", "value"}).process.Ending(), "exit 0");
 }
 
 TEST_F(CommandLineProcess, WithoutALogPathTheOneUnderHomeIsPassedOn) {

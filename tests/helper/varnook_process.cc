@@ -98,7 +98,7 @@ VarnookRun VarnookTest::RunArgv(const std::vector<std::string>& argv) {
   }
   run.sdk = SplitEntries(FileOrNothing(dir_.Join("record")));
   run.sleeps = SplitLines(FileOrNothing(dir_.Join("sleeps")));
-  EXPECT_EQ(run.process.out, "");
+  EXPECT_EQ(run.process.out, standard_output_);
   return run;
 }
 

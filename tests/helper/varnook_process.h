@@ -60,6 +60,8 @@ class VarnookTest : public testing::Test {
   std::string Home() const { return dir_.Join("home"); }
 
   TempDir dir_;
+  // What the next run has to write there.
+  std::string standard_output_;
   ChildOptions options_;
 
   void SetUp() override;
