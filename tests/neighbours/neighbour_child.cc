@@ -20,6 +20,12 @@
 // What the filter finds on the stack.
 extern "C" CHILD_FUNCTION int OruRTCNeighbourDeed(int (*deed)()) { return deed() + 1; }
 
+// A recursion in the SDK: the frames that are looked at are all its.
+extern "C" CHILD_FUNCTION int OruRTCRecurse(volatile char* above) {
+  volatile char frame[4096] = {};
+  return above == nullptr ? 0 : OruRTCRecurse(frame) + frame[0];
+}
+
 namespace {
 
 using CrashHandler::CrashHandlerProxy;
@@ -37,14 +43,9 @@ CHILD_FUNCTION int Abort() {
   return 0;
 }
 
-CHILD_FUNCTION int Recurse(volatile char* above) {
-  volatile char frame[4096] = {};
-  return above == nullptr ? 0 : Recurse(frame) + frame[0];
-}
-
 CHILD_FUNCTION int Overflow() {
   volatile char first = 0;
-  return Recurse(&first);
+  return OruRTCRecurse(&first);
 }
 
 int RaiseBenignFaults() {

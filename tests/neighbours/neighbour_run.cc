@@ -15,7 +15,7 @@ constexpr size_t kThreads = 2;
 void ExpectReport(const std::string& text, size_t threads) {
   const oru_test::CrashReportText report = oru_test::ParseCrashReport(text);
   EXPECT_EQ("", report.error);
-  EXPECT_TRUE(oru_test::CrashReportText::AnyContains(report.crash_frames, "OruRTCNeighbourDeed"));
+  EXPECT_TRUE(oru_test::CrashReportText::AnyContains(report.crash_frames, "(OruRTC"));
   EXPECT_EQ(std::vector<std::string>{}, report.thread_failures);
   EXPECT_GE(report.threads.size(), threads);
 }
