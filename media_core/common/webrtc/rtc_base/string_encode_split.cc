@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <utility>
 
 #include "media_core/common/webrtc/rtc_base/string_encode.h"
@@ -61,6 +62,9 @@ size_t tokenize_with_empty_tokens(const std::string& source, char delimiter, Fie
 
 size_t tokenize(const std::string& source, char delimiter, Fields* fields) {
   if (fields == nullptr) return 0;
+  // Not for more: most of the pieces between many delimiters may be empty.
+  constexpr size_t kMaxReserved = 64;
+  fields->reserve(std::min(CountOf(source.data(), source.size(), delimiter) + 1, kMaxReserved));
   FieldWriter writer(fields);
   AddTokens(source.data(), source.data() + source.size(), delimiter, &writer);
   return writer.Finish();
