@@ -8,13 +8,18 @@
 namespace CrashHandler::machine {
 namespace {
 
+// Of the last size that was understood.
+uint64_t sSlack = 0;
+
 // The size, or -1 when the beginning is not understood.
 int64_t SizeOf(const std::vector<uint8_t>& instructions) {
   uint8_t code[kPrologueSize];
   memset(code, 0x90, sizeof(code));
   memcpy(code, instructions.data(), instructions.size());
-  uint64_t size = 0;
-  return FrameSizeOfPrologue(code, &size) ? static_cast<int64_t>(size) : -1;
+  FrameSize size;
+  if (!FrameSizeOfPrologue(code, &size)) return -1;
+  sSlack = size.slack;
+  return static_cast<int64_t>(size.least);
 }
 
 TEST(FramePrologueTest, OnlyTheFramePointer) { EXPECT_EQ(SizeOf({0x55, 0x48, 0x89, 0xe5}), 0); }
@@ -28,6 +33,13 @@ TEST(FramePrologueTest, WithRegistersThatAreKept) {
   EXPECT_EQ(SizeOf({0xf3, 0x0f, 0x1e, 0xfa, 0x55, 0x48, 0x89, 0xe5, 0x41, 0x57, 0x41, 0x56, 0x53,
                     0x48, 0x83, 0xec, 0x18}),
             3 * 8 + 0x18);
+}
+
+TEST(FramePrologueTest, AnAlignedStackPointerIsNotToldExactly) {
+  EXPECT_EQ(SizeOf({0x55, 0x48, 0x89, 0xe5, 0x48, 0x83, 0xe4, 0xe0, 0x48, 0x83, 0xec, 0x40}), 0x40);
+  EXPECT_EQ(sSlack, 24U);
+  EXPECT_EQ(SizeOf({0x55, 0x48, 0x89, 0xe5, 0x53, 0x48, 0x83, 0xec, 0x18}), 0x20);
+  EXPECT_EQ(sSlack, 0U);
 }
 
 TEST(FramePrologueTest, AFunctionWithoutAFramePointerHasNone) {

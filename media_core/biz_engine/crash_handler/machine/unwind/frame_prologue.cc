@@ -9,6 +9,7 @@ constexpr uint8_t kBranchMark[] = {0xf3, 0x0f, 0x1e, 0xfa};
 constexpr uint8_t kPushFrame[] = {0x55};
 constexpr uint8_t kMoveFrame[] = {0x48, 0x89, 0xe5};
 constexpr uint8_t kMoveFrameOtherForm[] = {0x48, 0x8b, 0xec};
+constexpr uint8_t kAlign[] = {0x48, 0x83, 0xe4};
 constexpr uint8_t kSubtractByte[] = {0x48, 0x83, 0xec};
 constexpr uint8_t kSubtractWord[] = {0x48, 0x81, 0xec};
 
@@ -47,18 +48,19 @@ class Instructions {
 
 }  // namespace
 
-bool FrameSizeOfPrologue(const uint8_t (&code)[kPrologueSize], uint64_t* size) {
+bool FrameSizeOfPrologue(const uint8_t (&code)[kPrologueSize], FrameSize* size) {
   constexpr int kMaxPushes = 6;
   Instructions next(code);
   next.Take(kBranchMark);
   if (!next.Take(kPushFrame)) return false;
   if (!next.Take(kMoveFrame) && !next.Take(kMoveFrameOtherForm)) return false;
-  *size = 0;
-  for (int i = 0; i < kMaxPushes && next.TakePush(); ++i) *size += sizeof(uint64_t);
+  *size = {};
+  for (int i = 0; i < kMaxPushes && next.TakePush(); ++i) size->least += sizeof(uint64_t);
+  if (next.Take(kAlign)) size->slack = 0 - next.TakeNumber<int8_t>() - sizeof(uint64_t);
   if (next.Take(kSubtractByte)) {
-    *size += next.TakeNumber<int8_t>();
+    size->least += next.TakeNumber<int8_t>();
   } else if (next.Take(kSubtractWord)) {
-    *size += next.TakeNumber<int32_t>();
+    size->least += next.TakeNumber<int32_t>();
   }
   return true;
 }

@@ -11,10 +11,16 @@ namespace CrashHandler::machine {
 // More than the longest beginning that is understood.
 constexpr size_t kPrologueSize = 32;
 
-// How far the function's frame pointer lies above its stack pointer, behind these first
-// instructions: "push %rbp; mov %rsp,%rbp", pushes of further registers, "sub $size,%rsp". False
-// when the function begins in another way.
-bool FrameSizeOfPrologue(const uint8_t (&code)[kPrologueSize], uint64_t* size);
+// How far a function's frame pointer lies above its stack pointer.
+struct FrameSize {
+  uint64_t least = 0;
+  // It may be as much more as aligning the stack pointer took; a multiple of 8.
+  uint64_t slack = 0;
+};
+
+// That of a function behind these first instructions: "push %rbp; mov %rsp,%rbp", pushes of further
+// registers, "and $-alignment,%rsp", "sub $size,%rsp". False when it begins in another way.
+bool FrameSizeOfPrologue(const uint8_t (&code)[kPrologueSize], FrameSize* size);
 
 // The longest call.
 constexpr size_t kCallSize = 7;

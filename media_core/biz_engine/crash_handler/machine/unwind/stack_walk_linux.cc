@@ -140,19 +140,23 @@ class Walk {
   // it, if the word above it is a return address.
   bool RecoverFramePointer(const UnwindRow& row) {
     constexpr int64_t kRecord = 16;
+    constexpr uint64_t kMostSlack = 64;
     if (row.frame_by_expression || row.frame_register != kUnwindRegisterRbp) return false;
     if (row.frame_offset != kRecord || registers_.Knows(kUnwindRegisterRbp)) return false;
     uint8_t code[kPrologueSize];
-    uint64_t size = 0;
+    FrameSize size;
     if (!ReadTable(state_, row.code_start, code, sizeof(code))) return false;
-    if (!FrameSizeOfPrologue(code, &size)) return false;
-    const uint64_t frame = registers_.value[kUnwindRegisterRsp] + size;
-    uint64_t entry[2];
-    if (!state_->stack.Read(kOwnMemory, frame, entry, sizeof(entry))) return false;
-    if (!IsReturnAddress(entry[1])) return false;
-    registers_.value[kUnwindRegisterRbp] = frame;
-    registers_.unknown &= ~(uint64_t{1} << kUnwindRegisterRbp);
-    return true;
+    if (!FrameSizeOfPrologue(code, &size) || size.slack > kMostSlack) return false;
+    const uint64_t least = registers_.value[kUnwindRegisterRsp] + size.least;
+    for (uint64_t frame = least; frame <= least + size.slack; frame += sizeof(frame)) {
+      uint64_t entry[2];
+      if (!state_->stack.Read(kOwnMemory, frame, entry, sizeof(entry))) return false;
+      if (!IsReturnAddress(entry[1])) continue;
+      registers_.value[kUnwindRegisterRbp] = frame;
+      registers_.unknown &= ~(uint64_t{1} << kUnwindRegisterRbp);
+      return true;
+    }
+    return false;
   }
 
   bool IsReturnAddress(uint64_t address) {
