@@ -1,7 +1,5 @@
 #include <execinfo.h>
 
-#include <cstdint>
-
 #include "media_core/biz_engine/crash_handler/darwin/exception_stack.h"
 #include "media_core/biz_engine/crash_handler/darwin/frame_symbols.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
@@ -28,10 +26,8 @@ bool IsStackOf(NSException* exception, void* const* frames, int count) {
   const auto raised_count = static_cast<int>([raised count]);
   int same = 0;
   while (same < raised_count && same < count) {
-    NSNumber* address = [raised objectAtIndex:static_cast<NSUInteger>(raised_count - 1 - same)];
-    if ([address unsignedLongLongValue] != reinterpret_cast<uintptr_t>(frames[count - 1 - same])) {
-      break;
-    }
+    NSValue* address = [raised objectAtIndex:static_cast<NSUInteger>(raised_count - 1 - same)];
+    if ([address pointerValue] != frames[count - 1 - same]) break;
     ++same;
   }
   return raised_count == 0 || raised_count - same <= 1;
