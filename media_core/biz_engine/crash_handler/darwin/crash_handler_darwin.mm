@@ -11,6 +11,7 @@
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/frame_symbols.h"
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_flush.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_guard.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_reserve.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_stack.h"
@@ -176,6 +177,10 @@ void HandleSignal(SignalCall* call) {
     ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %d",
                            static_cast<int>(reinterpret_cast<intptr_t>(function)));
   });
+  // A signal that was only sent may be survived.
+  if (call->signo == SIGABRT || machine::IsFault(call->signo, call->info, call->context)) {
+    Guarded([] { FlushBeforeTheEnd(); });
+  }
   LeaveCrashToHost();
 }
 
@@ -266,6 +271,7 @@ void OruRTCExceptionHandler(NSException* exception) {
     [CreateOruRTCCrashReport() reportCrashWithException:exception];
     ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler is= %p",
                            reinterpret_cast<void*>(OruRTCOldExceptionHandler));
+    FlushBeforeTheEnd();
     LeaveCrashToHost();
   }
   if (OruRTCOldExceptionHandler != nullptr) OruRTCOldExceptionHandler(exception);
@@ -314,6 +320,7 @@ void OruRTCTerminateCatchHandler() {
   }
   ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
                          reinterpret_cast<void*>(OruRTCOldTerminateHandler));
+  FlushBeforeTheEnd();
   LeaveCrashToHost();
   if (OruRTCOldTerminateHandler != nullptr) OruRTCOldTerminateHandler();
   std::set_terminate(nullptr);

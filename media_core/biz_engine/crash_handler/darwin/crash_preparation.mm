@@ -7,6 +7,7 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_flush.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_guard.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_reserve.h"
 #include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
@@ -48,6 +49,7 @@ void PrepareForCrash() {
   const MissingReserve missing = PrepareCrashReserve();
   PrepareBacktrace();
   PrepareLocalTime();
+  PrepareCrashFlush();
   const bool has_foundation = RunWithoutExceptions(PrepareFoundation);
   const bool has_stacks = RunWithoutExceptions(PrepareCallStacks);
   if (missing.memory) ORU_CRASH_LOG_PROBLEM("crash preparation: memory is missing");

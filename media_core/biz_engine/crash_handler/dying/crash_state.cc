@@ -10,7 +10,9 @@
 
 #include "media_core/biz_engine/crash_handler/crash_settings.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_flush.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_stack.h"
+#include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/bounded_wait.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/helper_thread.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/own_signal.h"
@@ -77,7 +79,10 @@ bool WriteRescuedReport(const void* context) {
   return WriteStreamedReport(sCrash.facts, *PublishedSettings::Reader(*settings), sCrash.rescued);
 }
 
-void EndByCrash() { EndBy(sCrash.signo.load()); }
+void EndByCrash() {
+  FlushBeforeTheEnd();
+  EndBy(sCrash.signo.load());
+}
 
 }  // namespace
 
@@ -94,6 +99,7 @@ void BeginCrashReport(int signo, CrashType kind) {
   sCrash.report_is_due = false;
   sCrash.rescued[0] = '\0';
   sCrash.signo.store(signo);
+  machine::ChooseMemoryWay();
   sCrash.stage.store(CrashStage::kReporting);
   StartCrashDeadline({[] { return RescueReport(); }, &EndByCrash});
 }

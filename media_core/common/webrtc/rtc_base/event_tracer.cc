@@ -147,3 +147,7 @@ void ShutdownInternalTracer() {
 
 }  // namespace tracing
 }  // namespace rtc
+
+extern "C" bool OruRtcFlushTraceOfCrash(int64_t max_wait_ns) {
+  return rtc::tracing::FlushTraceOfCrash(max_wait_ns);
+}

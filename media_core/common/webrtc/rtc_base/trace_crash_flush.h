@@ -26,6 +26,9 @@ bool FlushTraceOfCrash(int64_t max_wait_ns);
 }  // namespace tracing
 }  // namespace rtc
 
+// The same under a name by which crash capture finds it at run time, without needing this library.
+extern "C" bool OruRtcFlushTraceOfCrash(int64_t max_wait_ns);
+
 #pragma GCC visibility pop
 
 #endif  // MEDIA_CORE_COMMON_WEBRTC_RTC_BASE_TRACE_CRASH_FLUSH_H_
