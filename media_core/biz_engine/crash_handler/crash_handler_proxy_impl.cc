@@ -47,7 +47,7 @@ const char* CrashHandlerProxyImpl::GetCrashDumpDirPath() {
 }
 
 std::string CrashHandlerProxyImpl::CopyCrashDumpDirPath() {
-  const std::string configured = PublishedSettings::Reader(settings_)->dump_dir;
+  std::string configured = PublishedSettings::Reader(settings_)->dump_dir;
   if (!configured.empty()) {
     ORU_CRASH_LOG_PROGRESS("Alread set backup log dir: %s", configured.c_str());
     if (DirExistsOrCreat(configured)) return configured;

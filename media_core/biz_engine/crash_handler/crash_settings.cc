@@ -45,7 +45,7 @@ void PublishedSettings::Change(const std::function<void(CrashSettings*)>& change
       change(changed.get());
       const CrashSettings* const seen = expected;
       if (current_.compare_exchange_strong(expected, changed.get())) {
-        changed.release();
+        (void)changed.release();  // published
         replaced = seen;
         break;
       }
