@@ -2,9 +2,16 @@
 // stands in its report.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
 
 #include "tests/crash_matrix/crash_scenario_test.h"
 #include "tests/crash_matrix/matrix_frames.h"
+#include "tests/crash_matrix/scenario_process.h"
+#include "tests/support/files.h"
 
 namespace {
 
@@ -144,6 +151,46 @@ TEST_F(CrashEndingTest, FaultWithoutAFreeDescriptorLeavesAWholeReport) {
       oru_test::ParseCrashReport(oru_test::ReadFile(dir_.Join("dumps/" + Files()[0])));
   EXPECT_GE(report.threads.size(), 1U);
   EXPECT_TRUE(report.thread_failures.empty());
+}
+
+// Runs a copy of the program that has root's rights as another user, in that one's home.
+ChildResult RunWithMoreRights(const oru_test::TempDir& home, const std::string& option) {
+  constexpr uid_t kAnotherUser = 65534;
+  const oru_test::TempDir programs;
+  const std::string program = programs.Join("program");
+  oru_test::WriteFile(program, oru_test::ReadFile(crash_test::ScenarioChild()));
+  EXPECT_EQ(chmod(programs.path().c_str(), 0755), 0);
+  EXPECT_EQ(chmod(program.c_str(), 04755), 0);
+  EXPECT_EQ(chown(home.path().c_str(), kAnotherUser, kAnotherUser), 0);
+  oru_test::ChildOptions options;
+  options.env["HOME"] = home.path();
+  options.cwd = home.path();
+  options.before = [] {
+    if (setresgid(kAnotherUser, kAnotherUser, kAnotherUser) != 0 ||
+        setresuid(kAnotherUser, kAnotherUser, kAnotherUser) != 0) {
+      _exit(1);
+    }
+  };
+  std::vector<std::string> command = {program, "WriteToNull", "dumps", "6000"};
+  if (!option.empty()) command.push_back(option);
+  return oru_test::RunChild(command, options);
+}
+
+TEST(CrashWithMoreRightsTest, NothingIsWrittenBelowTheFolderThatHomeNames) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can make such a program";
+  const oru_test::TempDir home;
+  const ChildResult result = RunWithMoreRights(home, "--default-dir");
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending() << result.err;
+  EXPECT_EQ(oru_test::ListDir(home.path()), std::vector<std::string>{});
+  EXPECT_NE(result.err.find("no crash report dir is ours"), std::string::npos) << result.err;
+}
+
+TEST(CrashWithMoreRightsTest, TheFolderThatTheProgramNamesHasTheReport) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can make such a program";
+  const oru_test::TempDir home;
+  const ChildResult result = RunWithMoreRights(home, "");
+  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending() << result.err;
+  EXPECT_EQ(oru_test::ListFilesRecursively(home.path()).size(), 1U);
 }
 
 }  // namespace

@@ -48,6 +48,10 @@ bool PreparePlace(Place place, const std::string& home) {
       oru_test::MakeDirs(dumps);
       oru_test::WriteFile(dumps + "/1.0", "in its place");
       return true;
+    case Place::kVersionIsLink:
+      oru_test::MakeDirs(dumps);
+      oru_test::MakeDirs(home + "/target");
+      return MakeLink(dumps + "/1.0", "../target");
     default:
       return true;
   }

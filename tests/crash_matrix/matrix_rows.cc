@@ -61,6 +61,23 @@ std::vector<Row> FaultRows() {
   };
 }
 
+// The fault is at the function's first instruction, and no other frame is the SDK's.
+Row AtOnce(const char* name, const char* scenario, unsigned traits = kOrdinary) {
+  Row row{name, scenario, BySignal(SIGSEGV), 1, {}, {"--outside-sdk"}, traits};
+  row.section_frames = {"OruRTCFaultsAtOnce"};
+  return row;
+}
+
+std::vector<Row> FirstInstructionRows() {
+  return {
+      AtOnce("FaultAtTheFirstInstruction", "FaultAtOnce"),
+      AtOnce("FaultAtTheFirstInstructionAndTheCallbackFaults", "FaultAtOnceAndTheCallbackFaults"),
+      AtOnce("FaultAtTheFirstInstructionAndTheSinkFaults", "FaultAtOnceAndTheSinkFaults"),
+      AtOnce("FaultAtTheFirstInstructionAndTheCallbackHangs", "FaultAtOnceAndTheCallbackHangs",
+             kWaitsForDeadline),
+  };
+}
+
 std::vector<Row> ThreadRows() {
   Row raised{"SignalRaisedDuringAnotherThreadsReport",
              "SecondThreadRaises",
@@ -132,6 +149,21 @@ std::vector<Row> CallbackRows() {
        {"WriteToNull", "SinkThrowsBelowACatch"}},
       {"CallbackCancelsItsThread", "CancelledInTheCallback", BySignal(SIGSEGV), 1, {"WriteToNull"}},
       {"CallbackCallsTheFacade", "CallbackUsesTheFacade", BySignal(SIGSEGV), 1, {"WriteToNull"}},
+      {"AbortWithSignalsBlockedAndTheCallbackFaults",
+       "AbortWithSignalsBlockedAndTheCallbackFaults",
+       BySignal(SIGSEGV),
+       1,
+       {"abort", "TrigerCrashHanlerCallback", "WriteToNull"}},
+      {"AbortWithSignalsBlockedAndTheSinkFaults",
+       "AbortWithSignalsBlockedAndTheSinkFaults",
+       BySignal(SIGFPE),
+       1,
+       {"abort"}},
+      {"AbortWithSignalsBlockedAndThePredecessorFaults",
+       "AbortWithSignalsBlockedAndThePredecessorFaults",
+       BySignal(SIGSEGV),
+       1,
+       {"abort"}},
       // It faults while it logs that it was refused, too, with the signal blocked.
       {"LogSinkFaults", "SinkFaults", BySignal(SIGFPE), 1, {"DivideByZero", "WriteToNull"}},
   };
@@ -171,11 +203,17 @@ bool RunsHere(const Row& row) {
 
 std::vector<Row> AllRows() {
   std::vector<Row> rows;
-  for (const auto& group :
-       {FaultRows(),     ThreadRows(),    CallbackRows(),     HangRows(),    DeadlineRows(),
-        HandlerRows(),   LifeCycleRows(), ExitRows(),         ProcessRows(), PlaceRows(),
-        NameRows(),      OverflowRows(),  DamagedStackRows(), LibraryRows(), CrowdRows(),
-        ExceptionRows(), ObjcRows(),      NewRows(),          HeapRows(),    LockRows()}) {
+  for (const auto& group : {FaultRows(),     FirstInstructionRows(),
+                            ThreadRows(),    CallbackRows(),
+                            HangRows(),      DeadlineRows(),
+                            HandlerRows(),   LifeCycleRows(),
+                            ExitRows(),      ProcessRows(),
+                            PlaceRows(),     NameRows(),
+                            OverflowRows(),  DamagedStackRows(),
+                            LibraryRows(),   CrowdRows(),
+                            ExceptionRows(), ObjcRows(),
+                            NewRows(),       HeapRows(),
+                            LockRows()}) {
     std::copy_if(group.begin(), group.end(), std::back_inserter(rows), RunsHere);
   }
   return rows;

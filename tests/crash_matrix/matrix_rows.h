@@ -27,6 +27,8 @@ enum class Place {
   kDanglingLink,
   // A directory with a file where the SDK version's should be.
   kVersionIsFile,
+  // The same with a link to another directory.
+  kVersionIsLink,
   // "dumps", below the working directory, which is the home.
   kRelative,
   // Below a file system that lets nobody make a directory.

@@ -1,6 +1,8 @@
 // Exceptions of both languages that nobody catches, and what goes wrong while one is on its way.
 #include <signal.h>
 
+#include <utility>
+
 #include "tests/crash_matrix/matrix_row_groups.h"
 
 namespace crash_test {
@@ -40,6 +42,8 @@ Row Raises(const char* name, const char* scenario, const char* frame, const char
   Row row{name, scenario, ByExit(1), 1, {frame}};
   row.block_frames = {kHandler};
   row.path = kExceptionReport;
+  // The report is the ordinary one, not rescued.
+  row.said = {kSaysOurs};
   row.texts = {std::string("\n\nApplication Specific Information:\n*** Terminating app due to ") +
                what};
   return row;
@@ -49,6 +53,18 @@ Row Raises(const char* name, const char* scenario, const char* frame, const char
 Row RaisesAgain(const char* name, const char* scenario) {
   Row row = Raises(name, scenario, "OruRTCScenario", kRaised);
   row.block_frames.emplace_back(scenario);
+  return row;
+}
+
+constexpr char kHalvesRead[] =
+    "uncaught exception 'a\uFFFDb', reason: 'a\uFFFDb'\n\nCrash Thread Backtrace:\n";
+
+// The raising function is the only one of the SDK's, and the host's is above it.
+Row OnlyRaiser(const char* scenario, const char* frame, const char* what) {
+  Row row = Raises(scenario, scenario, frame, what);
+  row.section_frames = {frame};
+  row.frames = {};
+  row.options = {"--outside-sdk"};
   return row;
 }
 
@@ -71,8 +87,67 @@ Row RaisesTwice(const char* name, const char* scenario) {
 
 Row OnAWorker(const char* name, Row row) {
   row.name = name;
-  row.options = {"--worker"};
+  row.options.emplace_back("--worker");
   return row;
+}
+
+Row HalvesRescued() {
+  Row row = Raises("HalfASurrogatePairAndTheReportIsRescued", "RaiseWithHalfAPairAndTheSinkFaults",
+                   "RaiseWithHalfAPair", kHalvesRead);
+  row.ending = BySignal(SIGSEGV);
+  row.said = {};
+  return row;
+}
+
+std::vector<Row> OnlyRaiserRows() {
+  const Row raised = OnlyRaiser("RaisedByTheSdk", "OruRTCRaises", kRaised);
+  const Row thrown = OnlyRaiser("ThrownByTheSdk", "OruRTCThrows", kMade);
+  const Row again = OnlyRaiser("RaisedByTheSdkAndAgainByTheHost", "OruRTCRaises", kRaised);
+  return {
+      raised,
+      OnAWorker("RaisedByTheSdkOnAWorker", raised),
+      OnlyRaiser("RaisedAsAnObjectByTheSdk", "OruRTCRaisesObject", kRaised),
+      thrown,
+      OnAWorker("ThrownByTheSdkOnAWorker", thrown),
+      OnlyRaiser("OutOfRangeInTheSdk", "OruRTCAsksOutOfRange",
+                 "uncaught exception 'NSRangeException', reason: '"),
+      OnlyRaiser("RaisedAgainByTheSdk", "OruRTCRaisesAgain", kRaised),
+      again,
+      OnAWorker("RaisedByTheSdkAndAgainByTheHostOnAWorker", again),
+      OnlyRaiser("RaisedByTheSdkAndThrownByTheHost", "OruRTCRaises", kRaised),
+  };
+}
+
+std::vector<Row> OrdinaryObjcRows() {
+  const Row raised = Raises("RaisedAndUncaught", "RaiseUncaught", "RaiseUncaught", kRaised);
+  const Row again = RaisesAgain("CaughtAndRaisedAgain", "RethrowInCatch");
+  return {
+      raised,
+      OnAWorker("RaisedAndUncaughtOnAWorker", raised),
+      // GNUstep takes the stack when an exception is raised first; here it is thrown without.
+      Raises("ThrownWithoutRaise", "ThrowUncaughtException", "ThrowUncaughtException", kMade),
+      Raises("RaisedByFoundation", "RaiseOutOfRange", "RaiseOutOfRange",
+             "uncaught exception 'NSRangeException', reason: '"),
+      Raises("UnknownMessage", "SendUnknownMessage", "SendUnknownMessage",
+             "uncaught exception 'NSInvalidArgumentException', reason: '-[NSObject noSuchMessage]"),
+      Raises("HalfASurrogatePair", "RaiseWithHalfAPair", "RaiseWithHalfAPair", kHalvesRead),
+      HalvesRescued(),
+      again,
+      OnAWorker("CaughtAndRaisedAgainOnAWorker", again),
+      RaisesAgain("CaughtAndThrownAgain", "ThrowCaughtAgain"),
+      Raises("RaisedInInitialize", "RaiseInInitialize", "RaiseUncaught", kRaised),
+      Aborts("RaisedOutOfNoexcept", "RaiseOutOfNoexcept"),
+      Hangs("RaisedAndTheCallbackNeverReturns", "RaiseAndTheCallbackHangs", "RaiseUncaught"),
+      RaisesTwice("RaisedByTheCallbackToo", "RaiseAndTheCallbackRaises"),
+      Faults("FaultAndTheCallbackRaises", "FaultAndTheCallbackRaises",
+             {"WriteToNull", "FaultAndTheCallbackRaises"}),
+      Faults("FaultBelowACatchAndTheCallbackRaises", "FaultInATryAndTheCallbackRaises",
+             {"WriteToNull", "FaultInATryAndTheCallbackRaises"}),
+      // No exception: the runtime aborts.
+      Aborts("ThrownObject", "ThrowAnObject"),
+      Faults("FaultInACatchOfObjectiveC", "FaultInObjcCatch", {"WriteToNull", "FaultInObjcCatch"}),
+      Faults("FaultInAFinally", "FaultInObjcFinally", {"WriteToNull", "FaultInObjcFinally"}),
+  };
 }
 
 }  // namespace
@@ -107,33 +182,9 @@ std::vector<Row> ExceptionRows() {
 }
 
 std::vector<Row> ObjcRows() {
-  const Row raised = Raises("RaisedAndUncaught", "RaiseUncaught", "RaiseUncaught", kRaised);
-  const Row again = RaisesAgain("CaughtAndRaisedAgain", "RethrowInCatch");
-  return {
-      raised,
-      OnAWorker("RaisedAndUncaughtOnAWorker", raised),
-      // GNUstep takes the stack when an exception is raised first; here it is thrown without.
-      Raises("ThrownWithoutRaise", "ThrowUncaughtException", "ThrowUncaughtException", kMade),
-      Raises("RaisedByFoundation", "RaiseOutOfRange", "RaiseOutOfRange",
-             "uncaught exception 'NSRangeException', reason: '"),
-      Raises("UnknownMessage", "SendUnknownMessage", "SendUnknownMessage",
-             "uncaught exception 'NSInvalidArgumentException', reason: '-[NSObject noSuchMessage]"),
-      again,
-      OnAWorker("CaughtAndRaisedAgainOnAWorker", again),
-      RaisesAgain("CaughtAndThrownAgain", "ThrowCaughtAgain"),
-      Raises("RaisedInInitialize", "RaiseInInitialize", "RaiseUncaught", kRaised),
-      Aborts("RaisedOutOfNoexcept", "RaiseOutOfNoexcept"),
-      Hangs("RaisedAndTheCallbackNeverReturns", "RaiseAndTheCallbackHangs", "RaiseUncaught"),
-      RaisesTwice("RaisedByTheCallbackToo", "RaiseAndTheCallbackRaises"),
-      Faults("FaultAndTheCallbackRaises", "FaultAndTheCallbackRaises",
-             {"WriteToNull", "FaultAndTheCallbackRaises"}),
-      Faults("FaultBelowACatchAndTheCallbackRaises", "FaultInATryAndTheCallbackRaises",
-             {"WriteToNull", "FaultInATryAndTheCallbackRaises"}),
-      // No exception: the runtime aborts.
-      Aborts("ThrownObject", "ThrowAnObject"),
-      Faults("FaultInACatchOfObjectiveC", "FaultInObjcCatch", {"WriteToNull", "FaultInObjcCatch"}),
-      Faults("FaultInAFinally", "FaultInObjcFinally", {"WriteToNull", "FaultInObjcFinally"}),
-  };
+  std::vector<Row> rows = OnlyRaiserRows();
+  for (Row& row : OrdinaryObjcRows()) rows.push_back(std::move(row));
+  return rows;
 }
 
 }  // namespace crash_test

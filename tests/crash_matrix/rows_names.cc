@@ -11,6 +11,12 @@ constexpr char kConversions[] = "%s%n%d%@";
 constexpr char kInvalid[] = "a\\xffb";
 constexpr char kInvalidRead[] = "a\u00ffb";
 
+// Half of a surrogate pair as if it were a character: its bytes are no UTF-8.
+constexpr char kHalf[] = "a\\xed\\xa0\\x80b";
+constexpr char kHalfRead[] = "a\u00ed\u00a0\u0080b";
+// What other systems take for separators.
+constexpr char kBackslash[] = "C:\\a\\b";
+
 const std::string& TenThousand() {
   static const auto* const text = new std::string(10000, 'x');
   return *text;
@@ -46,6 +52,10 @@ std::vector<Row> AppAndSessionRows() {
       Fault("AppWithConversions", {app, kConversions}, "dumps/1.0/Crash_%s%n%d%@_S_Signal_"),
       Fault("AppThatIsNotUtf8", {app, kInvalid},
             std::string("dumps/1.0/Crash_") + kInvalidRead + "_S_"),
+      Fault("AppWithHalfASurrogatePair", {app, kHalf},
+            std::string("dumps/1.0/Crash_") + kHalfRead + "_S_"),
+      Fault("AppWithABackslash", {app, kBackslash}, "dumps/1.0/Crash_C:\\a\\b_S_Signal_"),
+      Fault("SessionWithABackslash", {session, kBackslash}, "dumps/1.0/Crash_A_C:\\a\\b_Signal_"),
       Fault("AppWithALineEnd", {app, "a\nb"}, "dumps/1.0/Crash_a\nb_S_Signal_"),
       // A file's name has 255 bytes, 39 of which are not the application's.
       Fault("AppThatFillsTheName", {app, std::string(216, 'x')}, "dumps/1.0/Crash_xxx"),
@@ -71,6 +81,8 @@ std::vector<Row> VersionRows() {
       Fault("VersionWithConversions", {version, kConversions}, "dumps/%s%n%d%@/Crash_A_S_Signal_"),
       Fault("VersionThatIsNotUtf8", {version, kInvalid},
             std::string("dumps/") + kInvalidRead + "/Crash_A_S_Signal_"),
+      Fault("VersionWithABackslash", {version, kBackslash}, "dumps/C:\\a\\b/Crash_A_S_Signal_"),
+      Fault("VersionThatIsADrive", {version, "C:"}, "dumps/C:/Crash_A_S_Signal_"),
       Fault("VersionWithASuffix", {version, "1.2-beta/3"}, "dumps/1.2/Crash_A_S_Signal_"),
       Lost(Fault("VersionOfTenThousandBytes", {version, TenThousand()}, "")),
       Fault("EmptyVersion", {version, ""}, "dumps/Crash_A_S_Signal_"),
@@ -85,6 +97,7 @@ std::vector<Row> InfoRows() {
            std::string(kMebibyte, 'i')),
       Info("InfoWithConversions", option, kConversions, kConversions),
       Info("InfoThatIsNotUtf8", option, kInvalid, kInvalidRead),
+      Info("InfoWithHalfASurrogatePair", option, kHalf, kHalfRead),
       Info("InfoWithLineEnds", option, "a\n\nb\n", "a\n\nb\n"),
   };
 }

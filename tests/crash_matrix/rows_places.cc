@@ -27,6 +27,11 @@ Row Lost(Row row) {
   return row;
 }
 
+Row Saying(Row row, const char* line) {
+  row.said = {line};
+  return row;
+}
+
 // The handling faults itself.
 Row Refused(Row row) {
   row.said = {kSaysRefused};
@@ -44,6 +49,10 @@ std::vector<Row> DirectoryRows() {
       Fault("DanglingLinkInTheDirectorysPlace", Place::kDanglingLink, kInDefault),
       Lost(Fault("FileInTheDirectorysPlace", Place::kFile, "")),
       Lost(Fault("FileInTheVersionsPlace", Place::kVersionIsFile, "")),
+      Saying(Fault("LinkInTheVersionsPlace", Place::kVersionIsLink, kInDefault),
+             "2 crash report dir of 1.0 is not ours, use default"),
+      Fault("LinkInTheVersionsPlaceAndTheReportIsRescued", Place::kVersionIsLink, kInDefault,
+            "CallbackFaultsAlike"),
       Fault("RelativeDirectory", Place::kRelative, kInDumps),
       Fault("RelativeDirectoryInAnotherFolder", Place::kRelative,
             "elsewhere/dumps/1.0/Crash_A_S_Signal_", "FaultInAnotherFolder"),
@@ -62,6 +71,8 @@ std::vector<Row> DirectoryNameRows() {
       Named("EmptyDirectoryName", "", kInDefault),
       Named("DirectoryWithSlashes", "dumps//", kInDumps),
       Named("DirectoryWithConversions", "%s%n%d", "%s%n%d/1.0/Crash_A_S_Signal_"),
+      Named("DirectoryWithABackslash", "C:\\a\\b", "C:\\a\\b/1.0/Crash_A_S_Signal_"),
+      Named("DirectoryThatIsADrive", "C:", "C:/1.0/Crash_A_S_Signal_"),
       // Its bytes are taken as Latin-1, which is another name.
       Named("DirectoryThatIsNotUtf8", "a\\xffb", "a\u00ffb/1.0/Crash_A_S_Signal_"),
       Named("DirectoryOfTenThousandBytes", long_name, kInDefault),
@@ -81,7 +92,9 @@ std::vector<Row> HomeRows() {
       // The default is then below the root.
       With(Lost(Fault("HomeIsEmpty", Place::kMissing, "", "FaultWithoutTheRightToMakeDirectories")),
            {"--default-dir", "--home", ""}),
-      With(Fault("NoHomeButADirectory", Place::kMissing, kInDumps), {"--no-home"}),
+      // Its report is the ordinary one.
+      Saying(With(Fault("NoHomeButADirectory", Place::kMissing, kInDumps), {"--no-home"}),
+             kSaysFinished),
       With(Refused(Lost(Fault("NoHomeAndNoDirectory", Place::kMissing, ""))),
            {"--default-dir", "--no-home"}),
       With(Refused(Lost(Fault("NoHomeAndADanglingLink", Place::kDanglingLink, ""))), {"--no-home"}),
@@ -108,6 +121,17 @@ std::vector<Row> RoomRows() {
       Fault("AllDescriptorsClosed", Place::kMissing, kInDumps, "FaultWithAllDescriptorsClosed"),
       Fault("NoFreeDescriptorAfterClosingAll", Place::kMissing, kInDumps,
             "FaultWithoutAFreeDescriptorAfterClosingAll"),
+      Saying(With(Lost(Fault("InstalledWithoutAFreeDescriptor", Place::kMissing, "")),
+                  {"--without-descriptors"}),
+             "2 crash preparation: a file descriptor is missing"),
+      Saying({"InstalledWithAMebibyteOfAddressSpace",
+              "ExitsWithoutACrash",
+              ByExit(6),
+              0,
+              {},
+              {"--without-memory"},
+              kNotUnderSanitizers},
+             "2 crash preparation: memory is missing"),
       // The one that was held is closed, too, and the limit is the last one.
       Lost(Fault("NoDescriptorToHave", Place::kMissing, "", "FaultWithoutAnyDescriptorToHave")),
   };

@@ -66,6 +66,9 @@ void Say(const char* line);
 void FailAnAllocation();
 // Whether nobody handles the deadline's signal any more.
 bool DeadlineIsOver();
+// For the life of the process.
+void UseAllDescriptors();
+void LeaveAddressSpace(size_t bytes);
 // Ends the process with kScenarioFailed unless `done`.
 void Require(bool done);
 

@@ -16,6 +16,8 @@
 //   --no-home              without HOME
 //   --outside-sdk          without the filter's word on the stack
 //   --without-handler      nothing is installed
+//   --without-descriptors  no descriptor is free when the handlers are installed, nor ever
+//   --without-memory       a mebibyte of address space is left then
 //
 // In a TEXT, "\xNN" is a byte: arguments that are not UTF-8 are too much for Foundation.
 //
@@ -47,6 +49,8 @@ struct Options {
   bool no_home = false;
   bool outside_sdk = false;
   bool without_handler = false;
+  bool without_descriptors = false;
+  bool without_memory = false;
   const char* app_id = "A";
   const char* session_id = "S";
   const char* sdk_version = "1.0";
@@ -65,6 +69,8 @@ bool* FindSwitch(const std::string& name, Options* options) {
       {"--no-home", &options->no_home},
       {"--outside-sdk", &options->outside_sdk},
       {"--without-handler", &options->without_handler},
+      {"--without-descriptors", &options->without_descriptors},
+      {"--without-memory", &options->without_memory},
   };
   for (const auto& [known, place] : switches) {
     if (name == known) return place;
@@ -141,7 +147,9 @@ void Install(const Options& options) {
                                     many.empty() ? options.extra_info : many.c_str()};
   Handler()->SetTraceInfo(info);
   Handler()->SetDebugLogSinkCallback(Sink);
-  Handler()->InstallCrashHandler();
+  if (options.without_descriptors) UseAllDescriptors();
+  if (options.without_memory) LeaveAddressSpace(size_t{1} << 20);
+  Require(Handler()->InstallCrashHandler());
 }
 
 // Kept until the process ends, as a host would.

@@ -4,6 +4,8 @@
 
 namespace crash_test {
 
+const char* ScenarioChild() { return CRASH_SCENARIO_CHILD; }
+
 oru_test::ChildResult RunScenario(const std::string& scenario, const std::string& home,
                                   const std::string& dump_dir, int deadline_ms,
                                   const std::vector<std::string>& options) {

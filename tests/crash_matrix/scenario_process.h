@@ -13,6 +13,9 @@ namespace crash_test {
 constexpr int kShortDeadlineMs = 400;
 constexpr int kRealDeadlineMs = 6000;
 
+// The program's path.
+const char* ScenarioChild();
+
 oru_test::ChildResult RunScenario(const std::string& scenario, const std::string& home,
                                   const std::string& dump_dir, int deadline_ms,
                                   const std::vector<std::string>& options = {});

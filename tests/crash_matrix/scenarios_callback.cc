@@ -124,6 +124,32 @@ void AbortWithAllSignalsBlocked() {
   abort();
 }
 
+CHILD_FUNCTION void AbortWithSignalsBlockedAndTheCallbackFaults() {
+  Callback([](void*, CrashType) { WriteToNull(); });
+  BlockAllSignals();
+  abort();
+}
+
+CHILD_FUNCTION void AbortWithSignalsBlockedAndTheSinkFaults() {
+  Handler()->SetDebugLogSinkCallback(
+      [](CrashHandler::CrashHandlerLogLevel, const char*, const char*, int, char* line) {
+        if (strstr(line, "Crash stack: ") != nullptr) DivideByZero();
+      });
+  BlockAllSignals();
+  abort();
+}
+
+CHILD_FUNCTION void AbortWithSignalsBlockedAndThePredecessorFaults() {
+  Handler()->UnInstallCrashHandler();
+  struct sigaction predecessor = {};
+  predecessor.sa_sigaction = [](int, siginfo_t*, void*) { WriteToNull(); };
+  predecessor.sa_flags = SA_SIGINFO;
+  Require(sigaction(SIGABRT, &predecessor, nullptr) == 0);
+  Handler()->InstallCrashHandler();
+  BlockAllSignals();
+  abort();
+}
+
 // A host that takes its real-time signals by waiting for them.
 void HangWhileThisThreadAwaits(sigset_t awaited) {
   pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
@@ -172,6 +198,9 @@ std::vector<Scenario> CallbackScenarios() {
       SCENARIO(SinkFaults),
       SCENARIO(SinkHangs),
       SCENARIO(AbortWithAllSignalsBlocked),
+      SCENARIO(AbortWithSignalsBlockedAndTheCallbackFaults),
+      SCENARIO(AbortWithSignalsBlockedAndTheSinkFaults),
+      SCENARIO(AbortWithSignalsBlockedAndThePredecessorFaults),
       SCENARIO(CallbackHangsWhileAThreadAwaitsSignals),
       SCENARIO(CallbackHangsWhileAThreadAwaitsAllSignals),
   };

@@ -12,11 +12,49 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 #include "tests/crash_matrix/scenario.h"
 
+// The function's first instruction faults. What stands before it is the host's.
+__asm__(
+    ".text\n"
+    ".p2align 4\n"
+    ".globl HostBeforeTheFault\n"
+    ".type HostBeforeTheFault,@function\n"
+    "HostBeforeTheFault:\n"
+    "  ud2\n"
+    ".size HostBeforeTheFault, . - HostBeforeTheFault\n"
+    ".globl OruRTCFaultsAtOnce\n"
+    ".type OruRTCFaultsAtOnce,@function\n"
+    "OruRTCFaultsAtOnce:\n"
+    "  movl $1, 0\n"
+    "  ret\n"
+    ".size OruRTCFaultsAtOnce, . - OruRTCFaultsAtOnce\n");
+extern "C" void OruRTCFaultsAtOnce();
+
 namespace crash_test {
 namespace {
+
+CHILD_FUNCTION void FaultAtOnce() { OruRTCFaultsAtOnce(); }
+
+CHILD_FUNCTION void FaultAtOnceAndTheCallbackFaults() {
+  Callback([](void*, CrashType) { WriteToNull(); });
+  OruRTCFaultsAtOnce();
+}
+
+CHILD_FUNCTION void FaultAtOnceAndTheSinkFaults() {
+  Handler()->SetDebugLogSinkCallback(
+      [](CrashHandler::CrashHandlerLogLevel, const char*, const char*, int, char* line) {
+        if (strstr(line, "Crash stack: ") != nullptr) WriteToNull();
+      });
+  OruRTCFaultsAtOnce();
+}
+
+CHILD_FUNCTION void FaultAtOnceAndTheCallbackHangs() {
+  Callback([](void*, CrashType) { SleepForEver(); });
+  OruRTCFaultsAtOnce();
+}
 
 size_t PageSize() { return static_cast<size_t>(sysconf(_SC_PAGESIZE)); }
 
@@ -110,6 +148,10 @@ CHILD_FUNCTION void SentByAnotherProcess() {
 std::vector<Scenario> FaultScenarios() {
   return {
       SCENARIO(WriteToNull),
+      SCENARIO(FaultAtOnce),
+      SCENARIO(FaultAtOnceAndTheCallbackFaults),
+      SCENARIO(FaultAtOnceAndTheSinkFaults),
+      SCENARIO(FaultAtOnceAndTheCallbackHangs),
       SCENARIO(ReadWildPointer),
       SCENARIO(CallThroughNull),
       SCENARIO(CallThroughGarbage),

@@ -4,10 +4,38 @@
 #include <stdlib.h>
 
 #include <atomic>
+#include <cstring>
 #include <exception>
 #include <thread>
 
 #include "tests/crash_matrix/scenario.h"
+
+// The SDK's functions; the host calls them, and whatever else they do is Foundation's.
+extern "C" {
+__attribute__((visibility("default"))) CHILD_FUNCTION void OruRTCRaises() {
+  [NSException raise:@"MatrixException" format:@"raised %s", "once"];
+}
+
+__attribute__((visibility("default"))) CHILD_FUNCTION void OruRTCRaisesObject() {
+  [[NSException exceptionWithName:@"MatrixException" reason:@"raised once" userInfo:nil] raise];
+}
+
+__attribute__((visibility("default"))) CHILD_FUNCTION void OruRTCThrows() {
+  @throw [NSException exceptionWithName:@"MatrixException" reason:@"made before" userInfo:nil];
+}
+
+__attribute__((visibility("default"))) CHILD_FUNCTION void OruRTCAsksOutOfRange() {
+  [[NSArray array] objectAtIndex:1];
+}
+
+__attribute__((visibility("default"))) CHILD_FUNCTION void OruRTCRaisesAgain() {
+  @try {
+    [NSException raise:@"MatrixException" format:@"raised %s", "once"];
+  } @catch (NSException*) {
+    @throw;
+  }
+}
+}
 
 namespace crash_test {
 namespace {
@@ -47,6 +75,46 @@ CHILD_FUNCTION void ThrowCaughtAgain() {
   } @catch (NSException* exception) {
     @throw exception;
   }
+}
+
+CHILD_FUNCTION void RaisedByTheSdk() { OruRTCRaises(); }
+
+CHILD_FUNCTION void RaisedAsAnObjectByTheSdk() { OruRTCRaisesObject(); }
+
+CHILD_FUNCTION void ThrownByTheSdk() { OruRTCThrows(); }
+
+CHILD_FUNCTION void OutOfRangeInTheSdk() { OruRTCAsksOutOfRange(); }
+
+CHILD_FUNCTION void RaisedAgainByTheSdk() { OruRTCRaisesAgain(); }
+
+CHILD_FUNCTION void RaisedByTheSdkAndAgainByTheHost() {
+  @try {
+    OruRTCRaises();
+  } @catch (NSException*) {
+    @throw;
+  }
+}
+
+CHILD_FUNCTION void RaisedByTheSdkAndThrownByTheHost() {
+  @try {
+    OruRTCRaises();
+  } @catch (NSException* exception) {
+    @throw exception;
+  }
+}
+
+NSString* HalfAPair() { return [NSString stringWithFormat:@"a%Cb", static_cast<unichar>(0xD800)]; }
+
+CHILD_FUNCTION void RaiseWithHalfAPair() {
+  [[NSException exceptionWithName:HalfAPair() reason:HalfAPair() userInfo:nil] raise];
+}
+
+CHILD_FUNCTION void RaiseWithHalfAPairAndTheSinkFaults() {
+  Handler()->SetDebugLogSinkCallback(
+      [](CrashHandler::CrashHandlerLogLevel, const char*, const char*, int, char* line) {
+        if (strstr(line, "Crash stack: ") != nullptr) WriteToNull();
+      });
+  RaiseWithHalfAPair();
 }
 
 CHILD_FUNCTION void RaiseWithoutAWayOut() noexcept { RaiseUncaught(); }
@@ -166,6 +234,15 @@ std::vector<Scenario> ObjcScenarios() {
       SCENARIO(SendUnknownMessage),
       SCENARIO(RethrowInCatch),
       SCENARIO(ThrowCaughtAgain),
+      SCENARIO(RaisedByTheSdk),
+      SCENARIO(RaisedAsAnObjectByTheSdk),
+      SCENARIO(ThrownByTheSdk),
+      SCENARIO(OutOfRangeInTheSdk),
+      SCENARIO(RaisedAgainByTheSdk),
+      SCENARIO(RaisedByTheSdkAndAgainByTheHost),
+      SCENARIO(RaisedByTheSdkAndThrownByTheHost),
+      SCENARIO(RaiseWithHalfAPair),
+      SCENARIO(RaiseWithHalfAPairAndTheSinkFaults),
       SCENARIO(RaiseOutOfNoexcept),
       SCENARIO(RaiseOutOfNoexceptByDefault),
       SCENARIO(FaultInObjcCatch),

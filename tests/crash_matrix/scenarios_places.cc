@@ -16,6 +16,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <thread>
@@ -130,7 +131,7 @@ void FaultOnAFullDisk() {
 
 enum class Limit { kMayBeRaised, kFinal };
 
-void UseAllDescriptors() {
+void TakeFreeDescriptors() {
   while (dup(STDERR_FILENO) >= 0) {
   }
 }
@@ -141,7 +142,7 @@ void UseAllDescriptors(Limit kind) {
   limit.rlim_cur = kFewDescriptors;
   if (kind == Limit::kFinal) limit.rlim_max = kFewDescriptors;
   Require(setrlimit(RLIMIT_NOFILE, &limit) == 0);
-  UseAllDescriptors();
+  TakeFreeDescriptors();
 }
 
 void FaultWithoutAFreeDescriptor() {
@@ -171,13 +172,25 @@ void FaultWhileAnotherTakesEveryDescriptor() {
   std::atomic<bool> running{false};
   std::thread([&running] {
     UseAllDescriptors(Limit::kMayBeRaised);
-    for (;; running = true) UseAllDescriptors();
+    for (;; running = true) TakeFreeDescriptors();
   }).detach();
   while (!running) SleepMs(1);
   WriteToNull();
 }
 
 }  // namespace
+
+void UseAllDescriptors() { UseAllDescriptors(Limit::kFinal); }
+
+void LeaveAddressSpace(size_t bytes) {
+  FILE* const file = fopen("/proc/self/statm", "re");
+  unsigned long pages = 0;
+  Require(file != nullptr && fscanf(file, "%lu", &pages) == 1);
+  fclose(file);
+  const rlim_t size = pages * static_cast<unsigned long>(getpagesize()) + bytes;
+  const rlimit limit{size, size};
+  Require(setrlimit(RLIMIT_AS, &limit) == 0);
+}
 
 std::vector<Scenario> PlaceScenarios() {
   return {

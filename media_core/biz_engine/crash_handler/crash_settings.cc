@@ -6,20 +6,12 @@
 namespace CrashHandler {
 namespace {
 
-void FreeAll(const CrashSettings* record) {
-  while (record != nullptr) {
-    const CrashSettings* const older = record->older;
-    delete record;
-    record = older;
-  }
-}
-
 std::atomic<const PublishedSettings*> sLive{nullptr};
 
 }  // namespace
 
 PublishedSettings::PublishedSettings(CrashSettings first)
-    : current_(new CrashSettings(std::move(first))) {}
+    : current_(new Record{std::move(first)}) {}
 
 PublishedSettings::~PublishedSettings() {
   delete current_.load();
@@ -30,42 +22,52 @@ PublishedSettings::~PublishedSettings() {
 // knows that nobody has that one. All of it is sequentially consistent for this reason.
 PublishedSettings::Reader::Reader(const PublishedSettings& published)
     : published_(published),
-      record_((published.readers_.fetch_add(1), published.current_.load())) {}
+      settings_((published.readers_.fetch_add(1), &published.current_.load()->settings)) {}
 
 PublishedSettings::Reader::~Reader() { published_.readers_.fetch_sub(1); }
 
 void PublishedSettings::Change(const std::function<void(CrashSettings*)>& change) {
-  const CrashSettings* replaced = nullptr;
+  Record* replaced = nullptr;
   {
-    const Reader current(*this);
-    const CrashSettings* expected = &*current;
-    for (;;) {
-      auto changed = std::make_unique<CrashSettings>(*expected);
-      changed->older = nullptr;
-      change(changed.get());
-      const CrashSettings* const seen = expected;
-      if (current_.compare_exchange_strong(expected, changed.get())) {
-        (void)changed.release();  // published
-        replaced = seen;
-        break;
-      }
-    }
+    // While one reads, what was replaced since is not freed, and its address is no other record's.
+    const Reader reading(*this);
+    replaced = current_.load();
+    std::unique_ptr<Record> changed;
+    do {
+      changed.reset(new Record{replaced->settings});
+      change(&changed->settings);
+    } while (!current_.compare_exchange_strong(replaced, changed.get()));
+    (void)changed.release();  // published
   }
   Retire(replaced);
   FreeRetired();
 }
 
-void PublishedSettings::Retire(const CrashSettings* record) {
+int PublishedSettings::WaitingForTesting() const {
+  int count = 0;
+  for (const Record* record = retired_.load(); record != nullptr; record = record->older) ++count;
+  return count;
+}
+
+void PublishedSettings::FreeAll(Record* record) {
+  while (record != nullptr) {
+    Record* const older = record->older;
+    delete record;
+    record = older;
+  }
+}
+
+void PublishedSettings::Retire(Record* record) {
   record->older = retired_.load();
   while (!retired_.compare_exchange_weak(record->older, record)) {
   }
 }
 
 void PublishedSettings::FreeRetired() {
-  const CrashSettings* const all = retired_.exchange(nullptr);
+  Record* const all = retired_.exchange(nullptr);
   if (readers_.load() == 0) return FreeAll(all);
-  for (const CrashSettings* record = all; record != nullptr;) {
-    const CrashSettings* const older = record->older;
+  for (Record* record = all; record != nullptr;) {
+    Record* const older = record->older;
     Retire(record);
     record = older;
   }

@@ -19,12 +19,12 @@ struct CrashSettings {
   std::string session_id;
   std::string sdk_version = "1.0.dev";
   std::string extra_info;
-
-  // The next older record that waits for its readers; PublishedSettings' own.
-  mutable const CrashSettings* older = nullptr;
 };
 
 class PublishedSettings {
+ private:
+  struct Record;
+
  public:
   explicit PublishedSettings(CrashSettings first);
   // No reader may be left.
@@ -40,26 +40,36 @@ class PublishedSettings {
     Reader(const Reader&) = delete;
     Reader& operator=(const Reader&) = delete;
 
-    const CrashSettings* operator->() const { return record_; }
-    const CrashSettings& operator*() const { return *record_; }
+    const CrashSettings* operator->() const { return settings_; }
+    const CrashSettings& operator*() const { return *settings_; }
 
    private:
     const PublishedSettings& published_;
-    const CrashSettings* const record_;
+    const CrashSettings* const settings_;
   };
 
   // Publishes a copy of the record with the change made to it. `change` is called again when
   // another thread has published meanwhile: no change is lost.
   void Change(const std::function<void(CrashSettings*)>& change);
 
+  // How many replaced records wait for their readers; while no other thread changes anything.
+  int WaitingForTesting() const;
+
  private:
-  void Retire(const CrashSettings* record);
+  struct Record {
+    CrashSettings settings;
+    // The next one that waits for its readers: they never look at it.
+    Record* older = nullptr;
+  };
+
+  static void FreeAll(Record* record);
+  void Retire(Record* record);
   void FreeRetired();
 
-  std::atomic<const CrashSettings*> current_;
+  std::atomic<Record*> current_;
   mutable std::atomic<int> readers_{0};
   // Replaced records that a reader may still have.
-  std::atomic<const CrashSettings*> retired_{nullptr};
+  std::atomic<Record*> retired_{nullptr};
 };
 
 // The settings of the process's crash handler, for a report; null while there is no handler. For

@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 #include "tests/support/platform.h"
@@ -135,6 +136,29 @@ TEST(OruRTCCallStackTest, AThreadThatDoesNotRunIsResolvedToTheCallingThread) {
       EXPECT_EQ(text.find(HeaderStart(CurrentThreadNumber())), 0U) << text;
     }
     EXPECT_EQ(Text([ended.thread() name]), "ended");
+  }
+}
+
+// One name that is not UTF-8 leaves the others as they are.
+TEST(OruRTCCallStackTest, ABrokenNameRecodesOnlyItsOwnBytes) {
+  @autoreleasepool {
+    std::atomic<int> named{0};
+    std::atomic<bool> stop{false};
+    std::vector<std::thread> threads;
+    for (const char *name : {"caf\xc3\xa9", "bad\xff", "na\xc3\xafve"}) {
+      threads.emplace_back([&, name] {
+        oru_test::NameThisThread(name);
+        ++named;
+        while (!stop) usleep(1000);
+      });
+    }
+    while (named < 3) usleep(1000);
+    const std::string text = Text([OruRTCCallStack backtraceOfAllThread]);
+    stop = true;
+    for (std::thread &thread : threads) thread.join();
+    for (const char *name : {" caf\xc3\xa9:", " bad\xc3\xbf:", " na\xc3\xafve:"}) {
+      EXPECT_NE(text.find(name), std::string::npos) << name << " in\n" << text;
+    }
   }
 }
 

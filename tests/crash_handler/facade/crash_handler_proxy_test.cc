@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstdint>
@@ -45,6 +47,29 @@ void RecordCall(void* handler, CrashType type) { sCalls.push_back({handler, type
 // A log sink that holds the locks of whoever logs.
 std::promise<void>* sHeldInLog = nullptr;
 std::promise<void>* sReadInLog = nullptr;
+
+void SetAppOf(CrashHandlerProxy* handler, const char* app) {
+  CrashTraceInfo info;
+  info.appId = app;
+  handler->SetTraceInfo(info);
+}
+
+constexpr int kDestructorIsThrough = 77;
+
+// Made before everything of this program that is made later than its start.
+struct Last {
+  ~Last() {
+    if (!armed) return;
+    auto* const handler = DarwinCrashHandler::GetInstance();
+    if (handler->GetAppId() != "main") _exit(2);
+    SetAppOf(handler, "destructor");
+    handler->SetCrashDumpDirPath("somewhere");
+    handler->SetCrashHandlerCallback(nullptr);
+    _exit(handler->GetAppId() == "destructor" ? kDestructorIsThrough : 3);
+  }
+  bool armed = false;
+};
+Last sLast;
 
 class CrashHandlerProxyTest : public testing::Test {
  protected:
@@ -422,6 +447,42 @@ std::string SetAppAndReadSession(CrashHandlerProxy* handler) {
   info.appId = "changed";
   handler->SetTraceInfo(info);
   return static_cast<DarwinCrashHandler*>(handler)->GetSessionId();
+}
+
+// In a child that was forked while another thread was in a setter.
+TEST_F(CrashHandlerProxyTest, AForkedChildWaitsForNoSetter) {
+  const auto body = [this] {
+    std::atomic<bool> stop{false};
+    std::thread setter([&] {
+      while (!stop) SetApp("parent");
+    });
+    bool good = true;
+    for (int i = 0; i < 100 && good; ++i) {
+      const pid_t child = fork();
+      if (child == 0) {
+        alarm(10);
+        SetApp("child");
+        handler_.SetCrashDumpDirPath("child");
+        _exit(handler_.GetAppId() == "child" ? 0 : 1);
+      }
+      int status = -1;
+      good = child > 0 && waitpid(child, &status, 0) == child && status == 0;
+    }
+    stop = true;
+    setter.join();
+    return good ? 0 : 1;
+  };
+  EXPECT_EQ(oru_test::RunInFork(body).exit_code, 0);
+}
+
+// When everything that is destroyed at exit before it is gone.
+TEST_F(CrashHandlerProxyTest, AStaticObjectsDestructorReadsAndSets) {
+  const auto result = oru_test::RunInFork([]() -> int {
+    SetAppOf(CrashHandlerProxy::CreateCrashHandler(), "main");
+    sLast.armed = true;
+    exit(1);
+  });
+  EXPECT_EQ(result.exit_code, kDestructorIsThrough) << result.Ending();
 }
 
 TEST_F(CrashHandlerProxyTest, DestroyingNullLeavesTheHandlerAlive) {

@@ -1,10 +1,13 @@
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 
 #include <gtest/gtest.h>
+#include <objc/runtime.h>
 #include <stdlib.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cctype>
 #include <regex>
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
@@ -33,6 +36,11 @@ NSArray* Symbols(const Texts& texts) {
   NSMutableArray* symbols = [NSMutableArray array];
   for (const std::string& text : texts) [symbols addObject:@(text.c_str())];
   return symbols;
+}
+
+NSDictionary* InfoWithANumber(id, SEL) {
+  return [NSDictionary dictionaryWithObject:[NSNumber numberWithInt:42]
+                                     forKey:@"CFBundleDisplayName"];
 }
 
 class CrashReportTest : public testing::Test {
@@ -315,9 +323,17 @@ TEST_F(CrashReportTest, SymbolReportIsAMemoryError) {
   EXPECT_FALSE(ReadBack().exception.has_value());
 }
 
-// Records what the text generator is asked for.
+// Records what the text generator is asked for, and an exception without a reason.
 }  // namespace
 }  // namespace CrashHandler
+
+@interface SilentException : NSException
+@end
+@implementation SilentException
+- (NSString*)reason {
+  return nil;
+}
+@end
 
 @interface RecordingReport : OruRTCCrashReport {
  @public
@@ -441,6 +457,96 @@ TEST_F(CrashReportTest, TextThatIsNotUtf8IsTakenAsLatin1) {
   EXPECT_EQ(Utf8(TextFromBytes("a\xff", 2)), "a\xc3\xbf");
   EXPECT_EQ(Utf8(TextFromBytes("\xc3\xbf", 2)), "\xc3\xbf");
   EXPECT_EQ(Utf8(TextFromBytes("", 0)), "");
+}
+
+// Whatever the bytes are, there is text: a piece of a report is never lost.
+TEST_F(CrashReportTest, TextIsNeverNil) {
+  const std::string texts[] = {"\xed\xa0\x80",     "\xed\xbf\xbf",     "\xef\xbf\xbe",
+                               "\xef\xbf\xbf",     "\xf4\x8f\xbf\xbf", "\xf4\x90\x80\x80",
+                               "\xf8\x88\x80\x80", "\xc0\x80",         "\xe2\x82",
+                               "\xf0\x9f\x98\x80", "a\xed\xa0\x80z",   "\xff\xfe"};
+  for (const std::string& bytes : texts) {
+    NSString* text = TextFromBytes(bytes);
+    ASSERT_NE(text, nil) << testing::PrintToString(bytes);
+    EXPECT_FALSE(BytesOfText(text).empty()) << testing::PrintToString(bytes);
+  }
+}
+
+TEST_F(CrashReportTest, HalfASurrogatePairBecomesTheReplacementCharacter) {
+  constexpr unichar kHigh = 0xD83D;
+  constexpr unichar kLow = 0xDE00;
+  const auto read = [](NSString* before, std::vector<unichar> units, NSString* after) {
+    NSMutableString* text = [NSMutableString stringWithString:before];
+    for (const unichar unit : units) [text appendFormat:@"%C", unit];
+    [text appendString:after];
+    return BytesOfText(text);
+  };
+  EXPECT_EQ(read(@"a", {kHigh}, @"b"), "a\uFFFDb");
+  EXPECT_EQ(read(@"a", {kLow}, @"b"), "a\uFFFDb");
+  EXPECT_EQ(read(@"", {kHigh}, @""), "\uFFFD");
+  EXPECT_EQ(read(@"", {kHigh, kHigh, kLow}, @""), "\uFFFD\U0001F600");
+  EXPECT_EQ(read(@"", {kLow, kHigh}, @""), "\uFFFD\uFFFD");
+  // Half of the pair is in the next piece.
+  NSString* many = [@"" stringByPaddingToLength:1023 withString:@"x" startingAtIndex:0];
+  EXPECT_EQ(read(many, {kHigh, kLow}, @""), std::string(1023, 'x') + "\U0001F600");
+}
+
+TEST_F(CrashReportTest, HalvesOfPairsInAllWordsOfTheHostLoseNothing) {
+  NSString* text = [NSString stringWithFormat:@"a%C", static_cast<unichar>(0xD800)];
+  config_.appId = text;
+  config_.sessionId = text;
+  config_.infoString = text;
+  [Report() reportCrashWithSymbols:Symbols({"0", "OruRTC"})];
+  EXPECT_EQ(OnlyFile().rfind("6.1.0/Crash_a\uFFFD_a\uFFFD_MemoryError_", 0), 0U) << OnlyFile();
+  EXPECT_EQ(ReadBack().custom_info, "a\uFFFD");
+}
+
+TEST_F(CrashReportTest, ANilReasonIsShownAsFoundationShowsIt) {
+  // Some systems put words of their own there.
+  NSException* exception = [[[SilentException alloc] initWithName:@"N" reason:nil
+                                                         userInfo:nil] autorelease];
+  const std::string text = Utf8([Report() generateReporterWithException:exception]);
+  EXPECT_NE(text.find("uncaught exception 'N', reason: '(null)'\n"), std::string::npos) << text;
+}
+
+// A display name that is no string.
+TEST_F(CrashReportTest, ADisplayNameOfAnyKindIsShown) {
+  const Method method = class_getInstanceMethod([NSBundle class], @selector(infoDictionary));
+  const IMP own = method_setImplementation(method, reinterpret_cast<IMP>(&InfoWithANumber));
+  const std::string name = Utf8([Report() getAppDisplayName]);
+  const std::string header = Utf8([Report() generateCommonString]);
+  const std::string prepared = PrepareReportText();
+  method_setImplementation(method, own);
+  EXPECT_EQ(name, "42");
+  EXPECT_NE(header.find("Process:           42\n"), std::string::npos) << header;
+  EXPECT_EQ(prepared, "42");
+}
+
+// The file's name and the header, digits only, without the milliseconds.
+void ExpectOneZone(const std::string& name, const std::string& date_time) {
+  const auto digits = [](std::string text) {
+    text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return isdigit(c) == 0; }),
+               text.end());
+    return text.substr(0, 12);  // to the minute
+  };
+  const std::string when = name.substr(name.rfind('_') + 1);
+  EXPECT_EQ(digits(when), digits(date_time)) << name << " and " << date_time;
+}
+
+TEST_F(CrashReportTest, HeaderAndNameHaveOneZone) {
+  for (const char* zone : {"UTC", "XYZ-9:30", "ABC+5", "Europe/Berlin"}) {
+    for (const int foundation : {0, -11 * 3600, 14 * 3600}) {
+      setenv("TZ", zone, 1);
+      tzset();
+      [NSTimeZone setDefaultTimeZone:[NSTimeZone timeZoneForSecondsFromGMT:foundation]];
+      // Not in the last seconds of a minute.
+      while (time(nullptr) % 60 > 55) usleep(100000);
+      [Report() reportCrashWithSymbols:Symbols({"0", "OruRTC"})];
+      ExpectOneZone(OnlyFile(), ReadBack().date_time);
+      unlink(dir_.Join(OnlyFile()).c_str());
+    }
+  }
+  [NSTimeZone setDefaultTimeZone:[NSTimeZone timeZoneForSecondsFromGMT:0]];
 }
 
 class CreatedReportTest : public CrashReportTest {

@@ -37,6 +37,18 @@ bool ConcernsSdk(OruRTCCrashReport* report, NSArray* symbols) {
   return false;
 }
 
+// The default folder, "" where HOME names none.
+class DefaultDir {
+ public:
+  DefaultDir() {
+    if (!CrashHandler::DefaultDumpDir(path_, sizeof path_)) path_[0] = '\0';
+  }
+  const char* path() const { return path_; }
+
+ private:
+  CrashHandler::ReportPath path_;
+};
+
 CrashHandler::machine::CivilTime LocalTime() {
   const time_t now = time(nullptr);
   tm local = {};
@@ -191,7 +203,11 @@ CrashHandler::machine::CivilTime LocalTime() {
 - (void)setupCrashSaveFloderPath {
   self.crashFloderPath = self.config.crashFileSavePath;
   const std::string directory = BytesOfText(self.crashFloderPath);
-  if (!directory.empty()) CrashHandler::CreateDirectories(directory.c_str());
+  const DefaultDir default_dir;
+  if (directory.empty() || !CrashHandler::MayUseDumpDir(directory.c_str(), default_dir.path())) {
+    return;
+  }
+  CrashHandler::CreateDirectories(directory.c_str());
 }
 
 - (NSString*)getCrashFilePath:(NSString*)timestamp crashType:(NSString*)crashType {
@@ -201,11 +217,11 @@ CrashHandler::machine::CivilTime LocalTime() {
   const std::string app = BytesOfText(self.config.appId);
   const std::string session = BytesOfText(self.config.sessionId);
   const std::string kind = BytesOfText(crashType);
-  const std::string default_directory = CrashHandler::DefaultDumpDir();
+  const DefaultDir default_dir;
   CrashHandler::ReportName name = {directory.c_str(), version.c_str(), app.c_str(),
                                    session.c_str(),   kind.c_str(),    LocalTime()};
   CrashHandler::machine::TextBuffer path;
-  switch (CrashHandler::MakeReportPlace(&name, default_directory.c_str(), &path)) {
+  switch (CrashHandler::MakeReportPlace(&name, default_dir.path(), &path)) {
     case CrashHandler::ReportPlace::kAsked:
       break;
     case CrashHandler::ReportPlace::kDefault:

@@ -26,6 +26,7 @@ bool IsStackOf(NSException* exception, void* const* frames, int count) {
   const auto raised_count = static_cast<int>([raised count]);
   int same = 0;
   while (same < raised_count && same < count) {
+    // GNUstep has no numbers in this array, but pointers.
     NSValue* address = [raised objectAtIndex:static_cast<NSUInteger>(raised_count - 1 - same)];
     if ([address pointerValue] != frames[count - 1 - same]) break;
     ++same;
@@ -40,8 +41,12 @@ NSArray* ExceptionStackSymbols(NSException* exception) {
   const int count = backtrace(frames, kRoom);
   NSArray* symbols = SymbolsOfFrames(frames, count);
   const int start = IndexOfThrow(symbols, count);
-  if (start == count || !IsStackOf(exception, frames + start, count - start)) {
-    return [exception callStackSymbols];
+  if (start == count) return [exception callStackSymbols];
+  if (!IsStackOf(exception, frames + start, count - start)) {
+    // Its innermost frame may be that of the function that raised it.
+    NSArray* thrown =
+        [NSArray arrayWithObject:[symbols objectAtIndex:static_cast<NSUInteger>(start)]];
+    return [thrown arrayByAddingObjectsFromArray:[exception callStackSymbols]];
   }
   return [symbols subarrayWithRange:NSMakeRange(static_cast<NSUInteger>(start),
                                                 static_cast<NSUInteger>(count - start))];

@@ -68,7 +68,7 @@ void CaptureHere(const void* context) {
   const int count = CaptureCrashFrames(sCrash.frames, kRoom);
   sCrash.facts.frame_count = machine::CompleteCrashFrames(
       context, sCrash.frames, static_cast<size_t>(count), machine::kMaxCrashFrames);
-  sCrash.facts.interrupted = machine::InterruptedAt(context);
+  sCrash.facts.interrupted_later = machine::InterruptedAt(context);
 }
 
 bool WriteRescuedReport(const void* context) {

@@ -22,8 +22,10 @@ class FrameLines {
  public:
   // The first kMaxCrashFrames of the frames, innermost first. They are return addresses, which are
   // looked up inside their calls; but `interrupted`, where it is among them, is an instruction that
-  // a signal interrupted, and so is itself (null: there is none).
-  FrameLines(void* const* frames, size_t count, const void* interrupted);
+  // a signal interrupted, and so is itself (null: there is none). There are two where a second
+  // signal interrupted the first one's handling.
+  FrameLines(void* const* frames, size_t count, const void* interrupted,
+             const void* interrupted_later = nullptr);
   FrameLines(const FrameLines&) = delete;
   FrameLines& operator=(const FrameLines&) = delete;
 

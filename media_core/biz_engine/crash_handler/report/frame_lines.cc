@@ -4,12 +4,14 @@
 
 namespace CrashHandler::machine {
 
-FrameLines::FrameLines(void* const* frames, size_t count, const void* interrupted)
+FrameLines::FrameLines(void* const* frames, size_t count, const void* interrupted,
+                       const void* interrupted_later)
     : count_(std::min(count, kMaxCrashFrames)) {
   uintptr_t lookups[kMaxCrashFrames];
   for (size_t i = 0; i < count_; ++i) {
     addresses_[i] = reinterpret_cast<uintptr_t>(frames[i]);
-    const bool exact = frames[i] == interrupted || addresses_[i] == 0;
+    const bool exact =
+        frames[i] == interrupted || frames[i] == interrupted_later || addresses_[i] == 0;
     lookups[i] = exact ? addresses_[i] : addresses_[i] - 1;
   }
   symbolizer_.Resolve(lookups, records_, count_);

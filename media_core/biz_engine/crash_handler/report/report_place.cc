@@ -20,7 +20,7 @@ bool IsForeign(const char* path) {
 // Appends the version's directory, made where it was missing. False when it is not to be used.
 bool AppendUsableDirectory(const ReportName& name, const char* default_dir,
                            machine::TextBuffer* path) {
-  if (machine::RunsWithMoreRights() && strcmp(name.dump_dir, default_dir) == 0) return false;
+  if (!MayUseDumpDir(name.dump_dir, default_dir)) return false;
   AppendReportDirectory(name, path);
   const size_t end = path->size();
   path->Append('\0');
@@ -47,6 +47,10 @@ ReportPlace MakeReportPlace(ReportName* name, const char* default_dir, machine::
   }
   AppendReportFileName(*name, path);
   return place;
+}
+
+bool MayUseDumpDir(const char* dump_dir, const char* default_dir) {
+  return !machine::RunsWithMoreRights() || strcmp(dump_dir, default_dir) != 0;
 }
 
 bool IsUsableDumpDir(const char* path) {

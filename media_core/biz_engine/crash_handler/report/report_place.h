@@ -23,6 +23,9 @@ enum class ReportPlace {
 // written.
 ReportPlace MakeReportPlace(ReportName* name, const char* default_dir, machine::TextBuffer* path);
 
+// Whether anything may be written below the dump directory at all: see above.
+bool MayUseDumpDir(const char* dump_dir, const char* default_dir);
+
 // What DirExistsOrCreat tells of a dump directory, without a string: it can be written to, or could
 // be made.
 bool IsUsableDumpDir(const char* path);

@@ -125,7 +125,8 @@ void PrepareStreamedReport(const char* application) {
 
 bool WriteStreamedReport(const StreamedCrash& crash, const CrashSettings& settings,
                          ReportPath path) {
-  const machine::FrameLines frames(crash.frames, crash.frame_count, crash.interrupted);
+  const machine::FrameLines frames(crash.frames, crash.frame_count, crash.interrupted,
+                                   crash.interrupted_later);
   if (!ConcernsSdk(frames)) return false;
   // A kind's word is short: it takes no memory of the heap.
   const std::string kind = GetCrashTypeString(ReportedKind(crash.kind));

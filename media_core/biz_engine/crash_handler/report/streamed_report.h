@@ -29,8 +29,10 @@ struct StreamedCrash {
   // The crashed thread's addresses, innermost first; at most kMaxCrashFrames count.
   void* const* frames = nullptr;
   size_t frame_count = 0;
-  // The one of them that a signal interrupted; null without one.
+  // The one of them that the crash's signal interrupted, and the one at which a later signal
+  // interrupted the report; null without one.
   const void* interrupted = nullptr;
+  const void* interrupted_later = nullptr;
 };
 
 // Remembers the zone and, with its terminating zero, the application's name. For installation.
