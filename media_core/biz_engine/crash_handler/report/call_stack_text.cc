@@ -118,6 +118,26 @@ void AppendNamedThread(ThreadNumber number, const CallChain& chain,
   AppendThreadText(number, name, chain, records, text);
 }
 
+// Whether the chain comes by the code that called the hook.
+bool LeadsTo(const KnownFrames& known, const CallChain& chain) {
+  const auto caller = reinterpret_cast<uintptr_t>(known.frames[1]);
+  const uintptr_t* const end = chain.entries + chain.length;
+  return std::find(chain.entries, end, caller) != end;
+}
+
+void UseKnownFrames(const KnownFrames& known, const ThreadNumber* numbers, size_t count,
+                    CallChain* chains) {
+  const ThreadNumber* const found = std::find(numbers, numbers + count, known.thread);
+  if (known.count < 2 || found == numbers + count) return;
+  CallChain* const chain = &chains[found - numbers];
+  if (chain->status == ChainStatus::kComplete && LeadsTo(known, *chain)) return;
+  chain->status = ChainStatus::kComplete;
+  chain->length = std::min(known.count, machine::kMaxThreadFrames);
+  for (size_t i = 0; i < chain->length; ++i) {
+    chain->entries[i] = reinterpret_cast<uintptr_t>(known.frames[i]);
+  }
+}
+
 // False when there is no room for the next thread and `kept` bytes.
 bool AppendBatch(const ThreadNumber* numbers, size_t count, ChainTable* table, size_t kept,
                  TextBuffer* text) {
@@ -200,7 +220,7 @@ std::string TextOfThread(ThreadNumber number) {
   return StringOf(text);
 }
 
-void AppendAllThreads(TextBuffer* text) {
+void AppendAllThreads(TextBuffer* text, const KnownFrames& known) {
   // Room for the sentence comes first.
   constexpr size_t kKept = sizeof(kNoThreads);
   machine::ThreadList list;
@@ -215,6 +235,7 @@ void AppendAllThreads(TextBuffer* text) {
     const size_t count = std::min(kBatch, list.size() - done);
     Chains batch = {&walker, table.chains()};
     capture.Visit(numbers, count, &WalkOne, &batch);
+    UseKnownFrames(known, numbers, count, table.chains());
     table.Resolve(count, &symbolizer);
     if (!AppendBatch(numbers, count, &table, kKept, text)) return text->Append(kNoThreads);
   }

@@ -43,8 +43,17 @@ std::string TextOfThread(machine::ThreadNumber number);
 // more.
 std::string TextOfAllThreads();
 
-// The same; may run in a signal handler, with the allocator's lock held by anyone.
-void AppendAllThreads(machine::TextBuffer* text);
+// Frames of a thread that are known already, innermost first.
+struct KnownFrames {
+  machine::ThreadNumber thread = 0;
+  void* const* frames = nullptr;
+  size_t count = 0;
+};
+
+// The same; may run in a signal handler, with the allocator's lock held by anyone. The thread of
+// `known` is told by those frames where a look at it does not lead to them: it crashed, and is now
+// somewhere above that, perhaps where nothing tells the way back.
+void AppendAllThreads(machine::TextBuffer* text, const KnownFrames& known = {});
 
 // Does what the first use would otherwise do (mapping memory, reading the list of images). For
 // installation.

@@ -91,7 +91,7 @@ bool StreamReport(const StreamedCrash& crash, const machine::FrameLines& frames,
   AppendException(crash, &text);
   AppendFrames(frames, &text);
   text.Append(kThreadsTitle);
-  AppendAllThreads(&text);
+  AppendAllThreads(&text, {crash.thread, crash.frames, crash.frame_count});
   text.Append('\n');
   text.Append(kImagesTitle);
   machine::AppendImageList(&text);

@@ -29,10 +29,12 @@ namespace rtc {
 // handlers, too: reading takes no lock and no heap, and finds a line whole or not at all.
 class LastLinesLogSink : public LogSink {
  public:
+  // How many lines are kept; an older one gives way to a new one.
   static constexpr size_t kMaxLines = 200;
   // What is kept of a longer line, cut behind a whole UTF-8 character.
   static constexpr size_t kMaxLineBytes = 504;
 
+  // A sink without lines. The number is what RemoveLogToStream knows it by.
   explicit LastLinesLogSink(int sink_id = 0) : LogSink(sink_id) {}
   LastLinesLogSink(const LastLinesLogSink&) = delete;
   LastLinesLogSink& operator=(const LastLinesLogSink&) = delete;

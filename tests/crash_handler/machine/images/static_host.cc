@@ -26,7 +26,8 @@ __attribute__((noinline)) int PrintsItsStack() {
 
 }  // namespace
 
-int main() {
-  const int result = PrintsItsStack();
+// Its own frame has to be there.
+__attribute__((disable_tail_calls)) int main() {
+  const volatile int result = PrintsItsStack();
   return result;
 }
