@@ -51,6 +51,7 @@ set(ORU_CRASH_HANDLER_UTILS_HEADERS
 )
 set(ORU_CRASH_HANDLER_HEADERS
   media_core/biz_engine/crash_handler/crash_handler_proxy.h
+  media_core/biz_engine/crash_handler/crash_neighbours.h
 )
 set(ORU_PUBLIC_HEADERS
   ${ORU_RTC_BASE_HEADERS}

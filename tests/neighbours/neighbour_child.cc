@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
+#include "media_core/biz_engine/crash_handler/crash_neighbours.h"
 #include "tests/neighbours/neighbours.h"
 
 #define CHILD_FUNCTION \
@@ -66,6 +67,40 @@ int UninstallAndCrash() {
   return WriteToNull();
 }
 
+// The stand-in's benign instruction is in this program's own image.
+bool IsStandIns(int /*signo*/, const siginfo_t* /*info*/, const void* instruction) {
+  return neighbours::IsBenignInstruction(instruction);
+}
+
+void StandInFront() {
+  if (!CrashHandler::StandInFrontOf(IsStandIns)) neighbours::Say("stands in front of nobody");
+}
+
+int InFrontOfBenignFaults() {
+  StandInFront();
+  return RaiseBenignFaults();
+}
+
+int InFrontOfBenignFaultsAndACrash() {
+  StandInFront();
+  return BenignFaultsAndACrash();
+}
+
+int InFrontOfACrash() {
+  StandInFront();
+  return WriteToNull();
+}
+
+int RearmAndAbort() {
+  CrashHandler::Rearm();
+  return Abort();
+}
+
+int LeaveAndCrash() {
+  CrashHandler::Leave();
+  return WriteToNull();
+}
+
 struct Deed {
   const char* name;
   int (*run)();
@@ -79,6 +114,12 @@ constexpr Deed kDeeds[] = {
     {"Overflow", Overflow, true},
     {"BenignFaults", RaiseBenignFaults, true},
     {"BenignFaultsAndACrash", BenignFaultsAndACrash, true},
+    {"InFrontOfBenignFaults", InFrontOfBenignFaults, true},
+    {"InFrontOfBenignFaultsAndACrash", InFrontOfBenignFaultsAndACrash, true},
+    {"InFrontOfACrash", InFrontOfACrash, true},
+    {"InFrontOfAHostCrash", InFrontOfACrash, false},
+    {"RearmAndAbort", RearmAndAbort, true},
+    {"LeaveAndCrash", LeaveAndCrash, true},
     {"UninstallAndCrash", UninstallAndCrash, true},
 };
 

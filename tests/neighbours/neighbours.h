@@ -23,6 +23,9 @@ const Neighbour* Find(const char* name);
 // A fault that the runtime with benign ones repairs: true when it did, and the program goes on.
 bool RaiseBenignFault();
 
+// Whether that fault is at this instruction. Async-signal-safe.
+bool IsBenignInstruction(const void* instruction);
+
 // A line on standard error; async-signal-safe.
 void Say(const char* line);
 

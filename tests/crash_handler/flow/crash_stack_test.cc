@@ -13,12 +13,17 @@
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
+#include "media_core/biz_engine/crash_handler/crash_neighbours.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
 
 // What the filter finds.
 extern "C" __attribute__((noinline, visibility("default"))) int OruRTCStackTestRaise() {
   return raise(SIGPIPE) + 1;
+}
+
+extern "C" __attribute__((noinline, visibility("default"))) int OruRTCStackTestRaiseTrap() {
+  return raise(SIGTRAP) + 1;
 }
 
 namespace CrashHandler {
@@ -142,6 +147,31 @@ TEST(CrashStackTest, AnOlderHandlerHasTheRestForItself) {
     return on_stack ? Tell(stack, kernel) : 3;
   });
   EXPECT_EQ(child.exit_code, 0) << child.Ending() << child.out << child.err;
+}
+
+// The system's breakpoint: an instruction that the runtime behind the front knows.
+TEST(CrashStackTest, StandingInFrontTakesNextToNothingEither) {
+  const oru_test::TempDir dir;
+  const auto child = oru_test::RunInFork([&dir] {
+    PaintedStack stack(size_t{256} << 10);
+    const size_t kernel = KernelFrame(&stack);
+    struct sigaction action = {};
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
+    action.sa_sigaction = [](int, siginfo_t*, void*) {
+      sHandlerFrame = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
+    };
+    sigaction(SIGTRAP, &action, nullptr);
+    Install(dir.Join("dumps"));
+    const bool stands = StandInFrontOf([](int, const siginfo_t*, const void*) { return true; });
+    sHandlerFrame = 0;
+    __builtin_debugtrap();
+    if (!stands || sHandlerFrame == 0 || Tell(stack, kernel) != 0) return 2;
+    sHandlerFrame = 0;
+    OruRTCStackTestRaiseTrap();
+    return sHandlerFrame == 0 ? 3 : Tell(stack, kernel);
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.Ending() << child.out << child.err;
+  EXPECT_EQ(oru_test::ListFilesRecursively(dir.path()).size(), 1U);
 }
 
 // The alternate stack, the mask and where the thread goes on are as before.

@@ -17,6 +17,10 @@ class DarwinCrashHandler final : public CrashHandlerProxyImpl {
   bool InstallCrashHandler() override;
   bool UnInstallCrashHandler() override;
 
+  bool IsInstalled() const { return installed_; }
+  // For who has given the hooks back himself.
+  void ForgetInstallation() { installed_ = false; }
+
   // Whether a crash was handled in this process; only the first is reported. Handlers set it while
   // they have the crash (crash_state.h), which orders them.
   bool IsCrashed() const { return crashed_; }

@@ -5,12 +5,15 @@
 #include <cstring>
 #include <string>
 
+#include "media_core/biz_engine/crash_handler/crash_neighbours.h"
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_hooks.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_preparation.h"
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/frame_symbols.h"
+#include "media_core/biz_engine/crash_handler/darwin/front_handler.h"
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
+#include "media_core/biz_engine/crash_handler/darwin/signal_choice.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_flush.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_guard.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_reserve.h"
@@ -32,8 +35,6 @@ std::terminate_handler OruRTCOldTerminateHandler = nullptr;
 std::new_handler OruRTCOldNewFailedHandler = nullptr;
 
 namespace {
-
-using SignalAction = void (*)(int, siginfo_t*, void*);
 
 // What the four hooks have of their own; the rest of their flow is the same.
 struct Hook {
@@ -215,17 +216,6 @@ void OruRTCSignalCatchHandler(int signo, siginfo_t* info, void* context) {
   GiveCrashBack();
 }
 
-void InstallSignalAction(int signo, struct sigaction* previous) {
-  struct sigaction action = {};
-  action.sa_sigaction = OruRTCSignalCatchHandler;
-  action.sa_flags = SA_SIGINFO | SA_ONSTACK;
-  sigemptyset(&action.sa_mask);
-  sigaddset(&action.sa_mask, signo);
-  if (sigaction(signo, &action, previous) != 0) {
-    ORU_CRASH_LOG_PROBLEM("DarwinCrashHandler::install signal %d error", signo);
-  }
-}
-
 // An exception on its way up again: the runtime reports it to the uncaught-exception handler.
 bool IsRethrownException(NSArray* symbols) {
   for (NSString* symbol in symbols) {
@@ -280,19 +270,44 @@ void OruRTCExceptionHandler(NSException* exception) {
   GiveCrashBack();
 }
 
+SignalAction SignalHook() { return OruRTCSignalCatchHandler; }
+
+void InstallSignalAction(int signo, struct sigaction* previous) {
+  struct sigaction action = {};
+  action.sa_sigaction = OruRTCSignalCatchHandler;
+  action.sa_flags = SA_SIGINFO | SA_ONSTACK;
+  sigemptyset(&action.sa_mask);
+  sigaddset(&action.sa_mask, signo);
+  if (sigaction(signo, &action, previous) != 0) {
+    ORU_CRASH_LOG_PROBLEM("DarwinCrashHandler::install signal %d error", signo);
+  }
+}
+
 void InitOruRTCSignalHandler() {
   memset(oldSignalHandlers, 0, sizeof oldSignalHandlers);
+  ApplySignalChoice();
+  ForgetFronts();
   for (size_t i = 0; i < kExceptionSignalCount; ++i) {
+    if (IsSignalLeftAlone(kExceptionSignals[i])) continue;
     InstallSignalAction(kExceptionSignals[i], &oldSignalHandlers[i]);
   }
 }
 
 void ReleaseOruRTCSingnalHandle(bool force) {
   for (size_t i = 0; i < kExceptionSignalCount; ++i) {
+    if (IsSignalLeftAlone(kExceptionSignals[i])) continue;
     if (force) oldSignalHandlers[i].sa_handler = SIG_DFL;
     sigaction(kExceptionSignals[i], &oldSignalHandlers[i], nullptr);
   }
   memset(oldSignalHandlers, 0, sizeof oldSignalHandlers);
+}
+
+bool ReportCrash(int signo, siginfo_t* info, void* context) {
+  const ErrnoKeeper keep_errno;
+  SignalCall call = {signo, info, context};
+  RunOnCrashStack([](void* argument) { HandleSignal(static_cast<SignalCall*>(argument)); }, &call);
+  if (!call.refused) GiveCrashBack();
+  return !call.refused;
 }
 
 void InitOruRTCTerminateHandler() {

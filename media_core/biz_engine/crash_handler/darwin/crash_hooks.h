@@ -27,6 +27,13 @@ constexpr size_t kExceptionSignalCount = 8;
 extern const int kExceptionSignals[kExceptionSignalCount];
 extern struct sigaction oldSignalHandlers[kExceptionSignalCount];
 
+using SignalAction = void (*)(int signo, siginfo_t* info, void* context);
+
+// What is installed for each of them.
+SignalAction SignalHook();
+// Installs it for one, and saves what was there.
+void InstallSignalAction(int signo, struct sigaction* previous);
+
 // The handlers found at installation where they were not the module's own; null when there was
 // none.
 extern NSUncaughtExceptionHandler* OruRTCOldExceptionHandler;
@@ -39,8 +46,9 @@ void InitOruRTCExceptionHandler();
 void ReleaseOruRTCExceptionHandler(bool force);
 ORU_CRASH_HOOK void OruRTCExceptionHandler(NSException* exception);
 
-// The signals. The saved actions are put back, with `force` as default actions that keep the saved
-// mask and flags; then the saved actions are forgotten (all zero, which is the default action).
+// The signals, but for those that a choice leaves alone (signal_choice.h). The saved actions are
+// put back, with `force` as default actions that keep the saved mask and flags; then the saved
+// actions are forgotten (all zero, which is the default action).
 void InitOruRTCSignalHandler();
 void ReleaseOruRTCSingnalHandle(bool force);
 

@@ -11,6 +11,10 @@ namespace CrashHandler::machine {
 // The arguments are a handler's own; null `info` or `context` is no fault. Async-signal-safe.
 bool IsFault(int signo, const siginfo_t* info, const void* context);
 
+// Whether the interrupted instruction itself raised the signal, as a fault or as a trap; false for
+// signals that were raised or sent. Arguments and safety as above.
+bool IsOfInstruction(int signo, const siginfo_t* info, const void* context);
+
 // Whether a fault whose signal the thread blocks ends the process at once. Where it does not, the
 // instruction faults again for ever.
 bool BlockedFaultEnds();

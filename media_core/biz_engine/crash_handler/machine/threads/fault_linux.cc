@@ -8,6 +8,11 @@ bool IsFault(int signo, const siginfo_t* info, const void* /*context*/) {
   return fault && info != nullptr && info->si_code > 0;
 }
 
+bool IsOfInstruction(int signo, const siginfo_t* info, const void* context) {
+  if (IsFault(signo, info, context)) return true;
+  return signo == SIGTRAP && info != nullptr && info->si_code > 0;
+}
+
 bool BlockedFaultEnds() { return true; }
 
 }  // namespace CrashHandler::machine

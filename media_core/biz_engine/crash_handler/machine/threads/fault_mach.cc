@@ -14,6 +14,12 @@ bool IsFault(int signo, const siginfo_t* /*info*/, const void* context) {
   return LastEntryRepeats(static_cast<const ucontext_t*>(context)->uc_mcontext);
 }
 
+bool IsOfInstruction(int signo, const siginfo_t* info, const void* context) {
+  if (IsFault(signo, info, context)) return true;
+  if (signo != SIGTRAP || info == nullptr) return false;
+  return info->si_code == TRAP_BRKPT || info->si_code == TRAP_TRACE;
+}
+
 bool BlockedFaultEnds() { return false; }
 
 }  // namespace CrashHandler::machine
