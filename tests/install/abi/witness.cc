@@ -1,0 +1,90 @@
+// Every public type that programs hold, so that its layout and its virtual functions stand in the dump: from the libraries
+// alone a type that is only reached through virtual functions would be missing.
+#include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
+#include "media_core/biz_engine/crash_handler/tools/crash_report_store.h"
+#include "media_core/biz_engine/crash_handler/tools/crash_report_upload.h"
+#include "media_core/biz_engine/crash_handler/tools/crash_session.h"
+#include "media_core/common/webrtc/rtc_base/checks.h"
+#include "media_core/common/webrtc/rtc_base/clock.h"
+#include "media_core/common/webrtc/rtc_base/counting_semaphore.h"
+#include "media_core/common/webrtc/rtc_base/critical_section.h"
+#include "media_core/common/webrtc/rtc_base/error_labels.h"
+#include "media_core/common/webrtc/rtc_base/event.h"
+#include "media_core/common/webrtc/rtc_base/file_log_sink.h"
+#include "media_core/common/webrtc/rtc_base/last_lines_log_sink.h"
+#include "media_core/common/webrtc/rtc_base/log_call_cost.h"
+#include "media_core/common/webrtc/rtc_base/log_message.h"
+#include "media_core/common/webrtc/rtc_base/log_multiline.h"
+#include "media_core/common/webrtc/rtc_base/log_preference.h"
+#include "media_core/common/webrtc/rtc_base/log_severity.h"
+#include "media_core/common/webrtc/rtc_base/log_sink.h"
+#include "media_core/common/webrtc/rtc_base/log_stream.h"
+#include "media_core/common/webrtc/rtc_base/platform_thread.h"
+#include "media_core/common/webrtc/rtc_base/rw_lock_posix.h"
+#include "media_core/common/webrtc/rtc_base/rw_lock_wrapper.h"
+#include "media_core/common/webrtc/rtc_base/thread_checker.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
+#include "media_core/common/webrtc/rtc_base/trace_event.h"
+
+struct PublicTypes {
+  CrashHandler::CrashHandlerConfig* crash_handler_config;
+  CrashHandler::CrashTraceInfo* crash_trace_info;
+  CrashHandler::CrashHandlerProxy* crash_handler_proxy;
+  CrashHandler::CrashType crash_type;
+  CrashHandler::CrashHandlerLogLevel crash_handler_log_level;
+  CrashHandler::PendingReport* pending_report;
+  CrashHandler::LastRun last_run;
+  CrashHandler::ReportLimits* report_limits;
+  CrashHandler::CrashReportStore* crash_report_store;
+  CrashHandler::CrashUploadCommand* crash_upload_command;
+  CrashHandler::CrashUploadResult crash_upload_result;
+  CrashHandler::CrashUploadOutcome* crash_upload_outcome;
+  CrashHandler::CrashConsent crash_consent;
+  CrashHandler::CrashSession* crash_session;
+  rtc::FatalMessage* fatal_message;
+  rtc::checks_internal::Failed* failed;
+  webrtc::NtpTime* ntp_time;
+  webrtc::Clock* clock;
+  webrtc::RealTimeClock* real_time_clock;
+  webrtc::UnixRealTimeClock* unix_real_time_clock;
+  webrtc::SimulatedClock* simulated_clock;
+  rtc::CountingSemaphore* counting_semaphore;
+  rtc::CriticalSection* critical_section;
+  rtc::CritScope* crit_scope;
+  rtc::TryCritScope* try_crit_scope;
+  rtc::GlobalLockPod* global_lock_pod;
+  rtc::GlobalLock* global_lock;
+  rtc::GlobalLockScope* global_lock_scope;
+  rtc::ConstantLabel* constant_label;
+  rtc::Event* event;
+  rtc::FileLogSinkOptions* file_log_sink_options;
+  rtc::FileLogSink* file_log_sink;
+  rtc::LastLinesLogSink* last_lines_log_sink;
+  rtc::LogCallCostTime* log_call_cost_time;
+  rtc::LogMessage* log_message;
+  rtc::LogMessageLogged* log_message_logged;
+  rtc::LogMultilineState* log_multiline_state;
+  rtc::LogPreference log_preference;
+  rtc::LoggingSeverity logging_severity;
+  rtc::LogErrorContext log_error_context;
+  rtc::LogSink* log_sink;
+  rtc::LogStreamBuffer* log_stream_buffer;
+  rtc::LogStream* log_stream;
+  rtc::ThreadPriority thread_priority;
+  rtc::PlatformThread* platform_thread;
+  webrtc::RWLockPosix* rw_lock_posix;
+  webrtc::RWLockWrapper* rw_lock_wrapper;
+  webrtc::ReadLockScoped* read_lock_scoped;
+  webrtc::WriteLockScoped* write_lock_scoped;
+  rtc::ThreadCheckerImpl* thread_checker_impl;
+  rtc::ClockInterface* clock_interface;
+  rtc::TimestampWrapAroundHandler* timestamp_wrap_around_handler;
+  webrtc::EventTracer* event_tracer;
+  webrtc::trace_event_internal::ArgType arg_type;
+  webrtc::trace_event_internal::CallSite* call_site;
+  webrtc::trace_event_internal::TraceStringWithCopy* trace_string_with_copy;
+  webrtc::trace_event_internal::ArgValue* arg_value;
+  webrtc::trace_event_internal::TraceEndOnScopeClose* trace_end_on_scope_close;
+};
+
+PublicTypes public_types;
