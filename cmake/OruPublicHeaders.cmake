@@ -26,6 +26,7 @@ set(ORU_RTC_BASE_HEADERS
   media_core/common/webrtc/rtc_base/string_encode.h
   media_core/common/webrtc/rtc_base/thread_checker.h
   media_core/common/webrtc/rtc_base/time_utils.h
+  media_core/common/webrtc/rtc_base/trace_calendar_time.h
   media_core/common/webrtc/rtc_base/trace_crash_flush.h
   media_core/common/webrtc/rtc_base/trace_event.h
   media_core/common/webrtc/rtc_base/version.h

@@ -10,12 +10,12 @@ _oru_report() {
     --color) mapfile -t COMPREPLY < <(compgen -W 'auto always never' -- "$current"); return ;;
     --kind) mapfile -t COMPREPLY < <(compgen -W 'Signal Exception MemoryError' -- "$current"); return ;;
     --debug-dir | --dump-dir) mapfile -t COMPREPLY < <(compgen -d -- "$current"); return ;;
-    --output | --symbols) mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
-    --app | --sdk | --since | --until | --frame | --function) return ;;
+    --output | --symbols | --with-log | --with-trace) mapfile -t COMPREPLY < <(compgen -f -- "$current"); return ;;
+    --app | --sdk | --since | --until | --frame | --function | --utc-offset) return ;;
   esac
   case $command:$current in
     list:-*) mapfile -t COMPREPLY < <(compgen -W "--json $filters --help" -- "$current") ;;
-    show:-*) mapfile -t COMPREPLY < <(compgen -W "--color $symbols $filters --help" -- "$current") ;;
+    show:-*) mapfile -t COMPREPLY < <(compgen -W "--color --with-log --with-trace --utc-offset $symbols $filters --help" -- "$current") ;;
     json:-*) mapfile -t COMPREPLY < <(compgen -W "$symbols $filters --help" -- "$current") ;;
     group:-* | diff:-*) mapfile -t COMPREPLY < <(compgen -W "--json $filters --help" -- "$current") ;;
     doctor:-*) mapfile -t COMPREPLY < <(compgen -W "--function --dump-dir --json --help" -- "$current") ;;

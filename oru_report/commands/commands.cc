@@ -15,7 +15,8 @@ const std::vector<Command>& AllCommands() {
   static const std::vector<Command> commands = {
       {"list", "list [--json] [FILTER]... PATH...", "the reports in a folder, newest first", 1,
        kAnyNumber, "a file or folder", &RunList},
-      {"show", "show [--color WHEN] [--symbols PATH]... FILE...",
+      {"show",
+       "show [--color WHEN] [--symbols PATH]... [--with-log LOG] [--with-trace TRACE] FILE...",
        "a report: what crashed, where and whose, then everything else", 1, kAnyNumber,
        "a file or folder", &RunShow},
       {"html", "html [--output FILE] [--group] [--symbols PATH]... FILE",

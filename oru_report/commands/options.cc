@@ -27,6 +27,15 @@ const std::vector<Option>& AllOptions() {
        [](Options* o, Text) { o->json = true; }},
       {"--color", " show ", "WHEN", "auto (the default: on a terminal), always or never",
        [](Options* o, Text v) { o->color = v; }},
+      {"--with-log", " show ", "LOG",
+       "the lines of LOG before the crash, beside the crashed thread",
+       [](Options* o, Text v) { o->timeline.log = v; }},
+      {"--with-trace", " show ", "TRACE", "the same of the events of TRACE",
+       [](Options* o, Text v) { o->timeline.trace = v; }},
+      {"--utc-offset", " show ", "+HH:MM",
+       "how far the crashing machine's clock was ahead of UTC; the default: as this\n"
+       "                   machine's at that time",
+       [](Options* o, Text v) { o->utc_offset = v; }},
       {"--output", " html ", "FILE", "where the page goes instead of standard output",
        [](Options* o, Text v) { o->output = v; }},
       {"--group", " html ", nullptr, "one page of the inputs' groups, with plots",
@@ -70,6 +79,14 @@ const Option* FindOption(const std::string& command, const std::string& name) {
     if (name == option.name && Takes(option, command)) return &option;
   }
   return nullptr;
+}
+
+std::string CheckOffset(Options* options) {
+  if (options->utc_offset.empty()) return "";
+  int minutes = 0;
+  if (!ReadUtcOffset(options->utc_offset, &minutes)) return "--utc-offset takes +HH:MM or -HH:MM";
+  options->timeline.utc_offset = minutes;
+  return "";
 }
 
 std::string Check(const Options& options, const Command& command) {
@@ -120,7 +137,8 @@ std::string ParseOptions(const std::vector<std::string>& arguments, Options* opt
       option->set(options, option->value == nullptr ? "" : arguments[++i]);
     }
   }
-  return Check(*options, *command);
+  const std::string wrong = Check(*options, *command);
+  return wrong.empty() ? CheckOffset(options) : wrong;
 }
 
 std::string HelpText(const std::string& wanted) {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "oru_report/analysis/timeline.h"
 #include "oru_report/symbols/symbol_store.h"
 
 namespace oru_report {
@@ -29,10 +30,14 @@ struct Options {
   bool json = false;
   bool group = false;
   bool help = false;
+  // `--utc-offset`, as it was given.
+  std::string utc_offset;
   // `--no-source`: no symbols but the report's own.
   bool use_symbols = true;
   SymbolOptions symbols;
   Filters filters;
+  // Of `show`.
+  TimelineOptions timeline;
   // Of `doctor`.
   std::string function;
   std::string dump_dir;

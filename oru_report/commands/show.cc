@@ -34,14 +34,20 @@ int RunShow(const Options& options) {
   const bool color = UseColor(options);
   StreamOutput output(stdout);
   bool first = true;
+  int failed = kOk;
   const VisitResult result = VisitReports(options, symbols.get(), [&](const VisitedReport& report) {
     if (!first) output << "\n\n";
     first = false;
     TellGaps(report);
-    RenderText(report.headline, report.resolver, color, &output);
+    if (options.timeline.log.empty() && options.timeline.trace.empty()) {
+      return RenderText(report.headline, report.resolver, nullptr, color, &output);
+    }
+    const Timeline timeline = MakeTimeline(report.resolver->report(), options.timeline);
+    for (const std::string& problem : timeline.problems) failed = TellError(problem);
+    RenderText(report.headline, report.resolver, &timeline, color, &output);
   });
   TellPassedOver(result);
-  return FinishOutput(&output, StatusOf(result));
+  return FinishOutput(&output, std::max(failed, StatusOf(result)));
 }
 
 namespace {

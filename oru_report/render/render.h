@@ -6,13 +6,19 @@
 
 #include "oru_report/analysis/headline.h"
 #include "oru_report/analysis/resolver.h"
+#include "oru_report/analysis/timeline.h"
 #include "oru_report/render/output.h"
 
 namespace oru_report {
 
 // For a terminal: the headline, the header, the crashed thread, the other threads with equal ones
-// once, the images and the host's text. `color` adds ANSI colours.
-void RenderText(const Headline& headline, Resolver* resolver, bool color, Output* output);
+// once, the images and the host's text. `color` adds ANSI colours. `timeline` (may be null) stands
+// behind the crashed thread.
+void RenderText(const Headline& headline, Resolver* resolver, const Timeline* timeline, bool color,
+                Output* output);
+
+// The part of it that the timeline is.
+void RenderTimeline(const Timeline& timeline, Output* output);
 
 // One self-contained HTML page: the headline and the crashed frame, everything else folded and
 // searchable, nothing loaded from anywhere.

@@ -28,9 +28,10 @@ Palette MakePalette(bool color) {
 
 class TextPage {
  public:
-  TextPage(Resolver* resolver, bool color, Output* output)
+  TextPage(Resolver* resolver, const Timeline* timeline, bool color, Output* output)
       : resolver_(*resolver),
         report_(resolver->report()),
+        timeline_(timeline),
         palette_(MakePalette(color)),
         output_(*output) {}
 
@@ -42,6 +43,7 @@ class TextPage {
   }
   void WriteHeader();
   void WriteCrashedThread(const Headline& headline);
+  void WriteTimeline();
   void WriteThreads();
   void WriteGroup(const ThreadGroup& group);
   void WriteFrames(const FrameList& frames, size_t from);
@@ -53,6 +55,7 @@ class TextPage {
 
   Resolver& resolver_;
   const Report& report_;
+  const Timeline* const timeline_;
   const Palette palette_;
   Output& output_;
 };
@@ -151,6 +154,13 @@ void TextPage::WriteGroup(const ThreadGroup& group) {
   WriteFrames(group.front()->frames, 0);
 }
 
+void TextPage::WriteTimeline() {
+  if (timeline_ == nullptr) return;
+  output_ << "\n";
+  Line(palette_.title, "Before the crash");
+  RenderTimeline(*timeline_, &output_);
+}
+
 void TextPage::WriteThreads() {
   for (const ThreadGroup& group : FoldThreads(report_, report_.CrashThread())) WriteGroup(group);
   for (const std::string_view note : report_.thread_notes)
@@ -193,6 +203,7 @@ void TextPage::Write(const Headline& headline) {
   output_ << "\n";
   WriteHeader();
   WriteCrashedThread(headline);
+  WriteTimeline();
   WriteThreads();
   WriteImages();
   WriteCustomInfo();
@@ -200,8 +211,9 @@ void TextPage::Write(const Headline& headline) {
 
 }  // namespace
 
-void RenderText(const Headline& headline, Resolver* resolver, bool color, Output* output) {
-  TextPage(resolver, color, output).Write(headline);
+void RenderText(const Headline& headline, Resolver* resolver, const Timeline* timeline, bool color,
+                Output* output) {
+  TextPage(resolver, timeline, color, output).Write(headline);
 }
 
 }  // namespace oru_report

@@ -36,6 +36,8 @@ TEST(OruReportCommand, RefusesWrongUseWithOneSentence) {
                                              {"html", "a", "b"},
                                              {"show", "--color", "blue", "a"},
                                              {"show", "--color"},
+                                             {"show", "--utc-offset", "CET", "a"},
+                                             {"html", "--with-log", "x", "a"},
                                              {"list", "--output", "x", "a"},
                                              {"html", "--json", "a"}}) {
     const ChildResult result = Command(arguments);
@@ -96,6 +98,25 @@ TEST(OruReportCommand, ShowsWhatACutReportHasAndSaysSo) {
   EXPECT_NE(result.out.find("OruRTC::Engine::join(int)"), std::string::npos);
   EXPECT_EQ(result.err,
             "oru-report: " + dir.Join("cut.log") + ": it is cut off within its threads\n");
+}
+
+TEST(OruReportCommand, ShowsTheLogBesideTheCrashedThread) {
+  const TempDir dir;
+  oru_test::WriteFile(dir.Join("app.log"), "2024-03-05T05:08:09.000Z [I] joined\n");
+  const ChildResult result = Command(
+      {"show", "--utc-offset", "+02:00", "--with-log", dir.Join("app.log"), WriteSample(dir)});
+  EXPECT_EQ(result.exit_code, 0) << result.err;
+  const size_t row = result.out.find("-0.123 s  log    [I] joined\n");
+  EXPECT_GT(row, result.out.find("Crashed here"));
+  EXPECT_LT(row, result.out.find("\nThread 100"));
+}
+
+TEST(OruReportCommand, ShowsTheReportWhereItsLogCannotBeRead) {
+  const TempDir dir;
+  const ChildResult result = Command({"show", "--with-log", dir.Join("absent"), WriteSample(dir)});
+  EXPECT_EQ(result.exit_code, 1);
+  EXPECT_NE(result.out.find("Crashed here"), std::string::npos);
+  EXPECT_EQ(result.err, "oru-report: " + dir.Join("absent") + ": No such file or directory\n");
 }
 
 TEST(OruReportCommand, ShowsSeveralFilesAndStandardInput) {

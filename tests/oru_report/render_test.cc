@@ -21,7 +21,7 @@ constexpr char kFile[] = "Crash_A1_S1_Signal_2024-03-05-07-08-09.log";
 std::string Text(const Report& report, bool color = false) {
   Resolver resolver(report, nullptr);
   StringOutput output;
-  RenderText(MakeHeadline(kFile, "6.1.0", &resolver), &resolver, color, &output);
+  RenderText(MakeHeadline(kFile, "6.1.0", &resolver), &resolver, nullptr, color, &output);
   return output.text();
 }
 

@@ -8,12 +8,15 @@
 
 #include <cerrno>
 #include <csignal>
+#include <ctime>
 #include <regex>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "media_core/common/webrtc/rtc_base/log_calendar_time.h"
 #include "media_core/common/webrtc/rtc_base/logging.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
 #include "tests/support/small_disk.h"
@@ -50,6 +53,59 @@ FileLogSinkOptions Buffered(size_t bytes) {
   options.survive_kill = false;
   options.buffer_bytes = bytes;
   return options;
+}
+
+// The milliseconds since 1970 that the line begins with; -1 when it does not.
+int64_t StampOf(const std::string& line) {
+  std::tm time = {};
+  int millis = 0;
+  int read = 0;
+  sscanf(line.c_str(), "%4d-%2d-%2dT%2d:%2d:%2d.%3dZ %n", &time.tm_year, &time.tm_mon,
+         &time.tm_mday, &time.tm_hour, &time.tm_min, &time.tm_sec, &millis, &read);
+  time.tm_year -= 1900;
+  time.tm_mon -= 1;
+  return read == 25 ? rtc::TmToSeconds(time) * 1000 + millis : -1;
+}
+
+TEST(FileLogSink, CalendarTimeStandsBeforeEachLineWhenAskedFor) {
+  const TempDir dir;
+  const int64_t before = rtc::TimeUTCMicros() / 1000;
+  for (const bool survive : {true, false}) {
+    FileLogSinkOptions options;
+    options.calendar_time = true;
+    options.survive_kill = survive;
+    FileLogSink sink(dir.Join("log"), options);
+    for (int i = 0; i < 40; ++i) sink.OnLogLine("[I] one\n");
+  }
+  const int64_t after = rtc::TimeUTCMicros() / 1000;
+  const std::vector<std::string> lines = oru_test::SplitLines(ReadFile(dir.Join("log")));
+  ASSERT_EQ(lines.size(), 80u);
+  int64_t last = before;
+  for (const std::string& line : lines) {
+    EXPECT_GE(StampOf(line), last) << line;
+    EXPECT_EQ(line.substr(25), "[I] one");
+    last = StampOf(line);
+  }
+  EXPECT_LE(last, after);
+}
+
+TEST(FileLogSink, LinesStandAsTheyAreWithoutTheOption) {
+  const TempDir dir;
+  { FileLogSink(dir.Join("log"), {}).OnLogLine("[I] one\n"); }
+  EXPECT_EQ(ReadFile(dir.Join("log")), "[I] one\n");
+}
+
+TEST(LogCalendarTime, EveryDayOfFourCenturiesIsTheLibrarysOwn) {
+  for (int64_t day = 0; day < 146097; ++day) {
+    const std::time_t seconds = day * 86400 + day % 86400;
+    std::tm expected = {};
+    gmtime_r(&seconds, &expected);
+    char text[64];
+    ASSERT_NE(strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S.042Z ", &expected), 0u);
+    ASSERT_EQ(rtc::CalendarTimePrefix(seconds * 1000000 + 42999), text);
+  }
+  EXPECT_EQ(rtc::CalendarTimePrefix(-1), "1970-01-01T00:00:00.000Z ");
+  EXPECT_EQ(rtc::CalendarTimePrefix(INT64_MAX), "9999-12-31T23:59:59.999Z ");
 }
 
 TEST(FileLogSink, BufferedLinesReachTheFileAtItsEnd) {

@@ -12,6 +12,8 @@
 #include <thread>
 
 #include "media_core/common/webrtc/rtc_base/event_tracer.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
+#include "media_core/common/webrtc/rtc_base/trace_calendar_time.h"
 #include "media_core/common/webrtc/rtc_base/trace_crash_flush.h"
 #include "tests/rtc_base/trace_text.h"
 #include "tests/support/child_process.h"
@@ -226,6 +228,25 @@ TEST(TraceEndings, ACrashFlushIsBoundedWhenTheWriterIsStuck) {
   });
   close(reader);
   EXPECT_EQ(child.exit_code, 5) << child.Ending();
+}
+
+TEST(TraceEndings, TheCalendarTimeOfATraceIsAnEvent) {
+  const TempDir dir;
+  rtc::tracing::MarkCalendarTime();  // Without a tracer, nothing.
+  const int64_t before = rtc::TimeUTCMicros();
+  const oru_test::ChildResult child = RunInFork([&dir] {
+    Begin(dir.Join("t"));
+    rtc::tracing::MarkCalendarTime();
+    rtc::tracing::StopInternalCapture();
+    return 0;
+  });
+  EXPECT_EQ(child.exit_code, 0) << child.Ending();
+  const std::string text = ReadFile(dir.Join("t"));
+  const auto events = oru_test::ReadTrace(text).events;
+  ASSERT_EQ(events.size(), 3u) << text;
+  EXPECT_EQ(events[1].name, "CalendarTime");
+  EXPECT_GE(events[1].Number("utc_us"), static_cast<uint64_t>(before));
+  EXPECT_LE(events[1].Number("utc_us"), static_cast<uint64_t>(rtc::TimeUTCMicros()));
 }
 
 }  // namespace

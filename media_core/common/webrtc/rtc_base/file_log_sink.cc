@@ -11,8 +11,10 @@
 
 #include "media_core/common/webrtc/rtc_base/append_file.h"
 #include "media_core/common/webrtc/rtc_base/forked_child_hook.h"
+#include "media_core/common/webrtc/rtc_base/log_calendar_time.h"
 #include "media_core/common/webrtc/rtc_base/log_clean_line.h"
 #include "media_core/common/webrtc/rtc_base/log_tail.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
 
 namespace rtc {
 namespace {
@@ -76,6 +78,15 @@ void FileLogSink::OnLogLine(const std::string& line) {
 
 void FileLogSink::Take(const std::string& line) {
   const CritScope lock(&crit_);
+  if (options_.calendar_time) {
+    // Under the lock, so that times stand in order.
+    Keep(CalendarTimePrefix(TimeUTCMicros()) + line);
+  } else {
+    Keep(line);
+  }
+}
+
+void FileLogSink::Keep(const std::string& line) {
   if (!TakeIntoTail(line)) {
     Collect(line);
   }

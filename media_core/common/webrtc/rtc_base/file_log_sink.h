@@ -54,6 +54,10 @@ struct FileLogSinkOptions {
   bool clean_lines = false;
   // Messages addressed to this id reach the sink; see LogSink.
   int sink_id = 0;
+  // Whether the calendar time stands before each line: "2024-03-05T07:08:09.123Z ", UTC, of the
+  // moment when the sink takes the line. It steps when the machine's clock is set. What clean_lines
+  // does not change in a line (newlines in it) gets no time of its own.
+  bool calendar_time = false;
 };
 
 // Appends lines to a file.
@@ -107,6 +111,7 @@ class FileLogSink : public LogSink {
   static void RenewInForkedChild(void* self);
   void Take(const std::string& line);
   // These expect the lock to be held.
+  void Keep(const std::string& line);
   bool TakeIntoTail(const std::string& line);
   bool MakeRoom(size_t size);
   bool ClaimRoom(size_t size);
