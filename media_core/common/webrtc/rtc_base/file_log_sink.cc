@@ -78,17 +78,12 @@ void FileLogSink::OnLogLine(const std::string& line) {
 
 void FileLogSink::Take(const std::string& line) {
   const CritScope lock(&crit_);
-  if (options_.calendar_time) {
-    // Under the lock, so that times stand in order.
-    Keep(CalendarTimePrefix(TimeUTCMicros()) + line);
-  } else {
-    Keep(line);
-  }
-}
-
-void FileLogSink::Keep(const std::string& line) {
-  if (!TakeIntoTail(line)) {
-    Collect(line);
+  // Under the lock, so that times stand in order.
+  const std::string dated =
+      options_.calendar_time ? CalendarTimePrefix(TimeUTCMicros()) + line : std::string();
+  const std::string& kept = options_.calendar_time ? dated : line;
+  if (!TakeIntoTail(kept)) {
+    Collect(kept);
   }
 }
 

@@ -111,7 +111,6 @@ class FileLogSink : public LogSink {
   static void RenewInForkedChild(void* self);
   void Take(const std::string& line);
   // These expect the lock to be held.
-  void Keep(const std::string& line);
   bool TakeIntoTail(const std::string& line);
   bool MakeRoom(size_t size);
   bool ClaimRoom(size_t size);
