@@ -20,6 +20,12 @@ struct Option {
 constexpr char kShown[] = " show html json ";
 constexpr char kFiltered[] = " list show html json group diff ";
 
+constexpr char kKeepingHelp[] = R"(
+Keeping symbols when shipping: build each release with -g and a build id, and before it is packed
+  scripts/symbols --output kept --strip DIR      keeps its debug files by id in kept, and strips DIR
+  oru-report show --symbols kept REPORT          finds them for a report of any release in kept
+)";
+
 const std::vector<Option>& AllOptions() {
   using Text = const std::string&;
   static const std::vector<Option> options = {
@@ -162,7 +168,9 @@ std::string HelpText(const std::string& wanted) {
     text +=
         name + std::string(name.size() < 18 ? 18 - name.size() : 1, ' ') + " " + option.help + "\n";
   }
-  return text + "  --help, --version\n";
+  text += "  --help, --version\n";
+  const bool symbols = wanted.empty() || FindOption(wanted, "--symbols") != nullptr;
+  return symbols ? text + kKeepingHelp : text;
 }
 
 }  // namespace oru_report

@@ -13,6 +13,11 @@ namespace {
 // Images that a made-up report names are not all looked for.
 constexpr size_t kMaxImages = 4096;
 
+// Whether a report's text can be an id and nothing else, such as a way through folders or a URL.
+bool CanBeId(std::string_view text) {
+  return text.size() == 32 && text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
 class DescriptorCloser {
  public:
   explicit DescriptorCloser(int descriptor) : descriptor_(descriptor) {}
@@ -77,6 +82,14 @@ void SymbolStore::TryOwnFile(const Image& image, ImageSymbols* symbols) {
   symbols->other_id = ReportedForm(slices[0].id);
 }
 
+void SymbolStore::TryServers(const Image& image, ImageSymbols* symbols) {
+  if (symbols->state == SymbolState::kLines || !CanBeId(image.uuid)) return;
+  // A report has the whole of an id only when it is no longer than a UUID; servers know whole ones.
+  const std::string id = symbols->file != nullptr ? symbols->slice.id : std::string(image.uuid);
+  const int fetched = FetchDebugFile(id);
+  if (fetched >= 0) TryFile("debuginfod", fetched, image, symbols);
+}
+
 std::unique_ptr<ImageSymbols> SymbolStore::Load(const Image& image) {
   auto symbols = std::make_unique<ImageSymbols>();
   std::string error;
@@ -86,10 +99,7 @@ std::unique_ptr<ImageSymbols> SymbolStore::Load(const Image& image) {
     if (symbols->state == SymbolState::kLines) return symbols;
   }
   TryOwnFile(image, symbols.get());
-  if (symbols->state == SymbolState::kNames && options_.ask_servers) {
-    const int fetched = FetchDebugFile(symbols->slice.id);
-    if (fetched >= 0) TryFile("debuginfod", fetched, image, symbols.get());
-  }
+  if (options_.ask_servers) TryServers(image, symbols.get());
   return symbols;
 }
 

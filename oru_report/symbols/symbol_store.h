@@ -76,6 +76,8 @@ class SymbolStore {
   bool TryFile(const std::string& path, int descriptor, const Image& image, ImageSymbols* symbols);
   // The file that the report names.
   void TryOwnFile(const Image& image, ImageSymbols* symbols);
+  // The servers' debug file, where what was found so far has no lines.
+  void TryServers(const Image& image, ImageSymbols* symbols);
   void TakeIn(const std::string& path, int descriptor, const BinarySlice& slice,
               ImageSymbols* symbols);
 

@@ -15,6 +15,8 @@ ChildResult Command(std::vector<std::string> arguments) {
   return oru_test::RunChild(arguments);
 }
 
+using Arguments = std::vector<std::string>;
+
 std::string WriteSample(const TempDir& dir) {
   std::string path = dir.Join("Crash_A1_S1_Signal_2024-03-05-07-08-09.log");
   oru_test::WriteFile(path, oru_report_test::kSignalReport);
@@ -133,7 +135,6 @@ TEST(OruReportCommand, ShowsSeveralFilesAndStandardInput) {
 TEST(OruReportCommand, ListsWhatTheFiltersLetThrough) {
   const TempDir dir;
   const std::string path = WriteSample(dir);
-  using Arguments = std::vector<std::string>;
   for (const Arguments& filter :
        {Arguments{"--app", "A1"}, Arguments{"--kind", "Signal"}, Arguments{"--since", "2024-03-05"},
         Arguments{"--until", "2024-03-05"}, Arguments{"--frame", "Engine::join"},
@@ -158,6 +159,14 @@ TEST(OruReportCommand, HelpsWithEveryCommand) {
     EXPECT_EQ(help.exit_code, 0);
     EXPECT_EQ(help.out.find(std::string("usage: oru-report ") + command), 0U) << help.out;
   }
+}
+
+TEST(OruReportCommand, SaysHowSymbolsAreKeptWhereTheyAreLookedFor) {
+  for (const Arguments& arguments : {Arguments{"--help"}, Arguments{"show", "--help"}}) {
+    const std::string help = Command(arguments).out;
+    EXPECT_NE(help.find("scripts/symbols --output kept --strip"), std::string::npos) << help;
+  }
+  EXPECT_EQ(Command({"list", "--help"}).out.find("scripts/symbols"), std::string::npos);
 }
 
 TEST(OruReportCommand, FailsWhenItsOutputCannotBeWritten) {
