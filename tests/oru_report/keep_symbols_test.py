@@ -54,6 +54,14 @@ class KeepSymbols(unittest.TestCase):
         self.assertIn("Hidden", text)
         self.assertIn("engine.c:", text)
 
+    def test_a_file_of_very_many_sections_is_kept(self):
+        source = os.path.join(self.folder, "wide.c")
+        with open(source, "w", encoding="utf-8") as file:
+            # More of a listing than a pipe holds.
+            file.write("".join(f'__attribute__((section("a_section_{i:05}"))) int wide{i} = {i};\n' for i in range(2000)))
+        run("clang", "-g", "-shared", "-fPIC", "-Wl,--build-id=sha1", source, "-o", os.path.join(self.tree, "lib", "wide.so"))
+        self.assertIn("kept those of 2 files", run(SYMBOLS, self.tree))
+
     def test_another_release_is_kept_beside_it(self):
         run(SYMBOLS, self.tree)
         run(SYMBOLS, self.tree)
