@@ -60,6 +60,8 @@ class Documents(unittest.TestCase):
         os.makedirs(os.path.join(folder, "build"))
         os.makedirs(os.path.join(temporary.name, "home"))
         os.symlink(BUILD, os.path.join(folder, "build", "release"))
+        # What scripts/install-deps has laid there.
+        os.symlink(os.path.join(ROOT, "build", "deps"), os.path.join(folder, "build", "deps"))
         for entry in os.listdir(ROOT):
             if entry not in ("build", ".git"):
                 os.symlink(os.path.join(ROOT, entry), os.path.join(folder, entry))
