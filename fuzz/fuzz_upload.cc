@@ -7,6 +7,7 @@
 #include "examples/reference_sdk/entry_names.h"
 #include "examples/reference_sdk/upload_options.h"
 #include "examples/reference_sdk/upload_target.h"
+#include "examples/reference_sdk/utf8_escape.h"
 #include "fuzz/environment_variable.h"
 #include "fuzz/fuzz_support.h"
 #include "fuzz/utf8_check.h"

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "media_core/common/webrtc/rtc_base/version.h"
+#include "oru_report/commands/command_line.h"
 #include "oru_report/commands/commands.h"
-#include "oru_report/commands/options.h"
 
 namespace {
 

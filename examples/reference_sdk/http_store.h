@@ -5,26 +5,11 @@
 #include <cstdint>
 #include <string>
 
+#include "examples/reference_sdk/store_access.h"
 #include "examples/reference_sdk/upload_options.h"
 #include "examples/reference_sdk/upload_status.h"
 
 namespace reference_sdk {
-
-struct Credentials {
-  std::string access_key_id;
-  std::string access_key_secret;
-  // Not sent when empty.
-  std::string security_token;
-};
-
-// What a failed upload may say about itself; never holds a credential or a text that the store
-// sent.
-struct StoreFailure {
-  // The answer's status code, 0 without one.
-  long http_code = 0;
-  // Without control characters; "" when the code says it all.
-  std::string reason;
-};
 
 // The first `size` bytes of `fd` become the object at `url`, signed with AWS signature version 4
 // (of curl): in one PUT, or in parts above options.single_put_bytes; see StoreSession for the

@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <system_error>
 
-#include "examples/reference_sdk/entry_names.h"
+#include "examples/reference_sdk/utf8_escape.h"
 
 namespace reference_sdk {
 namespace {

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "examples/reference_sdk/curl_settings.h"
-#include "examples/reference_sdk/http_store.h"
 #include "examples/reference_sdk/progress.h"
+#include "examples/reference_sdk/store_access.h"
 #include "examples/reference_sdk/upload_options.h"
 #include "examples/reference_sdk/upload_status.h"
 #include "examples/reference_sdk/upload_try.h"

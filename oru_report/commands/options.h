@@ -1,4 +1,4 @@
-// The command line of `oru-report`.
+// What the command line of `oru-report` asks for.
 #ifndef ORU_REPORT_COMMANDS_OPTIONS_H_
 #define ORU_REPORT_COMMANDS_OPTIONS_H_
 
@@ -42,12 +42,6 @@ struct Options {
   std::string function;
   std::string dump_dir;
 };
-
-// Reads the arguments behind the program's name. Returns "" or a sentence about what is wrong.
-std::string ParseOptions(const std::vector<std::string>& arguments, Options* options);
-
-// What `--help` prints; that of one command, or of all for "".
-std::string HelpText(const std::string& command);
 
 }  // namespace oru_report
 

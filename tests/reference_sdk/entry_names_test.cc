@@ -4,6 +4,8 @@
 
 #include <set>
 
+#include "examples/reference_sdk/utf8_escape.h"
+
 namespace reference_sdk {
 namespace {
 

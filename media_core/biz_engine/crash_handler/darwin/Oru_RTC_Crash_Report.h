@@ -1,5 +1,5 @@
 // The report of one crash: whether the crash concerns the SDK, and the file it goes to. For
-// Objective-C++ files. The text is in crash_report_text.h.
+// Objective-C++ files.
 //
 // A report object is made and used on the crashing thread, once; nothing here is locked.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DARWIN_ORU_RTC_CRASH_REPORT_H_
@@ -82,10 +82,36 @@
 - (NSString*)getCrashFilePath:(NSString*)timestamp crashType:(NSString*)crashType;
 @end
 
+// The report's text (crash_report_text.mm).
+//
+// Every line ends in "\n". Nothing fails: what the system does not tell is an empty string.
+@interface OruRTCCrashReport (ReportText)
+// The whole report of an uncaught exception; its backtrace is the exception's own.
+- (NSString*)generateReporterWithException:(NSException*)exception;
+// The whole report of a signal or a failed allocation, with the frames in `symbols` (frame 0
+// first). The signal's number is written nowhere.
+- (NSString*)generateReporterWithSignal:(int)signal symbols:(NSArray*)symbols;
+// The six header lines. The "Path" is the directory of reports, not the executable's.
+- (NSString*)generateCommonString;
+// One line a loaded image, in the loader's order.
+- (NSString*)generateImages;
+// "x86_64", "x86", "ARM", "ARM64", or "unSupport".
+- (NSString*)getCPUType;
+// Now, as "YYYY-MM-dd HH:mm:ss SSS" in the C library's zone and the device's locale; the year is
+// that of the week.
+- (NSString*)getCurrentTimeFormat;
+// The main bundle's display name, else its name, else empty; what is no string is described.
+- (NSString*)getAppDisplayName;
+// The machine's name for its hardware, such as "x86_64".
+- (NSString*)getDeviceModelName;
+@end
+
 namespace CrashHandler {
 
-// An autoreleased report for the calling thread, from the crash handler's settings of this moment.
-OruRTCCrashReport* CreateOruRTCCrashReport();
+class CrashHandlerProxyImpl;
+
+// An autoreleased report for the calling thread, from the handler's settings of this moment.
+OruRTCCrashReport* CreateOruRTCCrashReport(CrashHandlerProxyImpl* handler);
 
 }  // namespace CrashHandler
 

@@ -1,6 +1,6 @@
+#include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
+
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy_impl.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
-#include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/exception_stack.h"
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_state.h"
@@ -237,8 +237,7 @@ CrashHandler::machine::CivilTime LocalTime() {
 
 namespace CrashHandler {
 
-OruRTCCrashReport* CreateOruRTCCrashReport() {
-  CrashHandlerProxyImpl* handler = DarwinCrashHandler::GetInstance();
+OruRTCCrashReport* CreateOruRTCCrashReport(CrashHandlerProxyImpl* handler) {
   OruRTCCrashConfig* config = [[[OruRTCCrashConfig alloc] init] autorelease];
   config.crashThreadId = machine::CurrentThreadNumber();
   config.appId = TextOrFallback(handler->GetAppId(), kUnknownApp);

@@ -147,13 +147,17 @@ int CaptureSignalFrames(const SignalCall& call, void** frames) {
       call.context, frames, static_cast<size_t>(count), machine::kMaxCrashFrames));
 }
 
+OruRTCCrashReport* NewReport() {
+  return CreateOruRTCCrashReport(DarwinCrashHandler::GetInstance());
+}
+
 void ReportSignal(const SignalCall& call, void* const* frames, int count) {
   @autoreleasepool {
     NSMutableArray* symbols = SymbolsOfFrames(frames, count, machine::InterruptedAt(call.context));
-    [CreateOruRTCCrashReport() reportCrashWithSignal:call.signo
-                                                info:call.info
-                                             context:call.context
-                                             symbols:symbols];
+    [NewReport() reportCrashWithSignal:call.signo
+                                  info:call.info
+                               context:call.context
+                               symbols:symbols];
   }
 }
 
@@ -258,7 +262,7 @@ void OruRTCExceptionHandler(NSException* exception) {
     const std::string name = BytesOfText([exception name]);
     const std::string reason = BytesOfText([exception reason]);
     RememberException(name.c_str(), [exception reason] != nil ? reason.c_str() : nullptr);
-    [CreateOruRTCCrashReport() reportCrashWithException:exception];
+    [NewReport() reportCrashWithException:exception];
     ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler is= %p",
                            reinterpret_cast<void*>(OruRTCOldExceptionHandler));
     FlushBeforeTheEnd();
@@ -331,7 +335,7 @@ void OruRTCTerminateCatchHandler() {
   @autoreleasepool {
     NSMutableArray* symbols = SymbolsOfFrames(frames, count);
     if (IsRethrownException(symbols)) return LeaveToExceptionHandler();
-    [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
+    [NewReport() reportCrashWithSymbols:symbols];
   }
   ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
                          reinterpret_cast<void*>(OruRTCOldTerminateHandler));
@@ -368,7 +372,7 @@ void OruRTCNewFailedCatchHandler() {
     AnnounceCrash(kNewFailedHook);
     ReportIsDue();
     @autoreleasepool {
-      [CreateOruRTCCrashReport() reportCrashWithSymbols:SymbolsOfFrames(frames, count)];
+      [NewReport() reportCrashWithSymbols:SymbolsOfFrames(frames, count)];
     }
     ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
                            reinterpret_cast<void*>(OruRTCOldNewFailedHandler));

@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 #include "media_core/biz_engine/crash_handler/darwin/exception_stack.h"
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/oru_rtc_call_stack.h"

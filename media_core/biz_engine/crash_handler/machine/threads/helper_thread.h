@@ -9,7 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/thread_number.h"
 
 namespace CrashHandler::machine {
 

@@ -11,8 +11,8 @@
 
 #include "media_core/biz_engine/crash_handler/machine/memory/system_call_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/bounded_wait.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/capture_limits.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/registers_linux.h"
-#include "media_core/biz_engine/crash_handler/machine/threads/thread_capture.h"
 
 // Every thread gets one signal. Its handler finds the thread's place, claims it, copies the
 // interrupted registers and waits on a futex until the object is gone. A place's state holds the

@@ -7,17 +7,11 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "media_core/biz_engine/crash_handler/machine/threads/capture_limits.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/registers.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 
 namespace CrashHandler::machine {
-
-constexpr size_t kCaptureGroup = 512;
-constexpr int kCaptureQuietMs = 250;
-constexpr int kCaptureLimitMs = 2000;
-constexpr int kHoldLimitMs = 3000;
-// For all threads together that run and block every signal, perhaps for a moment only.
-constexpr int kCapturePatienceMs = 100;
 
 // What is known of one thread. `index` is that of its number in the array; `registers` is null when
 // they could not be read, and valid during the visit only.

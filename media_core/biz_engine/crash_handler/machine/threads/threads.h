@@ -1,19 +1,16 @@
 // The threads of this process: their numbers and names.
 //
-// A thread number is the Mach port name on macOS and the kernel's thread id on Linux. Unless a
-// function says otherwise it may run in a signal handler: it neither allocates from the heap nor
-// takes a lock that an interrupted thread could hold.
+// Unless a function says otherwise it may run in a signal handler: it neither allocates from the
+// heap nor takes a lock that an interrupted thread could hold.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_THREADS_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_THREADS_H_
 
 #include <cstddef>
-#include <cstdint>
 
 #include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/thread_number.h"
 
 namespace CrashHandler::machine {
-
-using ThreadNumber = uint32_t;
 
 // Room for a thread's name with its terminating zero.
 constexpr size_t kThreadNameSize = 256;

@@ -1,4 +1,4 @@
-#include "oru_report/commands/options.h"
+#include "oru_report/commands/command_line.h"
 
 #include <functional>
 
