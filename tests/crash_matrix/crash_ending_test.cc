@@ -18,59 +18,12 @@ namespace {
 using oru_test::ChildResult;
 using oru_test::kRealDeadlineMs;
 using oru_test::kRefused;
-using oru_test::kShortDeadlineMs;
 using CrashEndingTest = oru_test::CrashScenarioTest;
-
-TEST_F(CrashEndingTest, CallbackThatNeverReturnsEndsByTheOriginalSignal) {
-  const ChildResult result = Run("CallbackNeverReturns");
-  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
-  EXPECT_GE(result.wall_s, kShortDeadlineMs / 1000.0);
-}
 
 TEST_F(CrashEndingTest, TheRealBoundIsBelowTenSeconds) {
   const ChildResult result = Run("CallbackNeverReturns", kRealDeadlineMs);
   EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
   EXPECT_LT(result.wall_s, 10);
-}
-
-TEST_F(CrashEndingTest, CallbackThatFaultsAlikeEndsAtOnce) {
-  const ChildResult result = Run("CallbackFaultsAlike", kRealDeadlineMs);
-  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
-  EXPECT_LT(result.wall_s, 4);
-}
-
-TEST_F(CrashEndingTest, CallbackThatFaultsOtherwiseEndsAtOnceByThatSignal) {
-  const ChildResult result = Run("CallbackFaultsOtherwise", kRealDeadlineMs);
-  EXPECT_EQ(result.signal, SIGFPE) << result.Ending();
-  EXPECT_LT(result.wall_s, 4);
-  EXPECT_EQ(Count(result, kRefused), 1);
-}
-
-TEST_F(CrashEndingTest, CallbackThatAbortsEndsAtOnce) {
-  const ChildResult result = Run("CallbackAborts", kRealDeadlineMs);
-  EXPECT_EQ(result.signal, SIGABRT) << result.Ending();
-  EXPECT_LT(result.wall_s, 4);
-}
-
-TEST_F(CrashEndingTest, CallbackMayUseTheFacade) {
-  EXPECT_EQ(Run("CallbackUsesTheFacade").signal, SIGSEGV);
-  ExpectOneWholeReport();
-  const std::string text = oru_test::ReadFile(dir_.Join("dumps/" + Files()[0]));
-  EXPECT_EQ(oru_test::ParseCrashReport(text).custom_info, "from the callback");
-}
-
-TEST_F(CrashEndingTest, FaultOnASecondThreadWaitsForTheFirstReport) {
-  const ChildResult result = Run("SecondThreadFaults", kRealDeadlineMs);
-  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
-  EXPECT_EQ(Count(result, kRefused), 1);
-  ExpectOneWholeReport();
-}
-
-TEST_F(CrashEndingTest, AbortOnASecondThreadWaitsForTheFirstReport) {
-  const ChildResult result = Run("SecondThreadAborts", kRealDeadlineMs);
-  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
-  EXPECT_EQ(Count(result, kRefused), 1);
-  ExpectOneWholeReport();
 }
 
 TEST_F(CrashEndingTest, TwentyThreadsThatFaultTogetherLeaveOneReportAndOneLineEach) {
@@ -86,20 +39,6 @@ TEST_F(CrashEndingTest, TwentyFaultsWithoutAReportEndInTimeWithABoundedLog) {
   // A thread may come when the process has ended.
   EXPECT_GE(Count(result, kRefused), 1);
   EXPECT_LE(Count(result, kRefused), 19);
-}
-
-TEST_F(CrashEndingTest, FaultAfterThePredecessorJumpedOutEndsAtOnce) {
-  const ChildResult result = Run("PredecessorJumpsOutAndAnotherFaultFollows", kRealDeadlineMs);
-  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
-  EXPECT_LT(result.wall_s, 4);
-}
-
-// None of them has a report to wait for.
-TEST_F(CrashEndingTest, ExitsThatAreNotHeldAreNotLate) {
-  for (const char* scenario : {"ExitsAfterThePredecessorJumpedOut", "ForkedChildExitsDuringACrash",
-                               "CallbackExits", "ExitsWithoutACrash"}) {
-    EXPECT_LT(Run(scenario, kRealDeadlineMs).wall_s, 4) << scenario;
-  }
 }
 
 TEST_F(CrashEndingTest, TwoHundredWaitingThreadsEachHaveTheirBlockWithTheFunctionTheyWaitIn) {
@@ -142,16 +81,6 @@ class ObjcOutOfNoexceptTest : public CrashEndingTest {
 TEST_F(ObjcOutOfNoexceptTest, IsReportedHoweverItEnds) { ExpectReport({}); }
 
 TEST_F(ObjcOutOfNoexceptTest, IsReportedHoweverItEndsOnAWorker) { ExpectReport({"--worker"}); }
-
-TEST_F(CrashEndingTest, FaultWithoutAFreeDescriptorLeavesAWholeReport) {
-  const ChildResult result = Run("FaultWithoutAFreeDescriptor", kRealDeadlineMs);
-  EXPECT_EQ(result.signal, SIGSEGV) << result.Ending();
-  ASSERT_NO_FATAL_FAILURE(ExpectOneWholeReport());
-  const auto report =
-      oru_test::ParseCrashReport(oru_test::ReadFile(dir_.Join("dumps/" + Files()[0])));
-  EXPECT_GE(report.threads.size(), 1U);
-  EXPECT_TRUE(report.thread_failures.empty());
-}
 
 // Runs a copy of the program that has root's rights as another user, in that one's home.
 ChildResult RunWithMoreRights(const oru_test::TempDir& home, const std::string& option) {

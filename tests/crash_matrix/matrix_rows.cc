@@ -11,6 +11,12 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
+// One other crash comes meanwhile.
+Row Refusing(Row row) {
+  row.said = {kSaysRefused};
+  return row;
+}
+
 Row Ignored(Row row) {
   row.said = {kSaysForeign};
   return row;
@@ -99,16 +105,16 @@ std::vector<Row> ThreadRows() {
        {"WriteToNull"},
        {},
        kWaitsForDeadline},
-      {"FaultDuringAnotherThreadsReport",
-       "SecondThreadFaults",
-       BySignal(SIGSEGV),
-       1,
-       {"WriteToNull"}},
-      {"AbortDuringAnotherThreadsReport",
-       "SecondThreadAborts",
-       BySignal(SIGSEGV),
-       1,
-       {"WriteToNull"}},
+      Refusing({"FaultDuringAnotherThreadsReport",
+                "SecondThreadFaults",
+                BySignal(SIGSEGV),
+                1,
+                {"WriteToNull"}}),
+      Refusing({"AbortDuringAnotherThreadsReport",
+                "SecondThreadAborts",
+                BySignal(SIGSEGV),
+                1,
+                {"WriteToNull"}}),
       raised,
       {"FaultBesideTwoHundredWaitingThreads",
        "FaultBesideTwoHundredWaitingThreads",
@@ -119,6 +125,13 @@ std::vector<Row> ThreadRows() {
 }
 
 std::vector<Row> CallbackRows() {
+  // The stack that crashes are handled on, to its end: what crashed is too far up for the block.
+  Row overflow{"CallbackOverflowsItsStack", "CallbackOverflowsItsStack", BySignal(SIGSEGV)};
+  overflow.section_frames = {"WriteToNull"};
+  overflow.block_frames = {"FillTheStack"};
+  Row facade{
+      "CallbackCallsTheFacade", "CallbackUsesTheFacade", BySignal(SIGSEGV), 1, {"WriteToNull"}};
+  facade.texts = {"UserCustomInfo:\nfrom the callback"};
   return {
       // The report is rescued where the callback ends it.
       {"CallbackFaultsAlike",
@@ -126,16 +139,17 @@ std::vector<Row> CallbackRows() {
        BySignal(SIGSEGV),
        1,
        {"WriteToNull", "TrigerCrashHanlerCallback"}},
-      {"CallbackFaultsOtherwise",
-       "CallbackFaultsOtherwise",
-       BySignal(SIGFPE),
-       1,
-       {"DivideByZero", "TrigerCrashHanlerCallback", "WriteToNull"}},
+      Refusing({"CallbackFaultsOtherwise",
+                "CallbackFaultsOtherwise",
+                BySignal(SIGFPE),
+                1,
+                {"DivideByZero", "TrigerCrashHanlerCallback", "WriteToNull"}}),
       {"CallbackAborts",
        "CallbackAborts",
        BySignal(SIGABRT),
        1,
        {"abort", "TrigerCrashHanlerCallback", "WriteToNull"}},
+      overflow,
       {"CallbackSurvivesAnAbort", "CallbackSurvivesAnAbort", BySignal(SIGSEGV), 1, {"WriteToNull"}},
       {"CallbackThrowsBelowACatch",
        "CallbackThrowsBelowACatch",
@@ -148,7 +162,7 @@ std::vector<Row> CallbackRows() {
        1,
        {"WriteToNull", "SinkThrowsBelowACatch"}},
       {"CallbackCancelsItsThread", "CancelledInTheCallback", BySignal(SIGSEGV), 1, {"WriteToNull"}},
-      {"CallbackCallsTheFacade", "CallbackUsesTheFacade", BySignal(SIGSEGV), 1, {"WriteToNull"}},
+      facade,
       {"AbortWithSignalsBlockedAndTheCallbackFaults",
        "AbortWithSignalsBlockedAndTheCallbackFaults",
        BySignal(SIGSEGV),

@@ -84,7 +84,9 @@ std::string CheckOutput(const Row& row, const ChildResult& result) {
 std::string CheckEnding(const Row& row, const ChildResult& result, int deadline_ms) {
   if (result.wall_s > kEndWithin) return "late";
   const bool waits = (row.traits & kWaitsForDeadline) != 0;
-  if (waits && result.wall_s * 1000 < deadline_ms) return "early";
+  const bool was_in_time = result.wall_s * 1000 < deadline_ms;
+  if (waits && was_in_time) return "early";
+  if (!waits && !was_in_time) return "waited for the deadline";
   const bool good = row.ending.signal != 0 ? result.signal == row.ending.signal
                                            : result.exit_code == row.ending.exit_code;
   return good ? "" : "ended by " + result.Ending();

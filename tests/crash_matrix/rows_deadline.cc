@@ -13,6 +13,12 @@ Row Hang(const char* scenario, Ending ending = BySignal(SIGSEGV),
   return {scenario, scenario, ending, 1, {frame}, {}, kWaitsForDeadline};
 }
 
+Row Killed(const char* scenario) {
+  Row row = {scenario, scenario, BySignal(SIGKILL), 0, {}, {}, kWaitsForDeadline};
+  row.said = {kSaysFault};
+  return row;
+}
+
 Row OnAWorker(Row row, const char* name) {
   row.name = name;
   row.options = {"--worker"};
@@ -55,6 +61,7 @@ std::vector<Row> DeadlineRows() {
        ByExit(97),
        1,
        {"SurvivesWithoutPendingSignals"}},
+      Killed("HangsWhereNoThreadCanBeMade"),
       // Where the signal does nothing, the process ends with the status that shells show for it.
       Hang("HangsWhereTheSignalHasNoEffect", ByExit(kShellStatus + SIGSEGV)),
       InTheFirstProcess(Hang("HangsInTheFirstProcess", ByExit(kShellStatus + SIGSEGV))),

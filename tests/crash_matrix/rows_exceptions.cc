@@ -124,6 +124,7 @@ std::vector<Row> OrdinaryObjcRows() {
   return {
       raised,
       OnAWorker("RaisedAndUncaughtOnAWorker", raised),
+      Raises("RaisedBesideAFault", "RaiseBesideAFaultAndTheExitIsSlow", "RaiseUncaught", kRaised),
       // GNUstep takes the stack when an exception is raised first; here it is thrown without.
       Raises("ThrownWithoutRaise", "ThrowUncaughtException", "ThrowUncaughtException", kMade),
       Raises("RaisedByFoundation", "RaiseOutOfRange", "RaiseOutOfRange",

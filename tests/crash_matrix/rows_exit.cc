@@ -26,6 +26,7 @@ std::vector<Row> ExitRows() {
       Fault("ExitsDuringAStuckReport", kWaitsForDeadline),
       Fault("ExitsDuringAReportAfterUninstalling"),
       Fault("CrashBeginsDuringTheExit"),
+      Fault("ExitsWhileThePredecessorTakesItsTime"),
       {"ExitsDuringACrashThatIsSurvived",
        "ExitsDuringACrashThatIsSurvived",
        kOwn,

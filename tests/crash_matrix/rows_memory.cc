@@ -89,6 +89,7 @@ std::vector<Row> NewRows() {
       Ends("FaultsAfterNewInALimitOnThreads", "FaultAfterNewInALimitOnThreads", BySignal(SIGSEGV),
            {"13NewEm"}),
       Unhindered(Reported("FaultWithoutMemory", SIGSEGV, {"WriteToNull", "FaultWithoutMemory"})),
+      WaitsForDeadline(Reported("CallbackTakesAllMemoryAndHangs", SIGSEGV, {"WriteToNull"})),
       Unhindered(Reported("AbortWithoutMemory", SIGABRT, {"abort", "AbortWithoutMemory"})),
       Long(Reported("FaultWithoutMemoryBesideDeepThreads", SIGSEGV, {"WriteToNull"}), 601),
       Long(Reported("FaultWithoutMemoryAfterOpeningALibrary", SIGSEGV, {"WriteToNull"}), 601),

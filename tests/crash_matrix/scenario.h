@@ -4,48 +4,43 @@
 #define TESTS_CRASH_MATRIX_SCENARIO_H_
 
 #include <cstddef>
-#include <vector>
 
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
 
 // For what is wrong on purpose: a sanitizer must not stop it before the signal comes.
 #define CHILD_FUNCTION \
   __attribute__((noinline, disable_tail_calls, no_sanitize("address", "undefined", "thread")))
-#define SCENARIO(function) \
-  { #function, function }
+// Defines a scenario, as in SCENARIO(CallbackSpins) { ... }; its name is the function's. A row of
+// the matrix (rows_*.cc) that has the name runs it.
+#define SCENARIO(function)     \
+  void function();             \
+  REGISTER_SCENARIO(function); \
+  CHILD_FUNCTION void function()
+// For a function that is a scenario as it is.
+#define REGISTER_SCENARIO(function) \
+  const ::crash_test::Scenario kScenario##function(#function, function)
 
 namespace crash_test {
 
 using CrashHandler::CrashHandlerProxy;
 using CrashHandler::CrashType;
 
+// Known by its name from its construction on; for objects that live as long as the process.
 struct Scenario {
-  const char* name;
+  Scenario(const char* scenario_name, void (*scenario)());
+
+  const char* const name;
   // When it returns, the process exits with kScenarioReturned.
-  void (*run)();
+  void (*const run)();
+  const Scenario* const older;
 };
+
+// Null for an unknown name.
+const Scenario* FindScenario(const char* name);
 
 constexpr int kScenarioReturned = 97;
 // The scenario could not be set up: never an expected ending.
 constexpr int kScenarioFailed = 98;
-
-std::vector<Scenario> AllocationScenarios();
-std::vector<Scenario> CallbackScenarios();
-std::vector<Scenario> DeadlineScenarios();
-std::vector<Scenario> ExceptionScenarios();
-std::vector<Scenario> ExitScenarios();
-std::vector<Scenario> FaultScenarios();
-std::vector<Scenario> HandlerScenarios();
-std::vector<Scenario> HeapScenarios();
-std::vector<Scenario> LibraryScenarios();
-std::vector<Scenario> LifeCycleScenarios();
-std::vector<Scenario> LockScenarios();
-std::vector<Scenario> NewScenarios();
-std::vector<Scenario> ObjcScenarios();
-std::vector<Scenario> PlaceScenarios();
-std::vector<Scenario> ProcessScenarios();
-std::vector<Scenario> StackScenarios();
-std::vector<Scenario> ThreadScenarios();
 
 // The process's crash handler.
 CrashHandlerProxy* Handler();

@@ -199,21 +199,6 @@ int InstallAndRun(const Scenario& scenario, const Options& options) {
   return worker.has_value() ? worker->Join() : RunHere(scenario, options);
 }
 
-const Scenario* FindScenario(const char* name) {
-  static std::vector<Scenario> all;
-  for (const auto& list :
-       {AllocationScenarios(), CallbackScenarios(), DeadlineScenarios(), ExceptionScenarios(),
-        ExitScenarios(), FaultScenarios(), HandlerScenarios(), HeapScenarios(), LibraryScenarios(),
-        LifeCycleScenarios(), LockScenarios(), NewScenarios(), ObjcScenarios(), PlaceScenarios(),
-        ProcessScenarios(), StackScenarios(), ThreadScenarios()}) {
-    all.insert(all.end(), list.begin(), list.end());
-  }
-  for (const Scenario& scenario : all) {
-    if (strcmp(scenario.name, name) == 0) return &scenario;
-  }
-  return nullptr;
-}
-
 int Main(int argc, char** argv) {
   Options options;
   const Scenario* const scenario = argc < 4 ? nullptr : FindScenario(argv[1]);

@@ -11,6 +11,22 @@
 #include "tests/crash_matrix/scenario.h"
 
 namespace crash_test {
+namespace {
+
+const Scenario* sNewestScenario = nullptr;
+
+}  // namespace
+
+Scenario::Scenario(const char* scenario_name, void (*scenario)())
+    : name(scenario_name), run(scenario), older(sNewestScenario) {
+  sNewestScenario = this;
+}
+
+const Scenario* FindScenario(const char* name) {
+  const Scenario* scenario = sNewestScenario;
+  while (scenario != nullptr && strcmp(scenario->name, name) != 0) scenario = scenario->older;
+  return scenario;
+}
 
 CHILD_FUNCTION void WriteToNull() {
   int* volatile nowhere = nullptr;

@@ -11,23 +11,23 @@
 namespace crash_test {
 namespace {
 
-void FaultAfterFailedAllocation() {
+SCENARIO(FaultAfterFailedAllocation) {
   FailAnAllocation();
   WriteToNull();
 }
 
-void FaultOnAnotherThreadAfterFailedAllocation() {
+SCENARIO(FaultOnAnotherThreadAfterFailedAllocation) {
   FailAnAllocation();
   std::thread(WriteToNull).join();
 }
 
-void FailedAllocationAfterSurvivedSignal() {
+SCENARIO(FailedAllocationAfterSurvivedSignal) {
   raise(SIGPIPE);
   FailAnAllocation();
   _exit(0);
 }
 
-void FailedAllocationWithThrowingPredecessor() {
+SCENARIO(FailedAllocationWithThrowingPredecessor) {
   Handler()->UnInstallCrashHandler();
   std::set_new_handler([] { throw std::bad_alloc(); });
   Handler()->InstallCrashHandler();
@@ -35,12 +35,12 @@ void FailedAllocationWithThrowingPredecessor() {
   _exit(0);
 }
 
-void FaultHoldingTheAllocator() {
+SCENARIO(FaultHoldingTheAllocator) {
   allocator_frozen = true;
   WriteToNull();
 }
 
-void FaultWhileAnotherHoldsTheAllocator() {
+SCENARIO(FaultWhileAnotherHoldsTheAllocator) {
   std::thread holder([] {
     allocator_frozen = true;
     SleepForEver();
@@ -52,16 +52,5 @@ void FaultWhileAnotherHoldsTheAllocator() {
 }
 
 }  // namespace
-
-std::vector<Scenario> AllocationScenarios() {
-  return {
-      SCENARIO(FaultAfterFailedAllocation),
-      SCENARIO(FaultOnAnotherThreadAfterFailedAllocation),
-      SCENARIO(FailedAllocationAfterSurvivedSignal),
-      SCENARIO(FailedAllocationWithThrowingPredecessor),
-      SCENARIO(FaultHoldingTheAllocator),
-      SCENARIO(FaultWhileAnotherHoldsTheAllocator),
-  };
-}
 
 }  // namespace crash_test

@@ -13,12 +13,12 @@
 namespace crash_test {
 namespace {
 
-void CallbackNeverReturns() {
+SCENARIO(CallbackNeverReturns) {
   Callback([](void*, CrashType) { SleepForEver(); });
   WriteToNull();
 }
 
-void CallbackSpins() {
+SCENARIO(CallbackSpins) {
   Callback([](void*, CrashType) {
     for (volatile int i = 0;; i = i + 1) {
     }
@@ -26,7 +26,7 @@ void CallbackSpins() {
   DivideByZero();
 }
 
-void CallbackBlocksSignalsAndHangs() {
+SCENARIO(CallbackBlocksSignalsAndHangs) {
   Callback([](void*, CrashType) {
     BlockAllSignals();
     SleepForEver();
@@ -34,28 +34,45 @@ void CallbackBlocksSignalsAndHangs() {
   WriteToNull();
 }
 
-void CallbackBlocksSignalsBesideAnotherThread() {
+SCENARIO(CallbackBlocksSignalsBesideAnotherThread) {
   std::thread(SleepForEver).detach();
   CallbackBlocksSignalsAndHangs();
 }
 
-void CallbackFaultsAlike() {
+SCENARIO(CallbackFaultsAlike) {
   Callback([](void*, CrashType) { WriteToNull(); });
   WriteToNull();
 }
 
-void CallbackFaultsOtherwise() {
+SCENARIO(CallbackFaultsOtherwise) {
   Callback([](void*, CrashType) { DivideByZero(); });
   WriteToNull();
 }
 
-void CallbackAborts() {
+// By frames that are large, so that the filter's word is still among those that a report has.
+CHILD_FUNCTION void FillTheStack(int* sum) {
+  volatile char room[12288];
+  room[0] = static_cast<char>(*sum);
+  if (++*sum < 0) return;
+  FillTheStack(sum);
+  *sum += room[0];
+}
+
+SCENARIO(CallbackOverflowsItsStack) {
+  Callback([](void*, CrashType) {
+    int sum = 0;
+    FillTheStack(&sum);
+  });
+  WriteToNull();
+}
+
+SCENARIO(CallbackAborts) {
   Callback([](void*, CrashType) { abort(); });
   WriteToNull();
 }
 
 // Survived, after the report was rescued; the ordinary one has another second in its name.
-void CallbackSurvivesAnAbort() {
+SCENARIO(CallbackSurvivesAnAbort) {
   Callback([](void*, CrashType) {
     raise(SIGABRT);
     SleepMs(1100);
@@ -64,7 +81,7 @@ void CallbackSurvivesAnAbort() {
 }
 
 // The crashed function's caller would take it for its own.
-CHILD_FUNCTION void CallbackThrowsBelowACatch() {
+SCENARIO(CallbackThrowsBelowACatch) {
   Callback([](void*, CrashType) { throw std::runtime_error("thrown by the callback"); });
   try {
     WriteToNull();
@@ -73,7 +90,7 @@ CHILD_FUNCTION void CallbackThrowsBelowACatch() {
   }
 }
 
-CHILD_FUNCTION void SinkThrowsBelowACatch() {
+SCENARIO(SinkThrowsBelowACatch) {
   Handler()->SetDebugLogSinkCallback(
       [](CrashHandler::CrashHandlerLogLevel, const char*, const char*, int, char* line) {
         if (strstr(line, "find sdk symbols") != nullptr)
@@ -86,7 +103,7 @@ CHILD_FUNCTION void SinkThrowsBelowACatch() {
   }
 }
 
-void CancelledInTheCallback() {
+SCENARIO(CancelledInTheCallback) {
   Callback([](void*, CrashType) {
     pthread_cancel(pthread_self());
     pthread_testcancel();
@@ -94,7 +111,7 @@ void CancelledInTheCallback() {
   WriteToNull();
 }
 
-void CallbackUsesTheFacade() {
+SCENARIO(CallbackUsesTheFacade) {
   Callback([](void* handler, CrashType) {
     auto* proxy = static_cast<CrashHandlerProxy*>(handler);
     CrashHandler::CrashTraceInfo info;
@@ -106,31 +123,31 @@ void CallbackUsesTheFacade() {
   WriteToNull();
 }
 
-void SinkFaults() {
+SCENARIO(SinkFaults) {
   Handler()->SetDebugLogSinkCallback([](CrashHandler::CrashHandlerLogLevel, const char*,
                                         const char*, int, char*) { DivideByZero(); });
   WriteToNull();
 }
 
-void SinkHangs() {
+SCENARIO(SinkHangs) {
   Handler()->SetDebugLogSinkCallback([](CrashHandler::CrashHandlerLogLevel, const char*,
                                         const char*, int, char*) { SleepForEver(); });
   WriteToNull();
 }
 
-void AbortWithAllSignalsBlocked() {
+SCENARIO(AbortWithAllSignalsBlocked) {
   Callback([](void*, CrashType) { SleepForEver(); });
   BlockAllSignals();
   abort();
 }
 
-CHILD_FUNCTION void AbortWithSignalsBlockedAndTheCallbackFaults() {
+SCENARIO(AbortWithSignalsBlockedAndTheCallbackFaults) {
   Callback([](void*, CrashType) { WriteToNull(); });
   BlockAllSignals();
   abort();
 }
 
-CHILD_FUNCTION void AbortWithSignalsBlockedAndTheSinkFaults() {
+SCENARIO(AbortWithSignalsBlockedAndTheSinkFaults) {
   Handler()->SetDebugLogSinkCallback(
       [](CrashHandler::CrashHandlerLogLevel, const char*, const char*, int, char* line) {
         if (strstr(line, "Crash stack: ") != nullptr) DivideByZero();
@@ -139,7 +156,7 @@ CHILD_FUNCTION void AbortWithSignalsBlockedAndTheSinkFaults() {
   abort();
 }
 
-CHILD_FUNCTION void AbortWithSignalsBlockedAndThePredecessorFaults() {
+SCENARIO(AbortWithSignalsBlockedAndThePredecessorFaults) {
   Handler()->UnInstallCrashHandler();
   struct sigaction predecessor = {};
   predecessor.sa_sigaction = [](int, siginfo_t*, void*) { WriteToNull(); };
@@ -163,7 +180,7 @@ void HangWhileThisThreadAwaits(sigset_t awaited) {
   }
 }
 
-void CallbackHangsWhileAThreadAwaitsSignals() {
+SCENARIO(CallbackHangsWhileAThreadAwaitsSignals) {
   sigset_t some;
   sigemptyset(&some);
   for (int signo = SIGRTMIN; signo < SIGRTMIN + 4; ++signo) sigaddset(&some, signo);
@@ -171,7 +188,7 @@ void CallbackHangsWhileAThreadAwaitsSignals() {
 }
 
 // As a host does that handles all its signals on a thread of their own.
-void CallbackHangsWhileAThreadAwaitsAllSignals() {
+SCENARIO(CallbackHangsWhileAThreadAwaitsAllSignals) {
   sigset_t all;
   sigfillset(&all);
   // Nobody waits for a fault: it would end the process.
@@ -180,30 +197,5 @@ void CallbackHangsWhileAThreadAwaitsAllSignals() {
 }
 
 }  // namespace
-
-std::vector<Scenario> CallbackScenarios() {
-  return {
-      SCENARIO(CallbackNeverReturns),
-      SCENARIO(CallbackSpins),
-      SCENARIO(CallbackBlocksSignalsAndHangs),
-      SCENARIO(CallbackBlocksSignalsBesideAnotherThread),
-      SCENARIO(CallbackFaultsAlike),
-      SCENARIO(CallbackFaultsOtherwise),
-      SCENARIO(CallbackAborts),
-      SCENARIO(CallbackSurvivesAnAbort),
-      SCENARIO(CallbackThrowsBelowACatch),
-      SCENARIO(SinkThrowsBelowACatch),
-      SCENARIO(CancelledInTheCallback),
-      SCENARIO(CallbackUsesTheFacade),
-      SCENARIO(SinkFaults),
-      SCENARIO(SinkHangs),
-      SCENARIO(AbortWithAllSignalsBlocked),
-      SCENARIO(AbortWithSignalsBlockedAndTheCallbackFaults),
-      SCENARIO(AbortWithSignalsBlockedAndTheSinkFaults),
-      SCENARIO(AbortWithSignalsBlockedAndThePredecessorFaults),
-      SCENARIO(CallbackHangsWhileAThreadAwaitsSignals),
-      SCENARIO(CallbackHangsWhileAThreadAwaitsAllSignals),
-  };
-}
 
 }  // namespace crash_test

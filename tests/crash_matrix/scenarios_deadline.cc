@@ -1,4 +1,5 @@
 // The report is stuck, and what should bound its time is hard to have.
+#include <errno.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <sched.h>
@@ -30,34 +31,34 @@ void LimitPendingSignals(rlim_t count) {
   Require(setrlimit(RLIMIT_SIGPENDING, &limit) == 0);
 }
 
-void HangsWithoutPendingSignals() {
+SCENARIO(HangsWithoutPendingSignals) {
   LimitPendingSignals(0);
   Callback(Hang);
   WriteToNull();
 }
 
 // How many timers there are depends on what the user's other processes have; the end does not.
-void HangsWithOnePendingSignal() {
+SCENARIO(HangsWithOnePendingSignal) {
   LimitPendingSignals(1);
   Callback(Hang);
   WriteToNull();
 }
 
-void HangsWithTwoPendingSignals() {
+SCENARIO(HangsWithTwoPendingSignals) {
   LimitPendingSignals(2);
   Callback(Hang);
   WriteToNull();
 }
 
 // The main thread, which waits for this one, gets the alarm.
-CHILD_FUNCTION void AbortsAndHangsWithoutPendingSignals() {
+SCENARIO(AbortsAndHangsWithoutPendingSignals) {
   LimitPendingSignals(0);
   Callback(Hang);
   abort();
 }
 
 // Whatever the host does with the alarm is nothing to the deadline.
-void HangsWithTheAlarmTaken() {
+SCENARIO(HangsWithTheAlarmTaken) {
   signal(SIGALRM, [](int) { Say("the host's alarm"); });
   const itimerval soon = {{0, 0}, {0, 100000}};
   sigset_t alarm;
@@ -76,13 +77,13 @@ void TakeEverySignal() {
   }
 }
 
-void HangsWithoutAFreeSignal() {
+SCENARIO(HangsWithoutAFreeSignal) {
   TakeEverySignal();
   Callback(Hang);
   WriteToNull();
 }
 
-void BlocksSignalsAndHangsWithoutAFreeSignal() {
+SCENARIO(BlocksSignalsAndHangsWithoutAFreeSignal) {
   TakeEverySignal();
   Callback(HangWithAllSignalsBlocked);
   WriteToNull();
@@ -91,7 +92,7 @@ void BlocksSignalsAndHangsWithoutAFreeSignal() {
 void HostsAlarm(int /*signo*/) {}
 
 // Nothing of the host's alarm is touched, during a report and after it is survived.
-CHILD_FUNCTION void SurvivesWithoutPendingSignals() {
+SCENARIO(SurvivesWithoutPendingSignals) {
   signal(SIGALRM, HostsAlarm);
   const itimerval hosts = {{0, 0}, {1000, 0}};
   Require(setitimer(ITIMER_REAL, &hosts, nullptr) == 0);
@@ -122,9 +123,24 @@ void SwallowOwnSignal(unsigned signo) {
           prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0);
 }
 
-void HangsWhereTheSignalHasNoEffect() {
+SCENARIO(HangsWhereTheSignalHasNoEffect) {
   SwallowOwnSignal(SIGSEGV);
   Callback(Hang);
+  WriteToNull();
+}
+
+// The helper thread cannot be made: nothing but the kernel's timer is left.
+SCENARIO(HangsWhereNoThreadCanBeMade) {
+  sock_filter rules[] = {
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAGAIN),
+      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+  };
+  sock_fprog program = {sizeof rules / sizeof *rules, rules};
+  Callback([](void*, CrashType) { SleepForEver(); });
+  Require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0);
   WriteToNull();
 }
 
@@ -156,43 +172,26 @@ void ExitLike(pid_t child) {
   _exit(WEXITSTATUS(status));
 }
 
-void HangsInTheFirstProcess() {
+SCENARIO(HangsInTheFirstProcess) {
   Callback(HangAsTheFirst<SIGSEGV>);
   const pid_t first = ForkFirstProcess();
   if (first == 0) WriteToNull();
   ExitLike(first);
 }
 
-CHILD_FUNCTION void AbortsAndHangsInTheFirstProcess() {
+SCENARIO(AbortsAndHangsInTheFirstProcess) {
   Callback(HangAsTheFirst<SIGABRT>);
   const pid_t first = ForkFirstProcess();
   if (first == 0) abort();
   ExitLike(first);
 }
 
-void FaultInTheFirstProcess() {
+SCENARIO(FaultInTheFirstProcess) {
   const pid_t first = ForkFirstProcess();
   if (first == 0) WriteToNull();
   EndLike(first);
 }
 
 }  // namespace
-
-std::vector<Scenario> DeadlineScenarios() {
-  return {
-      SCENARIO(HangsWithoutPendingSignals),
-      SCENARIO(HangsWithOnePendingSignal),
-      SCENARIO(HangsWithTwoPendingSignals),
-      SCENARIO(AbortsAndHangsWithoutPendingSignals),
-      SCENARIO(HangsWithTheAlarmTaken),
-      SCENARIO(HangsWithoutAFreeSignal),
-      SCENARIO(BlocksSignalsAndHangsWithoutAFreeSignal),
-      SCENARIO(SurvivesWithoutPendingSignals),
-      SCENARIO(HangsWhereTheSignalHasNoEffect),
-      SCENARIO(HangsInTheFirstProcess),
-      SCENARIO(AbortsAndHangsInTheFirstProcess),
-      SCENARIO(FaultInTheFirstProcess),
-  };
-}
 
 }  // namespace crash_test

@@ -9,16 +9,16 @@
 namespace crash_test {
 namespace {
 
-CHILD_FUNCTION void ThrowUncaught() { throw std::runtime_error("nobody catches this"); }
+SCENARIO(ThrowUncaught) { throw std::runtime_error("nobody catches this"); }
 
 // No class of the standard library, and no class at all.
-CHILD_FUNCTION void ThrowANumber() { throw 42; }
+SCENARIO(ThrowANumber) { throw 42; }
 
 CHILD_FUNCTION void ThrowOutOfNoexcept() noexcept { ThrowUncaught(); }
 
-CHILD_FUNCTION void RethrowNothing() { throw; }
+SCENARIO(RethrowNothing) { throw; }
 
-CHILD_FUNCTION void RethrowUncaught() {
+SCENARIO(RethrowUncaught) {
   try {
     ThrowUncaught();
   } catch (const std::exception&) {
@@ -27,7 +27,7 @@ CHILD_FUNCTION void RethrowUncaught() {
   }
 }
 
-CHILD_FUNCTION void RethrowStoredException() {
+SCENARIO(RethrowStoredException) {
   std::exception_ptr stored;
   try {
     ThrowUncaught();
@@ -50,18 +50,18 @@ class Derived : public Base {
 };
 
 // The derived part is gone when the base's destructor calls.
-CHILD_FUNCTION void CallPureVirtual() {
+SCENARIO(CallPureVirtual) {
   Base* volatile object = new Derived;
   delete object;
 }
 
-CHILD_FUNCTION void NegativeArraySize() {
+SCENARIO(NegativeArraySize) {
   volatile int count = -1;
   volatile char* memory = new char[static_cast<size_t>(count)];
   memory[0] = 1;
 }
 
-CHILD_FUNCTION void FaultInACatchBlock() {
+SCENARIO(FaultInACatchBlock) {
   try {
     ThrowUncaught();
   } catch (const std::exception& caught) {
@@ -74,7 +74,7 @@ struct FaultsWhenDestroyed {
   CHILD_FUNCTION ~FaultsWhenDestroyed() { WriteToNull(); }
 };
 
-CHILD_FUNCTION void FaultWhileUnwinding() {
+SCENARIO(FaultWhileUnwinding) {
   try {
     const FaultsWhenDestroyed object;
     ThrowUncaught();
@@ -87,7 +87,7 @@ struct ThrowsWhenDestroyed {
   CHILD_FUNCTION ~ThrowsWhenDestroyed() noexcept(false) { ThrowUncaught(); }
 };
 
-CHILD_FUNCTION void ThrowWhileUnwinding() {
+SCENARIO(ThrowWhileUnwinding) {
   try {
     const ThrowsWhenDestroyed object;
     ThrowUncaught();
@@ -97,7 +97,7 @@ CHILD_FUNCTION void ThrowWhileUnwinding() {
 }
 
 // A host's own last word, which faults.
-CHILD_FUNCTION void FaultInTheTerminateHandler() {
+SCENARIO(FaultInTheTerminateHandler) {
   std::set_terminate(WriteToNull);
   ThrowUncaught();
 }
@@ -108,7 +108,7 @@ struct ThrowsWhenCopied {
 };
 
 // Between the throw and the handler's first line.
-CHILD_FUNCTION void ThrowWhileCatching() {
+SCENARIO(ThrowWhileCatching) {
   try {
     throw ThrowsWhenCopied();
   } catch (ThrowsWhenCopied copy) {  // NOLINT: the copy is the point
@@ -118,16 +118,6 @@ CHILD_FUNCTION void ThrowWhileCatching() {
 
 }  // namespace
 
-std::vector<Scenario> ExceptionScenarios() {
-  return {
-      SCENARIO(ThrowUncaught),       SCENARIO(ThrowANumber),
-      SCENARIO(ThrowOutOfNoexcept),  SCENARIO(RethrowNothing),
-      SCENARIO(RethrowUncaught),     SCENARIO(RethrowStoredException),
-      SCENARIO(CallPureVirtual),     SCENARIO(NegativeArraySize),
-      SCENARIO(FaultInACatchBlock),  SCENARIO(FaultWhileUnwinding),
-      SCENARIO(ThrowWhileUnwinding), SCENARIO(FaultInTheTerminateHandler),
-      SCENARIO(ThrowWhileCatching),
-  };
-}
+REGISTER_SCENARIO(ThrowOutOfNoexcept);
 
 }  // namespace crash_test

@@ -57,32 +57,32 @@ class LastObject {
 LastObject sLastObject;
 
 // The report comes first, as the host's objects may be what it, or the callback, needs.
-void ExitsDuringAReport() {
+SCENARIO(ExitsDuringAReport) {
   sLastObject.destroyed = [] { _exit(kScenarioFailed); };
   StartCrash(WriteToNull, SlowCallback);
   exit(kOwnStatus);
 }
 
-void ExitsDuringAStuckReport() {
+SCENARIO(ExitsDuringAStuckReport) {
   StartCrash(WriteToNull, HangingCallback);
   exit(kOwnStatus);
 }
 
-void ExitsDuringAReportAfterUninstalling() {
+SCENARIO(ExitsDuringAReportAfterUninstalling) {
   Handler()->InstallCrashHandler();
   StartCrash(WriteToNull, SlowCallback);
   Handler()->UnInstallCrashHandler();
   exit(kOwnStatus);
 }
 
-void CrashBeginsDuringTheExit() {
+SCENARIO(CrashBeginsDuringTheExit) {
   sLastObject.destroyed = [] { StartCrash(WriteToNull, SlowCallback); };
   exit(kOwnStatus);
 }
 
 CHILD_FUNCTION void RaisePipe() { raise(SIGPIPE); }
 
-void ExitsDuringACrashThatIsSurvived() {
+SCENARIO(ExitsDuringACrashThatIsSurvived) {
   StartCrash(RaisePipe, SlowCallback);
   exit(kOwnStatus);
 }
@@ -95,7 +95,7 @@ void CrashAndJumpOut() {
 }
 
 // The thread has the crash's turn for good; its report is done.
-void ExitsAfterThePredecessorJumpedOut() {
+SCENARIO(ExitsAfterThePredecessorJumpedOut) {
   Handler()->UnInstallCrashHandler();
   struct sigaction action = {};
   action.sa_flags = SA_SIGINFO;
@@ -107,8 +107,20 @@ void ExitsAfterThePredecessorJumpedOut() {
   exit(kOwnStatus);
 }
 
+// The end by the crash's signal comes only after that.
+SCENARIO(ExitsWhileThePredecessorTakesItsTime) {
+  Handler()->UnInstallCrashHandler();
+  struct sigaction action = {};
+  action.sa_flags = SA_SIGINFO;
+  action.sa_sigaction = [](int, siginfo_t*, void*) { SleepMs(100); };
+  Require(sigaction(SIGSEGV, &action, nullptr) == 0);
+  Handler()->InstallCrashHandler();
+  StartCrash(WriteToNull, SlowCallback);
+  exit(kOwnStatus);
+}
+
 // The child has a copy of the crash, and no thread that handles it.
-void ForkedChildExitsDuringACrash() {
+SCENARIO(ForkedChildExitsDuringACrash) {
   StartCrash(WriteToNull, HangingCallback);
   const pid_t child = fork();
   if (child == 0) exit(kOwnStatus);
@@ -117,27 +129,13 @@ void ForkedChildExitsDuringACrash() {
   _exit(WIFEXITED(status) && WEXITSTATUS(status) == kOwnStatus ? 8 : 9);
 }
 
-void CallbackExits() {
+SCENARIO(CallbackExits) {
   Callback([](void*, CrashType) { exit(kOwnStatus); });
   WriteToNull();
 }
 
-void ExitsWithoutACrash() { exit(kOwnStatus); }
+SCENARIO(ExitsWithoutACrash) { exit(kOwnStatus); }
 
 }  // namespace
-
-std::vector<Scenario> ExitScenarios() {
-  return {
-      SCENARIO(ExitsDuringAReport),
-      SCENARIO(ExitsDuringAStuckReport),
-      SCENARIO(ExitsDuringAReportAfterUninstalling),
-      SCENARIO(CrashBeginsDuringTheExit),
-      SCENARIO(ExitsDuringACrashThatIsSurvived),
-      SCENARIO(ExitsAfterThePredecessorJumpedOut),
-      SCENARIO(ForkedChildExitsDuringACrash),
-      SCENARIO(CallbackExits),
-      SCENARIO(ExitsWithoutACrash),
-  };
-}
 
 }  // namespace crash_test

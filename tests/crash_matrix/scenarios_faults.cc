@@ -36,14 +36,14 @@ extern "C" void OruRTCFaultsAtOnce();
 namespace crash_test {
 namespace {
 
-CHILD_FUNCTION void FaultAtOnce() { OruRTCFaultsAtOnce(); }
+SCENARIO(FaultAtOnce) { OruRTCFaultsAtOnce(); }
 
-CHILD_FUNCTION void FaultAtOnceAndTheCallbackFaults() {
+SCENARIO(FaultAtOnceAndTheCallbackFaults) {
   Callback([](void*, CrashType) { WriteToNull(); });
   OruRTCFaultsAtOnce();
 }
 
-CHILD_FUNCTION void FaultAtOnceAndTheSinkFaults() {
+SCENARIO(FaultAtOnceAndTheSinkFaults) {
   Handler()->SetDebugLogSinkCallback(
       [](CrashHandler::CrashHandlerLogLevel, const char*, const char*, int, char* line) {
         if (strstr(line, "Crash stack: ") != nullptr) WriteToNull();
@@ -51,7 +51,7 @@ CHILD_FUNCTION void FaultAtOnceAndTheSinkFaults() {
   OruRTCFaultsAtOnce();
 }
 
-CHILD_FUNCTION void FaultAtOnceAndTheCallbackHangs() {
+SCENARIO(FaultAtOnceAndTheCallbackHangs) {
   Callback([](void*, CrashType) { SleepForEver(); });
   OruRTCFaultsAtOnce();
 }
@@ -68,7 +68,7 @@ void* MakePage(int protection) {
   return page;
 }
 
-CHILD_FUNCTION void ReadWildPointer() {
+SCENARIO(ReadWildPointer) {
   const volatile int* wild = reinterpret_cast<const int*>(uintptr_t{0x5a5a5a5a5a5a5a5a});
   printf("%d\n", *wild);
 }
@@ -80,18 +80,18 @@ CHILD_FUNCTION void CallThrough(uintptr_t address) {
   fputs("came back\n", stderr);
 }
 
-CHILD_FUNCTION void CallThroughNull() { CallThrough(0); }
-CHILD_FUNCTION void CallThroughGarbage() { CallThrough(0x5a5a5a5a5a5a); }
+SCENARIO(CallThroughNull) { CallThrough(0); }
+SCENARIO(CallThroughGarbage) { CallThrough(0x5a5a5a5a5a5a); }
 // An address that no pointer can have: the call faults before it is made.
-CHILD_FUNCTION void CallThroughNonCanonical() { CallThrough(0x5a5a5a5a5a5a5a5a); }
-CHILD_FUNCTION void JumpIntoData() {
+SCENARIO(CallThroughNonCanonical) { CallThrough(0x5a5a5a5a5a5a5a5a); }
+SCENARIO(JumpIntoData) {
   CallThrough(reinterpret_cast<uintptr_t>(MakePage(PROT_READ | PROT_WRITE)));
 }
 
-CHILD_FUNCTION void WriteToReadOnlyPage() { *static_cast<volatile char*>(MakePage(PROT_READ)) = 1; }
+SCENARIO(WriteToReadOnlyPage) { *static_cast<volatile char*>(MakePage(PROT_READ)) = 1; }
 
 // A mapped file that is cut under the mapping.
-CHILD_FUNCTION void ReadTruncatedMap() {
+SCENARIO(ReadTruncatedMap) {
   FILE* file = tmpfile();
   if (file == nullptr || ftruncate(fileno(file), static_cast<off_t>(PageSize())) != 0) {
     _exit(kScenarioFailed);
@@ -102,15 +102,15 @@ CHILD_FUNCTION void ReadTruncatedMap() {
 }
 
 // Not the first instruction: a frame's name is looked up one byte before its address.
-CHILD_FUNCTION void IllegalInstruction() {
+SCENARIO(IllegalInstruction) {
   volatile int number = 1;
   if (number != 0) __builtin_trap();
 }
 
-CHILD_FUNCTION void Breakpoint() { __builtin_debugtrap(); }
+SCENARIO(Breakpoint) { __builtin_debugtrap(); }
 
 // The kernel sends SIGSYS for one call that the filter traps; it is one that nothing else needs.
-CHILD_FUNCTION void ForbiddenSystemCall() {
+SCENARIO(ForbiddenSystemCall) {
   sock_filter rules[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_getpriority, 0, 1),
@@ -125,13 +125,13 @@ CHILD_FUNCTION void ForbiddenSystemCall() {
   syscall(SYS_getpriority, 0, 0);
 }
 
-CHILD_FUNCTION void Abort() { abort(); }
+SCENARIO(Abort) { abort(); }
 
-CHILD_FUNCTION void RaisePipe() { raise(SIGPIPE); }
-CHILD_FUNCTION void RaiseSegv() { raise(SIGSEGV); }
+SCENARIO(RaisePipe) { raise(SIGPIPE); }
+SCENARIO(RaiseSegv) { raise(SIGSEGV); }
 
 // Another process sends it while this thread waits.
-CHILD_FUNCTION void SentByAnotherProcess() {
+SCENARIO(SentByAnotherProcess) {
   const pid_t target = getpid();
   const pid_t sender = fork();
   if (sender == 0) {
@@ -145,29 +145,7 @@ CHILD_FUNCTION void SentByAnotherProcess() {
 
 }  // namespace
 
-std::vector<Scenario> FaultScenarios() {
-  return {
-      SCENARIO(WriteToNull),
-      SCENARIO(FaultAtOnce),
-      SCENARIO(FaultAtOnceAndTheCallbackFaults),
-      SCENARIO(FaultAtOnceAndTheSinkFaults),
-      SCENARIO(FaultAtOnceAndTheCallbackHangs),
-      SCENARIO(ReadWildPointer),
-      SCENARIO(CallThroughNull),
-      SCENARIO(CallThroughGarbage),
-      SCENARIO(JumpIntoData),
-      SCENARIO(CallThroughNonCanonical),
-      SCENARIO(WriteToReadOnlyPage),
-      SCENARIO(ReadTruncatedMap),
-      SCENARIO(DivideByZero),
-      SCENARIO(IllegalInstruction),
-      SCENARIO(Breakpoint),
-      SCENARIO(ForbiddenSystemCall),
-      SCENARIO(Abort),
-      SCENARIO(RaisePipe),
-      SCENARIO(RaiseSegv),
-      SCENARIO(SentByAnotherProcess),
-  };
-}
+REGISTER_SCENARIO(WriteToNull);
+REGISTER_SCENARIO(DivideByZero);
 
 }  // namespace crash_test

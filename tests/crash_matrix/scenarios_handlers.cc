@@ -74,67 +74,67 @@ void TellNotDeferred(int signo, siginfo_t* /*info*/, void* /*context*/) {
 
 void MustNotBeCalled(int /*signo*/) { _exit(kScenarioFailed); }
 
-void PredecessorIsTheDefault() {
+SCENARIO(PredecessorIsTheDefault) {
   struct sigaction action = Plain(SIG_DFL);
   action.sa_flags = SA_SIGINFO;
   InstallPredecessor(action);
   WriteToNull();
 }
 
-void PredecessorIgnores() {
+SCENARIO(PredecessorIgnores) {
   InstallPredecessor(Plain(SIG_IGN));
   WriteToNull();
 }
 
-void PredecessorIgnoresWithInfo() {
+SCENARIO(PredecessorIgnoresWithInfo) {
   struct sigaction action = Plain(SIG_IGN);
   action.sa_flags = SA_SIGINFO;
   InstallPredecessor(action);
   WriteToNull();
 }
 
-CHILD_FUNCTION void PredecessorIgnoresSigpipe() {
+SCENARIO(PredecessorIgnoresSigpipe) {
   InstallPredecessor(Plain(SIG_IGN), SIGPIPE);
   raise(SIGPIPE);
 }
 
-CHILD_FUNCTION void PredecessorIgnoresSigpipeTwice() {
+SCENARIO(PredecessorIgnoresSigpipeTwice) {
   PredecessorIgnoresSigpipe();
   raise(SIGPIPE);
 }
 
-CHILD_FUNCTION void SigpipeIgnoredAfterInstalling() {
+SCENARIO(SigpipeIgnoredAfterInstalling) {
   signal(SIGPIPE, SIG_IGN);
   raise(SIGPIPE);
   raise(SIGPIPE);
 }
 
-void PredecessorIsPlain() {
+SCENARIO(PredecessorIsPlain) {
   InstallPredecessor(Plain(MustNotBeCalled));
   WriteToNull();
 }
 
-void PredecessorOfAnotherSignal() {
+SCENARIO(PredecessorOfAnotherSignal) {
   InstallPredecessor(WithInfo([](int, siginfo_t*, void*) { _exit(kScenarioFailed); }), SIGFPE);
   WriteToNull();
 }
 
-void PredecessorReturns() {
+SCENARIO(PredecessorReturns) {
   InstallPredecessor(WithInfo(Tell));
   WriteToNull();
 }
 
-CHILD_FUNCTION void PredecessorOfARaisedSignalReturns() {
+SCENARIO(PredecessorOfARaisedSignalReturns) {
   InstallPredecessor(WithInfo(Tell), SIGPIPE);
   raise(SIGPIPE);
 }
 
-void PredecessorIsForOneCall() {
+SCENARIO(PredecessorIsForOneCall) {
   InstallPredecessor(WithInfo(Tell, SA_RESETHAND | SA_ONSTACK));
   WriteToNull();
 }
 
-void PredecessorIsNotDeferred() {
+SCENARIO(PredecessorIsNotDeferred) {
   struct sigaction action = WithInfo(TellNotDeferred, SA_NODEFER | SA_RESTART);
   sigaddset(&action.sa_mask, SIGUSR1);
   InstallPredecessor(action);
@@ -142,7 +142,7 @@ void PredecessorIsNotDeferred() {
 }
 
 // As a reporter that lets the signal end the process when it is done.
-void PredecessorRaisesAgainAndExits() {
+SCENARIO(PredecessorRaisesAgainAndExits) {
   InstallPredecessor(WithInfo(
       [](int signo, siginfo_t* info, void*) {
         Say("predecessor after the report");
@@ -154,7 +154,7 @@ void PredecessorRaisesAgainAndExits() {
 }
 
 // It would have been called again and again without the module.
-void PredecessorFaults() {
+SCENARIO(PredecessorFaults) {
   InstallPredecessor(WithInfo(
       [](int signo, siginfo_t*, void*) {
         TellIf(!IsBlocked(signo));
@@ -164,7 +164,7 @@ void PredecessorFaults() {
   WriteToNull();
 }
 
-void PredecessorFaultsOtherwise() {
+SCENARIO(PredecessorFaultsOtherwise) {
   InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
     Tell(signo, info, context);
     DivideByZero();
@@ -173,7 +173,7 @@ void PredecessorFaultsOtherwise() {
 }
 
 // As many a handler ends: by the default action and the signal once more.
-void PredecessorRaisesAgain() {
+SCENARIO(PredecessorRaisesAgain) {
   InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
     Tell(signo, info, context);
     signal(signo, SIG_DFL);
@@ -182,7 +182,7 @@ void PredecessorRaisesAgain() {
   WriteToNull();
 }
 
-void PredecessorJumpsOut() {
+SCENARIO(PredecessorJumpsOut) {
   InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
     Tell(signo, info, context);
     siglongjmp(sJump, 1);
@@ -191,14 +191,14 @@ void PredecessorJumpsOut() {
   _exit(5);
 }
 
-void PredecessorJumpsOutAndAnotherFaultFollows() {
+SCENARIO(PredecessorJumpsOutAndAnotherFaultFollows) {
   InstallPredecessor(WithInfo([](int, siginfo_t*, void*) { siglongjmp(sJump, 1); }));
   if (sigsetjmp(sJump, 1) == 0) WriteToNull();
   WriteToNull();
 }
 
 // The predecessor keeps the crash; what fails meanwhile on another thread is refused in its time.
-void PredecessorHangsAndAnAllocationFails() {
+SCENARIO(PredecessorHangsAndAnAllocationFails) {
   static std::atomic<bool> hangs{false};
   InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
     Tell(signo, info, context);
@@ -210,7 +210,7 @@ void PredecessorHangsAndAnAllocationFails() {
   FailAnAllocation();
 }
 
-void PredecessorExits() {
+SCENARIO(PredecessorExits) {
   InstallPredecessor(WithInfo([](int signo, siginfo_t* info, void* context) {
     Tell(signo, info, context);
     _exit(6);
@@ -223,7 +223,7 @@ void InstallSuccessor(InfoAction action) {
   Require(sigaction(SIGSEGV, &successor, &sFound) == 0);
 }
 
-void SuccessorChains() {
+SCENARIO(SuccessorChains) {
   InstallSuccessor([](int signo, siginfo_t* info, void* context) {
     sFound.sa_sigaction(signo, info, context);
     Say(CountReports() == 1 ? "successor after the report" : "no report");
@@ -231,7 +231,7 @@ void SuccessorChains() {
   WriteToNull();
 }
 
-void SuccessorChainsAndJumpsOut() {
+SCENARIO(SuccessorChainsAndJumpsOut) {
   InstallSuccessor([](int signo, siginfo_t* info, void* context) {
     sFound.sa_sigaction(signo, info, context);
     siglongjmp(sJump, 1);
@@ -241,12 +241,12 @@ void SuccessorChainsAndJumpsOut() {
 }
 
 // Puts back what it found: the fault comes once more, to the module.
-void SuccessorStepsAside() {
+SCENARIO(SuccessorStepsAside) {
   InstallSuccessor([](int signo, siginfo_t*, void*) { sigaction(signo, &sFound, nullptr); });
   WriteToNull();
 }
 
-void SuccessorDoesNotChain() {
+SCENARIO(SuccessorDoesNotChain) {
   InstallSuccessor([](int signo, siginfo_t*, void*) {
     Say("successor");
     signal(signo, SIG_DFL);
@@ -255,34 +255,5 @@ void SuccessorDoesNotChain() {
 }
 
 }  // namespace
-
-std::vector<Scenario> HandlerScenarios() {
-  return {
-      SCENARIO(PredecessorIsTheDefault),
-      SCENARIO(PredecessorIgnores),
-      SCENARIO(PredecessorIgnoresWithInfo),
-      SCENARIO(PredecessorIgnoresSigpipe),
-      SCENARIO(PredecessorIgnoresSigpipeTwice),
-      SCENARIO(SigpipeIgnoredAfterInstalling),
-      SCENARIO(PredecessorIsPlain),
-      SCENARIO(PredecessorOfAnotherSignal),
-      SCENARIO(PredecessorReturns),
-      SCENARIO(PredecessorRaisesAgainAndExits),
-      SCENARIO(PredecessorOfARaisedSignalReturns),
-      SCENARIO(PredecessorIsForOneCall),
-      SCENARIO(PredecessorIsNotDeferred),
-      SCENARIO(PredecessorFaults),
-      SCENARIO(PredecessorFaultsOtherwise),
-      SCENARIO(PredecessorRaisesAgain),
-      SCENARIO(PredecessorJumpsOut),
-      SCENARIO(PredecessorJumpsOutAndAnotherFaultFollows),
-      SCENARIO(PredecessorExits),
-      SCENARIO(PredecessorHangsAndAnAllocationFails),
-      SCENARIO(SuccessorChains),
-      SCENARIO(SuccessorChainsAndJumpsOut),
-      SCENARIO(SuccessorStepsAside),
-      SCENARIO(SuccessorDoesNotChain),
-  };
-}
 
 }  // namespace crash_test

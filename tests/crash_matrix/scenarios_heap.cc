@@ -31,13 +31,13 @@ CHILD_FUNCTION void* Allocate(size_t size) {
   return memory;
 }
 
-CHILD_FUNCTION void FreeInvalidPointer() {
+SCENARIO(FreeInvalidPointer) {
   char* memory = static_cast<char*>(Allocate(kSmall));
   memset(memory, 0, kSmall);
   free(memory + 8);  // NOLINT: wrong on purpose
 }
 
-CHILD_FUNCTION void FreeTheStack() {
+SCENARIO(FreeTheStack) {
   volatile char buffer[64] = {};
   void* volatile memory = const_cast<char*>(buffer) + 8;
   free(memory);  // NOLINT: wrong on purpose
@@ -51,10 +51,10 @@ CHILD_FUNCTION void FreeTwice(size_t size) {
   free(between);
 }
 
-CHILD_FUNCTION void FreeSmallTwice() { FreeTwice(kSmall); }
+SCENARIO(FreeSmallTwice) { FreeTwice(kSmall); }
 
 // Found out with the allocator's lock held.
-CHILD_FUNCTION void FreeLargeTwice() {
+SCENARIO(FreeLargeTwice) {
   BecomeThreaded();
   FreeTwice(kLarge);
 }
@@ -76,25 +76,25 @@ CHILD_FUNCTION void SmashTheTop() {
   memset(last + kFromTheEnd, 0xff, 24);
 }
 
-CHILD_FUNCTION void AbortInMalloc() {
+SCENARIO(AbortInMalloc) {
   BecomeThreaded();
   SmashTheTop();
   for (;;) Allocate(kLarge);
 }
 
-CHILD_FUNCTION void FaultAfterSmashingTheTop() {
+SCENARIO(FaultAfterSmashingTheTop) {
   SmashTheTop();
   WriteToNull();
 }
 
-CHILD_FUNCTION void FaultAfterSmashingTheTopOfAThreadedProcess() {
+SCENARIO(FaultAfterSmashingTheTopOfAThreadedProcess) {
   BecomeThreaded();
   SmashTheTop();
   WriteToNull();
 }
 
 // Between two that stay in use nobody looks at it.
-CHILD_FUNCTION void FaultAfterSmashingAHeader() {
+SCENARIO(FaultAfterSmashingAHeader) {
   Allocate(kFromTheEnd);
   void* middle = Allocate(kFromTheEnd);
   Allocate(kFromTheEnd);
@@ -110,7 +110,7 @@ void SmashFreePiece(void* piece) {
   memcpy(piece, &next, sizeof next);
 }
 
-CHILD_FUNCTION void FaultAfterSmashingFreeMemory() {
+SCENARIO(FaultAfterSmashingFreeMemory) {
   // So many that no free piece is left, of whatever was given back before: then the last two are
   // the thread's only ones of the size.
   constexpr size_t kPieces = 200;
@@ -128,32 +128,16 @@ CHILD_FUNCTION void FaultAfterSmashingFreeMemory() {
 }
 
 // Both the report and its rescue have room there.
-CHILD_FUNCTION void SmashedFreeMemoryOnASmallStack() {
+SCENARIO(SmashedFreeMemoryOnASmallStack) {
   UseGuardedAlternateStack(size_t{64} << 10);
   FaultAfterSmashingFreeMemory();
 }
 
-CHILD_FUNCTION void SmashedTopOnASmallStack() {
+SCENARIO(SmashedTopOnASmallStack) {
   UseGuardedAlternateStack(size_t{64} << 10);
   FaultAfterSmashingTheTop();
 }
 
 }  // namespace
-
-std::vector<Scenario> HeapScenarios() {
-  return {
-      SCENARIO(FreeInvalidPointer),
-      SCENARIO(FreeTheStack),
-      SCENARIO(FreeSmallTwice),
-      SCENARIO(FreeLargeTwice),
-      SCENARIO(AbortInMalloc),
-      SCENARIO(FaultAfterSmashingTheTop),
-      SCENARIO(FaultAfterSmashingTheTopOfAThreadedProcess),
-      SCENARIO(FaultAfterSmashingAHeader),
-      SCENARIO(FaultAfterSmashingFreeMemory),
-      SCENARIO(SmashedFreeMemoryOnASmallStack),
-      SCENARIO(SmashedTopOnASmallStack),
-  };
-}
 
 }  // namespace crash_test

@@ -43,62 +43,62 @@ CHILD_FUNCTION void CallOpened(void (*function)()) {
   fputs("came back\n", stderr);
 }
 
-void CrashInALateLibrary() {
+SCENARIO(CrashInALateLibrary) {
   Open(OPENED_LIBRARY);
   CallOpened(sEntries.crash);
 }
 
-void CrashBelowALateLibrary() {
+SCENARIO(CrashBelowALateLibrary) {
   Open(OPENED_LIBRARY);
   sEntries.call(WriteToNull);
 }
 
-void CrashInADeletedLibrary() {
+SCENARIO(CrashInADeletedLibrary) {
   OpenDeletedCopy(OPENED_LIBRARY, "libdeleted.so");
   CallOpened(sEntries.crash);
 }
 
-void CrashBelowADeletedLibrary() {
+SCENARIO(CrashBelowADeletedLibrary) {
   OpenDeletedCopy(OPENED_LIBRARY, "libdeleted.so");
   sEntries.call(WriteToNull);
 }
 
-void CrashInABareLibrary() {
+SCENARIO(CrashInABareLibrary) {
   Open(BARE_LIBRARY);
   CallOpened(sEntries.crash);
 }
 
-void CrashBelowABareLibrary() {
+SCENARIO(CrashBelowABareLibrary) {
   Open(BARE_LIBRARY);
   sEntries.call(WriteToNull);
 }
 
-void CallIntoAClosedLibrary() {
+SCENARIO(CallIntoAClosedLibrary) {
   Open(OPENED_LIBRARY);
   CloseLast();
   CallOpened(sEntries.crash);
 }
 
 // It calls a function that closes it: there is nothing to return to.
-void ReturnIntoAClosedLibrary() {
+SCENARIO(ReturnIntoAClosedLibrary) {
   Open(OPENED_LIBRARY);
   sEntries.call(CloseLast);
 }
 
-void CrashBesideThreeHundredLibraries() {
+SCENARIO(CrashBesideThreeHundredLibraries) {
   for (int i = 0; i < 300; ++i) {
     OpenDeletedCopy(OPENED_LIBRARY, "libcopy" + std::to_string(i) + ".so");
   }
   CallOpened(sEntries.crash);
 }
 
-void CrashAmongManySymbols() {
+SCENARIO(CrashAmongManySymbols) {
   Open(MANY_SYMBOLS_LIBRARY);
   CallOpened(sEntries.crash);
 }
 
 // Only the loaded part of the symbols is left.
-void CrashAmongManyLoadedSymbols() {
+SCENARIO(CrashAmongManyLoadedSymbols) {
   OpenDeletedCopy(MANY_SYMBOLS_LIBRARY, "libdeleted.so");
   CallOpened(sEntries.crash);
 }
@@ -106,21 +106,5 @@ void CrashAmongManyLoadedSymbols() {
 }  // namespace
 
 extern "C" void OpenedLibrary(const LibraryEntries* entries) { sEntries = *entries; }
-
-std::vector<Scenario> LibraryScenarios() {
-  return {
-      SCENARIO(CrashInALateLibrary),
-      SCENARIO(CrashBelowALateLibrary),
-      SCENARIO(CrashInADeletedLibrary),
-      SCENARIO(CrashBelowADeletedLibrary),
-      SCENARIO(CrashInABareLibrary),
-      SCENARIO(CrashBelowABareLibrary),
-      SCENARIO(CallIntoAClosedLibrary),
-      SCENARIO(ReturnIntoAClosedLibrary),
-      SCENARIO(CrashBesideThreeHundredLibraries),
-      SCENARIO(CrashAmongManySymbols),
-      SCENARIO(CrashAmongManyLoadedSymbols),
-  };
-}
 
 }  // namespace crash_test

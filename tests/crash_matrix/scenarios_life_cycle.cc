@@ -26,23 +26,23 @@ void MakeHandlerAgain() {
   Handler()->SetTraceInfo(info);
 }
 
-void AfterUninstalling() {
+SCENARIO(AfterUninstalling) {
   Handler()->UnInstallCrashHandler();
   WriteToNull();
 }
 
-CHILD_FUNCTION void AbortAfterUninstalling() {
+SCENARIO(AbortAfterUninstalling) {
   Handler()->UnInstallCrashHandler();
   abort();
 }
 
 // There was no new-handler to put back.
-void FailedAllocationAfterUninstalling() {
+SCENARIO(FailedAllocationAfterUninstalling) {
   Handler()->UnInstallCrashHandler();
   FailAnAllocation();
 }
 
-void FailedAllocationAfterUninstallingBesideAnother() {
+SCENARIO(FailedAllocationAfterUninstallingBesideAnother) {
   Handler()->UnInstallCrashHandler();
   std::set_new_handler([] { throw std::bad_alloc(); });
   Handler()->InstallCrashHandler();
@@ -50,23 +50,23 @@ void FailedAllocationAfterUninstallingBesideAnother() {
   FailAnAllocation();
 }
 
-void AfterUninstallingAndInstallingAgain() {
+SCENARIO(AfterUninstallingAndInstallingAgain) {
   Handler()->UnInstallCrashHandler();
   Handler()->InstallCrashHandler();
   WriteToNull();
 }
 
-void AfterInstallingTwice() {
+SCENARIO(AfterInstallingTwice) {
   Handler()->InstallCrashHandler();
   WriteToNull();
 }
 
-void AfterDestroying() {
+SCENARIO(AfterDestroying) {
   CrashHandlerProxy::DestroyCrashHandler(Handler());
   WriteToNull();
 }
 
-void AfterMakingTheHandlerAgain() {
+SCENARIO(AfterMakingTheHandlerAgain) {
   Handler()->UnInstallCrashHandler();
   MakeHandlerAgain();
   Handler()->InstallCrashHandler();
@@ -74,27 +74,27 @@ void AfterMakingTheHandlerAgain() {
 }
 
 // The second handler finds the first one's action in its place.
-void AfterInstallingOverTheDestroyed() {
+SCENARIO(AfterInstallingOverTheDestroyed) {
   MakeHandlerAgain();
   Handler()->InstallCrashHandler();
   WriteToNull();
 }
 
-CHILD_FUNCTION void AbortAfterInstallingOverTheDestroyed() {
+SCENARIO(AbortAfterInstallingOverTheDestroyed) {
   MakeHandlerAgain();
   Handler()->InstallCrashHandler();
   abort();
 }
 
 // What is put back is the first one's.
-void AfterUninstallingOverTheDestroyed() {
+SCENARIO(AfterUninstallingOverTheDestroyed) {
   MakeHandlerAgain();
   Handler()->InstallCrashHandler();
   Handler()->UnInstallCrashHandler();
   WriteToNull();
 }
 
-void InstalledOnAnotherThread() {
+SCENARIO(InstalledOnAnotherThread) {
   Handler()->UnInstallCrashHandler();
   std::thread([] { Handler()->InstallCrashHandler(); }).join();
   WriteToNull();
@@ -105,7 +105,7 @@ void SlowCallback(void*, CrashType) {
   while (!sUninstalled) SleepMs(1);
 }
 
-void UninstallingDuringACrash() {
+SCENARIO(UninstallingDuringACrash) {
   Callback(SlowCallback);
   std::thread([] {
     while (!sInCallback) SleepMs(1);
@@ -116,7 +116,7 @@ void UninstallingDuringACrash() {
   WriteToNull();
 }
 
-void InstallingAgainDuringACrash() {
+SCENARIO(InstallingAgainDuringACrash) {
   Callback(SlowCallback);
   std::thread([] {
     while (!sInCallback) SleepMs(1);
@@ -129,24 +129,5 @@ void InstallingAgainDuringACrash() {
 }
 
 }  // namespace
-
-std::vector<Scenario> LifeCycleScenarios() {
-  return {
-      SCENARIO(AfterUninstalling),
-      SCENARIO(AbortAfterUninstalling),
-      SCENARIO(FailedAllocationAfterUninstalling),
-      SCENARIO(FailedAllocationAfterUninstallingBesideAnother),
-      SCENARIO(AfterUninstallingAndInstallingAgain),
-      SCENARIO(AfterInstallingTwice),
-      SCENARIO(AfterDestroying),
-      SCENARIO(AfterMakingTheHandlerAgain),
-      SCENARIO(AfterInstallingOverTheDestroyed),
-      SCENARIO(AbortAfterInstallingOverTheDestroyed),
-      SCENARIO(AfterUninstallingOverTheDestroyed),
-      SCENARIO(InstalledOnAnotherThread),
-      SCENARIO(UninstallingDuringACrash),
-      SCENARIO(InstallingAgainDuringACrash),
-  };
-}
 
 }  // namespace crash_test

@@ -43,13 +43,13 @@ void HoldStdio() {
   flockfile(stdin);
 }
 
-CHILD_FUNCTION void FaultHoldingStdio() {
+SCENARIO(FaultHoldingStdio) {
   LogToConsole();
   HoldStdio();
   WriteToNull();
 }
 
-CHILD_FUNCTION void FaultWhileAnotherHoldsStdio() {
+SCENARIO(FaultWhileAnotherHoldsStdio) {
   HoldElsewhere([] {
     HoldStdio();
     HoldForEver();
@@ -57,17 +57,17 @@ CHILD_FUNCTION void FaultWhileAnotherHoldsStdio() {
   WriteToNull();
 }
 
-CHILD_FUNCTION void FaultWhileAnotherHoldsTheConsole() {
+SCENARIO(FaultWhileAnotherHoldsTheConsole) {
   LogToConsole();
   FaultWhileAnotherHoldsStdio();
 }
 
-CHILD_FUNCTION void FaultInPrintf() {
+SCENARIO(FaultInPrintf) {
   LogToConsole();
   printf("%d %s\n", 1, BadText());
 }
 
-CHILD_FUNCTION void FaultInLocalTime() {
+SCENARIO(FaultInLocalTime) {
   const time_t now = 0;
   localtime_r(&now, reinterpret_cast<tm*>(uintptr_t{0x10}));
 }
@@ -77,9 +77,9 @@ CHILD_FUNCTION int FaultAtLibrary(dl_phdr_info* /*info*/, size_t /*size*/, void*
   return 0;
 }
 
-CHILD_FUNCTION void FaultWalkingLibraries() { dl_iterate_phdr(FaultAtLibrary, nullptr); }
+SCENARIO(FaultWalkingLibraries) { dl_iterate_phdr(FaultAtLibrary, nullptr); }
 
-CHILD_FUNCTION void FaultWhileAnotherWalksLibraries() {
+SCENARIO(FaultWhileAnotherWalksLibraries) {
   HoldElsewhere([] {
     dl_iterate_phdr(
         [](dl_phdr_info*, size_t, void*) {
@@ -91,16 +91,16 @@ CHILD_FUNCTION void FaultWhileAnotherWalksLibraries() {
   WriteToNull();
 }
 
-CHILD_FUNCTION void FaultInTheDirectorySetter() { Handler()->SetCrashDumpDirPath(BadText()); }
+SCENARIO(FaultInTheDirectorySetter) { Handler()->SetCrashDumpDirPath(BadText()); }
 
-CHILD_FUNCTION void FaultInTheIdentitySetter() {
+SCENARIO(FaultInTheIdentitySetter) {
   CrashHandler::CrashTraceInfo info{};
   info.extraInfo = BadText();
   Handler()->SetTraceInfo(info);
 }
 
 // Both wait: this thread, in its setter, for the other one's report.
-CHILD_FUNCTION void FaultBesideAFaultInTheDirectorySetter() {
+SCENARIO(FaultBesideAFaultInTheDirectorySetter) {
   Callback([](void*, CrashType) {
     sHeld = true;
     SleepMs(100);
@@ -139,46 +139,27 @@ void GetDirectoryForEver() {
   }
 }
 
-CHILD_FUNCTION void FaultWhileAnotherSetsTheIdentity() {
+SCENARIO(FaultWhileAnotherSetsTheIdentity) {
   HoldElsewhere(SetIdentityForEver);
   WriteToNull();
 }
 
-CHILD_FUNCTION void FaultWhileAnotherSetsTheDirectory() {
+SCENARIO(FaultWhileAnotherSetsTheDirectory) {
   HoldElsewhere(SetDirectoryForEver);
   WriteToNull();
 }
 
-CHILD_FUNCTION void FaultWhileAnotherGetsTheDirectory() {
+SCENARIO(FaultWhileAnotherGetsTheDirectory) {
   HoldElsewhere(GetDirectoryForEver);
   WriteToNull();
 }
 
 // After `main`, with the C library's lock on the list of such functions.
-CHILD_FUNCTION void FaultInAnExitHandler() {
+SCENARIO(FaultInAnExitHandler) {
   atexit([] { OruRTCScenario(WriteToNull); });
   exit(0);
 }
 
 }  // namespace
-
-std::vector<Scenario> LockScenarios() {
-  return {
-      SCENARIO(FaultHoldingStdio),
-      SCENARIO(FaultWhileAnotherHoldsStdio),
-      SCENARIO(FaultWhileAnotherHoldsTheConsole),
-      SCENARIO(FaultInPrintf),
-      SCENARIO(FaultInLocalTime),
-      SCENARIO(FaultWalkingLibraries),
-      SCENARIO(FaultWhileAnotherWalksLibraries),
-      SCENARIO(FaultInTheDirectorySetter),
-      SCENARIO(FaultInTheIdentitySetter),
-      SCENARIO(FaultBesideAFaultInTheDirectorySetter),
-      SCENARIO(FaultWhileAnotherSetsTheIdentity),
-      SCENARIO(FaultWhileAnotherSetsTheDirectory),
-      SCENARIO(FaultWhileAnotherGetsTheDirectory),
-      SCENARIO(FaultInAnExitHandler),
-  };
-}
 
 }  // namespace crash_test

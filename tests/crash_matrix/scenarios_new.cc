@@ -61,24 +61,24 @@ CHILD_FUNCTION void NewUntilItFails(size_t size) {
   }
 }
 
-CHILD_FUNCTION void NewInALimit() {
+SCENARIO(NewInALimit) {
   LimitAddressSpace();
   NewUntilItFails(kPiece);
 }
 
 // To the last byte.
-CHILD_FUNCTION void LastByteInALimit() {
+SCENARIO(LastByteInALimit) {
   LimitAddressSpace();
   NewUntilItFails(24);
 }
 
-CHILD_FUNCTION void UncaughtBadAllocInALimit() {
+SCENARIO(UncaughtBadAllocInALimit) {
   LimitAddressSpace();
   for (;;) New(kPiece);
 }
 
 // The report's own memory runs out, which leaves its handler by an exception.
-CHILD_FUNCTION void NewWhoseReportFindsNoMemory() {
+SCENARIO(NewWhoseReportFindsNoMemory) {
   const std::string large(size_t{12} << 20, 'x');
   CrashHandler::CrashTraceInfo info = {};
   info.extraInfo = large.c_str();
@@ -88,15 +88,15 @@ CHILD_FUNCTION void NewWhoseReportFindsNoMemory() {
   Require(DeadlineIsOver());
 }
 
-CHILD_FUNCTION void HugeNew() { NewUntilItFails(kTooMuch); }
+SCENARIO(HugeNew) { NewUntilItFails(kTooMuch); }
 
-CHILD_FUNCTION void UncaughtHugeNew() { New(kTooMuch); }
+SCENARIO(UncaughtHugeNew) { New(kTooMuch); }
 
-CHILD_FUNCTION void HugeNothrowNew() {
+SCENARIO(HugeNothrowNew) {
   if (NewNothrow(kTooMuch) != nullptr) _exit(kScenarioFailed);
 }
 
-CHILD_FUNCTION void NothrowNewInALimit() {
+SCENARIO(NothrowNewInALimit) {
   LimitAddressSpace();
   while (NewNothrow(kPiece) != nullptr) {
   }
@@ -109,7 +109,7 @@ void InstallAfter(std::new_handler predecessor) {
 }
 
 // A host's reserve, given back once.
-CHILD_FUNCTION void NewAfterAFreeingHandler() {
+SCENARIO(NewAfterAFreeingHandler) {
   sBallast = New(kRoom / 2);
   InstallAfter([] {
     if (sBallast == nullptr) throw std::bad_alloc();
@@ -121,25 +121,25 @@ CHILD_FUNCTION void NewAfterAFreeingHandler() {
   NewUntilItFails(kPiece);
 }
 
-CHILD_FUNCTION void NewAfterAThrowingHandler() {
+SCENARIO(NewAfterAThrowingHandler) {
   InstallAfter([] { throw std::bad_alloc(); });
   LimitAddressSpace();
   NewUntilItFails(kPiece);
 }
 
-CHILD_FUNCTION void NewAfterAnAbortingHandler() {
+SCENARIO(NewAfterAnAbortingHandler) {
   InstallAfter(abort);
   LimitAddressSpace();
   NewUntilItFails(kPiece);
 }
 
-CHILD_FUNCTION void NewAfterAnExitingHandler() {
+SCENARIO(NewAfterAnExitingHandler) {
   InstallAfter([] { _exit(5); });
   LimitAddressSpace();
   NewUntilItFails(kPiece);
 }
 
-CHILD_FUNCTION void NewAfterAFaultingHandler() {
+SCENARIO(NewAfterAFaultingHandler) {
   InstallAfter(WriteToNull);
   LimitAddressSpace();
   NewUntilItFails(kPiece);
@@ -163,27 +163,27 @@ void OnThreads(void (*run)(), bool limit) {
   for (std::thread& thread : threads) thread.join();
 }
 
-CHILD_FUNCTION void HugeNewOnThreads() { OnThreads(HugeNew, false); }
+SCENARIO(HugeNewOnThreads) { OnThreads(HugeNew, false); }
 
 // Pieces larger than what is set aside for the report: no thread takes that away.
-CHILD_FUNCTION void NewInALimitOnThreads() {
+SCENARIO(NewInALimitOnThreads) {
   OnThreads([] { NewUntilItFails(kLargePiece); }, true);
 }
 
-CHILD_FUNCTION void UncaughtHugeNewOnThreads() { OnThreads(UncaughtHugeNew, false); }
+SCENARIO(UncaughtHugeNewOnThreads) { OnThreads(UncaughtHugeNew, false); }
 
-CHILD_FUNCTION void HugeNewAndTheCallbackHangs() {
+SCENARIO(HugeNewAndTheCallbackHangs) {
   Callback([](void*, CrashType) { SleepForEver(); });
   HugeNew();
 }
 
 // What is set aside for the report's allocations, the other threads take.
-CHILD_FUNCTION void SmallNewInALimitOnThreads() {
+SCENARIO(SmallNewInALimitOnThreads) {
   OnThreads([] { NewUntilItFails(kPiece); }, true);
 }
 
 // Every thread goes on to fault.
-CHILD_FUNCTION void FaultAfterNewInALimitOnThreads() {
+SCENARIO(FaultAfterNewInALimitOnThreads) {
   OnThreads(
       [] {
         NewUntilItFails(kLargePiece);
@@ -206,12 +206,21 @@ void MallocUntilItFails() {
 }
 
 // What malloc could not give is used all the same.
-CHILD_FUNCTION void FaultWithoutMemory() {
+SCENARIO(FaultWithoutMemory) {
   MallocUntilItFails();
   WriteToNull();
 }
 
-CHILD_FUNCTION void AbortWithoutMemory() {
+// All that the crash has given back is gone again.
+SCENARIO(CallbackTakesAllMemoryAndHangs) {
+  Callback([](void*, CrashType) {
+    LimitAddressSpace(0);
+    SleepForEver();
+  });
+  WriteToNull();
+}
+
+SCENARIO(AbortWithoutMemory) {
   MallocUntilItFails();
   abort();
 }
@@ -243,14 +252,14 @@ void StartDeepThreads(int count) {
 }
 
 // A long report.
-CHILD_FUNCTION void FaultWithoutMemoryBesideDeepThreads() {
+SCENARIO(FaultWithoutMemoryBesideDeepThreads) {
   StartDeepThreads(600);
   MallocUntilItFails();
   WriteToNull();
 }
 
 // The list of images that was read at the installation is not true any more.
-CHILD_FUNCTION void FaultWithoutMemoryAfterOpeningALibrary() {
+SCENARIO(FaultWithoutMemoryAfterOpeningALibrary) {
   Require(dlopen(OPENED_LIBRARY, RTLD_NOW) != nullptr);
   StartDeepThreads(600);
   MallocUntilItFails();
@@ -258,41 +267,12 @@ CHILD_FUNCTION void FaultWithoutMemoryAfterOpeningALibrary() {
 }
 
 // A longer one than the memory set aside holds.
-CHILD_FUNCTION void FaultWithoutMemoryBesideManyDeepThreads() {
+SCENARIO(FaultWithoutMemoryBesideManyDeepThreads) {
   StartDeepThreads(1400);
   MallocUntilItFails();
   WriteToNull();
 }
 
 }  // namespace
-
-std::vector<Scenario> NewScenarios() {
-  return {
-      SCENARIO(NewInALimit),
-      SCENARIO(LastByteInALimit),
-      SCENARIO(UncaughtBadAllocInALimit),
-      SCENARIO(NewWhoseReportFindsNoMemory),
-      SCENARIO(HugeNew),
-      SCENARIO(UncaughtHugeNew),
-      SCENARIO(HugeNothrowNew),
-      SCENARIO(NothrowNewInALimit),
-      SCENARIO(NewAfterAFreeingHandler),
-      SCENARIO(NewAfterAThrowingHandler),
-      SCENARIO(NewAfterAnAbortingHandler),
-      SCENARIO(NewAfterAnExitingHandler),
-      SCENARIO(NewAfterAFaultingHandler),
-      SCENARIO(HugeNewOnThreads),
-      SCENARIO(NewInALimitOnThreads),
-      SCENARIO(HugeNewAndTheCallbackHangs),
-      SCENARIO(SmallNewInALimitOnThreads),
-      SCENARIO(UncaughtHugeNewOnThreads),
-      SCENARIO(FaultAfterNewInALimitOnThreads),
-      SCENARIO(FaultWithoutMemory),
-      SCENARIO(AbortWithoutMemory),
-      SCENARIO(FaultWithoutMemoryAfterOpeningALibrary),
-      SCENARIO(FaultWithoutMemoryBesideDeepThreads),
-      SCENARIO(FaultWithoutMemoryBesideManyDeepThreads),
-  };
-}
 
 }  // namespace crash_test

@@ -43,25 +43,23 @@ namespace {
 void (*sInitialize)() = nullptr;
 std::atomic<bool> sInitializing{false};
 
-CHILD_FUNCTION void RaiseUncaught() {
-  [NSException raise:@"MatrixException" format:@"raised %s", "once"];
-}
+SCENARIO(RaiseUncaught) { [NSException raise:@"MatrixException" format:@"raised %s", "once"]; }
 
 NSException* MakeException() {
   return [NSException exceptionWithName:@"MatrixException" reason:@"made before" userInfo:nil];
 }
 
-CHILD_FUNCTION void ThrowUncaughtException() { @throw MakeException(); }
+SCENARIO(ThrowUncaughtException) { @throw MakeException(); }
 
-CHILD_FUNCTION void ThrowAnObject() { @throw @"no exception at all"; }
+SCENARIO(ThrowAnObject) { @throw @"no exception at all"; }
 
-CHILD_FUNCTION void RaiseOutOfRange() { [[NSArray array] objectAtIndex:1]; }
+SCENARIO(RaiseOutOfRange) { [[NSArray array] objectAtIndex:1]; }
 
-CHILD_FUNCTION void SendUnknownMessage() {
+SCENARIO(SendUnknownMessage) {
   [[[[NSObject alloc] init] autorelease] performSelector:NSSelectorFromString(@"noSuchMessage")];
 }
 
-CHILD_FUNCTION void RethrowInCatch() {
+SCENARIO(RethrowInCatch) {
   @try {
     RaiseUncaught();
   } @catch (NSException*) {
@@ -69,7 +67,7 @@ CHILD_FUNCTION void RethrowInCatch() {
   }
 }
 
-CHILD_FUNCTION void ThrowCaughtAgain() {
+SCENARIO(ThrowCaughtAgain) {
   @try {
     RaiseUncaught();
   } @catch (NSException* exception) {
@@ -77,17 +75,17 @@ CHILD_FUNCTION void ThrowCaughtAgain() {
   }
 }
 
-CHILD_FUNCTION void RaisedByTheSdk() { OruRTCRaises(); }
+SCENARIO(RaisedByTheSdk) { OruRTCRaises(); }
 
-CHILD_FUNCTION void RaisedAsAnObjectByTheSdk() { OruRTCRaisesObject(); }
+SCENARIO(RaisedAsAnObjectByTheSdk) { OruRTCRaisesObject(); }
 
-CHILD_FUNCTION void ThrownByTheSdk() { OruRTCThrows(); }
+SCENARIO(ThrownByTheSdk) { OruRTCThrows(); }
 
-CHILD_FUNCTION void OutOfRangeInTheSdk() { OruRTCAsksOutOfRange(); }
+SCENARIO(OutOfRangeInTheSdk) { OruRTCAsksOutOfRange(); }
 
-CHILD_FUNCTION void RaisedAgainByTheSdk() { OruRTCRaisesAgain(); }
+SCENARIO(RaisedAgainByTheSdk) { OruRTCRaisesAgain(); }
 
-CHILD_FUNCTION void RaisedByTheSdkAndAgainByTheHost() {
+SCENARIO(RaisedByTheSdkAndAgainByTheHost) {
   @try {
     OruRTCRaises();
   } @catch (NSException*) {
@@ -95,7 +93,7 @@ CHILD_FUNCTION void RaisedByTheSdkAndAgainByTheHost() {
   }
 }
 
-CHILD_FUNCTION void RaisedByTheSdkAndThrownByTheHost() {
+SCENARIO(RaisedByTheSdkAndThrownByTheHost) {
   @try {
     OruRTCRaises();
   } @catch (NSException* exception) {
@@ -105,11 +103,11 @@ CHILD_FUNCTION void RaisedByTheSdkAndThrownByTheHost() {
 
 NSString* HalfAPair() { return [NSString stringWithFormat:@"a%Cb", static_cast<unichar>(0xD800)]; }
 
-CHILD_FUNCTION void RaiseWithHalfAPair() {
+SCENARIO(RaiseWithHalfAPair) {
   [[NSException exceptionWithName:HalfAPair() reason:HalfAPair() userInfo:nil] raise];
 }
 
-CHILD_FUNCTION void RaiseWithHalfAPairAndTheSinkFaults() {
+SCENARIO(RaiseWithHalfAPairAndTheSinkFaults) {
   Handler()->SetDebugLogSinkCallback(
       [](CrashHandler::CrashHandlerLogLevel, const char*, const char*, int, char* line) {
         if (strstr(line, "Crash stack: ") != nullptr) WriteToNull();
@@ -120,15 +118,15 @@ CHILD_FUNCTION void RaiseWithHalfAPairAndTheSinkFaults() {
 CHILD_FUNCTION void RaiseWithoutAWayOut() noexcept { RaiseUncaught(); }
 
 // GNU's own last handler would take the exception for one of C++.
-CHILD_FUNCTION void RaiseOutOfNoexcept() {
+SCENARIO(RaiseOutOfNoexcept) {
   std::set_terminate(abort);
   RaiseWithoutAWayOut();
 }
 
 // It does so: what lies before the exception tells whether it faults or aborts then.
-CHILD_FUNCTION void RaiseOutOfNoexceptByDefault() { RaiseWithoutAWayOut(); }
+SCENARIO(RaiseOutOfNoexceptByDefault) { RaiseWithoutAWayOut(); }
 
-CHILD_FUNCTION void FaultInObjcCatch() {
+SCENARIO(FaultInObjcCatch) {
   @try {
     RaiseUncaught();
   } @catch (NSException*) {
@@ -136,7 +134,7 @@ CHILD_FUNCTION void FaultInObjcCatch() {
   }
 }
 
-CHILD_FUNCTION void FaultInObjcFinally() {
+SCENARIO(FaultInObjcFinally) {
   @try {
     @try {
       RaiseUncaught();
@@ -168,12 +166,12 @@ CHILD_FUNCTION void FaultInObjcFinally() {
 namespace crash_test {
 namespace {
 
-CHILD_FUNCTION void FaultInInitialize() {
+SCENARIO(FaultInInitialize) {
   sInitialize = WriteToNull;
   [MatrixLazy use];
 }
 
-CHILD_FUNCTION void RaiseInInitialize() {
+SCENARIO(RaiseInInitialize) {
   sInitialize = RaiseUncaught;
   [MatrixLazy use];
 }
@@ -184,29 +182,40 @@ void AnotherIsInInitialize() {
   while (!sInitializing) SleepMs(1);
 }
 
-CHILD_FUNCTION void FaultWhileAnotherIsInInitialize() {
+SCENARIO(FaultWhileAnotherIsInInitialize) {
   AnotherIsInInitialize();
   WriteToNull();
 }
 
-CHILD_FUNCTION void RaiseAndTheCallbackHangs() {
+// The end that the runtime makes of an uncaught exception takes a moment, in which the process is
+// nobody's crash any more.
+SCENARIO(RaiseBesideAFaultAndTheExitIsSlow) {
+  Require(atexit([] { SleepMs(50); }) == 0);
+  Callback([](void*, CrashType) {
+    std::thread([] { OruRTCScenario(WriteToNull); }).detach();
+    SleepMs(200);
+  });
+  RaiseUncaught();
+}
+
+SCENARIO(RaiseAndTheCallbackHangs) {
   Callback([](void*, CrashType) { SleepForEver(); });
   RaiseUncaught();
 }
 
 // Nobody catches the second one either.
-CHILD_FUNCTION void RaiseAndTheCallbackRaises() {
+SCENARIO(RaiseAndTheCallbackRaises) {
   Callback([](void*, CrashType) { RaiseUncaught(); });
   RaiseUncaught();
 }
 
 // No exception is the crash.
-CHILD_FUNCTION void FaultAndTheCallbackRaises() {
+SCENARIO(FaultAndTheCallbackRaises) {
   Callback([](void*, CrashType) { RaiseUncaught(); });
   WriteToNull();
 }
 
-CHILD_FUNCTION void FaultInATryAndTheCallbackRaises() {
+SCENARIO(FaultInATryAndTheCallbackRaises) {
   Callback([](void*, CrashType) { RaiseUncaught(); });
   @try {
     WriteToNull();
@@ -215,49 +224,15 @@ CHILD_FUNCTION void FaultInATryAndTheCallbackRaises() {
   }
 }
 
-CHILD_FUNCTION void FaultInLoad() { dlopen(LOADED_CLASS_LIBRARY, RTLD_NOW); }
+SCENARIO(FaultInLoad) { dlopen(LOADED_CLASS_LIBRARY, RTLD_NOW); }
 
-CHILD_FUNCTION void FaultHoldingAnObjectsLock() {
+SCENARIO(FaultHoldingAnObjectsLock) {
   @synchronized([NSThread mainThread]) {
     WriteToNull();
   }
 }
 
 }  // namespace
-
-std::vector<Scenario> ObjcScenarios() {
-  return {
-      SCENARIO(RaiseUncaught),
-      SCENARIO(ThrowUncaughtException),
-      SCENARIO(ThrowAnObject),
-      SCENARIO(RaiseOutOfRange),
-      SCENARIO(SendUnknownMessage),
-      SCENARIO(RethrowInCatch),
-      SCENARIO(ThrowCaughtAgain),
-      SCENARIO(RaisedByTheSdk),
-      SCENARIO(RaisedAsAnObjectByTheSdk),
-      SCENARIO(ThrownByTheSdk),
-      SCENARIO(OutOfRangeInTheSdk),
-      SCENARIO(RaisedAgainByTheSdk),
-      SCENARIO(RaisedByTheSdkAndAgainByTheHost),
-      SCENARIO(RaisedByTheSdkAndThrownByTheHost),
-      SCENARIO(RaiseWithHalfAPair),
-      SCENARIO(RaiseWithHalfAPairAndTheSinkFaults),
-      SCENARIO(RaiseOutOfNoexcept),
-      SCENARIO(RaiseOutOfNoexceptByDefault),
-      SCENARIO(FaultInObjcCatch),
-      SCENARIO(FaultInObjcFinally),
-      SCENARIO(FaultInInitialize),
-      SCENARIO(RaiseInInitialize),
-      SCENARIO(FaultWhileAnotherIsInInitialize),
-      SCENARIO(RaiseAndTheCallbackHangs),
-      SCENARIO(RaiseAndTheCallbackRaises),
-      SCENARIO(FaultAndTheCallbackRaises),
-      SCENARIO(FaultInATryAndTheCallbackRaises),
-      SCENARIO(FaultInLoad),
-      SCENARIO(FaultHoldingAnObjectsLock),
-  };
-}
 
 }  // namespace crash_test
 

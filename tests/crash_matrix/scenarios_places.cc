@@ -36,13 +36,13 @@ void GiveUpCapabilities() {
   Require(syscall(SYS_capset, &header, none) == 0);
 }
 
-void FaultWithoutCapabilities() {
+SCENARIO(FaultWithoutCapabilities) {
   GiveUpCapabilities();
   WriteToNull();
 }
 
 // As for an ordinary user beside the root of the file system, whoever runs this.
-void FaultWithoutTheRightToMakeDirectories() {
+SCENARIO(FaultWithoutTheRightToMakeDirectories) {
   sock_filter rules[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_mkdir, 1, 0),
@@ -57,12 +57,12 @@ void FaultWithoutTheRightToMakeDirectories() {
   WriteToNull();
 }
 
-void FaultInAnotherFolder() {
+SCENARIO(FaultInAnotherFolder) {
   Require(mkdir("elsewhere", 0755) == 0 && chdir("elsewhere") == 0);
   WriteToNull();
 }
 
-void FaultInARemovedFolder() {
+SCENARIO(FaultInARemovedFolder) {
   Require(mkdir("removed", 0755) == 0 && chdir("removed") == 0 && rmdir("../removed") == 0);
   WriteToNull();
 }
@@ -72,17 +72,17 @@ void LimitFileSize() {
   Require(setrlimit(RLIMIT_FSIZE, &limit) == 0);
 }
 
-void FaultAtTheLimitOfFileSizes() {
+SCENARIO(FaultAtTheLimitOfFileSizes) {
   LimitFileSize();
   WriteToNull();
 }
 
-void FaultAtTheIgnoredLimitOfFileSizes() {
+SCENARIO(FaultAtTheIgnoredLimitOfFileSizes) {
   signal(SIGXFSZ, SIG_IGN);
   FaultAtTheLimitOfFileSizes();
 }
 
-void FaultAtTheHandledLimitOfFileSizes() {
+SCENARIO(FaultAtTheHandledLimitOfFileSizes) {
   signal(SIGXFSZ, [](int) { _exit(kScenarioFailed); });
   FaultAtTheLimitOfFileSizes();
 }
@@ -117,7 +117,7 @@ void UseASmallDisk(const char* directory) {
 }
 
 // Nobody else sees the disk: another process of its own looks at what is left.
-void FaultOnAFullDisk() {
+SCENARIO(FaultOnAFullDisk) {
   UseASmallDisk("small");
   Handler()->SetCrashDumpDirPath("small");
   const pid_t child = fork();
@@ -145,30 +145,30 @@ void UseAllDescriptors(Limit kind) {
   TakeFreeDescriptors();
 }
 
-void FaultWithoutAFreeDescriptor() {
+SCENARIO(FaultWithoutAFreeDescriptor) {
   UseAllDescriptors(Limit::kFinal);
   WriteToNull();
 }
 
 // As a host does that becomes a daemon.
-void FaultWithAllDescriptorsClosed() {
+SCENARIO(FaultWithAllDescriptorsClosed) {
   closefrom(STDERR_FILENO + 1);
   WriteToNull();
 }
 
-void FaultWithoutAFreeDescriptorAfterClosingAll() {
+SCENARIO(FaultWithoutAFreeDescriptorAfterClosingAll) {
   closefrom(STDERR_FILENO + 1);
   UseAllDescriptors(Limit::kMayBeRaised);
   WriteToNull();
 }
 
-void FaultWithoutAnyDescriptorToHave() {
+SCENARIO(FaultWithoutAnyDescriptorToHave) {
   closefrom(STDERR_FILENO + 1);
   FaultWithoutAFreeDescriptor();
 }
 
 // As a server does that accepts connections while it can.
-void FaultWhileAnotherTakesEveryDescriptor() {
+SCENARIO(FaultWhileAnotherTakesEveryDescriptor) {
   std::atomic<bool> running{false};
   std::thread([&running] {
     UseAllDescriptors(Limit::kMayBeRaised);
@@ -190,24 +190,6 @@ void LeaveAddressSpace(size_t bytes) {
   const rlim_t size = pages * static_cast<unsigned long>(getpagesize()) + bytes;
   const rlimit limit{size, size};
   Require(setrlimit(RLIMIT_AS, &limit) == 0);
-}
-
-std::vector<Scenario> PlaceScenarios() {
-  return {
-      SCENARIO(FaultWithoutCapabilities),
-      SCENARIO(FaultWithoutTheRightToMakeDirectories),
-      SCENARIO(FaultInAnotherFolder),
-      SCENARIO(FaultInARemovedFolder),
-      SCENARIO(FaultAtTheLimitOfFileSizes),
-      SCENARIO(FaultAtTheIgnoredLimitOfFileSizes),
-      SCENARIO(FaultAtTheHandledLimitOfFileSizes),
-      SCENARIO(FaultOnAFullDisk),
-      SCENARIO(FaultWithoutAFreeDescriptor),
-      SCENARIO(FaultWhileAnotherTakesEveryDescriptor),
-      SCENARIO(FaultWithAllDescriptorsClosed),
-      SCENARIO(FaultWithoutAFreeDescriptorAfterClosingAll),
-      SCENARIO(FaultWithoutAnyDescriptorToHave),
-  };
 }
 
 }  // namespace crash_test

@@ -38,19 +38,19 @@ void NameSession(const char* session) {
   Handler()->SetTraceInfo(info);
 }
 
-void CrashInForkedChild() {
+SCENARIO(CrashInForkedChild) {
   const pid_t child = fork();
   if (child == 0) WriteToNull();
   _exit(EndedBy(WaitFor(child), SIGSEGV) ? 8 : 9);
 }
 
-void HungForkedChildEndsToo() {
+SCENARIO(HungForkedChildEndsToo) {
   Callback([](void*, CrashType) { SleepForEver(); });
   CrashInForkedChild();
 }
 
 // The child lives until the parent's end of the pipe is closed.
-void CrashBesideAForkedChild() {
+SCENARIO(CrashBesideAForkedChild) {
   int ends[2];
   Require(pipe(ends) == 0);
   if (fork() == 0) {
@@ -61,7 +61,7 @@ void CrashBesideAForkedChild() {
   WriteToNull();
 }
 
-void CrashInParentAndForkedChild() {
+SCENARIO(CrashInParentAndForkedChild) {
   const pid_t child = fork();
   if (child == 0) {
     NameSession("child");
@@ -71,7 +71,7 @@ void CrashInParentAndForkedChild() {
   DivideByZero();
 }
 
-void TenForkedChildrenCrash() {
+SCENARIO(TenForkedChildrenCrash) {
   pid_t children[10];
   for (int i = 0; i < 10; ++i) {
     children[i] = fork();
@@ -84,7 +84,7 @@ void TenForkedChildrenCrash() {
 }
 
 // The child has a copy of a crash that no thread of its own handles.
-void CrashInAChildForkedDuringACrash() {
+SCENARIO(CrashInAChildForkedDuringACrash) {
   Callback([](void*, CrashType) {
     sInCallback = true;
     while (!sForked) SleepMs(1);
@@ -100,7 +100,7 @@ void CrashInAChildForkedDuringACrash() {
   WriteToNull();
 }
 
-void FaultAfterStartingProcesses() {
+SCENARIO(FaultAfterStartingProcesses) {
   pid_t spawned = 0;
   char name[] = "/bin/true";
   char* const arguments[] = {name, nullptr};
@@ -121,16 +121,16 @@ void BecomeProgramWith(const char* scenario) {
   _exit(kScenarioFailed);
 }
 
-void BecomesAnotherProgram() { BecomeProgramWith("ExpectAnUntouchedProcess"); }
+SCENARIO(BecomesAnotherProgram) { BecomeProgramWith("ExpectAnUntouchedProcess"); }
 
 // A host that starts itself anew instead of ending.
-void CallbackBecomesAnotherProgram() {
+SCENARIO(CallbackBecomesAnotherProgram) {
   Callback([](void*, CrashType) { BecomeProgramWith("ExpectTheSignalOpen"); });
   WriteToNull();
 }
 
 // Where the deadline would have passed in the meantime.
-void CallbackBecomesALongProgram() {
+SCENARIO(CallbackBecomesALongProgram) {
   const rlimit none = {0, 0};
   Require(setrlimit(RLIMIT_SIGPENDING, &none) == 0);
   Callback([](void*, CrashType) {
@@ -142,7 +142,7 @@ void CallbackBecomesALongProgram() {
 
 // A new program keeps the mask of the thread that started it: here that of the signal's handler,
 // which is open to another fault.
-void ExpectTheSignalOpen() {
+SCENARIO(ExpectTheSignalOpen) {
   sigset_t mask;
   Require(pthread_sigmask(SIG_BLOCK, nullptr, &mask) == 0);
   for (int signo = SIGRTMIN; signo <= SIGRTMAX; ++signo) Require(sigismember(&mask, signo) == 0);
@@ -157,7 +157,7 @@ void ExpectUntouched(int signo) {
 }
 
 // Other signals are as whoever runs the test likes them.
-void ExpectAnUntouchedProcess() {
+SCENARIO(ExpectAnUntouchedProcess) {
   for (const int signo : {SIGABRT, SIGBUS, SIGFPE, SIGILL, SIGPIPE, SIGSEGV, SIGSYS, SIGTRAP}) {
     ExpectUntouched(signo);
   }
@@ -167,12 +167,12 @@ void ExpectAnUntouchedProcess() {
   WriteToNull();
 }
 
-void FaultHoldingTheLoader() {
+SCENARIO(FaultHoldingTheLoader) {
   sWhileLoading = WriteToNull;
   dlopen(SLOW_LIBRARY, RTLD_NOW);
 }
 
-void FaultWhileAnotherHoldsTheLoader() {
+SCENARIO(FaultWhileAnotherHoldsTheLoader) {
   sWhileLoading = SleepForEver;
   std::thread([] { dlopen(SLOW_LIBRARY, RTLD_NOW); }).detach();
   while (!sLoading) SleepMs(1);
@@ -185,25 +185,6 @@ void FaultWhileAnotherHoldsTheLoader() {
 extern "C" __attribute__((visibility("default"))) void OpenedSlowLibrary() {
   sLoading = true;
   if (sWhileLoading != nullptr) sWhileLoading();
-}
-
-std::vector<Scenario> ProcessScenarios() {
-  return {
-      SCENARIO(CrashInForkedChild),
-      SCENARIO(HungForkedChildEndsToo),
-      SCENARIO(CrashBesideAForkedChild),
-      SCENARIO(CrashInParentAndForkedChild),
-      SCENARIO(TenForkedChildrenCrash),
-      SCENARIO(CrashInAChildForkedDuringACrash),
-      SCENARIO(FaultAfterStartingProcesses),
-      SCENARIO(BecomesAnotherProgram),
-      SCENARIO(CallbackBecomesAnotherProgram),
-      SCENARIO(CallbackBecomesALongProgram),
-      SCENARIO(ExpectTheSignalOpen),
-      SCENARIO(ExpectAnUntouchedProcess),
-      SCENARIO(FaultHoldingTheLoader),
-      SCENARIO(FaultWhileAnotherHoldsTheLoader),
-  };
 }
 
 }  // namespace crash_test

@@ -11,10 +11,8 @@
 #include "tests/crash_matrix/scenario.h"
 
 // Below a function of the SDK that needs its frame pointer to find its caller.
-#define SDK_SCENARIO(function)                  \
-  {                                             \
-#function, [] { CallFromTheSdk(function); } \
-  }
+#define REGISTER_SDK_SCENARIO(function) \
+  const Scenario kScenario##function(#function, [] { CallFromTheSdk(function); })
 
 namespace crash_test {
 namespace {
@@ -33,30 +31,30 @@ CHILD_FUNCTION int RecurseOutsideTheSdk(int depth) {
   return depth < 0 ? 0 : RecurseOutsideTheSdk(depth + 1) + frame[0];
 }
 
-void OverflowInTheSdk() {
+SCENARIO(OverflowInTheSdk) {
   BoundTheMainStack();
   CallFromTheSdk(OverflowTheStack);
 }
 
 // The SDK's frames are too far away to be looked at.
-void OverflowFarBelowTheSdk() {
+SCENARIO(OverflowFarBelowTheSdk) {
   BoundTheMainStack();
   CallFromTheSdk([] { printf("%d\n", RecurseOutsideTheSdk(0)); });
 }
 
-void FaultOnASmallAlternateStack() {
+SCENARIO(FaultOnASmallAlternateStack) {
   UseGuardedAlternateStack(size_t{64} << 10);
   WriteToNull();
 }
 
 // The system's own idea of a size.
-void FaultOnAnAlternateStackOf8KiB() {
+SCENARIO(FaultOnAnAlternateStackOf8KiB) {
   UseGuardedAlternateStack(8192);
   WriteToNull();
 }
 
 // The kernel's own frame does not fit.
-void FaultOnAnUnusableAlternateStack() {
+SCENARIO(FaultOnAnUnusableAlternateStack) {
   void* memory = mmap(nullptr, 65536, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   stack_t stack = {};
   stack.ss_sp = memory;
@@ -67,32 +65,23 @@ void FaultOnAnUnusableAlternateStack() {
 
 }  // namespace
 
-std::vector<Scenario> StackScenarios() {
-  return {
-      SCENARIO(OverflowInTheSdk),
-      SCENARIO(OverflowFarBelowTheSdk),
-      SCENARIO(FaultOnASmallAlternateStack),
-      SCENARIO(FaultOnAnAlternateStackOf8KiB),
-      SCENARIO(FaultOnAnUnusableAlternateStack),
-      SDK_SCENARIO(LoseTheStackPointer),
-      SDK_SCENARIO(LoseTheFramePointer),
-      SDK_SCENARIO(LoseTheFramePointerToData),
-      SDK_SCENARIO(SmashTheFramePointer),
-      SDK_SCENARIO(SmashTheFramePointerByData),
-      SDK_SCENARIO(TieTheFramePointer),
-      SDK_SCENARIO(SmashTheReturnAddress),
-      SDK_SCENARIO(SmashTheReturnAddressByData),
-      SDK_SCENARIO(SmashAllAbove),
-      SDK_SCENARIO(SmashAllAboveAndAbort),
-      SDK_SCENARIO(OverflowABuffer),
-      SDK_SCENARIO(ReturnNowhere),
-      SDK_SCENARIO(ReturnToNoAddress),
-      SDK_SCENARIO(ReturnToNull),
-      SDK_SCENARIO(ReturnIntoData),
-      SDK_SCENARIO(ReturnNowhereWithAllAboveSmashed),
-      SDK_SCENARIO(FaultWithoutFramePointers),
-      SDK_SCENARIO(FaultWithoutUnwindTables),
-  };
-}
+REGISTER_SDK_SCENARIO(LoseTheStackPointer);
+REGISTER_SDK_SCENARIO(LoseTheFramePointer);
+REGISTER_SDK_SCENARIO(LoseTheFramePointerToData);
+REGISTER_SDK_SCENARIO(SmashTheFramePointer);
+REGISTER_SDK_SCENARIO(SmashTheFramePointerByData);
+REGISTER_SDK_SCENARIO(TieTheFramePointer);
+REGISTER_SDK_SCENARIO(SmashTheReturnAddress);
+REGISTER_SDK_SCENARIO(SmashTheReturnAddressByData);
+REGISTER_SDK_SCENARIO(SmashAllAbove);
+REGISTER_SDK_SCENARIO(SmashAllAboveAndAbort);
+REGISTER_SDK_SCENARIO(OverflowABuffer);
+REGISTER_SDK_SCENARIO(ReturnNowhere);
+REGISTER_SDK_SCENARIO(ReturnToNoAddress);
+REGISTER_SDK_SCENARIO(ReturnToNull);
+REGISTER_SDK_SCENARIO(ReturnIntoData);
+REGISTER_SDK_SCENARIO(ReturnNowhereWithAllAboveSmashed);
+REGISTER_SDK_SCENARIO(FaultWithoutFramePointers);
+REGISTER_SDK_SCENARIO(FaultWithoutUnwindTables);
 
 }  // namespace crash_test

@@ -29,7 +29,7 @@ void SlowCallback(void*, CrashType) {
   SleepMs(300);
 }
 
-void SecondThreadFaults() {
+SCENARIO(SecondThreadFaults) {
   Callback(SlowCallback);
   std::thread second([] {
     AwaitCallback();
@@ -39,7 +39,7 @@ void SecondThreadFaults() {
   second.join();
 }
 
-void SecondThreadAborts() {
+SCENARIO(SecondThreadAborts) {
   Callback(SlowCallback);
   std::thread second([] {
     AwaitCallback();
@@ -49,7 +49,7 @@ void SecondThreadAborts() {
   second.join();
 }
 
-void SecondThreadRaises() {
+SCENARIO(SecondThreadRaises) {
   Callback(SlowCallback);
   std::thread second([] {
     AwaitCallback();
@@ -61,7 +61,7 @@ void SecondThreadRaises() {
   second.join();
 }
 
-void TwentyThreadsFault() {
+SCENARIO(TwentyThreadsFault) {
   std::atomic<int> waiting{kTogether};
   std::vector<std::thread> threads;
   threads.reserve(kTogether);
@@ -86,7 +86,7 @@ void RefusedSink(CrashHandler::CrashHandlerLogLevel level, const char* /*tag*/,
   ++sRefused;
 }
 
-void TwentyThreadsFaultAndTheCallbackAwaitsAll() {
+SCENARIO(TwentyThreadsFaultAndTheCallbackAwaitsAll) {
   Handler()->SetDebugLogSinkCallback(RefusedSink);
   Callback([](void*, CrashType) {
     while (sRefused < kTogether - 1) SleepMs(1);
@@ -94,40 +94,26 @@ void TwentyThreadsFaultAndTheCallbackAwaitsAll() {
   TwentyThreadsFault();
 }
 
-void TwentyThreadsFaultAndTheCallbackHangs() {
+SCENARIO(TwentyThreadsFaultAndTheCallbackHangs) {
   Callback([](void*, CrashType) { SleepForEver(); });
   TwentyThreadsFault();
 }
 
-void TwentyThreadsFaultBesideAHundredWaiting() {
+SCENARIO(TwentyThreadsFaultBesideAHundredWaiting) {
   StartWaitingThreads(25);
   TwentyThreadsFault();
 }
 
-void FaultBesideTwoHundredWaitingThreads() {
+SCENARIO(FaultBesideTwoHundredWaitingThreads) {
   StartWaitingThreads(50);
   WriteToNull();
 }
 
-void FaultBesideFiveHundredThreads() {
+SCENARIO(FaultBesideFiveHundredThreads) {
   StartWaitingThreads(125);
   WriteToNull();
 }
 
 }  // namespace
-
-std::vector<Scenario> ThreadScenarios() {
-  return {
-      SCENARIO(SecondThreadFaults),
-      SCENARIO(SecondThreadAborts),
-      SCENARIO(SecondThreadRaises),
-      SCENARIO(TwentyThreadsFault),
-      SCENARIO(TwentyThreadsFaultAndTheCallbackAwaitsAll),
-      SCENARIO(TwentyThreadsFaultAndTheCallbackHangs),
-      SCENARIO(TwentyThreadsFaultBesideAHundredWaiting),
-      SCENARIO(FaultBesideTwoHundredWaitingThreads),
-      SCENARIO(FaultBesideFiveHundredThreads),
-  };
-}
 
 }  // namespace crash_test

@@ -12,10 +12,9 @@ namespace CrashHandler {
 namespace {
 
 constexpr int kPollMs = 5;
-// After the other thread is through, its own end comes first.
-constexpr int kGraceMs = 100;
-// The same for an exit, which must not come first on a busy machine either.
-constexpr int kExitGraceMs = 1000;
+// After the other thread is through, its own end comes first: also on a busy machine, and after an
+// older handler or an exit's handlers that take a moment.
+constexpr int kGraceMs = 1000;
 constexpr int kRefusalPauseMs = 100;
 constexpr int kMaxRefusals = 10;
 
@@ -38,7 +37,7 @@ void SetDefaultAction(int signo) {
 void AwaitReportElsewhere() {
   if (!AnotherThreadReports()) return;
   machine::WaitWhile(AnotherThreadReports, kCrashDeadlineMs, kPollMs);
-  machine::PauseMs(kExitGraceMs);
+  machine::PauseMs(kGraceMs);
 }
 
 // With the module in a library that is closed, both come then: its code is in use until the report
