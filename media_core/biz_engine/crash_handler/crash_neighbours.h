@@ -75,6 +75,7 @@ enum class Holder {
   kIgnored,    // a signal that is ignored
 };
 
+// Who has one of the signals or hooks.
 struct HookState {
   // "SIGSEGV" and the other seven in order; "uncaught exception", "terminate", "new".
   std::string name;

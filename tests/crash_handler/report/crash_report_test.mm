@@ -11,6 +11,7 @@
 #include <regex>
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
+#include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"

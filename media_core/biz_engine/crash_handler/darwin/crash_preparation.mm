@@ -50,7 +50,8 @@ void PrepareForCrash() {
   PrepareBacktrace();
   PrepareLocalTime();
   PrepareCrashFlush();
-  const bool has_foundation = RunWithoutExceptions(PrepareFoundation);
+  // Without memory Foundation does not only raise: it faults.
+  const bool has_foundation = !missing.memory && RunWithoutExceptions(PrepareFoundation);
   const bool has_stacks = RunWithoutExceptions(PrepareCallStacks);
   if (missing.memory) ORU_CRASH_LOG_PROBLEM("crash preparation: memory is missing");
   if (missing.descriptor) ORU_CRASH_LOG_PROBLEM("crash preparation: a file descriptor is missing");
