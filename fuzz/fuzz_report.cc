@@ -133,7 +133,7 @@ void CheckShown(const Report& report, const std::string& title) {
   const oru_report::Headline headline = oru_report::MakeHeadline(title, "6.1.0", &resolver);
   for (const bool color : {false, true}) {
     oru_report::StringOutput text;
-    oru_report::RenderText(headline, &resolver, color, &text);
+    oru_report::RenderText(headline, &resolver, nullptr, color, &text);
     oru_fuzz::CheckTerminalText(text.text(), color);
     // A made-up report is not many times as long when it is shown.
     Require(text.text().size() <= 65536 + report.text->size() * 400, "a text in proportion");

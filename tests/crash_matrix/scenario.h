@@ -12,9 +12,9 @@
   __attribute__((noinline, disable_tail_calls, no_sanitize("address", "undefined", "thread")))
 // Defines a scenario, as in SCENARIO(CallbackSpins) { ... }; its name is the function's. A row of
 // the matrix (rows_*.cc) that has the name runs it.
-#define SCENARIO(function)     \
-  void function();             \
-  REGISTER_SCENARIO(function); \
+#define SCENARIO(function)        \
+  CHILD_FUNCTION void function(); \
+  REGISTER_SCENARIO(function);    \
   CHILD_FUNCTION void function()
 // For a function that is a scenario as it is.
 #define REGISTER_SCENARIO(function) \

@@ -62,12 +62,24 @@ bool Advance(CrashStage next) {
   return true;
 }
 
-// The stack from the point at which the report was interrupted, which lies above the crash.
+// Of the frames at the hook's entry, one that every stack above the crash leads to: the interrupted
+// instruction, or the hook's caller. Null when none is known.
+const void* FrameOfCrash() {
+  if (sCrash.facts.interrupted != nullptr) return sCrash.facts.interrupted;
+  return sCrash.facts.frame_count >= 2 ? sCrash.frames[1] : nullptr;
+}
+
+// The stack from the point at which the report was interrupted, which lies above the crash: unless
+// it is too deep, or too broken, to lead there.
 void CaptureHere(const void* context) {
-  constexpr auto kRoom = static_cast<int>(machine::kMaxCrashFrames);
-  const int count = CaptureCrashFrames(sCrash.frames, kRoom);
-  sCrash.facts.frame_count = machine::CompleteCrashFrames(
-      context, sCrash.frames, static_cast<size_t>(count), machine::kMaxCrashFrames);
+  constexpr size_t kRoom = machine::kMaxCrashFrames;
+  void* here[kRoom];
+  const auto captured = static_cast<size_t>(CaptureCrashFrames(here, static_cast<int>(kRoom)));
+  const size_t count = machine::CompleteCrashFrames(context, here, captured, kRoom);
+  const void* const crash = FrameOfCrash();
+  if (crash != nullptr && std::find(here, here + count, crash) == here + count) return;
+  memcpy(sCrash.frames, here, count * sizeof *here);
+  sCrash.facts.frame_count = count;
   sCrash.facts.interrupted_later = machine::InterruptedAt(context);
 }
 
