@@ -73,7 +73,12 @@ function(oru_install_sbom)
   get_property(links GLOBAL PROPERTY ORU_SBOM_LINKS)
   # The compiler adds the C and C++ libraries itself; gcc is the part of its support library that is compiled in, dl a part
   # of the C library.
-  list(APPEND links ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+  set(implicit ${CMAKE_CXX_IMPLICIT_LINK_LIBRARIES})
+  # CMake does not find them out beside a toolchain file's flags.
+  if(NOT implicit AND NOT APPLE)
+    set(implicit stdc++ m gcc_s c)
+  endif()
+  list(APPEND links ${implicit})
   list(FILTER links EXCLUDE REGEX "^(gcc|dl|.*\\.o)$")
   list(REMOVE_DUPLICATES links)
 

@@ -63,10 +63,10 @@ bool Advance(CrashStage next) {
 }
 
 // Of the frames at the hook's entry, one that every stack above the crash leads to: the interrupted
-// instruction, or the hook's caller. Null when none is known.
+// instruction, or one behind the hook, which itself goes on meanwhile. Null when none is known.
 const void* FrameOfCrash() {
   if (sCrash.facts.interrupted != nullptr) return sCrash.facts.interrupted;
-  return sCrash.facts.frame_count >= 2 ? sCrash.frames[1] : nullptr;
+  return sCrash.facts.frame_count >= 3 ? sCrash.frames[2] : nullptr;
 }
 
 // The stack from the point at which the report was interrupted, which lies above the crash: unless
