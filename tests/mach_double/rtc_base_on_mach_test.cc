@@ -91,19 +91,25 @@ TEST(MachSemaphore, ReleasingOneThatSomebodyWaitsForTraps) {
   EXPECT_EQ(child.signal, SIGABRT) << child.Ending();
 }
 
-// Two threads that the lock is handed over between: the second sleeps until the first leaves.
-void HandOver(CriticalSection* section) {
-  section->Enter();
-  std::atomic<uint32_t> waiter_id{0};
-  std::thread waiter([&] {
-    waiter_id = static_cast<uint32_t>(gettid());
+// A thread that takes and leaves the lock; it sleeps already, for the caller has the lock.
+std::thread SleepsOn(CriticalSection* section) {
+  std::atomic<uint32_t> id{0};
+  std::thread waiter([section, &id] {
+    id = static_cast<uint32_t>(gettid());
     section->Enter();
     section->Leave();
   });
-  while (waiter_id == 0) {
+  while (id == 0) {
     std::this_thread::yield();
   }
-  oru_test::AwaitSleeping(waiter_id);
+  oru_test::AwaitSleeping(id);
+  return waiter;
+}
+
+// Two threads that the lock is handed over between: the second sleeps until the first leaves.
+void HandOver(CriticalSection* section) {
+  section->Enter();
+  std::thread waiter = SleepsOn(section);
   section->Leave();
   waiter.join();
 }
@@ -122,16 +128,7 @@ TEST(MachSemaphore, ALockThatThreadsSleptOnServesAForkedChild) {
 TEST(MachSemaphore, ALockThatThreadsWaitForIsRenewedInAForkedChild) {
   auto* const section = new CriticalSection();
   section->Enter();
-  std::atomic<uint32_t> waiter_id{0};
-  std::thread waiter([&] {
-    waiter_id = static_cast<uint32_t>(gettid());
-    section->Enter();
-    section->Leave();
-  });
-  while (waiter_id == 0) {
-    std::this_thread::yield();
-  }
-  oru_test::AwaitSleeping(waiter_id);
+  std::thread waiter = SleepsOn(section);
   const ChildResult child = RunInFork([section] {
     EXPECT_TRUE(section->RenewInForkedChild());
     section->Leave();

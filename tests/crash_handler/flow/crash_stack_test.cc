@@ -63,14 +63,19 @@ class PaintedStack {
 
 uintptr_t sHandlerFrame = 0;
 
-// What the kernel takes: from the top to where a handler begins.
-size_t KernelFrame(PaintedStack* stack) {
+// Has `signal` handled on the alternate stack by a handler that notes where its frame lies.
+void NoteHandlerFrame(int signal) {
   struct sigaction action = {};
   action.sa_flags = SA_SIGINFO | SA_ONSTACK;
   action.sa_sigaction = [](int, siginfo_t*, void*) {
     sHandlerFrame = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
   };
-  sigaction(SIGPIPE, &action, nullptr);
+  sigaction(signal, &action, nullptr);
+}
+
+// What the kernel takes: from the top to where a handler begins.
+size_t KernelFrame(PaintedStack* stack) {
+  NoteHandlerFrame(SIGPIPE);
   raise(SIGPIPE);
   signal(SIGPIPE, SIG_DFL);
   stack->Paint();
@@ -133,12 +138,7 @@ TEST(CrashStackTest, AnOlderHandlerHasTheRestForItself) {
   const auto child = oru_test::RunInFork([&dir] {
     PaintedStack stack(size_t{256} << 10);
     const size_t kernel = KernelFrame(&stack);
-    struct sigaction action = {};
-    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
-    action.sa_sigaction = [](int, siginfo_t*, void*) {
-      sHandlerFrame = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
-    };
-    sigaction(SIGPIPE, &action, nullptr);
+    NoteHandlerFrame(SIGPIPE);
     Install(dir.Join("dumps"));
     sHandlerFrame = 0;
     OruRTCStackTestRaise();
@@ -155,12 +155,7 @@ TEST(CrashStackTest, StandingInFrontTakesNextToNothingEither) {
   const auto child = oru_test::RunInFork([&dir] {
     PaintedStack stack(size_t{256} << 10);
     const size_t kernel = KernelFrame(&stack);
-    struct sigaction action = {};
-    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
-    action.sa_sigaction = [](int, siginfo_t*, void*) {
-      sHandlerFrame = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
-    };
-    sigaction(SIGTRAP, &action, nullptr);
+    NoteHandlerFrame(SIGTRAP);
     Install(dir.Join("dumps"));
     const bool stands = StandInFrontOf([](int, const siginfo_t*, const void*) { return true; });
     sHandlerFrame = 0;
