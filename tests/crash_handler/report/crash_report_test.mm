@@ -10,7 +10,7 @@
 #include <cctype>
 #include <regex>
 
-#include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
+#include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_state.h"
@@ -562,7 +562,7 @@ class CreatedReportTest : public CrashReportTest {
 
 TEST_F(CreatedReportTest, TakesTheFacadesSettings) {
   Configure("app", "session", "1.2-x", "extra");
-  OruRTCCrashReport* report = CreateOruRTCCrashReport(DarwinCrashHandler::GetInstance());
+  OruRTCCrashReport* report = CreateOruRTCCrashReport();
   EXPECT_EQ(Utf8(report.config.appId), "app");
   EXPECT_EQ(Utf8(report.config.sessionId), "session");
   EXPECT_EQ(Utf8(report.config.sdkVersion), "1.2");
@@ -575,7 +575,7 @@ TEST_F(CreatedReportTest, TakesTheFacadesSettings) {
 
 TEST_F(CreatedReportTest, EmptyIdentityFallsBackButTheVersionDoesNot) {
   Configure("", "", "", "");
-  OruRTCCrashReport* report = CreateOruRTCCrashReport(DarwinCrashHandler::GetInstance());
+  OruRTCCrashReport* report = CreateOruRTCCrashReport();
   EXPECT_EQ(Utf8(report.config.appId), "Unknown-App");
   EXPECT_EQ(Utf8(report.config.sessionId), "Unknown-Session");
   EXPECT_EQ(Utf8(report.config.sdkVersion), "");
@@ -585,7 +585,7 @@ TEST_F(CreatedReportTest, EmptyIdentityFallsBackButTheVersionDoesNot) {
 
 TEST_F(CreatedReportTest, IdentityThatIsNotUtf8IsKeptReadable) {
   Configure("a\xff", "s", "1", "\xfe");
-  OruRTCCrashReport* report = CreateOruRTCCrashReport(DarwinCrashHandler::GetInstance());
+  OruRTCCrashReport* report = CreateOruRTCCrashReport();
   EXPECT_EQ(Utf8(report.config.appId), "a\xc3\xbf");
   EXPECT_EQ(Utf8(report.infoString), "\xc3\xbe");
 }
@@ -595,7 +595,7 @@ TEST_F(CreatedReportTest, AutoreleasesTheReport) {
   OruRTCCrashReport* report = nil;
   {
     NSAutoreleasePool* inner = [[NSAutoreleasePool alloc] init];
-    report = [CreateOruRTCCrashReport(DarwinCrashHandler::GetInstance()) retain];
+    report = [CreateOruRTCCrashReport() retain];
     [inner drain];
   }
   EXPECT_EQ([report retainCount], 1U);

@@ -110,8 +110,11 @@ namespace CrashHandler {
 
 class CrashHandlerProxyImpl;
 
-// An autoreleased report for the calling thread, from the handler's settings of this moment.
-OruRTCCrashReport* CreateOruRTCCrashReport(CrashHandlerProxyImpl* handler);
+// An autoreleased report for the calling thread, from the settings that the process's crash handler
+// has at this moment (crash_handler_darwin.mm, where that handler is known).
+OruRTCCrashReport* CreateOruRTCCrashReport();
+// The same from a given handler's settings.
+OruRTCCrashReport* CreateReportOfHandler(CrashHandlerProxyImpl* handler);
 
 }  // namespace CrashHandler
 

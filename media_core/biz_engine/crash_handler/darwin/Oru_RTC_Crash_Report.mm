@@ -237,7 +237,7 @@ CrashHandler::machine::CivilTime LocalTime() {
 
 namespace CrashHandler {
 
-OruRTCCrashReport* CreateOruRTCCrashReport(CrashHandlerProxyImpl* handler) {
+OruRTCCrashReport* CreateReportOfHandler(CrashHandlerProxyImpl* handler) {
   OruRTCCrashConfig* config = [[[OruRTCCrashConfig alloc] init] autorelease];
   config.crashThreadId = machine::CurrentThreadNumber();
   config.appId = TextOrFallback(handler->GetAppId(), kUnknownApp);

@@ -147,17 +147,13 @@ int CaptureSignalFrames(const SignalCall& call, void** frames) {
       call.context, frames, static_cast<size_t>(count), machine::kMaxCrashFrames));
 }
 
-OruRTCCrashReport* NewReport() {
-  return CreateOruRTCCrashReport(DarwinCrashHandler::GetInstance());
-}
-
 void ReportSignal(const SignalCall& call, void* const* frames, int count) {
   @autoreleasepool {
     NSMutableArray* symbols = SymbolsOfFrames(frames, count, machine::InterruptedAt(call.context));
-    [NewReport() reportCrashWithSignal:call.signo
-                                  info:call.info
-                               context:call.context
-                               symbols:symbols];
+    [CreateOruRTCCrashReport() reportCrashWithSignal:call.signo
+                                                info:call.info
+                                             context:call.context
+                                             symbols:symbols];
   }
 }
 
@@ -262,7 +258,7 @@ void OruRTCExceptionHandler(NSException* exception) {
     const std::string name = BytesOfText([exception name]);
     const std::string reason = BytesOfText([exception reason]);
     RememberException(name.c_str(), [exception reason] != nil ? reason.c_str() : nullptr);
-    [NewReport() reportCrashWithException:exception];
+    [CreateOruRTCCrashReport() reportCrashWithException:exception];
     ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler is= %p",
                            reinterpret_cast<void*>(OruRTCOldExceptionHandler));
     FlushBeforeTheEnd();
@@ -335,7 +331,7 @@ void OruRTCTerminateCatchHandler() {
   @autoreleasepool {
     NSMutableArray* symbols = SymbolsOfFrames(frames, count);
     if (IsRethrownException(symbols)) return LeaveToExceptionHandler();
-    [NewReport() reportCrashWithSymbols:symbols];
+    [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
   }
   ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
                          reinterpret_cast<void*>(OruRTCOldTerminateHandler));
@@ -372,13 +368,17 @@ void OruRTCNewFailedCatchHandler() {
     AnnounceCrash(kNewFailedHook);
     ReportIsDue();
     @autoreleasepool {
-      [NewReport() reportCrashWithSymbols:SymbolsOfFrames(frames, count)];
+      [CreateOruRTCCrashReport() reportCrashWithSymbols:SymbolsOfFrames(frames, count)];
     }
     ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
                            reinterpret_cast<void*>(OruRTCOldNewFailedHandler));
   }
   if (OruRTCOldNewFailedHandler != nullptr) OruRTCOldNewFailedHandler();
   std::set_new_handler(OruRTCOldNewFailedHandler);
+}
+
+OruRTCCrashReport* CreateOruRTCCrashReport() {
+  return CreateReportOfHandler(DarwinCrashHandler::GetInstance());
 }
 
 DarwinCrashHandler* DarwinCrashHandler::GetInstance() {
