@@ -8,6 +8,7 @@
 #include <atomic>
 #include <csignal>
 #include <functional>
+#include <optional>
 #include <string>
 #include <thread>
 
@@ -167,14 +168,27 @@ TEST(MachThreadName, ANameOfMoreThan63BytesIsCutAtACharacterNotRefused) {
   EXPECT_EQ(std::string(62, 'y'), name);
 }
 
-TEST(MachPreference, WithoutAnIdentifierThereIsNoBundle) {
+// Each test begins with a bundle that has no identifier, no preferences, and that answer given.
+class MachPreference : public testing::Test {
+ protected:
+  void SetUp() override {
+    mach_double::SetMainBundleExists(true);
+    mach_double::SetBundleIdentifier(std::nullopt);
+    for (const char* const application : {"org.example.app", "org.example.other"}) {
+      mach_double::SetBooleanPreference(application, "logToStdErr", std::nullopt);
+    }
+    ReadPlatformLogPreference();
+  }
+};
+
+TEST_F(MachPreference, WithoutAnIdentifierThereIsNoBundle) {
   EXPECT_EQ(LogPreference::kNoBundle, ReadPlatformLogPreference());
   mach_double::SetMainBundleExists(false);
   EXPECT_EQ(LogPreference::kNoBundle, ReadPlatformLogPreference());
   EXPECT_EQ(0, mach_double::LiveObjects());
 }
 
-TEST(MachPreference, AForkedChildAsksNobody) {
+TEST_F(MachPreference, AForkedChildAsksNobody) {
   mach_double::SetBundleIdentifier("org.example.app");
   mach_double::SetBooleanPreference("org.example.app", "logToStdErr", true);
   const auto answer_in_child = [] {
@@ -187,13 +201,13 @@ TEST(MachPreference, AForkedChildAsksNobody) {
   EXPECT_EQ(child.exit_code, static_cast<int>(LogPreference::kTrue)) << "the parent's last answer";
 }
 
-TEST(MachPreference, WithoutAKeyThereIsNoBundle) {
+TEST_F(MachPreference, WithoutAKeyThereIsNoBundle) {
   mach_double::SetBundleIdentifier("org.example.app");
   mach_double::FailOnce(Call::kStringCreate, 0);
   EXPECT_EQ(LogPreference::kNoBundle, ReadPlatformLogPreference());
 }
 
-TEST(MachPreference, EveryValueIsReadAndTheKeyReleased) {
+TEST_F(MachPreference, EveryValueIsReadAndTheKeyReleased) {
   mach_double::SetBundleIdentifier("org.example.app");
   EXPECT_EQ(LogPreference::kUnset, ReadPlatformLogPreference());
   mach_double::SetBooleanPreference("org.example.other", "logToStdErr", true);
