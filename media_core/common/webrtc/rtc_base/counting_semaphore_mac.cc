@@ -17,6 +17,8 @@ struct Made {
   dispatch_semaphore_t semaphore;
   // The process that made it, counted in forks.
   uint32_t generation;
+  // The parent's one that it took the place of: never used, and not lost to a search for leaks.
+  const Made* given_up;
 };
 
 std::atomic<uint32_t> g_generation{0};
@@ -26,10 +28,10 @@ void CountFork() { g_generation.fetch_add(1, std::memory_order_relaxed); }
 // At start-up: a child forked while another thread registers would wait for that thread.
 [[maybe_unused]] const int kForksHandled = pthread_atfork(nullptr, nullptr, &CountFork);
 
-const Made* Make() {
+const Made* Make(const Made* given_up) {
   const dispatch_semaphore_t semaphore = dispatch_semaphore_create(0);
   ORU_CHECK(semaphore != nullptr);
-  return new Made{semaphore, g_generation.load(std::memory_order_relaxed)};
+  return new Made{semaphore, g_generation.load(std::memory_order_relaxed), given_up};
 }
 
 void Release(const Made* made) {
@@ -48,7 +50,7 @@ Handle* HandleOf(void* handle) { return static_cast<Handle*>(handle); }
 dispatch_semaphore_t Get(void* handle) {
   const Made* made = HandleOf(handle)->load(std::memory_order_acquire);
   if (!IsOurs(made)) {
-    const Made* const fresh = Make();
+    const Made* const fresh = Make(made);
     if (HandleOf(handle)->compare_exchange_strong(made, fresh, std::memory_order_acq_rel)) {
       made = fresh;
     } else {
@@ -60,7 +62,7 @@ dispatch_semaphore_t Get(void* handle) {
 
 }  // namespace
 
-CountingSemaphore::CountingSemaphore() : handle_(new Handle(Make())) {}
+CountingSemaphore::CountingSemaphore() : handle_(new Handle(Make(nullptr))) {}
 
 CountingSemaphore::~CountingSemaphore() {
   const Made* const made = HandleOf(handle_)->load(std::memory_order_acquire);
@@ -75,7 +77,8 @@ void CountingSemaphore::Wait() { dispatch_semaphore_wait(Get(handle_), DISPATCH_
 void CountingSemaphore::Signal() { dispatch_semaphore_signal(Get(handle_)); }
 
 void CountingSemaphore::RenewInForkedChild() {
-  HandleOf(handle_)->store(Make(), std::memory_order_release);
+  Handle* const handle = HandleOf(handle_);
+  handle->store(Make(handle->load(std::memory_order_relaxed)), std::memory_order_release);
 }
 
 }  // namespace rtc
