@@ -33,8 +33,9 @@ class Scripts(unittest.TestCase):
         newer = [r"\bmapfile\b", r"\breadarray\b", r"\bcoproc\b", r"declare -A", r"local -n", r"\$\{\w+(,|\^)", r"&>>", r"\|&",
                  r"\bwait -n", r"exec \{\w+\}", r"\brealpath\b", r"readlink -f", r"\bnproc\b", r"sed -i", r"grep -\w*P", r"-printf",
                  r"stat -c", r"date (-d|--)", r"\btimeout \d", r"xargs .*-r\b", r"sort -V", r"cp -\w*a", r"\bsetsid\b", r"mktemp --"]
-        for script in ("demo", "install-deps", "mac-check", "format", "symbols"):
-            with open(os.path.join(ROOT, "scripts", script), encoding="utf-8") as stream:
+        for script in ("scripts/demo", "scripts/install-deps", "scripts/mac-check", "scripts/format", "scripts/symbols",
+                       "cmake/npm-ci"):
+            with open(os.path.join(ROOT, script), encoding="utf-8") as stream:
                 text = stream.read()
             for construct in newer:
                 self.assertIsNone(re.search(construct, text), f"{script}: {construct}")
