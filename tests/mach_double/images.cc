@@ -9,6 +9,7 @@
 #include <iterator>
 #include <memory>
 #include <mutex>
+#include <utility>
 
 #include "tests/mach_double/mach_double.h"
 
@@ -24,12 +25,15 @@ struct Image {
   std::string name;
 };
 
-// The loader's state; entries stay where they are, as names are handed out.
+// The loader's state; entries stay where they are, as names are handed out. Its callbacks run with
+// the lock held, and may ask or load themselves.
+using Mutex = std::recursive_mutex;
 struct Loader {
-  std::mutex mutex;
+  Mutex mutex;
   std::vector<std::unique_ptr<Image>> images;
   std::vector<ImageCallback> on_add;
   std::vector<ImageCallback> on_remove;
+  std::function<void()> before_question;
 };
 
 Loader& TheLoader() {
@@ -44,13 +48,17 @@ const Image* ImageAt(uint32_t index) {
 
 void Add(const Image& image) {
   Loader& loader = TheLoader();
-  std::vector<ImageCallback> callbacks;
-  {
-    const std::lock_guard<std::mutex> lock(loader.mutex);
-    loader.images.push_back(std::make_unique<Image>(image));
-    callbacks = loader.on_add;
-  }
+  const std::lock_guard<Mutex> lock(loader.mutex);
+  loader.images.push_back(std::make_unique<Image>(image));
+  const std::vector<ImageCallback> callbacks = loader.on_add;
   for (const ImageCallback callback : callbacks) callback(image.header, image.slide);
+}
+
+// Expects the lock.
+std::vector<std::unique_ptr<Image>>::iterator FindImage(const mach_header* header) {
+  auto& images = TheLoader().images;
+  return std::find_if(images.begin(), images.end(),
+                      [&](const auto& image) { return image->header == header; });
 }
 
 std::vector<segment_command_64> SegmentsOf(const std::vector<char>& file) {
@@ -120,20 +128,23 @@ void AddNamelessImage(const mach_header* header, intptr_t slide) {
   Add({header, slide, false, {}});
 }
 
+// The callbacks hear of it while the image is still listed.
 void RemoveImage(const mach_header* header) {
   Loader& loader = TheLoader();
-  std::vector<ImageCallback> callbacks;
-  intptr_t slide = 0;
   {
-    const std::lock_guard<std::mutex> lock(loader.mutex);
-    const auto found = std::find_if(loader.images.begin(), loader.images.end(),
-                                    [&](const auto& image) { return image->header == header; });
+    const std::lock_guard<Mutex> lock(loader.mutex);
+    const auto found = FindImage(header);
     if (found == loader.images.end()) return;
-    slide = (*found)->slide;
-    loader.images.erase(found);
-    callbacks = loader.on_remove;
+    const intptr_t slide = (*found)->slide;
+    const std::vector<ImageCallback> callbacks = loader.on_remove;
+    for (const ImageCallback callback : callbacks) callback(header, slide);
   }
-  for (const ImageCallback callback : callbacks) callback(header, slide);
+  const std::lock_guard<Mutex> lock(loader.mutex);
+  loader.images.erase(FindImage(header));
+}
+
+void BeforeLoaderQuestions(std::function<void()> act) {
+  TheLoader().before_question = std::move(act);
 }
 
 LoaderLock::LoaderLock() { TheLoader().mutex.lock(); }
@@ -143,46 +154,46 @@ LoaderLock::~LoaderLock() { TheLoader().mutex.unlock(); }
 }  // namespace mach_double
 
 using mach_double::ImageAt;
+using mach_double::Mutex;
 using mach_double::TheLoader;
 
 extern "C" {
 
 uint32_t _dyld_image_count(void) {
-  const std::lock_guard<std::mutex> lock(TheLoader().mutex);
+  const std::lock_guard<Mutex> lock(TheLoader().mutex);
   return static_cast<uint32_t>(TheLoader().images.size());
 }
 
 const struct mach_header* _dyld_get_image_header(uint32_t image_index) {
-  const std::lock_guard<std::mutex> lock(TheLoader().mutex);
+  if (TheLoader().before_question) TheLoader().before_question();
+  const std::lock_guard<Mutex> lock(TheLoader().mutex);
   const mach_double::Image* const image = ImageAt(image_index);
   return image ? image->header : nullptr;
 }
 
 intptr_t _dyld_get_image_vmaddr_slide(uint32_t image_index) {
-  const std::lock_guard<std::mutex> lock(TheLoader().mutex);
+  const std::lock_guard<Mutex> lock(TheLoader().mutex);
   const mach_double::Image* const image = ImageAt(image_index);
   return image ? image->slide : 0;
 }
 
 const char* _dyld_get_image_name(uint32_t image_index) {
-  const std::lock_guard<std::mutex> lock(TheLoader().mutex);
+  const std::lock_guard<Mutex> lock(TheLoader().mutex);
   const mach_double::Image* const image = ImageAt(image_index);
   return image && image->has_name ? image->name.c_str() : nullptr;
 }
 
 void _dyld_register_func_for_add_image(void (*func)(const struct mach_header* mh, intptr_t slide)) {
+  const std::lock_guard<Mutex> lock(TheLoader().mutex);
   std::vector<std::pair<const mach_header*, intptr_t>> present;
-  {
-    const std::lock_guard<std::mutex> lock(TheLoader().mutex);
-    TheLoader().on_add.push_back(func);
-    for (const auto& image : TheLoader().images) present.emplace_back(image->header, image->slide);
-  }
+  for (const auto& image : TheLoader().images) present.emplace_back(image->header, image->slide);
   for (const auto& [header, slide] : present) func(header, slide);
+  TheLoader().on_add.push_back(func);
 }
 
 void _dyld_register_func_for_remove_image(void (*func)(const struct mach_header* mh,
                                                        intptr_t slide)) {
-  const std::lock_guard<std::mutex> lock(TheLoader().mutex);
+  const std::lock_guard<Mutex> lock(TheLoader().mutex);
   TheLoader().on_remove.push_back(func);
 }
 

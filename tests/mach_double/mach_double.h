@@ -44,10 +44,10 @@ enum class Call {
   kVmReadOverwrite,
   kVmDeallocate,
   kHostInfo,
-  kSysctl,             // returns -1 with the code in errno
-  kPthreadCreate,      // the code is an errno value
-  kPthreadGetName,     // the code is an errno value
-  kPthreadFromThread,  // gives null
+  kSysctl,         // returns -1 with the code in errno
+  kPthreadCreate,  // the code is an errno value
+  kThreadInfo,
+  kProcPidInfo,  // returns 0 with the code in errno
   kTimebaseInfo,
   kSemaphoreCreate,  // gives null
   kSemaphoreWait,    // gives the code
@@ -154,7 +154,7 @@ mach_port_t ServeCurrentThread();
 void ForgetThreads();
 // Fixes what thread_get_state gives for a real thread.
 void FixThreadState(mach_port_t thread, const x86_thread_state64_t& state);
-// The name that pthread_getname_np gives for a thread, whatever the kernel's own is.
+// The name that macOS gives for a thread, whatever this machine's kernel has.
 void NameThread(mach_port_t thread, const std::string& name);
 
 // ---- Images ----
@@ -167,6 +167,8 @@ void AddImage(const std::string& name, const mach_header* header, intptr_t slide
 // Lists an image without a name.
 void AddNamelessImage(const mach_header* header, intptr_t slide);
 void RemoveImage(const mach_header* header);
+// Called before the loader is asked for an image's header, without its lock. Set while nobody asks.
+void BeforeLoaderQuestions(std::function<void()> act);
 
 // The loader's lock, held as by a thread that loads an image: questions about the list wait.
 class LoaderLock {

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -232,6 +233,49 @@ TEST(MachImages, TheKeptListFollowsWhatIsLoadedAndUnloaded) {
   EXPECT_LT(ListText().find("/third"), ListText().find("/second"));
 }
 
+mach_header_64 sLateHeader = {MH_MAGIC_64, 0, 0, MH_DYLIB, 0, 0, 0, 0};
+std::atomic<bool> sIsLoading{false};
+
+// The loader calls with its lock held, for which the thread that begins to keep the list may wait.
+TEST(MachImages, AnImageThatComesWhileTheKeepingBeginsHoldsNobodyUp) {
+  ASSERT_TRUE(mach_double::LoadImage(MACHO_SMALL, "/first"));
+  _dyld_register_func_for_add_image([](const mach_header* header, intptr_t) {
+    if (header == reinterpret_cast<const mach_header*>(&sLateHeader)) sIsLoading = true;
+  });
+  std::thread loading;
+  std::atomic<bool> begun{false};
+  mach_double::BeforeLoaderQuestions([&] {
+    if (begun.exchange(true)) return;
+    loading = std::thread([] {
+      mach_double::AddImage("/late", reinterpret_cast<const mach_header*>(&sLateHeader), 0);
+    });
+    while (!sIsLoading) std::this_thread::yield();
+  });
+  alarm(30);  // ends the test where the two wait for each other
+  PrepareImages();
+  loading.join();
+  alarm(0);
+  EXPECT_NE(ListText().find("/first"), std::string::npos);
+  EXPECT_NE(ListText().find("/late"), std::string::npos);
+}
+
+TEST(MachImages, AnImageThatGoesIsNotListedAgainForOneThatComesMeanwhile) {
+  ASSERT_TRUE(mach_double::LoadImage(MACHO_SMALL, "/first"));
+  PrepareImages();
+  ASSERT_TRUE(mach_double::LoadImage(MACHO_CXX, "/second"));
+  // After the module has heard of the end, and while the loader still lists the image.
+  _dyld_register_func_for_remove_image([](const mach_header*, intptr_t) {
+    mach_double::AddImage("/late", reinterpret_cast<const mach_header*>(&sLateHeader), 0);
+  });
+  const mach_header* const second = HeaderOf("/second");
+  const intptr_t slide = _dyld_get_image_vmaddr_slide(1);
+  mach_double::RemoveImage(second);
+  EXPECT_EQ(ListText().find("/second"), std::string::npos) << ListText();
+  EXPECT_NE(ListText().find("/late"), std::string::npos);
+  mach_double::AddImage("/second", second, slide);
+  EXPECT_NE(ListText().find("/second"), std::string::npos);
+}
+
 TEST(MachImages, AnImageWithoutUuidRepeatsThePreviousOne) {
   ASSERT_TRUE(mach_double::LoadImage(MACHO_SMALL));
   ASSERT_TRUE(mach_double::LoadImage(MACHO_CXX, "/x/no-uuid"));
@@ -364,10 +408,28 @@ TEST(MachThreads, AFailingNameIsEmpty) {
   char name[kThreadNameSize];
   EXPECT_TRUE(ThreadName(thread, name, sizeof(name)));
   EXPECT_STREQ("name", name);
-  mach_double::FailOnce(Call::kPthreadGetName, ESRCH);
+  mach_double::FailOnce(Call::kProcPidInfo, ESRCH);
   EXPECT_FALSE(ThreadName(thread, name, sizeof(name)));
   EXPECT_STREQ("", name);
+  mach_double::FailOnce(Call::kThreadInfo, KERN_TERMINATED);
+  EXPECT_FALSE(ThreadName(thread, name, sizeof(name)));
   EXPECT_FALSE(ThreadName(0x7777, name, sizeof(name)));
+}
+
+TEST(MachThreads, ANameIsCutToTheRoom) {
+  const mach_port_t thread = mach_double::AddThread({"worker one", true, std::nullopt});
+  char name[8] = "#######";
+  EXPECT_TRUE(ThreadName(thread, name, 5));
+  EXPECT_STREQ("work", name);
+  EXPECT_STREQ("##", name + 5);
+}
+
+TEST(MachThreads, TheOwnNumberAddsNoRight) {
+  const ThreadNumber own = CurrentThreadNumber();
+  EXPECT_EQ(own, mach_double::ServeCurrentThread());
+  const int before = mach_double::RightsOf(own).send;
+  for (int i = 0; i < 100; ++i) EXPECT_EQ(own, CurrentThreadNumber());
+  EXPECT_EQ(before, mach_double::RightsOf(own).send);
 }
 
 // ---- Memory and host ----
@@ -397,6 +459,8 @@ TEST(MachHost, EveryProcessorTypeHasItsWord) {
   }
   mach_double::FailOnce(Call::kHostInfo, KERN_FAILURE);
   EXPECT_STREQ("unSupport", HostCpuTypeName());
+  EXPECT_EQ(1, mach_double::RightsOf(mach_host_self()).send)
+      << "each question gives its right back";
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 // Values and layouts of the platform that the stand-in's headers must repeat. Compiled against the
 // stand-in with the tests, and against a real SDK by scripts/build-macos: both must agree with
 // every line. What depends on the processor is in platform_layout_x86_64.cc and _arm64.cc.
+#include <libproc.h>
 #include <mach-o/dyld.h>
 #include <mach-o/loader.h>
 #include <mach-o/nlist.h>
@@ -106,6 +107,14 @@ SAME(sizeof(extern_proc), 296);
 SAME(offsetof(kinfo_proc, kp_proc.p_flag), 32);
 SAME(offsetof(kinfo_proc, kp_proc.p_pid), 40);
 SAME(offsetof(kinfo_proc, kp_eproc.e_ppid), 560);
+
+// What is known of a thread.
+SAME(THREAD_IDENTIFIER_INFO, 4);
+SAME(sizeof(thread_identifier_info_data_t), 24);
+SAME(offsetof(thread_identifier_info_data_t, thread_handle), 8);
+SAME(PROC_PIDTHREADINFO, 5);
+SAME(sizeof(proc_threadinfo), 112);
+SAME(offsetof(proc_threadinfo, pth_name), 48);
 
 // Host and time.
 SAME(HOST_BASIC_INFO, 1);

@@ -2,6 +2,7 @@
 #include "tests/mach_double/threads.h"
 
 #include <dlfcn.h>
+#include <libproc.h>
 #include <pthread.h>
 #include <semaphore.h>
 #include <signal.h>
@@ -213,6 +214,11 @@ __attribute__((constructor(101))) void MakeTask() {
 
 }  // namespace
 
+bool IsListed(pthread_t thread) {
+  const auto lock = Lock();
+  return ByHandle(thread) != nullptr;
+}
+
 PortRef TaskPort() { return OwnTask().control; }
 PortRef TaskReadPort() { return OwnTask().read; }
 void NameTaskPid(const PortRef& task, int pid) { Pids()[task] = pid; }
@@ -316,11 +322,35 @@ mach_port_t pthread_mach_thread_np(pthread_t thread) {
   return mach_double::RecordOf(thread)->name;
 }
 
-pthread_t pthread_from_mach_thread_np(mach_port_t thread) {
-  if (FailureOf(Call::kPthreadFromThread)) return pthread_t{};
+kern_return_t thread_info(thread_inspect_t thread, thread_flavor_t flavor, thread_info_t info,
+                          mach_msg_type_number_t* count) {
+  if (const auto failure = FailureOf(Call::kThreadInfo)) return *failure;
+  if (flavor != THREAD_IDENTIFIER_INFO || *count < THREAD_IDENTIFIER_INFO_COUNT) {
+    return KERN_INVALID_ARGUMENT;
+  }
   const auto lock = Lock();
   const mach_double::Thread* const record = mach_double::ByName(thread);
-  return record && record->has_pthread ? record->handle : pthread_t{};
+  if (!record) return MACH_SEND_INVALID_DEST;
+  thread_identifier_info_data_t identity = {};
+  if (record->has_pthread) identity.thread_handle = static_cast<uint64_t>(record->handle);
+  std::memcpy(info, &identity, sizeof(identity));
+  *count = THREAD_IDENTIFIER_INFO_COUNT;
+  return KERN_SUCCESS;
+}
+
+// Threads of the process itself alone.
+int proc_pidinfo(int pid, int flavor, uint64_t handle, void* buffer, int room) {
+  const auto failure = FailureOf(Call::kProcPidInfo);
+  proc_threadinfo facts = {};
+  const bool known = flavor == PROC_PIDTHREADINFO && room >= static_cast<int>(sizeof(facts));
+  const auto thread = static_cast<pthread_t>(handle);
+  if (failure || !known || pid != getpid() || !mach_double::IsListed(thread)) {
+    errno = failure ? *failure : known ? ESRCH : EINVAL;
+    return 0;
+  }
+  pthread_getname_np(thread, facts.pth_name, sizeof(facts.pth_name));
+  std::memcpy(buffer, &facts, sizeof(facts));
+  return sizeof(facts);
 }
 
 kern_return_t pid_for_task(mach_port_name_t task, int* pid) {
@@ -394,7 +424,6 @@ int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, v
 }
 
 int __wrap_pthread_getname_np(pthread_t thread, char* name, size_t room) {
-  if (const auto failure = FailureOf(Call::kPthreadGetName)) return *failure;
   {
     const auto lock = Lock();
     const mach_double::Thread* const record = mach_double::ByHandle(thread);

@@ -2,6 +2,7 @@
 #ifndef TESTS_MACH_DOUBLE_THREADS_H_
 #define TESTS_MACH_DOUBLE_THREADS_H_
 
+#include <pthread.h>
 #include <ucontext.h>
 
 #include "tests/mach_double/ports.h"
@@ -15,6 +16,9 @@ int FirstOwnSignal();
 PortRef CurrentThreadPort();
 PortRef TaskPort();
 PortRef TaskReadPort();
+
+// Whether the thread has a pthread and is one of the process.
+bool IsListed(pthread_t thread);
 
 // Makes a port one of another task's.
 void NameTaskPid(const PortRef& task, int pid);

@@ -10,8 +10,6 @@
 extern "C" {
 // The thread's port; no send right is added. MACH_PORT_NULL for a thread that has ended.
 mach_port_t pthread_mach_thread_np(pthread_t thread);
-// The pthread of a thread's port, or null.
-pthread_t pthread_from_mach_thread_np(mach_port_t thread);
 }
 
 // The platform names only the calling thread, with at most 63 bytes. An overload beside the C

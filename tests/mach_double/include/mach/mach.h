@@ -12,6 +12,7 @@
 #include <mach/machine.h>
 #include <mach/message.h>
 #include <mach/port.h>
+#include <mach/thread_info.h>
 #include <mach/thread_status.h>
 
 typedef mach_port_t task_t;
@@ -20,6 +21,7 @@ typedef mach_port_t ipc_space_t;
 typedef mach_port_t vm_map_t;
 typedef mach_port_t thread_t;
 typedef mach_port_t thread_act_t;
+typedef mach_port_t thread_inspect_t;
 typedef thread_act_t* thread_act_array_t;
 typedef uintptr_t vm_offset_t;
 typedef vm_offset_t vm_address_t;
@@ -58,6 +60,9 @@ kern_return_t thread_set_exception_ports(thread_act_t thread, exception_mask_t m
                                          thread_state_flavor_t flavor);
 kern_return_t thread_get_state(thread_act_t thread, thread_state_flavor_t flavor,
                                thread_state_t state, mach_msg_type_number_t* count);
+
+kern_return_t thread_info(thread_inspect_t thread, thread_flavor_t flavor, thread_info_t info,
+                          mach_msg_type_number_t* count);
 
 kern_return_t vm_read_overwrite(vm_map_t task, vm_address_t address, vm_size_t size,
                                 vm_address_t data, vm_size_t* out_size);
