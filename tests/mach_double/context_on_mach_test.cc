@@ -10,6 +10,7 @@ namespace CrashHandler::machine {
 namespace {
 
 constexpr uint16_t kDivideError = 0;
+constexpr uint16_t kSingleStep = 1;
 constexpr uint16_t kBreakpoint = 3;
 constexpr uint16_t kInvalidOpcode = 6;
 constexpr uint16_t kGeneralProtection = 13;
@@ -31,6 +32,26 @@ TEST(ContextOnMach, FaultsAreToldByTheWayIntoTheKernel) {
 }
 
 TEST(ContextOnMach, ATrapIsNotRepeated) { EXPECT_FALSE(FaultBy(SIGTRAP, kBreakpoint)); }
+
+bool OfInstructionBy(int signo, uint16_t vector) {
+  const mach_double::RecordedContext context = mach_double::RecordContext(vector, {});
+  siginfo_t info = {};
+  info.si_code = TRAP_BRKPT;  // as the platform writes it for every SIGTRAP
+  return IsOfInstruction(signo, &info, context.get());
+}
+
+TEST(ContextOnMach, AFaultAndATrapAreOfTheirInstruction) {
+  EXPECT_TRUE(OfInstructionBy(SIGTRAP, kBreakpoint));
+  EXPECT_TRUE(OfInstructionBy(SIGTRAP, kSingleStep));
+  EXPECT_TRUE(OfInstructionBy(SIGSEGV, kPageFault));
+}
+
+TEST(ContextOnMach, ATrapsSignalThatWasSentIsOfNoInstruction) {
+  EXPECT_FALSE(OfInstructionBy(SIGTRAP, kSystemCall));
+  EXPECT_FALSE(OfInstructionBy(SIGSEGV, kSystemCall));
+  const siginfo_t info = {};
+  EXPECT_FALSE(IsOfInstruction(SIGTRAP, &info, nullptr));
+}
 
 TEST(ContextOnMach, ASignalThatWasSentIsNoFault) {
   for (const int signo : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP}) {

@@ -27,6 +27,7 @@ constexpr size_t kKeptBytes = 5 * kGuardBytes + kCrashStackBytes + kFaultStackBy
                               machine::kScratchReserveBytes;
 
 CrashStacks sStacks;
+char* sHelperMemory = nullptr;
 std::atomic<char*> sReleased{nullptr};
 
 // An open null device, above the numbers of the standard streams; -1 when there is none.
@@ -52,7 +53,7 @@ void PlaceKept(char* memory) {
   sStacks.crash = {TakePiece(&memory, kCrashStackBytes), kCrashStackBytes};
   sStacks.faults = {TakePiece(&memory, kFaultStackBytes), kFaultStackBytes};
   sStacks.refusal = {TakePiece(&memory, kRefusalStackBytes), kRefusalStackBytes};
-  machine::PrepareHelperThread(TakePiece(&memory, machine::kHelperThreadBytes));
+  sHelperMemory = TakePiece(&memory, machine::kHelperThreadBytes);
   machine::PrepareScratchReserve(TakePiece(&memory, machine::kScratchReserveBytes));
 }
 
@@ -96,6 +97,8 @@ MissingReserve PrepareCrashReserve() {
   MissingReserve missing;
   missing.memory = !ReserveMemory();
   missing.descriptor = !ReserveDescriptor();
+  // A forked child has the memory, but no thread that was made in its parent.
+  machine::PrepareHelperThread(sHelperMemory);
   return missing;
 }
 

@@ -109,6 +109,13 @@ TEST(ExceptionClassTest, OnArm64SingleStepsAndWatchpointsAreNotRepeated) {
   for (const uint32_t debug : {0x30U, 0x32U, 0x34U}) EXPECT_FALSE(SyndromeRepeats(Syndrome(debug)));
 }
 
+TEST(ExceptionClassTest, TrapsAreOfTheirInstructionAndNothingElseIs) {
+  for (const uint32_t debug : {0x30U, 0x32U, 0x34U}) EXPECT_TRUE(SyndromeTraps(Syndrome(debug)));
+  EXPECT_FALSE(SyndromeTraps(0x56000080));
+  for (const unsigned trap : {1U, 3U}) EXPECT_TRUE(VectorTraps(trap)) << trap;
+  for (const unsigned vector : {2U, 14U, 33U, 0x81U}) EXPECT_FALSE(VectorTraps(vector)) << vector;
+}
+
 TEST(ExceptionClassTest, OnX8664FaultsAreRepeatedAndTrapsAreNot) {
   for (const unsigned fault : {0U, 6U, 13U, 14U, 16U, 19U})
     EXPECT_TRUE(VectorRepeats(fault)) << fault;

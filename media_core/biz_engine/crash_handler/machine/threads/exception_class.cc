@@ -13,12 +13,16 @@ constexpr uint64_t kRepeatedVectors = Bit(0) | Bit(5) | Bit(6) | Bit(10) | Bit(1
 
 // Arm's architecture reference, "ESR_EL1", the exception classes that programs run into: unknown
 // instruction, vector unit, branch target, illegal state, system register, failed authentication,
-// instruction and data aborts, misaligned counter and stack, floating point, and the breakpoint
-// instruction, which is not stepped over as x86's is.
+// matrix unit, instruction and data aborts, misaligned counter and stack, floating point, and the
+// breakpoint instruction, which is not stepped over as x86's is.
 constexpr uint64_t kRepeatedClasses = Bit(0x00) | Bit(0x07) | Bit(0x0d) | Bit(0x0e) | Bit(0x18) |
-                                      Bit(0x1c) | Bit(0x20) | Bit(0x22) | Bit(0x24) | Bit(0x26) |
-                                      Bit(0x2c) | Bit(0x3c);
+                                      Bit(0x1c) | Bit(0x1d) | Bit(0x20) | Bit(0x22) | Bit(0x24) |
+                                      Bit(0x26) | Bit(0x2c) | Bit(0x3c);
 constexpr unsigned kClassShift = 26;
+
+// Debug and breakpoint; breakpoint, single step and watchpoint of a debugger's registers.
+constexpr uint64_t kTrapVectors = Bit(1) | Bit(3);
+constexpr uint64_t kTrapClasses = Bit(0x30) | Bit(0x32) | Bit(0x34);
 
 }  // namespace
 
@@ -27,5 +31,9 @@ bool VectorRepeats(unsigned vector) { return vector < 32 && (kRepeatedVectors & 
 bool SyndromeRepeats(uint32_t syndrome) {
   return (kRepeatedClasses & Bit(syndrome >> kClassShift)) != 0;
 }
+
+bool VectorTraps(unsigned vector) { return vector < 32 && (kTrapVectors & Bit(vector)) != 0; }
+
+bool SyndromeTraps(uint32_t syndrome) { return (kTrapClasses & Bit(syndrome >> kClassShift)) != 0; }
 
 }  // namespace CrashHandler::machine

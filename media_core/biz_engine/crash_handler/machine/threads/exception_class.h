@@ -16,6 +16,11 @@ bool VectorRepeats(unsigned vector);
 // arm64, by the exception syndrome register (ESR_EL1).
 bool SyndromeRepeats(uint32_t syndrome);
 
+// Whether it was a trap of the instruction's: a breakpoint that goes on behind it, a debugger's
+// single step or watchpoint.
+bool VectorTraps(unsigned vector);
+bool SyndromeTraps(uint32_t syndrome);
+
 }  // namespace CrashHandler::machine
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_EXCEPTION_CLASS_H_

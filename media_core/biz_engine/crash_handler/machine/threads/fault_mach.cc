@@ -6,7 +6,8 @@
 namespace CrashHandler::machine {
 
 // The signal's code does not tell: a general-protection fault comes with 0, a SIGBUS that was sent
-// with that of a bad address. How the thread last came into the kernel does.
+// with that of a bad address, a SIGTRAP always with that of a breakpoint. How the thread last came
+// into the kernel does.
 bool IsFault(int signo, const siginfo_t* /*info*/, const void* context) {
   const bool fault =
       signo == SIGSEGV || signo == SIGBUS || signo == SIGFPE || signo == SIGILL || signo == SIGTRAP;
@@ -16,8 +17,8 @@ bool IsFault(int signo, const siginfo_t* /*info*/, const void* context) {
 
 bool IsOfInstruction(int signo, const siginfo_t* info, const void* context) {
   if (IsFault(signo, info, context)) return true;
-  if (signo != SIGTRAP || info == nullptr) return false;
-  return info->si_code == TRAP_BRKPT || info->si_code == TRAP_TRACE;
+  if (signo != SIGTRAP || context == nullptr) return false;
+  return LastEntryTraps(static_cast<const ucontext_t*>(context)->uc_mcontext);
 }
 
 bool BlockedFaultEnds() { return false; }

@@ -13,9 +13,10 @@
 
 namespace CrashHandler::machine {
 
-// Makes ready what the thread needs; for installation. `memory`, of kHelperThreadBytes, stays the
-// thread's for the life of the process; null where there is none. On macOS, which can make no
-// thread in a signal handler, the thread exists from here on and waits.
+// Makes ready what the thread needs; for installation, and again for one in a forked child.
+// `memory`, of kHelperThreadBytes, stays the thread's for the life of the process; null where there
+// is none. On macOS, which can make no thread in a signal handler, the thread exists from here on
+// and waits.
 void PrepareHelperThread(void* memory);
 
 // Waits until no body runs: for a second one, when the first was told to end. False when it still

@@ -18,6 +18,9 @@ Registers RegistersOfMachineContext(const void* machine_context);
 // repeated after the handler. `machine_context` is the platform's mcontext_t.
 bool LastEntryRepeats(const void* machine_context);
 
+// Whether it trapped, and goes on behind itself.
+bool LastEntryTraps(const void* machine_context);
+
 }  // namespace CrashHandler::machine
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_THREAD_STATE_MACH_H_

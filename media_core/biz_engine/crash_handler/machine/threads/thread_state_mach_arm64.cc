@@ -37,6 +37,11 @@ bool LastEntryRepeats(const void* machine_context) {
   return SyndromeRepeats(context->__es.__esr);
 }
 
+bool LastEntryTraps(const void* machine_context) {
+  const auto* context = static_cast<const _STRUCT_MCONTEXT64*>(machine_context);
+  return SyndromeTraps(context->__es.__esr);
+}
+
 }  // namespace CrashHandler::machine
 
 #endif  // defined(__aarch64__)

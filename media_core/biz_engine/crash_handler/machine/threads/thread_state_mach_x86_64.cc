@@ -38,6 +38,11 @@ bool LastEntryRepeats(const void* machine_context) {
   return VectorRepeats(context->__es.__trapno);
 }
 
+bool LastEntryTraps(const void* machine_context) {
+  const auto* context = static_cast<const _STRUCT_MCONTEXT64*>(machine_context);
+  return VectorTraps(context->__es.__trapno);
+}
+
 }  // namespace CrashHandler::machine
 
 #endif  // defined(__x86_64__)
