@@ -8,8 +8,8 @@
 
 #include "media_core/common/webrtc/rtc_base/event_logger.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
-#include "media_core/common/webrtc/rtc_base/trace_event.h"
 #include "media_core/common/webrtc/rtc_base/trace_event_json.h"
+#include "media_core/common/webrtc/rtc_base/trace_lost_mark.h"
 
 namespace rtc {
 namespace tracing {
@@ -61,18 +61,9 @@ class CrashDocument final : public TraceTextWriter {
   }
 
   void AddLost(uint64_t events) {
-    using namespace webrtc::trace_event_internal;
-    if (events == 0) {
-      return;
+    if (events != 0) {
+      Add(TraceLostMark(events).event);
     }
-    const struct {
-      TraceEvent event;
-      TraceArg events;
-    } mark = {
-        {"EventLogger::Lost", reinterpret_cast<const unsigned char*>("webrtc"),
-         static_cast<uint64_t>(TimeMicros()), sizeof(mark), CurrentThreadId(), 1, kPhaseInstant},
-        {"events", events, kTypeUint}};
-    Add(mark.event);
   }
 
   void End() {

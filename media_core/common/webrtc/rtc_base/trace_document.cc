@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
-#include "media_core/common/webrtc/rtc_base/time_utils.h"
-#include "media_core/common/webrtc/rtc_base/trace_event.h"
 #include "media_core/common/webrtc/rtc_base/trace_event_json.h"
+#include "media_core/common/webrtc/rtc_base/trace_lost_mark.h"
 
 namespace rtc {
 namespace tracing {
@@ -112,15 +110,7 @@ void TraceDocument::AppendEvent(const TraceEvent& event, uint64_t events) {
 }
 
 void TraceDocument::AppendLost() {
-  using namespace webrtc::trace_event_internal;
-  struct {
-    TraceEvent event;
-    TraceArg events;
-  } mark = {
-      {"EventLogger::Lost", reinterpret_cast<const unsigned char*>("webrtc"),
-       static_cast<uint64_t>(TimeMicros()), sizeof(mark), CurrentThreadId(), 1, kPhaseInstant},
-      {"events", lost_, kTypeUint}};
-  AppendEvent(mark.event, std::exchange(lost_, 0));
+  AppendEvent(TraceLostMark(lost_).event, std::exchange(lost_, 0));
 }
 
 void TraceDocument::AppendLine(const char* line) {

@@ -99,14 +99,7 @@ TraceEventQueue::~TraceEventQueue() {
 
 void TraceEventQueue::AppendWithCopies(const TraceEventInput& input) {
   const size_t size = SizeInQueue(input);
-  const CritScope lock(&crit_);
-  char* const place = Reserve(size);
-  if (place == nullptr) {
-    ++dropped_;
-    return;
-  }
-  Fill(place, size, input);
-  Commit(size);
+  Put(size, [&](char* to) { Fill(to, size, input); });
 }
 
 bool TraceEventQueue::AddChunk(size_t size) {

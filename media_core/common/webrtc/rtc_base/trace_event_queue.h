@@ -113,6 +113,18 @@ class TraceEventQueue {
 
  private:
   void AppendWithCopies(const TraceEventInput& input);
+  // Appends the event of that size which `place` writes to the address that it gets; or drops it.
+  template <class Place>
+  void Put(size_t size, const Place& place) {
+    const CritScope lock(&crit_);
+    char* const to = Reserve(size);
+    if (to == nullptr) {
+      ++dropped_;
+      return;
+    }
+    place(to);
+    Commit(size);
+  }
   // These expect the lock to be held. Null and false when there is no room.
   char* Reserve(size_t size) {
     const bool fits = last_ != nullptr && last_->capacity - used_ >= size;
@@ -174,14 +186,7 @@ inline void TraceEventQueue::Append(const TraceEventInput& input) {
     return;
   }
   const size_t size = sizeof(TraceEvent) + input.event.num_args * sizeof(TraceArg);
-  const CritScope lock(&crit_);
-  char* const place = Reserve(size);
-  if (place == nullptr) {
-    ++dropped_;
-    return;
-  }
-  PlaceEvent(place, size, input);
-  Commit(size);
+  Put(size, [&](char* to) { PlaceEvent(to, size, input); });
 }
 
 template <class Visitor>
