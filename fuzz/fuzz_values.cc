@@ -3,37 +3,25 @@
 #include <ctime>
 
 #include "fuzz/fuzz_support.h"
+#include "tests/support/identifier_reference.h"
 #include "utils/byte_utils.h"
 #include "utils/random_utils.h"
 #include "utils/time_utils.h"
 
 using oru_fuzz::Require;
+using oru_test::kIdentifierAlphabet;
 
 namespace {
 
-uint32_t HashReference(const std::string& text) {
-  uint64_t hash = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    // A signed character, widened to 32 bits.
-    const auto byte = static_cast<unsigned char>(text[i]);
-    const uint64_t ch = byte < 0x80 ? byte : 0xFFFFFF00U | byte;
-    const uint64_t mixed = i % 2 == 0 ? (hash * 128) ^ ch ^ (hash / 8)
-                                      : 0xFFFFFFFF ^ ((hash * 2048) ^ ch ^ (hash / 32));
-    hash = (hash ^ mixed) & 0xFFFFFFFF;
-  }
-  return static_cast<uint32_t>(hash & 0x7FFFFFFF);
-}
-
 void CheckIdentifier(const std::string& key, uint8_t length) {
-  static const std::string kAlphabet =
-      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
   const std::string identifier = tessik::utils::randomString(1, length, key);
   Require(identifier.size() == length, "identifier length");
-  Require(identifier.find_first_not_of(kAlphabet) == std::string::npos, "identifier alphabet");
-  uint32_t hash = HashReference(key.substr(0, key.find('\0')));
+  Require(identifier.find_first_not_of(kIdentifierAlphabet) == std::string::npos,
+          "identifier alphabet");
+  uint32_t hash = oru_test::ApHash(key.substr(0, key.find('\0')));
   Require(static_cast<uint32_t>(tessik::utils::APHash(key.c_str())) == hash, "APHash");
   for (size_t i = 0; i < length && hash != 0; ++i, hash /= 62) {
-    Require(identifier[i] == kAlphabet[hash % 62], "identifier begins with the hash");
+    Require(identifier[i] == kIdentifierAlphabet[hash % 62], "identifier begins with the hash");
   }
 }
 

@@ -13,6 +13,7 @@
 
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
+#include "tests/support/identifier_reference.h"
 #include "tests/support/string_encode_reference.h"
 
 namespace {
@@ -23,21 +24,6 @@ using Strings = std::vector<std::string>;
 Strings Sorted(Strings names) {
   std::sort(names.begin(), names.end());
   return names;
-}
-
-// What the rule says, computed beside the library's own generator.
-std::string ExpectedIdentifier(uint32_t hash, int length, uint32_t first_count) {
-  const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
-  std::string text;
-  for (int i = 0; i < length; ++i) {
-    if (hash != 0) {
-      text += alphabet[hash % 62];
-      hash /= 62;
-    } else {
-      text += alphabet[(static_cast<uint32_t>(std::rand()) + ++first_count) % 62];
-    }
-  }
-  return text;
 }
 
 TEST(CrashTypeNames, AllFour) {
@@ -262,7 +248,7 @@ TEST(GenerateRandomString, HashDigitsThenRandomCharacters) {
     actual = CrashHandler::GenerateRandomString(1030, static_cast<uint64_t>(length), "ab");
     for (time_t now = before; now <= std::time(nullptr); ++now) {
       std::srand(static_cast<unsigned>(now) + (first ? 6U : 7U));
-      possible.push_back(ExpectedIdentifier(hash, length, 1));
+      possible.push_back(oru_test::Identifier(hash, static_cast<size_t>(length)));
     }
     EXPECT_NE(possible.end(), std::find(possible.begin(), possible.end(), actual)) << actual;
   }
@@ -273,7 +259,7 @@ TEST(GenerateRandomString, NegativeSeedKeepsItsSign) {
   Strings possible;
   for (time_t now = before; now <= std::time(nullptr); ++now) {
     std::srand(static_cast<unsigned>(now - 6));
-    possible.push_back(ExpectedIdentifier(0, 30, 1));
+    possible.push_back(oru_test::Identifier(0, 30));
   }
   EXPECT_NE(possible.end(), std::find(possible.begin(), possible.end(), actual)) << actual;
 }

@@ -2,6 +2,7 @@
 #ifndef TESTS_CRASH_MATRIX_MATRIX_ROW_GROUPS_H_
 #define TESTS_CRASH_MATRIX_MATRIX_ROW_GROUPS_H_
 
+#include <utility>
 #include <vector>
 
 #include "tests/crash_matrix/matrix_rows.h"
@@ -15,6 +16,22 @@ constexpr char kSaysForeign[] = "1 OruRTCCrashReport::not find sdk symbols, igno
 constexpr char kSaysOurs[] = "1 OruRTCCrashReport::find sdk symbols";
 constexpr char kSaysFinished[] = "1 DarwinCrashHandler::report finish, old handler = 0";
 constexpr char kSaysRefused[] = "2 DarwinCrashHandler::already had crash happend";
+
+// The row with this line said.
+inline Row Saying(Row row, const char* line) {
+  row.said = {line};
+  return row;
+}
+// The handling faults itself, or is that of an older handler of the module's.
+inline Row Refused(Row row) { return Saying(std::move(row), kSaysRefused); }
+// No frame of the crashed stack is the SDK's.
+inline Row Ignored(Row row) { return Saying(std::move(row), kSaysForeign); }
+// The report was made and could not be written.
+inline Row Lost(Row row) {
+  row.reports = 0;
+  row.said = {kSaysOurs, kSaysFinished};
+  return row;
+}
 
 std::vector<Row> CrowdRows();
 std::vector<Row> DamagedStackRows();

@@ -17,11 +17,6 @@ Row Refusing(Row row) {
   return row;
 }
 
-Row Ignored(Row row) {
-  row.said = {kSaysForeign};
-  return row;
-}
-
 std::vector<Row> FaultRows() {
   return {
       {"NullWriteOnTheMainThread", "WriteToNull", BySignal(SIGSEGV), 1, {"WriteToNull"}},

@@ -13,11 +13,6 @@ Row Fault(const char* scenario, unsigned traits = kOrdinary) {
   return {scenario, scenario, BySignal(SIGSEGV), 1, {"WriteToNull"}, {}, traits};
 }
 
-Row Saying(Row row, const char* line) {
-  row.said = {line};
-  return row;
-}
-
 }  // namespace
 
 std::vector<Row> ExitRows() {

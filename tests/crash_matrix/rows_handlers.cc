@@ -20,11 +20,6 @@ Row Called(Row row) {
   return row;
 }
 
-Row Saying(Row row, const char* line) {
-  row.said = {line};
-  return row;
-}
-
 Row WithoutReport(Row row) {
   row.reports = 0;
   return row;

@@ -22,12 +22,6 @@ Row FaultWithoutPredecessor(const char* scenario) {
   return row;
 }
 
-// The older handler is the module's own, which refuses.
-Row Refused(Row row) {
-  row.said = {kSaysRefused};
-  return row;
-}
-
 // A sanitizer's operator new never asks the new-handler.
 Row FailedAllocation(const char* scenario, int reports) {
   Row row{scenario, scenario, ByExit(97), reports, {"FailAnAllocation"}, {}, kNotUnderSanitizers};

@@ -28,12 +28,6 @@ Row Fault(const char* name, const std::vector<std::string>& options, const std::
   return row;
 }
 
-Row Lost(Row row) {
-  row.reports = 0;
-  row.said = {kSaysOurs, kSaysFinished};
-  return row;
-}
-
 Row Info(const char* name, const std::string& option, const std::string& value,
          const std::string& text) {
   Row row = Fault(name, {option, value}, "dumps/1.0/Crash_A_S_Signal_");

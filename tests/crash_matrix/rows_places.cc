@@ -21,23 +21,6 @@ Row With(Row row, const std::vector<std::string>& options) {
   return row;
 }
 
-Row Lost(Row row) {
-  row.reports = 0;
-  row.said = {kSaysOurs, kSaysFinished};
-  return row;
-}
-
-Row Saying(Row row, const char* line) {
-  row.said = {line};
-  return row;
-}
-
-// The handling faults itself.
-Row Refused(Row row) {
-  row.said = {kSaysRefused};
-  return row;
-}
-
 std::vector<Row> DirectoryRows() {
   return {
       Fault("DirectoryIsThere", Place::kReady, kInDumps),

@@ -4,14 +4,7 @@
 #include "tests/crash_matrix/matrix_row_groups.h"
 
 namespace crash_test {
-namespace {
-
-Row Saying(Row row, const char* line) {
-  row.said = {line};
-  return row;
-}
-
-}  // namespace
+namespace {}  // namespace
 
 std::vector<Row> ProcessRows() {
   return {

@@ -7,11 +7,6 @@ namespace crash_test {
 
 namespace {
 
-Row Ignored(Row row) {
-  row.said = {kSaysForeign};
-  return row;
-}
-
 // The block is read by the frame pointers, of which the last good one ends it.
 Row InSection(Row row, const char* frame) {
   row.section_frames = {frame};

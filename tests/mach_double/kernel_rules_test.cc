@@ -17,9 +17,12 @@
 #include <vector>
 
 #include "tests/mach_double/mach_double.h"
+#include "tests/mach_double/new_port.h"
 #include "tests/support/child_process.h"
 
 namespace {
+
+using mach_double::NewPort;
 
 constexpr exception_mask_t kFaultMask = 0x6e;
 const auto kWide = static_cast<exception_behavior_t>(EXCEPTION_DEFAULT | MACH_EXCEPTION_CODES);
@@ -36,14 +39,6 @@ kern_return_t Save(Saved* saved, exception_mask_t mask = kFaultMask) {
   *saved = {};
   return task_get_exception_ports(mach_task_self(), mask, saved->masks, &saved->count, saved->ports,
                                   saved->behaviors, saved->flavors);
-}
-
-mach_port_t NewPort() {
-  mach_port_t port = MACH_PORT_NULL;
-  EXPECT_EQ(KERN_SUCCESS, mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &port));
-  EXPECT_EQ(KERN_SUCCESS,
-            mach_port_insert_right(mach_task_self(), port, port, MACH_MSG_TYPE_MAKE_SEND));
-  return port;
 }
 
 mach_port_t Register(exception_mask_t mask, exception_behavior_t behavior = kWide) {

@@ -23,12 +23,14 @@
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_phase_mach.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
 #include "tests/mach_double/mach_double.h"
+#include "tests/mach_double/new_port.h"
 #include "tests/support/child_process.h"
 
 namespace CrashHandler {
 namespace {
 
 using mach_double::Call;
+using mach_double::NewPort;
 using Lines = std::vector<std::string>;
 
 constexpr exception_mask_t kMask = 0x6e;
@@ -132,14 +134,6 @@ class MachExceptionHandler : public testing::Test {
  protected:
   void SetUp() override { SetLogSink(Sink); }
 };
-
-mach_port_t NewPort() {
-  mach_port_t port = MACH_PORT_NULL;
-  EXPECT_EQ(KERN_SUCCESS, mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &port));
-  EXPECT_EQ(KERN_SUCCESS,
-            mach_port_insert_right(mach_task_self(), port, port, MACH_MSG_TYPE_MAKE_SEND));
-  return port;
-}
 
 // A handler of the host's, there before.
 mach_port_t RegisterPredecessor(exception_mask_t mask) {

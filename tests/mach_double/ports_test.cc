@@ -6,10 +6,12 @@
 #include <vector>
 
 #include "tests/mach_double/mach_double.h"
+#include "tests/mach_double/new_port.h"
 
 namespace {
 
 using mach_double::Call;
+using mach_double::NewPort;
 using mach_double::RightsOf;
 
 struct Note {
@@ -21,16 +23,6 @@ struct NoteIn {
   Note note;
   mach_msg_trailer_t trailer;
 };
-
-mach_port_t NewPort(bool with_send = true) {
-  mach_port_t port = MACH_PORT_NULL;
-  EXPECT_EQ(KERN_SUCCESS, mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &port));
-  if (with_send) {
-    EXPECT_EQ(KERN_SUCCESS,
-              mach_port_insert_right(mach_task_self(), port, port, MACH_MSG_TYPE_MAKE_SEND));
-  }
-  return port;
-}
 
 Note MakeNote(mach_port_t to, int value) {
   Note note = {};

@@ -23,6 +23,7 @@
 
 namespace {
 
+using oru_test::DescriptorOf;
 using oru_test::ReadFile;
 using oru_test::RunInFork;
 using oru_test::TempDir;
@@ -33,19 +34,6 @@ FileLogSinkOptions Unbuffered() {
   FileLogSinkOptions options;
   options.buffer_bytes = 0;
   return options;
-}
-
-// The descriptor that stands for the file, or -1.
-int DescriptorOf(const std::string& path) {
-  struct stat wanted = {};
-  stat(path.c_str(), &wanted);
-  for (int fd = 3; fd < 100; ++fd) {
-    struct stat info = {};
-    if (fstat(fd, &info) == 0 && info.st_ino == wanted.st_ino && info.st_dev == wanted.st_dev) {
-      return fd;
-    }
-  }
-  return -1;
 }
 
 FileLogSinkOptions Buffered(size_t bytes) {

@@ -22,6 +22,7 @@
 namespace {
 
 using oru_test::ChildResult;
+using oru_test::DescriptorOf;
 using oru_test::JsonError;
 using oru_test::ReadFile;
 using oru_test::ReadTrace;
@@ -232,19 +233,6 @@ INSTANTIATE_TEST_SUITE_P(On, TraceFileFailures, testing::Values(false, true),
                          [](const testing::TestParamInfo<bool>& param) {
                            return std::string(param.param ? "CallersStream" : "OwnFile");
                          });
-
-// The descriptor of the capture that was just started.
-int DescriptorOf(const std::string& path) {
-  struct stat wanted = {};
-  stat(path.c_str(), &wanted);
-  for (int fd = 3; fd < 100; ++fd) {
-    struct stat info = {};
-    if (fstat(fd, &info) == 0 && info.st_ino == wanted.st_ino && info.st_dev == wanted.st_dev) {
-      return fd;
-    }
-  }
-  return -1;
-}
 
 TEST(TraceFile, AClosedDescriptorIsOpenedAgain) {
   const TempDir dir;

@@ -74,6 +74,18 @@ bool PathExists(const std::string& path) {
   return lstat(path.c_str(), &info) == 0;
 }
 
+int DescriptorOf(const std::string& path) {
+  struct stat wanted {};
+  stat(path.c_str(), &wanted);
+  for (int fd = 3; fd < 100; ++fd) {
+    struct stat info {};
+    if (fstat(fd, &info) == 0 && info.st_ino == wanted.st_ino && info.st_dev == wanted.st_dev) {
+      return fd;
+    }
+  }
+  return -1;
+}
+
 void MakeDirs(const std::string& path) {
   for (size_t slash = path.find('/', 1); slash != std::string::npos;
        slash = path.find('/', slash + 1)) {

@@ -31,6 +31,9 @@ void WriteFile(const std::string& path, const std::string& content);
 // The lines of a log file that its writers may not have closed: without zero bytes.
 std::string ReadLogFile(const std::string& path);
 bool PathExists(const std::string& path);
+// The descriptor of this process, not of a standard stream, that stands for the file; -1 without
+// one.
+int DescriptorOf(const std::string& path);
 // Creates the folder and the missing ones above it.
 void MakeDirs(const std::string& path);
 // Names in the folder, sorted, without "." and ".."; empty when it cannot be opened.

@@ -10,39 +10,15 @@
 
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
+#include "tests/support/identifier_reference.h"
 
 namespace {
 
 namespace utils = tessik::utils;
 
-// The hash in 64-bit steps cut to 32 bits, another way than the product's.
-int32_t HashReference(const std::string& text) {
-  uint64_t hash = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    // A signed character, widened to 32 bits.
-    const auto byte = static_cast<unsigned char>(text[i]);
-    const uint64_t ch = byte < 0x80 ? byte : 0xFFFFFF00U | byte;
-    const uint64_t mixed = i % 2 == 0 ? (hash * 128) ^ ch ^ (hash / 8)
-                                      : 0xFFFFFFFF ^ ((hash * 2048) ^ ch ^ (hash / 32));
-    hash = (hash ^ mixed) & 0xFFFFFFFF;
-  }
-  return static_cast<int32_t>(hash & 0x7FFFFFFF);
-}
-
-// `count` is what the function's counter of random characters stands at before the call.
-std::string Identifier(uint32_t seed, uint32_t hash, int length, uint32_t count = 1) {
-  const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
+std::string Identifier(uint32_t seed, uint32_t hash, size_t length, uint32_t count = 1) {
   std::srand(seed);
-  std::string text;
-  while (text.size() < static_cast<size_t>(length)) {
-    if (hash != 0) {
-      text += alphabet[hash % 62];
-      hash /= 62;
-    } else {
-      text += alphabet[(static_cast<uint32_t>(std::rand()) + ++count) % 62];
-    }
-  }
-  return text;
+  return oru_test::Identifier(hash, length, count);
 }
 
 TEST(ApHash, EmptyAndNullAreZero) {
@@ -52,7 +28,7 @@ TEST(ApHash, EmptyAndNullAreZero) {
 TEST(ApHash, OneCharacterIsItself) { EXPECT_EQ('a', utils::APHash("a")); }
 TEST(ApHash, AgreesWithTheReferenceAndIsNeverNegative) {
   for (const char* text : {"ab", "abc", "key", "\xFF", "a\xC3\xA9", "session-0123456789"}) {
-    EXPECT_EQ(HashReference(text), utils::APHash(text)) << text;
+    EXPECT_EQ(oru_test::ApHash(text), static_cast<uint32_t>(utils::APHash(text))) << text;
     EXPECT_GE(utils::APHash(text), 0);
   }
 }
@@ -67,7 +43,7 @@ TEST(RandomString, HashDigitsThenRandomCharacters) {
   const std::string actual = utils::randomString(2050, 2000, "user");
   bool found = false;
   for (time_t now = before; now <= std::time(nullptr); ++now) {
-    const auto hash = static_cast<uint32_t>(HashReference("user"));
+    const auto hash = oru_test::ApHash("user");
     found = found || actual == Identifier(static_cast<uint32_t>(now) + 2, hash, 2000);
   }
   EXPECT_TRUE(found) << actual;
@@ -101,7 +77,7 @@ class FixedClock : public rtc::ClockInterface {
 TEST(RandomStringForSignal, IsSeededByTheClockInMilliseconds) {
   const FixedClock clock;
   const auto now = static_cast<uint32_t>(1234567890123LL);
-  const auto hash = static_cast<uint32_t>(HashReference("user"));
+  const auto hash = oru_test::ApHash("user");
   EXPECT_EQ(Identifier(now + 2, hash, 30), utils::randomStringForSignal(2050, 30, "user"));
 }
 TEST(RandomStringForSignal, CounterMovesOnAndKeepsItsFirstSeed) {

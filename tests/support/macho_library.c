@@ -1,4 +1,4 @@
-/* Compiled to a Mach-O library for the tests of the readers. */
+/* Compiled to Mach-O libraries for the tests of images, symbols and their readers. */
 int exported_data = 7;
 static int __attribute__((noinline)) hidden(int x) { return x * 3 + exported_data; }
 int first_function(int x) { return hidden(x) + 1; }
