@@ -2,6 +2,7 @@ import os
 import re
 
 from conan import ConanFile
+from conan.errors import ConanInvalidConfiguration
 from conan.tools.cmake import CMake, CMakeToolchain, cmake_layout
 from conan.tools.files import copy, load
 
@@ -9,6 +10,7 @@ from conan.tools.files import copy, load
 class OruRtcSupport(ConanFile):
     name = "oru-rtc-support"
     description = "Runtime base, general utilities and crash capture of a real-time-communication SDK"
+    package_type = "library"
     settings = "os", "compiler", "build_type", "arch"
     options = {"shared": [True, False], "crash_handler": [True, False]}
     default_options = {"shared": False, "crash_handler": False}
@@ -21,8 +23,12 @@ class OruRtcSupport(ConanFile):
         self.version = re.search(r'define ORU_VERSION "(.*)"', header).group(1)
 
     def export_sources(self):
-        for pattern in ("CMakeLists.txt", "README.md", "cmake/*", "docs/*", "media_core/*", "packaging/*", "utils/*"):
+        for pattern in ("CMakeLists.txt", "*.md", "cmake/*", "docs/*", "media_core/*", "packaging/*", "utils/*"):
             copy(self, pattern, self._root(), self.export_sources_folder)
+
+    def validate(self):
+        if self.settings.os not in ("Linux", "Macos"):
+            raise ConanInvalidConfiguration("these libraries are for Linux and macOS")
 
     def layout(self):
         cmake_layout(self)

@@ -6,6 +6,7 @@ class OruRtcSupport < Formula
 
   depends_on "cmake" => :build
   depends_on "ninja" => :build
+  depends_on :macos
 
   def install
     system "cmake", "-S", ".", "-B", "build", "-G", "Ninja", *std_cmake_args,
