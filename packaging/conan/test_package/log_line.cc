@@ -13,7 +13,8 @@ class Out : public rtc::LogSink {
 int main() {
   Out out;
   rtc::LogMessage::AddLogToStream(&out, rtc::LS_INFO);
-  ORU_LOG(LS_INFO) << tessik::utils::splitString("runs with", ' ').size() << " words, version " << rtc::LibraryVersion();
+  ORU_LOG(LS_INFO) << tessik::utils::splitString("runs with", ' ').size() << " words, version "
+                   << rtc::LibraryVersion();
   rtc::LogMessage::RemoveLogToStream(&out);
   return 0;
 }
