@@ -62,21 +62,6 @@ const std::vector<Row>& Rows() {
   return rows;
 }
 
-const std::vector<Row>& RowsToCome() {
-  static const std::vector<Row> rows;
-  return rows;
-}
-
-const std::vector<Row>& RealRowsToCome() {
-  static const std::vector<Row> rows = {
-      {"Backward", kBefore, "SdkCrash", SIGSEGV, 0, 1, nullptr,
-       "a predecessor is called under its own mask and flags"},
-      {"Backward", kBefore, "Abort", SIGABRT, 0, 1, nullptr,
-       "a predecessor is called under its own mask and flags"},
-  };
-  return rows;
-}
-
 const std::vector<Row>& RealRows() {
   static const std::vector<Row> rows = {
       {"Glog", kBefore, "SdkCrash", SIGSEGV, 0, 1, nullptr, nullptr},
@@ -85,6 +70,11 @@ const std::vector<Row>& RealRows() {
       {"Glog", kBefore, "UninstallAndCrash", SIGSEGV, 0, 0, nullptr, nullptr},
       {"Glog", kAfter, "SdkCrash", SIGSEGV, 0, 0, nullptr, kInFront},
       {"Glog", kAfter, "Abort", SIGABRT, 0, 0, nullptr, kInFront},
+      {"Glog", kAfter, "RearmAndAbort", SIGABRT, 0, 1, nullptr, nullptr},
+      {"Glog", kAfter, "InFrontOfACrash", SIGSEGV, 0, 1, nullptr, nullptr},
+      {"Glog", kAfter, "LeaveAndCrash", SIGSEGV, 0, 0, nullptr, nullptr},
+      {"Absl", kAfter, "RearmAndAbort", SIGABRT, 0, 1, nullptr, nullptr},
+      {"Absl", kAfter, "InFrontOfACrash", SIGSEGV, 0, 1, nullptr, nullptr},
       {"Absl", kBefore, "SdkCrash", SIGSEGV, 0, 1, nullptr, nullptr},
       {"Absl", kBefore, "HostCrash", SIGSEGV, 0, 0, nullptr, nullptr},
       {"Absl", kBefore, "Abort", SIGABRT, 0, 1, nullptr, nullptr},
@@ -92,6 +82,10 @@ const std::vector<Row>& RealRows() {
       {"Absl", kAfter, "SdkCrash", SIGSEGV, 0, 0, nullptr, kInFront},
       {"AbslCallingThePrevious", kAfter, "SdkCrash", SIGSEGV, 0, 1, nullptr, nullptr},
       {"AbslCallingThePrevious", kAfter, "Abort", SIGABRT, 0, 1, nullptr, nullptr},
+      {"Backward", kBefore, "SdkCrash", SIGSEGV, 0, 1, nullptr, nullptr},
+      {"Backward", kBefore, "HostCrash", SIGSEGV, 0, 0, nullptr, nullptr},
+      {"Backward", kBefore, "Abort", SIGABRT, 0, 1, nullptr, nullptr},
+      {"Backward", kAfter, "RearmAndAbort", SIGABRT, 0, 1, nullptr, nullptr},
       {"Backward", kAfter, "SdkCrash", SIGSEGV, 0, 0, nullptr, kInFront},
       {"Backward", kAfter, "Abort", SIGABRT, 0, 0, nullptr, kInFront},
       {"Backward", kBefore, "UninstallAndCrash", SIGSEGV, 0, 0, nullptr, nullptr},

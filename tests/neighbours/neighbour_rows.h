@@ -19,22 +19,15 @@ struct Row {
   int reports;
   // A line of standard error; null: nothing is asked.
   const char* said;
-  // Why it is so, where it is not what one would wish; or, of a row that does not hold yet, what
-  // is missing.
+  // Why it is so, where it is not what one would wish.
   const char* reason;
 };
 
-// Rows that hold.
+// Rows with the stand-ins.
 const std::vector<Row>& Rows();
 
-// Rows as they should be, which are not run yet.
-const std::vector<Row>& RowsToCome();
-
-// Rows with real reporters: those that hold.
+// Rows with real reporters.
 const std::vector<Row>& RealRows();
-
-// And those to come.
-const std::vector<Row>& RealRowsToCome();
 
 // "SdkCrashWithRaisesAgainBefore".
 std::string NameOf(const Row& row);

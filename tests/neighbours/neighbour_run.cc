@@ -1,7 +1,6 @@
 #include "tests/neighbours/neighbour_run.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "tests/support/crash_report_parser.h"
 
@@ -28,10 +27,6 @@ void PrintTo(const Row& row, std::ostream* out) {
 
 std::string RowName(const testing::TestParamInfo<Row>& info) { return NameOf(info.param); }
 
-std::vector<Row> IfAsked(const std::vector<Row>& to_come) {
-  return getenv("ORU_NEIGHBOURS_TO_COME") == nullptr ? std::vector<Row>{} : to_come;
-}
-
 oru_test::ChildOptions OptionsIn(const oru_test::TempDir& home) {
   oru_test::ChildOptions options;
   options.env["HOME"] = home.path();
@@ -43,10 +38,12 @@ oru_test::ChildOptions OptionsIn(const oru_test::TempDir& home) {
   return options;
 }
 
-void ExpectReports(const oru_test::TempDir& home, int reports, size_t threads) {
-  const auto files = oru_test::ListFilesRecursively(home.path());
+void ExpectReports(const std::string& folder, int reports, size_t threads) {
+  const auto files = oru_test::ListFilesRecursively(folder);
   EXPECT_EQ(static_cast<size_t>(reports), files.size());
-  for (const std::string& name : files) ExpectReport(oru_test::ReadFile(home.Join(name)), threads);
+  for (const std::string& name : files) {
+    ExpectReport(oru_test::ReadFile(folder + "/" + name), threads);
+  }
 }
 
 void ExpectRow(const Row& row) {
@@ -59,7 +56,7 @@ void ExpectRow(const Row& row) {
   } else {
     EXPECT_EQ(row.exit_code, result.exit_code) << result.Ending() << "\n" << result.err;
   }
-  ExpectReports(home, row.reports, kThreads);
+  ExpectReports(home.path(), row.reports, kThreads);
   if (row.said == nullptr) return;
   const std::vector<std::string> lines = oru_test::SplitLines(result.err);
   EXPECT_EQ(1, std::count(lines.begin(), lines.end(), row.said)) << result.err;

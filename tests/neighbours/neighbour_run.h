@@ -18,13 +18,11 @@ namespace neighbours {
 void PrintTo(const Row& row, std::ostream* out);
 std::string RowName(const testing::TestParamInfo<Row>& info);
 
-// The rows to come, where the environment asks for them (ORU_NEIGHBOURS_TO_COME); else none.
-std::vector<Row> IfAsked(const std::vector<Row>& to_come);
-
 oru_test::ChildOptions OptionsIn(const oru_test::TempDir& home);
 
-// So many reports, each with the deed's frame and at least so many threads, all readable.
-void ExpectReports(const oru_test::TempDir& home, int reports, size_t threads);
+// So many reports in the folder and nothing else, each with the deed's frame and at least so many
+// threads, all readable.
+void ExpectReports(const std::string& folder, int reports, size_t threads);
 
 void ExpectRow(const Row& row);
 

@@ -189,12 +189,4 @@ __attribute__((noinline)) bool RaiseBenignFault() {
 
 bool IsBenignInstruction(const void* instruction) { return instruction == neighbour_load; }
 
-void Say(const char* line) {
-  char text[128];
-  const size_t length = strnlen(line, sizeof text - 1);
-  memcpy(text, line, length);
-  text[length] = '\n';
-  if (write(STDERR_FILENO, text, length + 1) < 0) _exit(99);
-}
-
 }  // namespace neighbours
