@@ -75,6 +75,7 @@ class HostApp {
         "handle_segv=0:handle_abort=0:handle_sigbus=0:handle_sigfpe=0:handle_sigill=0:"
         "handle_sigtrap=0:use_sigaltstack=0:detect_leaks=0:allocator_may_return_null=1";
     options.env["UBSAN_OPTIONS"] = options.env["ASAN_OPTIONS"];
+    if (!latin_1_.empty()) options.env["LATIN_1"] = latin_1_;
     arguments.insert(arguments.begin(), HOST_APP);
     return oru_test::RunChild(arguments, options);
   }
@@ -100,9 +101,12 @@ class HostApp {
     return report;
   }
   const TempDir& dir() const { return dir_; }
+  // Gives programs a variable that is not UTF-8.
+  void SpoilEnvironment() { latin_1_ = "caf\xe9"; }
 
  private:
   TempDir dir_;
+  std::string latin_1_;
 };
 
 // The module's log lines, "LEVEL MESSAGE", with the addresses of the frames left out.
@@ -216,6 +220,21 @@ TEST_P(CrashKindTest, OnAWorkerThreadIsTheSame) {
   const auto* thread = report.FindThread(static_cast<uint32_t>(report.crash_thread));
   ASSERT_NE(thread, nullptr);
   EXPECT_EQ(thread->name, "worker");
+}
+
+// GNUstep takes the whole environment for UTF-8, and otherwise fails in most of what it offers.
+TEST_P(CrashKindTest, InAnEnvironmentThatIsNotUtf8LeavesOneReportAndASignalIsTheEnd) {
+  app_.SpoilEnvironment();
+  const ChildResult result = app_.Crash(GetParam().name);
+  if (GetParam().signal != 0) ExpectEnding(result);
+  const Texts files = app_.Files();
+  ASSERT_EQ(files.size(), 1U) << result.err;
+  EXPECT_TRUE(StartsWith(files[0], std::string("6.1.0/Crash_A1_S1_") + GetParam().word))
+      << files[0];
+  const CrashReportText report = app_.Report();
+  EXPECT_EQ(report.path, app_.DumpDir());
+  EXPECT_TRUE(CrashReportText::AnyContains(report.crash_frames, "OruRTCSample"));
+  EXPECT_NE(report.FindThread(static_cast<uint32_t>(report.crash_thread)), nullptr);
 }
 
 std::string KindName(const testing::TestParamInfo<CrashKind>& info) {

@@ -147,7 +147,15 @@ int CaptureSignalFrames(const SignalCall& call, void** frames) {
       call.context, frames, static_cast<size_t>(count), machine::kMaxCrashFrames));
 }
 
+// True: the report is to be made in the ordinary way. Where that is no way, it is rescued at once.
+bool TakeOrdinaryWay() {
+  if (IsOrdinaryReportPossible()) return true;
+  RescueReport();
+  return false;
+}
+
 void ReportSignal(const SignalCall& call, void* const* frames, int count) {
+  if (!TakeOrdinaryWay()) return;
   @autoreleasepool {
     NSMutableArray* symbols = SymbolsOfFrames(frames, count, machine::InterruptedAt(call.context));
     [CreateOruRTCCrashReport() reportCrashWithSignal:call.signo
@@ -258,7 +266,7 @@ void OruRTCExceptionHandler(NSException* exception) {
     const std::string name = BytesOfText([exception name]);
     const std::string reason = BytesOfText([exception reason]);
     RememberException(name.c_str(), [exception reason] != nil ? reason.c_str() : nullptr);
-    [CreateOruRTCCrashReport() reportCrashWithException:exception];
+    if (TakeOrdinaryWay()) [CreateOruRTCCrashReport() reportCrashWithException:exception];
     ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler is= %p",
                            reinterpret_cast<void*>(OruRTCOldExceptionHandler));
     FlushBeforeTheEnd();
@@ -331,7 +339,7 @@ void OruRTCTerminateCatchHandler() {
   @autoreleasepool {
     NSMutableArray* symbols = SymbolsOfFrames(frames, count);
     if (IsRethrownException(symbols)) return LeaveToExceptionHandler();
-    [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
+    if (TakeOrdinaryWay()) [CreateOruRTCCrashReport() reportCrashWithSymbols:symbols];
   }
   ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
                          reinterpret_cast<void*>(OruRTCOldTerminateHandler));
@@ -367,8 +375,10 @@ void OruRTCNewFailedCatchHandler() {
     RememberEntry(frames, count);
     AnnounceCrash(kNewFailedHook);
     ReportIsDue();
-    @autoreleasepool {
-      [CreateOruRTCCrashReport() reportCrashWithSymbols:SymbolsOfFrames(frames, count)];
+    if (TakeOrdinaryWay()) {
+      @autoreleasepool {
+        [CreateOruRTCCrashReport() reportCrashWithSymbols:SymbolsOfFrames(frames, count)];
+      }
     }
     ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %p",
                            reinterpret_cast<void*>(OruRTCOldNewFailedHandler));

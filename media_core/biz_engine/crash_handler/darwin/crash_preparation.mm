@@ -10,6 +10,7 @@
 #include "media_core/biz_engine/crash_handler/dying/crash_flush.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_guard.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_reserve.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
 #include "media_core/biz_engine/crash_handler/report/streamed_report.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_log.h"
@@ -50,8 +51,13 @@ void PrepareForCrash() {
   PrepareBacktrace();
   PrepareLocalTime();
   PrepareCrashFlush();
+  // The zone, whatever becomes of Foundation.
+  PrepareStreamedReport("");
   // Without memory Foundation does not only raise: it faults.
   const bool has_foundation = !missing.memory && RunWithoutExceptions(PrepareFoundation);
+  // What has failed once (GNUstep's does for good when an argument or the environment is not UTF-8)
+  // ends the process at the next try.
+  SetOrdinaryReportPossible(has_foundation || missing.memory);
   const bool has_stacks = RunWithoutExceptions(PrepareCallStacks);
   if (missing.memory) ORU_CRASH_LOG_PROBLEM("crash preparation: memory is missing");
   if (missing.descriptor) ORU_CRASH_LOG_PROBLEM("crash preparation: a file descriptor is missing");

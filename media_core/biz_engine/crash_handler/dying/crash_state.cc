@@ -39,6 +39,7 @@ struct CrashState {
 static_assert(sizeof(machine::ThreadNumber) == 4 && sizeof(pid_t) == 4, "both fit into one word");
 
 CrashState sCrash;
+std::atomic<bool> sOrdinaryReportPossible{true};
 
 uint64_t OwnerOf(machine::ThreadNumber thread) {
   return static_cast<uint64_t>(static_cast<uint32_t>(getpid())) << 32 | thread;
@@ -167,6 +168,10 @@ void EndReportFile(const char* path) {
   // What went wrong was survived after all.
   if (sCrash.rescued[0] != '\0' && strcmp(sCrash.rescued, path) != 0) unlink(sCrash.rescued);
 }
+
+bool IsOrdinaryReportPossible() { return sOrdinaryReportPossible.load(); }
+
+void SetOrdinaryReportPossible(bool possible) { sOrdinaryReportPossible.store(possible); }
 
 bool RescueReport(const void* context) {
   CrashStage due = CrashStage::kReporting;

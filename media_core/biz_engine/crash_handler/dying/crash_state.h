@@ -78,6 +78,11 @@ void ForgetReport();
 void BeginReportFile();
 void EndReportFile(const char* path);
 
+// Whether the ordinary way is to be gone at all: yes, until installation has found that what it
+// needs does not work in this process. The rescue is the report then.
+bool IsOrdinaryReportPossible();
+void SetOrdinaryReportPossible(bool possible);
+
 // Writes the report in the other way, if one is due and none is written or being written, and the
 // crash concerns the SDK. False when none was due any more.
 // `context` is a signal handler's, where that is why: of a fault in the report.
