@@ -77,7 +77,7 @@ int WriteReports(const char* dump_dir, const std::string& extra_info, size_t lea
   crash_test::UseUpAddressSpace();
   machine::OpenScratchReserve();
   void* frames[] = {nullptr, reinterpret_cast<char*>(&OruRTCMemoryTestFrame) + 1};
-  StreamedCrash crash;
+  CrashFacts crash;
   crash.frames = frames;
   crash.frame_count = 2;
   for (size_t left = least; left <= kMost; left += kStep) {

@@ -76,7 +76,7 @@ class StreamedReportTest : public testing::Test {
 
   TempDir dir_;
   std::string dump_dir_;
-  StreamedCrash crash_;
+  CrashFacts crash_;
   CrashSettings settings_;
 };
 

@@ -5,6 +5,7 @@
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
+#include "media_core/biz_engine/crash_handler/report/companion_settings.h"
 #include "media_core/biz_engine/crash_handler/report/report_file.h"
 #include "media_core/biz_engine/crash_handler/report/report_place.h"
 #include "media_core/biz_engine/crash_handler/report/report_words.h"
@@ -28,13 +29,6 @@ bool IsOwnFrame(NSString* symbol) {
 
 NSString* TextOrFallback(const std::string& bytes, const char* fallback) {
   return TextFromBytes(bytes.empty() ? fallback : bytes);
-}
-
-// The ordinary way's word is the last: nothing is rescued of a crash that it passes over.
-bool ConcernsSdk(OruRTCCrashReport* report, NSArray* symbols) {
-  if ([report isSymbolsInclude:symbols]) return true;
-  CrashHandler::ForgetReport();
-  return false;
 }
 
 // The default folder, "" where HOME names none.
@@ -85,6 +79,7 @@ CrashHandler::machine::CivilTime LocalTime() {
 @end
 
 @interface OruRTCCrashReport ()
+- (BOOL)concernsSdk:(NSArray*)symbols kind:(CrashHandler::CrashType)kind;
 - (void)saveText:(NSString*)text toPath:(NSString*)path;
 - (NSString*)newReportPathForKind:(CrashHandler::CrashType)kind;
 @end
@@ -162,7 +157,8 @@ CrashHandler::machine::CivilTime LocalTime() {
 }
 
 - (void)reportCrashWithException:(NSException*)exception {
-  if (!ConcernsSdk(self, CrashHandler::ExceptionStackSymbols(exception))) return;
+  NSArray* symbols = CrashHandler::ExceptionStackSymbols(exception);
+  if (![self concernsSdk:symbols kind:CrashHandler::Exception]) return;
   NSString* path = [self newReportPathForKind:CrashHandler::Exception];
   [self saveText:[self generateReporterWithException:exception] toPath:path];
 }
@@ -173,15 +169,25 @@ CrashHandler::machine::CivilTime LocalTime() {
                       symbols:(NSArray*)symbols {
   (void)info;
   (void)context;
-  if (!ConcernsSdk(self, symbols)) return;
+  if (![self concernsSdk:symbols kind:CrashHandler::Signal]) return;
   NSString* path = [self newReportPathForKind:CrashHandler::Signal];
   [self saveText:[self generateReporterWithSignal:signal symbols:symbols] toPath:path];
 }
 
 - (void)reportCrashWithSymbols:(NSArray*)symbols {
-  if (!ConcernsSdk(self, symbols)) return;
+  if (![self concernsSdk:symbols kind:CrashHandler::MemoryError]) return;
   NSString* path = [self newReportPathForKind:CrashHandler::MemoryError];
   [self saveText:[self generateReporterWithSignal:0 symbols:symbols] toPath:path];
+}
+
+// The ordinary way's word is the last: nothing is rescued of a crash that it passes over.
+- (BOOL)concernsSdk:(NSArray*)symbols kind:(CrashHandler::CrashType)kind {
+  if ([self isSymbolsInclude:symbols]) return YES;
+  CrashHandler::ForgetReport();
+  if (CrashHandler::WantsCompanionsOfHostCrashes()) {
+    CrashHandler::TellOfHostCrash(BytesOfText([self newReportPathForKind:kind]).c_str());
+  }
+  return NO;
 }
 
 - (NSString*)newReportPathForKind:(CrashHandler::CrashType)kind {
@@ -195,8 +201,10 @@ CrashHandler::machine::CivilTime LocalTime() {
   const std::string bytes = BytesOfText(text);
   const std::string name = BytesOfText(path);
   CrashHandler::BeginReportFile();
-  const bool written =
-      !name.empty() && CrashHandler::ReplaceFile(name.c_str(), bytes.data(), bytes.size());
+  CrashHandler::ReportFile file;
+  const bool opened = !name.empty() && file.Open(name.c_str());
+  if (opened) file.Write(bytes.data(), bytes.size());
+  const bool written = opened && CrashHandler::CommitReportFile(&file, name.c_str());
   CrashHandler::EndReportFile(written ? name.c_str() : nullptr);
 }
 

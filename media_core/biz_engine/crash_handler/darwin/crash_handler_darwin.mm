@@ -176,8 +176,10 @@ void HandleSignal(SignalCall* call) {
   void* frames[kMaxFrames];
   const int count = CaptureSignalFrames(*call, frames);
   RememberEntry(frames, count, machine::InterruptedAt(call->context));
+  RememberCause(call->signo, call->info, call->context);
   Guarded([&] { AnnounceCrash(kSignalHook, call->signo); });
   ReportIsDue();
+  if (call->signo == SIGABRT) Guarded([] { RememberThrown(); });
   Guarded([&] { ReportSignal(*call, frames, count); });
   call->old_handler = FindOldSignalHandler(call->signo);
   const SignalAction function =
@@ -336,6 +338,7 @@ void OruRTCTerminateCatchHandler() {
   RememberEntry(frames, count);
   AnnounceCrash(kTerminateHook);
   ReportIsDue();
+  RememberThrown();
   @autoreleasepool {
     NSMutableArray* symbols = SymbolsOfFrames(frames, count);
     if (IsRethrownException(symbols)) return LeaveToExceptionHandler();

@@ -9,6 +9,7 @@
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
 #include "media_core/biz_engine/crash_handler/darwin/signal_choice.h"
 #include "media_core/biz_engine/crash_handler/machine/images/images.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/signal_words.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_log.h"
 
 namespace CrashHandler {
@@ -16,8 +17,6 @@ namespace {
 
 constexpr int kFaultSignals[] = {SIGBUS, SIGFPE, SIGILL, SIGSEGV, SIGTRAP};
 
-const char* const kSignalNames[kExceptionSignalCount] = {"SIGABRT", "SIGBUS",  "SIGFPE", "SIGILL",
-                                                         "SIGPIPE", "SIGSEGV", "SIGSYS", "SIGTRAP"};
 constexpr char kExceptionHookName[] = "uncaught exception";
 constexpr char kTerminateHookName[] = "terminate";
 constexpr char kNewHookName[] = "new";
@@ -101,7 +100,7 @@ HookState DescribeSignal(size_t index, bool installed) {
   const struct sigaction& before = oldSignalHandlers[index];
   const Found found = {HolderOf(now), AddressOf(now.sa_sigaction), HolderOf(before),
                        AddressOf(before.sa_sigaction)};
-  return Describe(kSignalNames[index], found,
+  return Describe(machine::SignalName(kExceptionSignals[index]), found,
                   installed && !IsSignalLeftAlone(kExceptionSignals[index]));
 }
 
@@ -157,7 +156,8 @@ bool RearmSignal(size_t index) {
   } else {
     InstallSignalAction(signo, nullptr);
   }
-  ORU_CRASH_LOG_PROGRESS("neighbours: takes back %s", kSignalNames[index]);
+  ORU_CRASH_LOG_PROGRESS("neighbours: takes back %s",
+                         machine::SignalName(kExceptionSignals[index]));
   return true;
 }
 
@@ -166,7 +166,8 @@ bool GiveSignalBack(size_t index) {
   if (IsSignalLeftAlone(signo) || !IsOurs(CurrentAction(signo))) return false;
   sigaction(signo, &oldSignalHandlers[index], nullptr);
   memset(&oldSignalHandlers[index], 0, sizeof oldSignalHandlers[index]);
-  ORU_CRASH_LOG_PROGRESS("neighbours: gives back %s", kSignalNames[index]);
+  ORU_CRASH_LOG_PROGRESS("neighbours: gives back %s",
+                         machine::SignalName(kExceptionSignals[index]));
   return true;
 }
 

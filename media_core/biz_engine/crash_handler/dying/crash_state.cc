@@ -12,12 +12,18 @@
 #include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_flush.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_stack.h"
+#include "media_core/biz_engine/crash_handler/dying/thrown_exception.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/bounded_wait.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/context_registers.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/fault.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/helper_thread.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/own_signal.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/crash_frames.h"
+#include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
+#include "media_core/biz_engine/crash_handler/report/companion.h"
+#include "media_core/biz_engine/crash_handler/report/companion_settings.h"
 #include "media_core/biz_engine/crash_handler/report/streamed_report.h"
 
 namespace CrashHandler {
@@ -30,8 +36,9 @@ struct CrashState {
   std::atomic<CrashStage> stage{CrashStage::kNone};
   std::atomic<int> signo{0};
   // Written by the owner before the stage that lets others read them.
-  StreamedCrash facts;
+  CrashFacts facts;
   void* frames[machine::kMaxCrashFrames];
+  char thrown_words[1024];
   bool report_is_due;
   // Where the rescued report is; empty when it is nowhere.
   ReportPath rescued;
@@ -159,14 +166,49 @@ void RememberException(const char* name, const char* reason) {
   sCrash.facts.exception_reason = reason;
 }
 
+void RememberCause(int signo, const siginfo_t* info, const void* context) {
+  CrashCause& cause = sCrash.facts.cause;
+  cause.signo = signo;
+  if (info != nullptr) cause.code = info->si_code;
+  cause.has_address = machine::AddressOfFault(signo, info, context, &cause.address);
+  cause.access = machine::AccessOfFault(signo, info, context);
+  cause.has_registers = context != nullptr;
+  if (cause.has_registers) cause.registers = machine::RegistersOfContext(context);
+}
+
+void RememberThrown() {
+  if (!WantsCompanions()) return;
+  CrashCause& cause = sCrash.facts.cause;
+  cause.thrown_type = TypeOfThrown();
+  if (cause.thrown_type == nullptr) return;
+  CopyWordsOfThrown(sCrash.thrown_words, sizeof sCrash.thrown_words);
+  cause.thrown_words = sCrash.thrown_words;
+}
+
 void ForgetReport() { Advance(CrashStage::kReported); }
 
 void BeginReportFile() { Advance(CrashStage::kFileUnderWay); }
 
+bool CommitReportFile(ReportFile* file, const char* path) {
+  const PublishedSettings* const settings = LiveSettings();
+  const bool of_crash = sCrash.stage.load() == CrashStage::kFileUnderWay && settings != nullptr;
+  if (!of_crash) return file->Commit();
+  return CommitWithCompanion(file, path, sCrash.facts, *PublishedSettings::Reader(*settings),
+                             ReportWay::kOrdinary);
+}
+
 void EndReportFile(const char* path) {
   if (!Advance(CrashStage::kReported) || path == nullptr) return;
   // What went wrong was survived after all.
-  if (sCrash.rescued[0] != '\0' && strcmp(sCrash.rescued, path) != 0) unlink(sCrash.rescued);
+  if (sCrash.rescued[0] != '\0' && strcmp(sCrash.rescued, path) != 0) {
+    RemoveWithCompanion(sCrash.rescued);
+  }
+}
+
+void TellOfHostCrash(const char* path) {
+  const PublishedSettings* const settings = LiveSettings();
+  if (*path == '\0' || !IsOwnCrash() || settings == nullptr) return;
+  WriteHostCompanion(path, sCrash.facts, *PublishedSettings::Reader(*settings));
 }
 
 bool IsOrdinaryReportPossible() { return sOrdinaryReportPossible.load(); }
@@ -175,7 +217,10 @@ void SetOrdinaryReportPossible(bool possible) { sOrdinaryReportPossible.store(po
 
 bool RescueReport(const void* context) {
   CrashStage due = CrashStage::kReporting;
-  if (!sCrash.stage.compare_exchange_strong(due, CrashStage::kRescuing)) return false;
+  if (!sCrash.stage.compare_exchange_strong(due, CrashStage::kRescuing)) {
+    // The report may be whole, and its companion what went wrong.
+    return CommitWithoutCompanion();
+  }
   if (!WriteRescuedReport(context)) sCrash.rescued[0] = '\0';
   if (!IsHelper()) sCrash.stage.store(CrashStage::kRescued);
   return true;

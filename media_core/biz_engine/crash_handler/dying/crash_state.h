@@ -28,6 +28,7 @@
 
 #include <signal.h>
 
+#include "media_core/biz_engine/crash_handler/report/report_file.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
 
 namespace CrashHandler {
@@ -71,12 +72,21 @@ void RememberEntry(void* const* frames, int count, const void* interrupted = nul
 // entry.
 void ReportIsDue();
 void RememberException(const char* name, const char* reason);
+// What the crash's signal came with; a signal handler's arguments. For companions (companion.h).
+void RememberCause(int signo, const siginfo_t* info, const void* context);
+// The C++ exception that the thread handles, where companions are asked for. Calls the host's
+// functions.
+void RememberThrown();
 // The ordinary way has found that no report is due.
 void ForgetReport();
 // The ordinary report's file is under way from the one to the other; `path` is where it is now,
 // null when it is nowhere. Outside a crash they do nothing.
 void BeginReportFile();
+// Between the two: gives the whole file its name, with its companion. False when that failed.
+bool CommitReportFile(ReportFile* file, const char* path);
 void EndReportFile(const char* path);
+// For a crash that has no report, whose path would have been this: its companion, if asked for.
+void TellOfHostCrash(const char* path);
 
 // Whether the ordinary way is to be gone at all: yes, until installation has found that what it
 // needs does not work in this process. The rescue is the report then.
@@ -84,7 +94,8 @@ bool IsOrdinaryReportPossible();
 void SetOrdinaryReportPossible(bool possible);
 
 // Writes the report in the other way, if one is due and none is written or being written, and the
-// crash concerns the SDK. False when none was due any more.
+// crash concerns the SDK. Where one is whole, and only its companion not, that one gets its name.
+// False when none was due any more.
 // `context` is a signal handler's, where that is why: of a fault in the report.
 bool RescueReport(const void* context = nullptr);
 

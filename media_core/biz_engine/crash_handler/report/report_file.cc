@@ -101,6 +101,8 @@ bool ReportFile::Commit() {
   return false;
 }
 
+void ReportFile::Abandon() const { unlink(temporary_); }
+
 bool ReplaceFile(const char* path, const void* bytes, size_t count) {
   ReportFile file;
   if (!file.Open(path)) return false;

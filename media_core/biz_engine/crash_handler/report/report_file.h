@@ -26,9 +26,12 @@ class ReportFile {
   // False when it failed, now or before. A file larger than the process may make is a failure, not
   // a SIGXFSZ.
   bool Write(const char* bytes, size_t count);
+  bool failed() const { return failed_; }
   // Gives the file its name, replacing a file that has it; false, and nothing is left of it, when
   // anything has failed.
   bool Commit();
+  // Takes away what is there, while its own thread is stuck amid a call.
+  void Abandon() const;
 
  private:
   const char* path_ = nullptr;

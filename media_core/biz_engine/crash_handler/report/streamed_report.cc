@@ -6,6 +6,8 @@
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
 #include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
 #include "media_core/biz_engine/crash_handler/report/civil_time.h"
+#include "media_core/biz_engine/crash_handler/report/companion.h"
+#include "media_core/biz_engine/crash_handler/report/companion_settings.h"
 #include "media_core/biz_engine/crash_handler/report/frame_line.h"
 #include "media_core/biz_engine/crash_handler/report/image_list_text.h"
 #include "media_core/biz_engine/crash_handler/report/report_place.h"
@@ -43,7 +45,7 @@ void AppendField(const char* label, const char* value, TextBuffer* text) {
   text->Append('\n');
 }
 
-void AppendHeader(const StreamedCrash& crash, const char* dump_dir, TextBuffer* text) {
+void AppendHeader(const CrashFacts& crash, const char* dump_dir, TextBuffer* text) {
   char machine_name[256];
   machine::MachineName(machine_name, sizeof machine_name);
   AppendField(kModelLabel, machine_name, text);
@@ -60,7 +62,7 @@ void AppendHeader(const StreamedCrash& crash, const char* dump_dir, TextBuffer* 
   text->Append("\n\n");
 }
 
-void AppendException(const StreamedCrash& crash, TextBuffer* text) {
+void AppendException(const CrashFacts& crash, TextBuffer* text) {
   if (crash.exception_name == nullptr) return;
   text->Append(kExceptionTitle);
   text->Append(kExceptionName);
@@ -84,7 +86,7 @@ bool SendToFile(void* file, const char* bytes, size_t count) {
   return static_cast<ReportFile*>(file)->Write(bytes, count);
 }
 
-bool StreamReport(const StreamedCrash& crash, const machine::FrameLines& frames,
+bool StreamReport(const CrashFacts& crash, const machine::FrameLines& frames,
                   const ReportName& name, const char* info, ReportFile* file) {
   TextBuffer text(sBuffer, sizeof sBuffer, &SendToFile, file);
   AppendHeader(crash, name.dump_dir, &text);
@@ -102,7 +104,7 @@ bool StreamReport(const StreamedCrash& crash, const machine::FrameLines& frames,
   return text.Flush();
 }
 
-ReportName NameOf(const StreamedCrash& crash, const CrashSettings& settings, const char* kind) {
+ReportName NameOf(const CrashFacts& crash, const CrashSettings& settings, const char* kind) {
   ReportName name;
   name.dump_dir = settings.dump_dir.c_str();
   name.sdk_version = settings.sdk_version.c_str();
@@ -123,11 +125,11 @@ void PrepareStreamedReport(const char* application) {
   sSecondsEast.store(local.tm_gmtoff);
 }
 
-bool WriteStreamedReport(const StreamedCrash& crash, const CrashSettings& settings,
-                         ReportPath path) {
+bool WriteStreamedReport(const CrashFacts& crash, const CrashSettings& settings, ReportPath path) {
   const machine::FrameLines frames(crash.frames, crash.frame_count, crash.interrupted,
                                    crash.interrupted_later);
-  if (!ConcernsSdk(frames)) return false;
+  const bool of_host = !ConcernsSdk(frames);
+  if (of_host && !WantsCompanionsOfHostCrashes()) return false;
   // A kind's word is short: it takes no memory of the heap.
   const std::string kind = GetCrashTypeString(ReportedKind(crash.kind));
   ReportPath default_dir;
@@ -139,10 +141,14 @@ bool WriteStreamedReport(const StreamedCrash& crash, const CrashSettings& settin
   full_path.Append('\0');
   if (full_path.overflowed() || full_path.size() > sizeof(ReportPath)) return false;
   memcpy(path, full_path.data(), full_path.size());
+  if (of_host) {
+    WriteHostCompanion(path, crash, settings);
+    return false;
+  }
   ReportFile file;
   if (!file.Open(path)) return false;
   const bool whole = StreamReport(crash, frames, name, settings.extra_info.c_str(), &file);
-  return file.Commit() && whole;
+  return CommitWithCompanion(&file, path, crash, settings, ReportWay::kRescued) && whole;
 }
 
 }  // namespace CrashHandler

@@ -6,43 +6,19 @@
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_REPORT_STREAMED_REPORT_H_
 #define MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_REPORT_STREAMED_REPORT_H_
 
-#include <time.h>
-
-#include <cstddef>
-
 #include "media_core/biz_engine/crash_handler/crash_settings.h"
-#include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
-#include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
+#include "media_core/biz_engine/crash_handler/report/crash_facts.h"
 #include "media_core/biz_engine/crash_handler/report/report_file.h"
-#include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
 
 namespace CrashHandler {
-
-// What a report tells of the crash itself. The texts are the caller's.
-struct StreamedCrash {
-  CrashType kind = Signal;
-  timespec time = {};
-  machine::ThreadNumber thread = 0;
-  // Of an uncaught Objective-C exception, else null; a reason may be null all the same.
-  const char* exception_name = nullptr;
-  const char* exception_reason = nullptr;
-  // The crashed thread's addresses, innermost first; at most kMaxCrashFrames count.
-  void* const* frames = nullptr;
-  size_t frame_count = 0;
-  // The one of them that the crash's signal interrupted, and the one at which a later signal
-  // interrupted the report; null without one.
-  const void* interrupted = nullptr;
-  const void* interrupted_later = nullptr;
-};
 
 // Remembers the zone and, with its terminating zero, the application's name. For installation.
 void PrepareStreamedReport(const char* application);
 
-// Writes the report of a crash that concerns the SDK, and its path. False, and no file, when the
-// crash does not concern it or the report cannot be written. One at a time; may run in a signal
-// handler or on the helper thread.
-bool WriteStreamedReport(const StreamedCrash& crash, const CrashSettings& settings,
-                         ReportPath path);
+// Writes the report of a crash that concerns the SDK, with its companion (companion.h), and its
+// path. False, and no report, when the crash does not concern it or the report cannot be written.
+// One at a time; may run in a signal handler or on the helper thread.
+bool WriteStreamedReport(const CrashFacts& crash, const CrashSettings& settings, ReportPath path);
 
 }  // namespace CrashHandler
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -36,6 +37,16 @@ int OpenFile(const char* path, int flags, mode_t mode) {
   setrlimit(RLIMIT_NOFILE, &found);
   errno = error;
   return file;
+}
+
+bool ReadFileStart(const char* path, char* text, size_t room) {
+  text[0] = '\0';
+  const int file = OpenFile(path, O_RDONLY | O_CLOEXEC);
+  if (file < 0) return false;
+  const ssize_t size = read(file, text, room - 1);
+  close(file);
+  text[size > 0 ? size : 0] = '\0';
+  return size > 0;
 }
 
 }  // namespace CrashHandler::machine

@@ -24,6 +24,18 @@ constexpr unsigned kClassShift = 26;
 constexpr uint64_t kTrapVectors = Bit(1) | Bit(3);
 constexpr uint64_t kTrapClasses = Bit(0x30) | Bit(0x32) | Bit(0x34);
 
+// Intel: the error code of a page fault.
+constexpr unsigned kPageFault = 14;
+constexpr uint64_t kOnWrite = Bit(1);
+constexpr uint64_t kOnFetch = Bit(4);
+
+// Arm: the classes of aborts in a program, and the bit of those of data that a write has.
+constexpr unsigned kInstructionAbort = 0x20;
+constexpr unsigned kDataAbort = 0x24;
+constexpr uint32_t kWriteNotRead = 1U << 6;
+// Maintenance of a cache counts as a write there.
+constexpr uint32_t kCacheMaintenance = 1U << 8;
+
 }  // namespace
 
 bool VectorRepeats(unsigned vector) { return vector < 32 && (kRepeatedVectors & Bit(vector)) != 0; }
@@ -35,5 +47,19 @@ bool SyndromeRepeats(uint32_t syndrome) {
 bool VectorTraps(unsigned vector) { return vector < 32 && (kTrapVectors & Bit(vector)) != 0; }
 
 bool SyndromeTraps(uint32_t syndrome) { return (kTrapClasses & Bit(syndrome >> kClassShift)) != 0; }
+
+FaultAccess AccessOfVector(unsigned vector, uint64_t error_code) {
+  if (vector != kPageFault) return FaultAccess::kUnknown;
+  if ((error_code & kOnFetch) != 0) return FaultAccess::kExecute;
+  return (error_code & kOnWrite) != 0 ? FaultAccess::kWrite : FaultAccess::kRead;
+}
+
+FaultAccess AccessOfSyndrome(uint32_t syndrome) {
+  const unsigned exception_class = syndrome >> kClassShift;
+  if (exception_class == kInstructionAbort) return FaultAccess::kExecute;
+  if (exception_class != kDataAbort) return FaultAccess::kUnknown;
+  if ((syndrome & kCacheMaintenance) != 0) return FaultAccess::kUnknown;
+  return (syndrome & kWriteNotRead) != 0 ? FaultAccess::kWrite : FaultAccess::kRead;
+}
 
 }  // namespace CrashHandler::machine

@@ -21,6 +21,15 @@ bool SyndromeRepeats(uint32_t syndrome);
 bool VectorTraps(unsigned vector);
 bool SyndromeTraps(uint32_t syndrome);
 
+// What an instruction was doing with memory when it faulted.
+enum class FaultAccess : unsigned char { kUnknown, kRead, kWrite, kExecute };
+
+// x86_64, by the vector and the error code that comes with it: of page faults; others do not tell.
+FaultAccess AccessOfVector(unsigned vector, uint64_t error_code);
+
+// arm64: of aborts of data and instructions.
+FaultAccess AccessOfSyndrome(uint32_t syndrome);
+
 }  // namespace CrashHandler::machine
 
 #endif  // MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_MACHINE_THREADS_EXCEPTION_CLASS_H_

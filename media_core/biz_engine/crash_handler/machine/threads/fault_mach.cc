@@ -21,6 +21,11 @@ bool IsOfInstruction(int signo, const siginfo_t* info, const void* context) {
   return LastEntryTraps(static_cast<const ucontext_t*>(context)->uc_mcontext);
 }
 
+FaultAccess AccessOfFault(int signo, const siginfo_t* info, const void* context) {
+  if (!IsFault(signo, info, context)) return FaultAccess::kUnknown;
+  return LastEntryAccess(static_cast<const ucontext_t*>(context)->uc_mcontext);
+}
+
 bool BlockedFaultEnds() { return false; }
 
 }  // namespace CrashHandler::machine

@@ -12,6 +12,13 @@ struct RegistersArm64 {
   uint64_t fp, lr, sp, pc;
 };
 
+// In the order of the record.
+constexpr const char* kRegisterNamesArm64[] = {
+    "x0",  "x1",  "x2",  "x3",  "x4",  "x5",  "x6",  "x7",  "x8",  "x9",  "x10",
+    "x11", "x12", "x13", "x14", "x15", "x16", "x17", "x18", "x19", "x20", "x21",
+    "x22", "x23", "x24", "x25", "x26", "x27", "x28", "fp",  "lr",  "sp",  "pc"};
+static_assert(sizeof kRegisterNamesArm64 / sizeof(char*) == sizeof(RegistersArm64) / 8);
+
 // Addresses of a process end below this; what stands above in a stored code address is its
 // authentication code.
 constexpr uint64_t kArm64AddressBits = (uint64_t{1} << 47) - 1;

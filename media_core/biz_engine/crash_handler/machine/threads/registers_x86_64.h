@@ -13,6 +13,12 @@ struct RegistersX8664 {
   uint64_t rip;
 };
 
+// In the order of the record.
+constexpr const char* kRegisterNamesX8664[] = {"rax", "rbx", "rcx", "rdx", "rdi", "rsi",
+                                               "rbp", "rsp", "r8",  "r9",  "r10", "r11",
+                                               "r12", "r13", "r14", "r15", "rip"};
+static_assert(sizeof kRegisterNamesX8664 / sizeof(char*) == sizeof(RegistersX8664) / 8);
+
 // One register each. x86_64 has no link register: a call leaves its return address on the stack.
 inline uint64_t mach_instructionAddress(const RegistersX8664& context) { return context.rip; }
 inline uint64_t mach_framePointer(const RegistersX8664& context) { return context.rbp; }

@@ -25,15 +25,6 @@ struct DirectoryEntry {
   char name[1];
 };
 
-// The number at the start of a text, or 0; `text` is moved behind it.
-uint64_t TakeDecimal(const char** text) {
-  uint64_t number = 0;
-  for (; **text >= '0' && **text <= '9'; ++*text) {
-    number = number * 10 + static_cast<uint64_t>(**text - '0');
-  }
-  return number;
-}
-
 uint64_t TakeHex(const char** text) {
   uint64_t number = 0;
   if ((*text)[0] == '0' && (*text)[1] == 'x') *text += 2;
@@ -108,11 +99,6 @@ int OpenListed(ThreadNumber listed, const char* name) {
   return OpenFile(path, O_RDONLY | O_CLOEXEC);
 }
 
-const char* FieldOf(const char* status, const char* label) {
-  const char* found = strstr(status, label);
-  return found == nullptr ? nullptr : found + strlen(label);
-}
-
 // The innermost of the numbers that a thread has, one in each namespace; 0 when it cannot be told.
 ThreadNumber OwnNumberOf(ThreadNumber listed) {
   char status[kStatusRoom];
@@ -176,6 +162,19 @@ ThreadNumber ListedNumberOf(ThreadNumber own) {
 }
 
 }  // namespace
+
+uint64_t TakeDecimal(const char** text) {
+  uint64_t number = 0;
+  for (; **text >= '0' && **text <= '9'; ++*text) {
+    number = number * 10 + static_cast<uint64_t>(**text - '0');
+  }
+  return number;
+}
+
+const char* FieldOf(const char* text, const char* label) {
+  const char* found = strstr(text, label);
+  return found == nullptr ? nullptr : found + strlen(label);
+}
 
 bool ListTasks(bool (*add)(void* context, ThreadNumber number), void* context) {
   if (!IsForeign()) return ListAsListed(add, context);

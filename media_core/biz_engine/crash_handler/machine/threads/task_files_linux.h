@@ -23,6 +23,12 @@ int OpenTaskFile(ThreadNumber number, const char* name);
 // nothing.
 bool ReadTaskFile(int file, char* text, size_t room);
 
+// What stands behind the label in a file's text; null without it.
+const char* FieldOf(const char* text, const char* label);
+
+// The number at the start of a text, or 0; `text` is moved behind it.
+uint64_t TakeDecimal(const char** text);
+
 // A thread that waits in the kernel, or is stopped there.
 struct WaitingTask {
   int64_t call;  // number of the system call; -1 when it is in none

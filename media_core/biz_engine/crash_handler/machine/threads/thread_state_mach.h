@@ -4,6 +4,7 @@
 
 #include <mach/mach.h>
 
+#include "media_core/biz_engine/crash_handler/machine/threads/exception_class.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/registers.h"
 
 namespace CrashHandler::machine {
@@ -20,6 +21,9 @@ bool LastEntryRepeats(const void* machine_context);
 
 // Whether it trapped, and goes on behind itself.
 bool LastEntryTraps(const void* machine_context);
+
+// What that instruction was doing with memory.
+FaultAccess LastEntryAccess(const void* machine_context);
 
 }  // namespace CrashHandler::machine
 

@@ -42,6 +42,11 @@ bool LastEntryTraps(const void* machine_context) {
   return SyndromeTraps(context->__es.__esr);
 }
 
+FaultAccess LastEntryAccess(const void* machine_context) {
+  const auto* context = static_cast<const _STRUCT_MCONTEXT64*>(machine_context);
+  return AccessOfSyndrome(context->__es.__esr);
+}
+
 }  // namespace CrashHandler::machine
 
 #endif  // defined(__aarch64__)

@@ -43,6 +43,11 @@ bool LastEntryTraps(const void* machine_context) {
   return VectorTraps(context->__es.__trapno);
 }
 
+FaultAccess LastEntryAccess(const void* machine_context) {
+  const auto* context = static_cast<const _STRUCT_MCONTEXT64*>(machine_context);
+  return AccessOfVector(context->__es.__trapno, context->__es.__err);
+}
+
 }  // namespace CrashHandler::machine
 
 #endif  // defined(__x86_64__)
