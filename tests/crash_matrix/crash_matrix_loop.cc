@@ -48,7 +48,7 @@ class Loop {
  private:
   void RunSome() {
     for (size_t i = next_++; i < choices_.size(); i = next_++) {
-      const RowResult result = RunRow(MatrixRows()[choices_[i]], 1, false);
+      const RowResult result = RunRow(MatrixRows()[choices_[i]], {});
       const std::lock_guard<std::mutex> lock(mutex_);
       lines_[choices_[i]].result.Add(result);
       if (++done_ % 500 == 0) fprintf(stderr, "%zu of %zu\n", done_, choices_.size());

@@ -23,13 +23,22 @@ std::vector<TableLine>& Table() {
   return *table;
 }
 
-class CrashMatrixTest : public testing::TestWithParam<Row> {};
+// Once without and once with companions beside the reports.
+class CrashMatrixTest : public testing::TestWithParam<Row> {
+ protected:
+  static void ExpectThatItHolds(bool companions) {
+    const RunOptions options = {LongMode() ? kLongRepetitions : 1, LongMode(), companions};
+    const RowResult result = RunRow(GetParam(), options);
+    Table().push_back({std::string(GetParam().name) + (companions ? " +" : ""), result});
+    for (const auto& [what, count] : result.wrong) {
+      ADD_FAILURE() << what << ", " << count << " times";
+    }
+  }
+};
 
-TEST_P(CrashMatrixTest, Holds) {
-  const RowResult result = RunRow(GetParam(), LongMode() ? kLongRepetitions : 1, LongMode());
-  Table().push_back({GetParam().name, result});
-  for (const auto& [what, count] : result.wrong) ADD_FAILURE() << what << ", " << count << " times";
-}
+TEST_P(CrashMatrixTest, Holds) { ExpectThatItHolds(false); }
+
+TEST_P(CrashMatrixTest, HoldsWithCompanions) { ExpectThatItHolds(true); }
 
 // No row passes without the handlers: each expects a frame of its reports, or what they log.
 TEST(CrashMatrixRowsTest, EveryRowExpectsAFrameOrALine) {

@@ -41,6 +41,10 @@ enum Trait : unsigned {
   kWaitsForDeadline = 1,
   // A sanitizer's allocator, stack frames or interceptors stand in the way.
   kNotUnderSanitizers = 2,
+  // The room there is, for bytes or in a name, is enough for a report and not for its companion.
+  kRoomForAReportOnly = 4,
+  // No file can be opened beside the one that is written: a companion has no threads.
+  kOneDescriptor = 8,
 };
 
 struct Row {

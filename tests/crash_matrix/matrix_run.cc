@@ -8,6 +8,7 @@
 #include "tests/crash_matrix/matrix_frames.h"
 #include "tests/crash_matrix/matrix_place.h"
 #include "tests/crash_matrix/scenario_process.h"
+#include "tests/support/companion_file.h"
 #include "tests/support/crash_report_parser.h"
 #include "tests/support/files.h"
 
@@ -59,16 +60,46 @@ std::string CheckReport(const Row& row, const std::string& text) {
   return part.empty() ? "" : "not in the report: " + part;
 }
 
+// Beside the report of that path.
+std::string CheckCompanion(const Row& row, const std::string& path, const std::string& report) {
+  const auto companion = oru_test::ParseCompanion(oru_test::ReadFile(path));
+  const std::string thread =
+      std::to_string(oru_test::ParseCrashReport(oru_test::ReadFile(report)).crash_thread);
+  if (!companion.error.empty()) return "the companion: " + companion.error;
+  if (companion.Value("companion", "verdict") != "sdk") return "the companion's verdict";
+  if (companion.Value("crash", "thread") != thread) return "the companion is another crash's";
+  if (companion.Value("note", "value") != "a note of the host") return "the companion's note";
+  if (companion.All("log").size() != 3) return "the companion's log lines";
+  const std::string part = Missing({"process", "system", "memory"},
+                                   [&](const std::string& type) { return companion.Has(type); });
+  if (!part.empty()) return "not in the companion: " + part;
+  const bool threads = companion.All("thread").size() >= row.threads;
+  return threads || (row.traits & kOneDescriptor) != 0 ? "" : "not all threads in the companion";
+}
+
 // All files under the home; those of `before` are none of the process's.
-std::string CheckFiles(const Row& row, const TempDir& home, const Texts& before) {
+std::string CheckFiles(const Row& row, const TempDir& home, const Texts& before, bool companions) {
   int reports = 0;
+  Texts left;
   for (const std::string& name : oru_test::ListFilesRecursively(home.path())) {
-    if (std::find(before.begin(), before.end(), name) != before.end()) continue;
-    if (!EndsWith(name, ".log")) return "left behind: " + name;
+    if (std::find(before.begin(), before.end(), name) == before.end()) left.push_back(name);
+  }
+  for (const std::string& name : left) {
+    if (!EndsWith(name, ".log")) continue;
     if (name.rfind(row.path, 0) != 0) return "the report's path: " + name;
     ++reports;
-    const std::string error = CheckReport(row, oru_test::ReadFile(home.Join(name)));
+    std::string error = CheckReport(row, oru_test::ReadFile(home.Join(name)));
+    const std::string companion = name.substr(0, name.size() - 4) + ".json";
+    const auto found = std::find(left.begin(), left.end(), companion);
+    if (error.empty() && companions && (row.traits & kRoomForAReportOnly) == 0) {
+      if (found == left.end()) return "no companion";
+      error = CheckCompanion(row, home.Join(companion), home.Join(name));
+    }
+    if (companions && found != left.end()) *found = name;
     if (!error.empty()) return error;
+  }
+  for (const std::string& name : left) {
+    if (!EndsWith(name, ".log")) return "left behind: " + name;
   }
   return reports == row.reports ? "" : std::to_string(reports) + " reports";
 }
@@ -101,15 +132,17 @@ std::set<std::string> NotesIn(const std::string& output) {
 }
 
 // What is wrong with one process; empty when nothing is.
-std::string RunOnce(const Row& row, int deadline_ms, RowResult* run) {
+std::string RunOnce(const Row& row, int deadline_ms, bool companions, RowResult* run) {
   const TempDir home;
   if (!PreparePlace(row.place, home.path())) return "the place cannot be made";
   const Texts before = oru_test::ListFilesRecursively(home.path());
-  const ChildResult result = RunScenario(row.scenario, home.path(), DumpDir(row.place, home.path()),
-                                         deadline_ms, row.options);
+  Texts options = row.options;
+  if (companions) options.emplace_back("--companions");
+  const ChildResult result =
+      RunScenario(row.scenario, home.path(), DumpDir(row.place, home.path()), deadline_ms, options);
   *run = {1, {}, result.wall_s, NotesIn(result.err)};
   std::string error = CheckEnding(row, result, deadline_ms);
-  if (error.empty()) error = CheckFiles(row, home, before);
+  if (error.empty()) error = CheckFiles(row, home, before, companions);
   return error.empty() ? CheckOutput(row, result) : error;
 }
 
@@ -128,19 +161,19 @@ void RowResult::Add(const RowResult& other) {
   notes.insert(other.notes.begin(), other.notes.end());
 }
 
-RowResult RunRow(const Row& row, int repetitions, bool real_deadline) {
+RowResult RunRow(const Row& row, const RunOptions& options) {
   const bool waits = (row.traits & kWaitsForDeadline) != 0;
-  const int deadline_ms = waits && !real_deadline ? kShortDeadlineMs : kRealDeadlineMs;
+  const int deadline_ms = waits && !options.real_deadline ? kShortDeadlineMs : kRealDeadlineMs;
   const auto cores = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
   RowResult total;
   std::mutex mutex;
-  std::atomic<int> left{repetitions};
+  std::atomic<int> left{options.repetitions};
   std::vector<std::thread> runners;
-  for (int i = std::min(repetitions, waits ? kWaitingAtOnce : cores); i > 0; --i) {
+  for (int i = std::min(options.repetitions, waits ? kWaitingAtOnce : cores); i > 0; --i) {
     runners.emplace_back([&] {
       while (left-- > 0) {
         RowResult run;
-        const std::string error = RunOnce(row, deadline_ms, &run);
+        const std::string error = RunOnce(row, deadline_ms, options.companions, &run);
         if (!error.empty()) run.wrong[error] = 1;
         const std::lock_guard<std::mutex> lock(mutex);
         total.Add(run);

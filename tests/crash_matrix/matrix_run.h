@@ -26,9 +26,16 @@ struct RowResult {
   void Add(const RowResult& other);
 };
 
-// Runs the row that often, several processes at a time. With `real_deadline` the bound on time is
-// the product's own, else a short one where the row waits for it.
-RowResult RunRow(const Row& row, int repetitions, bool real_deadline);
+struct RunOptions {
+  int repetitions = 1;
+  // The bound on time is the product's own, else a short one where the row waits for it.
+  bool real_deadline = false;
+  // Reports have companions, which must be valid and complete.
+  bool companions = false;
+};
+
+// Runs the row that often, several processes at a time.
+RowResult RunRow(const Row& row, const RunOptions& options);
 
 }  // namespace crash_test
 

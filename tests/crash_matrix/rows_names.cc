@@ -28,6 +28,19 @@ Row Fault(const char* name, const std::vector<std::string>& options, const std::
   return row;
 }
 
+
+// Its ending has one byte more.
+Row WithoutCompanion(Row row) {
+  row.traits |= kRoomForAReportOnly;
+  return row;
+}
+
+Row Lost(Row row) {
+  row.reports = 0;
+  row.said = {kSaysOurs, kSaysFinished};
+  return row;
+}
+
 Row Info(const char* name, const std::string& option, const std::string& value,
          const std::string& text) {
   Row row = Fault(name, {option, value}, "dumps/1.0/Crash_A_S_Signal_");
@@ -52,7 +65,8 @@ std::vector<Row> AppAndSessionRows() {
       Fault("SessionWithABackslash", {session, kBackslash}, "dumps/1.0/Crash_A_C:\\a\\b_Signal_"),
       Fault("AppWithALineEnd", {app, "a\nb"}, "dumps/1.0/Crash_a\nb_S_Signal_"),
       // A file's name has 255 bytes, 39 of which are not the application's.
-      Fault("AppThatFillsTheName", {app, std::string(216, 'x')}, "dumps/1.0/Crash_xxx"),
+      WithoutCompanion(
+          Fault("AppThatFillsTheName", {app, std::string(216, 'x')}, "dumps/1.0/Crash_xxx")),
       Lost(Fault("AppOneByteTooLong", {app, std::string(217, 'x')}, "")),
       Lost(Fault("AppOfTenThousandBytes", {app, TenThousand()}, "")),
       Fault("EmptyApp", {app, ""}, "dumps/1.0/Crash_Unknown-App_S_Signal_"),

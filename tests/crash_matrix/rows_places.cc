@@ -21,6 +21,29 @@ Row With(Row row, const std::vector<std::string>& options) {
   return row;
 }
 
+
+Row OneDescriptor(Row row) {
+  row.traits |= kOneDescriptor;
+  return row;
+}
+
+Row Lost(Row row) {
+  row.reports = 0;
+  row.said = {kSaysOurs, kSaysFinished};
+  return row;
+}
+
+Row Saying(Row row, const char* line) {
+  row.said = {line};
+  return row;
+}
+
+// The handling faults itself.
+Row Refused(Row row) {
+  row.said = {kSaysRefused};
+  return row;
+}
+
 std::vector<Row> DirectoryRows() {
   return {
       Fault("DirectoryIsThere", Place::kReady, kInDumps),
@@ -98,7 +121,8 @@ std::vector<Row> RoomRows() {
       Lost(Fault("HandledLimitOfFileSizes", Place::kMissing, "",
                  "FaultAtTheHandledLimitOfFileSizes")),
       Lost({"FullDisk", "FaultOnAFullDisk", ByExit(8)}),
-      Fault("NoFreeDescriptor", Place::kMissing, kInDumps, "FaultWithoutAFreeDescriptor"),
+      OneDescriptor(
+          Fault("NoFreeDescriptor", Place::kMissing, kInDumps, "FaultWithoutAFreeDescriptor")),
       Fault("AnotherThreadTakesEveryDescriptor", Place::kMissing, kInDumps,
             "FaultWhileAnotherTakesEveryDescriptor"),
       Fault("AllDescriptorsClosed", Place::kMissing, kInDumps, "FaultWithAllDescriptorsClosed"),

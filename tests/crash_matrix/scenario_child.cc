@@ -18,6 +18,8 @@
 //   --without-handler      nothing is installed
 //   --without-descriptors  no descriptor is free when the handlers are installed, nor ever
 //   --without-memory       a mebibyte of address space is left then
+//   --companions           reports have companions, with a note and three log lines
+//   --host-companions      and crashes of the host have theirs
 //
 // In a TEXT, "\xNN" is a byte: arguments that are not UTF-8 are too much for Foundation.
 //
@@ -27,7 +29,9 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -35,6 +39,7 @@
 #include <thread>
 #include <utility>
 
+#include "media_core/biz_engine/crash_handler/crash_companion.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
 #include "tests/crash_matrix/scenario.h"
 
@@ -51,6 +56,8 @@ struct Options {
   bool without_handler = false;
   bool without_descriptors = false;
   bool without_memory = false;
+  bool companions = false;
+  bool host_companions = false;
   const char* app_id = "A";
   const char* session_id = "S";
   const char* sdk_version = "1.0";
@@ -71,6 +78,8 @@ bool* FindSwitch(const std::string& name, Options* options) {
       {"--without-handler", &options->without_handler},
       {"--without-descriptors", &options->without_descriptors},
       {"--without-memory", &options->without_memory},
+      {"--companions", &options->companions},
+      {"--host-companions", &options->host_companions},
   };
   for (const auto& [known, place] : switches) {
     if (name == known) return place;
@@ -140,6 +149,30 @@ std::string ExtraInfo(const Options& options) {
   return std::string(strtoul(options.extra_info_size, nullptr, 10), 'i');
 }
 
+class ThreeLines {
+ public:
+  uint64_t first_line() const { return 7; }
+  uint64_t end_line() const { return 10; }
+  bool Read(uint64_t number, char* buffer, size_t room, size_t* size) const {
+    *size = std::min(room, line_.size());
+    memcpy(buffer, line_.data(), *size);
+    return number >= first_line() && number < end_line();
+  }
+
+ private:
+  const std::string line_ = "a line of the log";
+};
+
+void AskForCompanions(const Options& options) {
+  static const ThreeLines lines;
+  if (!options.companions && !options.host_companions) return;
+  CrashHandler::CrashCompanionOptions wanted;
+  wanted.also_of_host_crashes = options.host_companions;
+  CrashHandler::UseLogLines(&lines);
+  CrashHandler::SetCrashNote("scenario", "a note of the host");
+  CrashHandler::WriteCrashCompanions(wanted);
+}
+
 void Install(const Options& options) {
   if (!options.default_dir) Handler()->SetCrashDumpDirPath(options.dump_dir);
   const std::string many = ExtraInfo(options);
@@ -147,6 +180,7 @@ void Install(const Options& options) {
                                     many.empty() ? options.extra_info : many.c_str()};
   Handler()->SetTraceInfo(info);
   Handler()->SetDebugLogSinkCallback(Sink);
+  AskForCompanions(options);
   if (options.without_descriptors) UseAllDescriptors();
   if (options.without_memory) LeaveAddressSpace(size_t{1} << 20);
   Require(Handler()->InstallCrashHandler());

@@ -257,21 +257,32 @@ bool WriteCompanion(const char* report, const CrashFacts& crash, const CrashSett
   return true;
 }
 
+// Whole, but for its name, which it gets at the end of the scope at the latest: also when the
+// host's functions leave that by an exception.
+class HeldReport {
+ public:
+  explicit HeldReport(ReportFile* report) { sReport.store(report); }
+  ~HeldReport() { CommitWithoutCompanion(); }
+  HeldReport(const HeldReport&) = delete;
+  HeldReport& operator=(const HeldReport&) = delete;
+
+  // False when another has given it its name meanwhile.
+  static bool Release() { return sReport.exchange(nullptr) != nullptr; }
+};
+
 }  // namespace
 
 bool CommitWithCompanion(ReportFile* report, const char* path, const CrashFacts& crash,
                          const CrashSettings& settings, ReportWay way) {
   ReportPath companion_path;
-  if (!WantsCompanions() || report->failed() || !CompanionPath(path, "", companion_path)) {
+  if (!WantsCompanions() || !report->Close() || !CompanionPath(path, "", companion_path)) {
     return report->Commit();
   }
   ReportFile companion;
-  sReport.store(report);
+  const HeldReport held(report);
   const bool written =
       WriteCompanion(path, crash, settings, way, companion_path, &companion) && companion.Commit();
-  // Else another has given it its name meanwhile.
-  if (sReport.exchange(nullptr) == nullptr) return true;
-  if (report->Commit()) return true;
+  if (!HeldReport::Release() || report->Commit()) return true;
   if (written) unlink(companion_path);
   return false;
 }

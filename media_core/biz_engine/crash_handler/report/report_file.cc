@@ -70,9 +70,9 @@ bool CreateDirectories(const char* path) {
 }
 
 bool ReportFile::Open(const char* path) {
-  path_ = path;
   fd_ = CreateBeside(path, temporary_);
   failed_ = fd_ < 0;
+  path_ = failed_ ? nullptr : path;
   return !failed_;
 }
 
@@ -91,12 +91,16 @@ bool ReportFile::Write(const char* bytes, size_t count) {
   return !failed_;
 }
 
-bool ReportFile::Commit() {
-  if (fd_ < 0) return false;
+bool ReportFile::Close() {
   // Some file systems tell only at the end that there was no room.
-  if (close(fd_) != 0 && errno != EINTR) failed_ = true;
+  if (fd_ >= 0 && close(fd_) != 0 && errno != EINTR) failed_ = true;
   fd_ = -1;
-  if (!failed_ && rename(temporary_, path_) == 0) return true;
+  return !failed_;
+}
+
+bool ReportFile::Commit() {
+  if (path_ == nullptr) return false;
+  if (Close() && rename(temporary_, path_) == 0) return true;
   unlink(temporary_);
   return false;
 }

@@ -26,7 +26,8 @@ class ReportFile {
   // False when it failed, now or before. A file larger than the process may make is a failure, not
   // a SIGXFSZ.
   bool Write(const char* bytes, size_t count);
-  bool failed() const { return failed_; }
+  // Nothing is written to it any more; its descriptor is free. False when anything has failed.
+  bool Close();
   // Gives the file its name, replacing a file that has it; false, and nothing is left of it, when
   // anything has failed.
   bool Commit();
@@ -34,7 +35,7 @@ class ReportFile {
   void Abandon() const;
 
  private:
-  const char* path_ = nullptr;
+  const char* path_ = nullptr;  // null where there is no file
   ReportPath temporary_;
   int fd_ = -1;
   bool failed_ = false;

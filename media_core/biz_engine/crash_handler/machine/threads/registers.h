@@ -9,10 +9,10 @@ namespace CrashHandler::machine {
 
 #if defined(__aarch64__)
 using Registers = RegistersArm64;
-constexpr auto& kRegisterNames = kRegisterNamesArm64;
+inline constexpr auto& kRegisterNames = kRegisterNamesArm64;
 #elif defined(__x86_64__)
 using Registers = RegistersX8664;
-constexpr auto& kRegisterNames = kRegisterNamesX8664;
+inline constexpr auto& kRegisterNames = kRegisterNamesX8664;
 #else
 #error "A new processor: describe its registers as registers_x86_64.h does."
 #endif
