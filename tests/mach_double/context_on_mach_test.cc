@@ -68,6 +68,35 @@ TEST(ContextOnMach, WithoutAContextItIsNoFault) {
   EXPECT_FALSE(IsFault(SIGSEGV, &info, nullptr));
 }
 
+FaultAccess AccessBy(int signo, uint16_t vector, uint32_t error_code) {
+  const mach_double::RecordedContext context = mach_double::RecordContext(vector, {}, error_code);
+  const siginfo_t info = {};
+  return AccessOfFault(signo, &info, context.get());
+}
+
+TEST(ContextOnMach, APageFaultTellsItsAccess) {
+  EXPECT_EQ(FaultAccess::kRead, AccessBy(SIGSEGV, kPageFault, 0x4));
+  EXPECT_EQ(FaultAccess::kWrite, AccessBy(SIGBUS, kPageFault, 0x6));
+  EXPECT_EQ(FaultAccess::kExecute, AccessBy(SIGSEGV, kPageFault, 0x15));
+  EXPECT_EQ(FaultAccess::kUnknown, AccessBy(SIGSEGV, kGeneralProtection, 0x2));
+  EXPECT_EQ(FaultAccess::kUnknown, AccessBy(SIGFPE, kDivideError, 0x2));
+  EXPECT_EQ(FaultAccess::kUnknown, AccessBy(SIGSEGV, kSystemCall, 0x2));
+}
+
+TEST(ContextOnMach, AnAddressIsThereWhereTheProcessorTellsOne) {
+  siginfo_t info = {};
+  info.si_addr = reinterpret_cast<void*>(0x1234);
+  const auto told = [&info](int signo, uint16_t vector) {
+    const mach_double::RecordedContext context = mach_double::RecordContext(vector, {});
+    uint64_t address = 0;
+    return AddressOfFault(signo, &info, context.get(), &address) ? address : 0;
+  };
+  EXPECT_EQ(0x1234U, told(SIGSEGV, kPageFault));
+  EXPECT_EQ(0x1234U, told(SIGFPE, kDivideError));
+  EXPECT_EQ(0U, told(SIGSEGV, kGeneralProtection));
+  EXPECT_EQ(0U, told(SIGSEGV, kSystemCall));
+}
+
 TEST(ContextOnMach, TheRegistersAreTheInterruptedOnes) {
   x86_thread_state64_t state = {};
   state.__rip = 0x1111;

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
+#include "media_core/biz_engine/crash_handler/machine/host/system_facts.h"
 #include "media_core/biz_engine/crash_handler/machine/images/images.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/thread_capture.h"
@@ -461,6 +462,57 @@ TEST(MachHost, EveryProcessorTypeHasItsWord) {
   EXPECT_STREQ("unSupport", HostCpuTypeName());
   EXPECT_EQ(1, mach_double::RightsOf(mach_host_self()).send)
       << "each question gives its right back";
+}
+
+TEST(MachSystemFacts, LastingOnesAreThePlatforms) {
+  const auto facts = std::make_unique<LastingFacts>();
+  ReadLastingFacts(facts.get());
+  EXPECT_NE(std::string(facts->executable).find("machine_on_mach_test"), std::string::npos);
+  EXPECT_EQ(facts->processors, static_cast<uint64_t>(sysconf(_SC_NPROCESSORS_ONLN)));
+}
+
+TEST(MachSystemFacts, TheVersionIsTheTextBehindItsKey) {
+  const char plist[] =
+      "<dict>\n\t<key>ProductName</key>\n\t<string>macOS</string>\n"
+      "\t<key>ProductVersion</key>\n\t<string>11.3</string>\n</dict>\n";
+  char version[16];
+  CopyQuoted(plist, "<key>ProductVersion</key>", "<string>", "<", version, sizeof(version));
+  EXPECT_STREQ(version, "11.3");
+  CopyQuoted(plist, "<key>ProductVersion</key>", "<string>", "<", version, 3);
+  EXPECT_STREQ(version, "11");
+  for (const char* broken :
+       {"", "<key>ProductVersion</key>", "<key>ProductVersion</key><string>1"}) {
+    CopyQuoted(broken, "<key>ProductVersion</key>", "<string>", "<", version, sizeof(version));
+    EXPECT_STREQ(version, "") << broken;
+  }
+}
+
+TEST(MachSystemFacts, MemoryIsInBytes) {
+  MemoryFacts facts;
+  ReadMemoryFacts(&facts);
+  EXPECT_EQ(facts.machine, uint64_t{1} << 33);
+  EXPECT_EQ(facts.available, uint64_t{1500} * static_cast<uint64_t>(sysconf(_SC_PAGESIZE)));
+  EXPECT_EQ(facts.resident, 1U << 20);
+  EXPECT_EQ(facts.peak, 1U << 21);
+  EXPECT_EQ(facts.reserved, 1U << 30);
+}
+
+TEST(MachSystemFacts, WhatTheSystemDoesNotSayIsZero) {
+  MemoryFacts facts;
+  mach_double::FailOnce(Call::kHostInfo, KERN_FAILURE);
+  mach_double::FailOnce(Call::kHostStatistics, KERN_FAILURE);
+  mach_double::FailOnce(Call::kTaskInfo, KERN_FAILURE);
+  ReadMemoryFacts(&facts);
+  EXPECT_EQ(facts.machine + facts.available + facts.resident + facts.peak + facts.reserved, 0U);
+  mach_double::FailOnce(Call::kSysctl, EPERM);
+  EXPECT_EQ(SystemUptimeMs(), 0U);
+  mach_double::FailOnce(Call::kSysctl, EPERM);
+  EXPECT_EQ(ProcessUptimeMs(), 0U);
+}
+
+TEST(MachSystemFacts, UptimesAreInMilliseconds) {
+  EXPECT_NEAR(static_cast<double>(SystemUptimeMs()), 3600e3, 100e3);
+  EXPECT_NEAR(static_cast<double>(ProcessUptimeMs()), 60e3, 50e3);
 }
 
 }  // namespace

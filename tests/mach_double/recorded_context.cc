@@ -14,9 +14,11 @@ void ContextDeleter::operator()(void* context) const {
   delete recorded;
 }
 
-RecordedContext RecordContext(uint16_t vector, const x86_thread_state64_t& state) {
+RecordedContext RecordContext(uint16_t vector, const x86_thread_state64_t& state,
+                              uint32_t error_code) {
   auto* const machine = new MachineContext{};
   machine->__es.__trapno = vector;
+  machine->__es.__err = error_code;
   machine->__ss = state;
   auto* const context = new ucontext_t{};
   context->uc_mcsize = sizeof(*machine);

@@ -14,8 +14,9 @@ struct ContextDeleter {
 };
 using RecordedContext = std::unique_ptr<void, ContextDeleter>;
 
-// `vector` is what brought the thread into the kernel last.
-RecordedContext RecordContext(uint16_t vector, const x86_thread_state64_t& state);
+// `vector` is what brought the thread into the kernel last, with the processor's code for it.
+RecordedContext RecordContext(uint16_t vector, const x86_thread_state64_t& state,
+                              uint32_t error_code = 0);
 
 }  // namespace mach_double
 

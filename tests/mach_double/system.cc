@@ -1,7 +1,9 @@
 // Memory, process record, host and time.
 #include <errno.h>
+#include <mach-o/dyld.h>
 #include <sys/mman.h>
 #include <sys/sysctl.h>
+#include <sys/time.h>
 #include <sys/uio.h>
 #include <time.h>
 #include <unistd.h>
@@ -79,13 +81,33 @@ kern_return_t vm_deallocate(vm_map_t task, vm_address_t address, vm_size_t size)
   return gone ? KERN_SUCCESS : KERN_INVALID_ARGUMENT;
 }
 
-// Only the record of this very process: four words, CTL_KERN, KERN_PROC, KERN_PROC_PID and its
-// number.
+namespace {
+
+constexpr int64_t kBootedSecondsAgo = 3600;
+constexpr int64_t kStartedSecondsAgo = 60;
+
+timeval SecondsAgo(int64_t seconds) {
+  timeval now = {};
+  gettimeofday(&now, nullptr);
+  now.tv_sec -= seconds;
+  return now;
+}
+
+}  // namespace
+
+// When the system started (an hour ago), and the record of this very process: four words, CTL_KERN,
+// KERN_PROC, KERN_PROC_PID and its number.
 int sysctl(int* name, u_int name_words, void* old, size_t* old_size, void* /*fresh*/,
            size_t /*fresh_size*/) {
   if (const auto failure = FailureOf(Call::kSysctl)) {
     errno = *failure;
     return -1;
+  }
+  if (name_words == 2 && name[0] == CTL_KERN && name[1] == KERN_BOOTTIME) {
+    const timeval booted = SecondsAgo(kBootedSecondsAgo);
+    std::memcpy(old, &booted, sizeof(booted));
+    *old_size = sizeof(booted);
+    return 0;
   }
   if (name_words != 4 || name[0] != CTL_KERN || name[1] != KERN_PROC || name[2] != KERN_PROC_PID) {
     errno = ENOENT;
@@ -98,6 +120,7 @@ int sysctl(int* name, u_int name_words, void* old, size_t* old_size, void* /*fre
   kinfo_proc record = {};
   record.kp_proc.p_flag = mach_double::traced ? P_TRACED : 0;
   record.kp_proc.p_pid = getpid();
+  record.kp_proc.p_starttime = SecondsAgo(kStartedSecondsAgo);
   record.kp_eproc.e_ppid = getppid();
   if (*old_size < sizeof(record)) {
     errno = ENOMEM;
@@ -128,6 +151,50 @@ kern_return_t host_info(host_t host, host_flavor_t flavor, host_info_t info,
   std::memcpy(info, &facts, sizeof(facts));
   *count = HOST_BASIC_INFO_COUNT;
   return KERN_SUCCESS;
+}
+
+// Of 1000 pages that are free, 500 that are inactive.
+kern_return_t host_statistics64(host_t host, host_flavor_t flavor, host_info64_t info,
+                                mach_msg_type_number_t* count) {
+  if (const auto failure = FailureOf(Call::kHostStatistics)) return *failure;
+  if (host == MACH_PORT_NULL) return MACH_SEND_INVALID_DEST;
+  if (flavor != HOST_VM_INFO64) return KERN_INVALID_ARGUMENT;
+  if (*count < HOST_VM_INFO64_COUNT) return KERN_FAILURE;
+  vm_statistics64_data_t statistics = {};
+  statistics.free_count = 1000;
+  statistics.inactive_count = 500;
+  std::memcpy(info, &statistics, sizeof(statistics));
+  *count = HOST_VM_INFO64_COUNT;
+  return KERN_SUCCESS;
+}
+
+// Of 1 MiB in memory, 2 MiB at the most, 1 GiB of addresses.
+kern_return_t task_info(task_t task, task_flavor_t flavor, task_info_t info,
+                        mach_msg_type_number_t* count) {
+  if (const auto failure = FailureOf(Call::kTaskInfo)) return *failure;
+  if (task != mach_task_self()) return MACH_SEND_INVALID_DEST;
+  if (flavor != MACH_TASK_BASIC_INFO || *count < MACH_TASK_BASIC_INFO_COUNT) {
+    return KERN_INVALID_ARGUMENT;
+  }
+  mach_task_basic_info_data_t facts = {};
+  facts.resident_size = 1u << 20;
+  facts.resident_size_max = 1u << 21;
+  facts.virtual_size = 1u << 30;
+  std::memcpy(info, &facts, sizeof(facts));
+  *count = MACH_TASK_BASIC_INFO_COUNT;
+  return KERN_SUCCESS;
+}
+
+int _NSGetExecutablePath(char* path, uint32_t* room) {
+  char own[4096];
+  const ssize_t length = readlink("/proc/self/exe", own, sizeof(own));
+  if (length < 0 || static_cast<uint32_t>(length) + 1 > *room) {
+    *room = static_cast<uint32_t>(length + 1);
+    return -1;
+  }
+  std::memcpy(path, own, static_cast<size_t>(length));
+  path[length] = '\0';
+  return 0;
 }
 
 kern_return_t mach_timebase_info(mach_timebase_info_t info) {

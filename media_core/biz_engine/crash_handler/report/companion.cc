@@ -29,7 +29,7 @@ constexpr char kEnding[] = ".json";
 constexpr char kHostPrefix[] = "Host";
 constexpr uint64_t kMaxLogLines = 200;
 constexpr size_t kMaxLogLineBytes = 1024;
-constexpr size_t kMaxThreads = 1000;
+constexpr size_t kMaxThreads = 4000;
 
 // One companion at a time is written.
 char sBuffer[8 << 10];

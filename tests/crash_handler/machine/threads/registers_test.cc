@@ -128,5 +128,23 @@ TEST(ExceptionClassTest, OnX8664InterruptsAndSystemCallsAreNotRepeated) {
     EXPECT_FALSE(VectorRepeats(vector)) << vector;
 }
 
+TEST(ExceptionClassTest, APageFaultsErrorCodeTellsItsAccess) {
+  constexpr unsigned kPageFault = 14;
+  EXPECT_EQ(AccessOfVector(kPageFault, 0x4), FaultAccess::kRead);
+  EXPECT_EQ(AccessOfVector(kPageFault, 0x7), FaultAccess::kWrite);
+  EXPECT_EQ(AccessOfVector(kPageFault, 0x15), FaultAccess::kExecute);
+  EXPECT_EQ(AccessOfVector(13, 0x7), FaultAccess::kUnknown);
+  EXPECT_EQ(AccessOfVector(0, 0x2), FaultAccess::kUnknown);
+}
+
+TEST(ExceptionClassTest, AnAbortsSyndromeTellsItsAccess) {
+  EXPECT_EQ(AccessOfSyndrome(0x92000006), FaultAccess::kRead);     // data, translation, level 2
+  EXPECT_EQ(AccessOfSyndrome(0x92000046), FaultAccess::kWrite);    // the same for a write
+  EXPECT_EQ(AccessOfSyndrome(0x92000146), FaultAccess::kUnknown);  // maintenance of a cache
+  EXPECT_EQ(AccessOfSyndrome(0x82000006), FaultAccess::kExecute);  // instruction
+  EXPECT_EQ(AccessOfSyndrome(0x02000000), FaultAccess::kUnknown);  // unknown instruction
+  EXPECT_EQ(AccessOfSyndrome(0xf2000001), FaultAccess::kUnknown);  // breakpoint
+}
+
 }  // namespace
 }  // namespace CrashHandler::machine

@@ -1,4 +1,4 @@
-// Stand-in for the platform's <mach/host_info.h>: the host's basic facts.
+// Stand-in for the platform's <mach/host_info.h>: the host's basic facts, and its memory.
 #ifndef TESTS_MACH_DOUBLE_INCLUDE_MACH_HOST_INFO_H_
 #define TESTS_MACH_DOUBLE_INCLUDE_MACH_HOST_INFO_H_
 
@@ -32,5 +32,22 @@ typedef struct host_basic_info* host_basic_info_t;
 
 #define HOST_BASIC_INFO_COUNT \
   ((mach_msg_type_number_t)(sizeof(host_basic_info_data_t) / sizeof(integer_t)))
+
+typedef integer_t* host_info64_t;
+
+#define HOST_VM_INFO64 4
+
+// Only what is read has a name; the rest keeps the platform's size and offsets.
+struct vm_statistics64 {
+  natural_t free_count;
+  natural_t active_count;
+  natural_t inactive_count;
+  natural_t wire_count;
+  uint64_t mach_double_tail[17];
+};
+typedef struct vm_statistics64 vm_statistics64_data_t;
+
+#define HOST_VM_INFO64_COUNT \
+  ((mach_msg_type_number_t)(sizeof(vm_statistics64_data_t) / sizeof(integer_t)))
 
 #endif  // TESTS_MACH_DOUBLE_INCLUDE_MACH_HOST_INFO_H_

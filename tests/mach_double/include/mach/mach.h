@@ -27,6 +27,22 @@ typedef uintptr_t vm_offset_t;
 typedef vm_offset_t vm_address_t;
 typedef uintptr_t vm_size_t;
 typedef vm_address_t pointer_t;
+typedef integer_t* task_info_t;
+typedef natural_t task_flavor_t;
+
+#define MACH_TASK_BASIC_INFO 20
+
+#pragma pack(push, 4)
+struct mach_task_basic_info {
+  uint64_t virtual_size;
+  uint64_t resident_size;
+  uint64_t resident_size_max;
+  integer_t mach_double_tail[6];
+};
+#pragma pack(pop)
+typedef struct mach_task_basic_info mach_task_basic_info_data_t;
+
+#define MACH_TASK_BASIC_INFO_COUNT (sizeof(mach_task_basic_info_data_t) / sizeof(natural_t))
 
 extern "C" {
 
@@ -69,6 +85,10 @@ kern_return_t vm_read_overwrite(vm_map_t task, vm_address_t address, vm_size_t s
 kern_return_t vm_deallocate(vm_map_t task, vm_address_t address, vm_size_t size);
 
 kern_return_t host_info(host_t host, host_flavor_t flavor, host_info_t info,
+                        mach_msg_type_number_t* count);
+kern_return_t host_statistics64(host_t host, host_flavor_t flavor, host_info64_t info,
+                                mach_msg_type_number_t* count);
+kern_return_t task_info(task_t task, task_flavor_t flavor, task_info_t info,
                         mach_msg_type_number_t* count);
 }
 

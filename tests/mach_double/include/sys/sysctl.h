@@ -1,19 +1,23 @@
-// Stand-in for the platform's <sys/sysctl.h>: the record of one process.
+// Stand-in for the platform's <sys/sysctl.h>: the record of one process, and when the system
+// started.
 #ifndef TESTS_MACH_DOUBLE_INCLUDE_SYS_SYSCTL_H_
 #define TESTS_MACH_DOUBLE_INCLUDE_SYS_SYSCTL_H_
 
 #include <stddef.h>
+#include <sys/time.h>
 #include <sys/types.h>
 
 #define CTL_KERN 1
 #define KERN_PROC 14
 #define KERN_PROC_PID 1
+#define KERN_BOOTTIME 21
 
 #define P_TRACED 0x00000800
 
 // Only what is read has a name; the rest keeps the platform's size and offsets.
 struct extern_proc {
-  void* mach_double_head[4];
+  struct timeval p_starttime;
+  void* mach_double_head[2];
   int p_flag;
   char p_stat;
   pid_t p_pid;
