@@ -28,16 +28,9 @@ Row Fault(const char* name, const std::vector<std::string>& options, const std::
   return row;
 }
 
-
 // Its ending has one byte more.
 Row WithoutCompanion(Row row) {
   row.traits |= kRoomForAReportOnly;
-  return row;
-}
-
-Row Lost(Row row) {
-  row.reports = 0;
-  row.said = {kSaysOurs, kSaysFinished};
   return row;
 }
 

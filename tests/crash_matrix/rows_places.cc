@@ -21,26 +21,8 @@ Row With(Row row, const std::vector<std::string>& options) {
   return row;
 }
 
-
 Row OneDescriptor(Row row) {
   row.traits |= kOneDescriptor;
-  return row;
-}
-
-Row Lost(Row row) {
-  row.reports = 0;
-  row.said = {kSaysOurs, kSaysFinished};
-  return row;
-}
-
-Row Saying(Row row, const char* line) {
-  row.said = {line};
-  return row;
-}
-
-// The handling faults itself.
-Row Refused(Row row) {
-  row.said = {kSaysRefused};
   return row;
 }
 

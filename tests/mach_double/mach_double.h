@@ -48,13 +48,8 @@ enum class Call {
   kPthreadCreate,  // the code is an errno value
   kThreadInfo,
   kProcPidInfo,  // returns 0 with the code in errno
-
   kHostStatistics,
   kTaskInfo,
-  kSysctl,             // returns -1 with the code in errno
-  kPthreadCreate,      // the code is an errno value
-  kPthreadGetName,     // the code is an errno value
-  kPthreadFromThread,  // gives null
   kTimebaseInfo,
   kSemaphoreCreate,  // gives null
   kSemaphoreWait,    // gives the code

@@ -12,10 +12,25 @@ namespace {
 
 constexpr char kVersionFile[] = "/System/Library/CoreServices/SystemVersion.plist";
 
+// Every call for the host's port gives a right more.
+class HostPort {
+ public:
+  HostPort() = default;
+  ~HostPort() { mach_port_deallocate(mach_task_self(), port_); }
+  HostPort(const HostPort&) = delete;
+  HostPort& operator=(const HostPort&) = delete;
+
+  host_t port() const { return port_; }
+
+ private:
+  const host_t port_ = mach_host_self();
+};
+
 bool HostFacts(host_basic_info_data_t* facts) {
+  const HostPort host;
   mach_msg_type_number_t count = HOST_BASIC_INFO_COUNT;
-  return host_info(mach_host_self(), HOST_BASIC_INFO, reinterpret_cast<host_info_t>(facts),
-                   &count) == KERN_SUCCESS;
+  return host_info(host.port(), HOST_BASIC_INFO, reinterpret_cast<host_info_t>(facts), &count) ==
+         KERN_SUCCESS;
 }
 
 uint64_t MsSince(const timeval& moment) {
@@ -27,10 +42,11 @@ uint64_t MsSince(const timeval& moment) {
 }
 
 uint64_t AvailableBytes() {
+  const HostPort host;
   vm_statistics64_data_t statistics;
   mach_msg_type_number_t count = HOST_VM_INFO64_COUNT;
   const kern_return_t result = host_statistics64(
-      mach_host_self(), HOST_VM_INFO64, reinterpret_cast<host_info64_t>(&statistics), &count);
+      host.port(), HOST_VM_INFO64, reinterpret_cast<host_info64_t>(&statistics), &count);
   if (result != KERN_SUCCESS) return 0;
   const uint64_t pages = uint64_t{statistics.free_count} + statistics.inactive_count;
   return pages * static_cast<uint64_t>(getpagesize());
