@@ -15,9 +15,9 @@ import sys
 import tempfile
 
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-SAMPLES = os.path.join(ROOT, "tests/crash_handler/machine")
+SAMPLES = os.path.join(ROOT, "tests/crash_handler/machine/images")
 LIBRARY = os.path.join(SAMPLES, "no_build_id_library.c")
-MACHO_LIBRARY = os.path.join(SAMPLES, "macho_test_image.c")
+MACHO_LIBRARY = os.path.join(ROOT, "tests/support/macho_library.c")
 UNWIND = os.path.join(ROOT, "fuzz/unwind_seed.s")
 
 
