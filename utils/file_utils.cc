@@ -5,9 +5,11 @@
 namespace tessik {
 namespace utils {
 
-bool IsDirExists(const std::string& path) { return tessik::shared::IsWritable(path); }
+bool IsDirExists(const std::string& path) { return tessik::shared::IsWritable(path.c_str()); }
 
-bool DirExistsOrCreat(const std::string& path) { return tessik::shared::WritableOrCreated(path); }
+bool DirExistsOrCreat(const std::string& path) {
+  return tessik::shared::WritableOrCreated(path.c_str());
+}
 
 bool isFileExist(const std::string& path) { return tessik::shared::Exists(path); }
 

@@ -46,12 +46,6 @@ bool VisitDir(const std::string& dir,
   return true;
 }
 
-bool IsWritable(const std::string& path) { return access(path.c_str(), W_OK) == 0; }
-
 bool Exists(const std::string& path) { return access(path.c_str(), F_OK) == 0; }
-
-bool WritableOrCreated(const std::string& path) {
-  return IsWritable(path) || mkdir(path.c_str(), 0755) == 0;
-}
 
 }  // namespace tessik::shared

@@ -2,6 +2,9 @@
 #ifndef UTILS_SHARED_FILES_H_
 #define UTILS_SHARED_FILES_H_
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <functional>
 #include <string>
 
@@ -15,11 +18,14 @@ bool VisitDir(const std::string& dir,
               const std::function<bool(const std::string& name, EntryKind kind)>& visit);
 
 // Whether the process may write to what `path` names.
-bool IsWritable(const std::string& path);
+inline bool IsWritable(const char* path) { return access(path, W_OK) == 0; }
 // Whether `path` leads to anything.
 bool Exists(const std::string& path);
-// IsWritable, or else whether a folder of mode 0755 could be created there.
-bool WritableOrCreated(const std::string& path);
+// IsWritable, or else whether a folder of mode 0755 could be created there. May be used in a signal
+// handler.
+inline bool WritableOrCreated(const char* path) {
+  return IsWritable(path) || mkdir(path, 0755) == 0;
+}
 
 }  // namespace tessik::shared
 

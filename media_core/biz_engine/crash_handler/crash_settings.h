@@ -10,12 +10,14 @@
 #include <functional>
 #include <string>
 
+#include "media_core/biz_engine/crash_handler/report/report_words.h"
+
 namespace CrashHandler {
 
 // Immutable once published.
 struct CrashSettings {
   std::string dump_dir;  // empty: the default
-  std::string app_id = "Unknown-App";
+  std::string app_id = kUnknownApp;
   std::string session_id;
   std::string sdk_version = "1.0.dev";
   std::string extra_info;

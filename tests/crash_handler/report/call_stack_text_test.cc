@@ -10,6 +10,7 @@
 #include <thread>
 #include <vector>
 
+#include "media_core/biz_engine/crash_handler/report/last_path_entry.h"
 #include "tests/support/files.h"
 #include "tests/support/platform.h"
 

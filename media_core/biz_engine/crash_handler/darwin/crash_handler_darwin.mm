@@ -21,6 +21,7 @@
 #include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/dying/later_crashes.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/fault.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/signal_action.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/crash_frames.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_log.h"
@@ -120,7 +121,7 @@ const struct sigaction* FindOldSignalHandler(int signo) {
     const struct sigaction& old = oldSignalHandlers[i];
     if (kExceptionSignals[i] != signo || (old.sa_flags & SA_SIGINFO) == 0) continue;
     // An ignored signal has no function behind it, whatever its flags are.
-    if (old.sa_handler != SIG_DFL && old.sa_handler != SIG_IGN) return &old;
+    if (machine::HasFunction(old)) return &old;
   }
   return nullptr;
 }
@@ -199,17 +200,13 @@ void HandleSignal(SignalCall* call) {
 void CallOldSignalHandler(const SignalCall& call) {
   const struct sigaction old = *call.old_handler;
   const bool deferred = (static_cast<unsigned>(old.sa_flags) & SA_NODEFER) == 0;
-  sigset_t only;
+  const sigset_t only = machine::MaskOf(call.signo);
   sigset_t mask;
-  sigemptyset(&only);
-  sigaddset(&only, call.signo);
   pthread_sigmask(SIG_BLOCK, &old.sa_mask, &mask);
   if (!deferred) pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
   if (deferred && machine::BlockedFaultEnds()) pthread_sigmask(SIG_BLOCK, &only, nullptr);
   if ((static_cast<unsigned>(old.sa_flags) & SA_RESETHAND) != 0) {
-    struct sigaction action = {};
-    action.sa_handler = SIG_DFL;
-    sigaction(call.signo, &action, nullptr);
+    machine::SetDefaultAction(call.signo);
   }
   old.sa_sigaction(call.signo, call.info, call.context);
   pthread_sigmask(SIG_SETMASK, &mask, nullptr);
@@ -286,8 +283,7 @@ void InstallSignalAction(int signo, struct sigaction* previous) {
   struct sigaction action = {};
   action.sa_sigaction = OruRTCSignalCatchHandler;
   action.sa_flags = SA_SIGINFO | SA_ONSTACK;
-  sigemptyset(&action.sa_mask);
-  sigaddset(&action.sa_mask, signo);
+  action.sa_mask = machine::MaskOf(signo);
   if (sigaction(signo, &action, previous) != 0) {
     ORU_CRASH_LOG_PROBLEM("DarwinCrashHandler::install signal %d error", signo);
   }

@@ -5,6 +5,7 @@
 
 #include "media_core/biz_engine/crash_handler/machine/images/code_of_no_image.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/fault.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/signal_action.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/crash_frames.h"
 
 namespace CrashHandler {
@@ -34,11 +35,7 @@ bool IsRuntimes(int signo, const siginfo_t* info, const void* context) {
 void CallBehind(int signo, siginfo_t* info, void* context) {
   const struct sigaction behind = sBehind[signo];
   const auto flags = static_cast<unsigned>(behind.sa_flags);
-  if ((flags & SA_RESETHAND) != 0) {
-    struct sigaction action = {};
-    action.sa_handler = SIG_DFL;
-    sigaction(signo, &action, nullptr);
-  }
+  if ((flags & SA_RESETHAND) != 0) machine::SetDefaultAction(signo);
   if ((flags & SA_SIGINFO) != 0) {
     behind.sa_sigaction(signo, info, context);
   } else {

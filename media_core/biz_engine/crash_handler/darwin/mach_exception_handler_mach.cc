@@ -15,7 +15,7 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_phase_mach.h"
-#include "media_core/biz_engine/crash_handler/tools/crash_handler_utils.h"
+#include "media_core/biz_engine/crash_handler/tools/crash_log.h"
 
 namespace CrashHandler {
 
@@ -25,11 +25,6 @@ std::atomic<pthread_t> OruRTCMachExceptionHandleThread{};
 std::atomic<mach_port_t> OruRTCMachExceptionHandleThreadId{MACH_PORT_NULL};
 
 namespace {
-
-// Macros, because every line carries the place it was written at.
-#define ORU_MACH_INFO(...) PrintLog(kCrashLogInfo, "Crash_Handler", __FILE__, __LINE__, __VA_ARGS__)
-#define ORU_MACH_ERROR(format, text) \
-  PrintLog(kCrashLogError, "Crash_Handler", __FILE__, __LINE__, format, (text).c_str())
 
 // Emulation exceptions are left to whoever has them.
 constexpr exception_mask_t kExceptionMask = EXC_MASK_BAD_ACCESS | EXC_MASK_BAD_INSTRUCTION |
@@ -105,34 +100,34 @@ bool SaveExceptionPorts() {
     sPortsToRestore.store(++sInstallation);
     return true;
   }
-  ORU_MACH_ERROR("task_get_exception_ports error: %s", MachErrorText(result));
+  ORU_CRASH_LOG_PROBLEM("task_get_exception_ports error: %s", MachErrorText(result).c_str());
   return false;
 }
 
 bool MakeExceptionPort() {
   if (OruRTCMachExceptionPort.load() != MACH_PORT_NULL) return true;
-  ORU_MACH_INFO("Allocating new port with receive rights");
+  ORU_CRASH_LOG_PROGRESS("Allocating new port with receive rights");
   mach_port_t port = MACH_PORT_NULL;
   kern_return_t result = mach_port_allocate(mach_task_self(), MACH_PORT_RIGHT_RECEIVE, &port);
   if (result != KERN_SUCCESS) {
-    ORU_MACH_ERROR("mach_port_allocate failed: %s", MachErrorText(result));
+    ORU_CRASH_LOG_PROBLEM("mach_port_allocate failed: %s", MachErrorText(result).c_str());
     return false;
   }
   OruRTCMachExceptionPort.store(port);
-  ORU_MACH_INFO("Adding send rights to port");
+  ORU_CRASH_LOG_PROGRESS("Adding send rights to port");
   result = mach_port_insert_right(mach_task_self(), port, port, MACH_MSG_TYPE_MAKE_SEND);
   if (result == KERN_SUCCESS) return true;
-  ORU_MACH_ERROR("mach_port_insert_right failed: %s", MachErrorText(result));
+  ORU_CRASH_LOG_PROBLEM("mach_port_insert_right failed: %s", MachErrorText(result).c_str());
   return false;
 }
 
 bool InstallExceptionPort() {
-  ORU_MACH_INFO("Installing port as exception handler");
+  ORU_CRASH_LOG_PROGRESS("Installing port as exception handler");
   const kern_return_t result =
       task_set_exception_ports(mach_task_self(), kExceptionMask, OruRTCMachExceptionPort.load(),
                                kBehavior, THREAD_STATE_NONE);
   if (result == KERN_SUCCESS) return true;
-  ORU_MACH_ERROR("task_set_exception_ports error: %s", MachErrorText(result));
+  ORU_CRASH_LOG_PROBLEM("task_set_exception_ports error: %s", MachErrorText(result).c_str());
   return false;
 }
 
@@ -152,7 +147,7 @@ int CreateDeafThread(pthread_t* thread, const pthread_attr_t* attributes) {
 }
 
 bool StartHandlerThread() {
-  ORU_MACH_INFO("Create mach exception thread");
+  ORU_CRASH_LOG_PROGRESS("Create mach exception thread");
   ForgetEarlierThread();
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
@@ -160,14 +155,14 @@ bool StartHandlerThread() {
   const int result = CreateDeafThread(&thread, &attributes);
   pthread_attr_destroy(&attributes);
   if (result != 0) {
-    ORU_MACH_ERROR("pthread_create failed: %s", std::string(strerror(result)));
+    ORU_CRASH_LOG_PROBLEM("pthread_create failed: %s", std::string(strerror(result)).c_str());
     return false;
   }
   AwaitThreadWithPort();
   const mach_port_t id = pthread_mach_thread_np(thread);
   OruRTCMachExceptionHandleThread.store(thread);
   OruRTCMachExceptionHandleThreadId.store(id);
-  ORU_MACH_INFO("Mach exception handler installed, thread: %d", static_cast<int>(id));
+  ORU_CRASH_LOG_PROGRESS("Mach exception handler installed, thread: %d", static_cast<int>(id));
   return true;
 }
 
@@ -195,21 +190,21 @@ void RestoreQuietly(uint32_t installation) {
 
 void RestoreExceptionPorts(uint32_t installation) {
   if (!Claim(&sPortsToRestore, installation)) {
-    ORU_MACH_INFO("Original exception ports were already restored");
+    ORU_CRASH_LOG_PROGRESS("Original exception ports were already restored");
     return;
   }
   const mach_msg_type_number_t count = OruRTCOldMachExceptionPorts.count;
   sRestoring.store(installation);
-  ORU_MACH_INFO("Restore original mach exception ports");
+  ORU_CRASH_LOG_PROGRESS("Restore original mach exception ports");
   for (mach_msg_type_number_t i = 0; i < count; ++i) {
-    ORU_MACH_INFO("Restoring port index %d", static_cast<int>(i));
+    ORU_CRASH_LOG_PROGRESS("Restoring port index %d", static_cast<int>(i));
     if (sRestoring.load() != installation) continue;
     const kern_return_t result = RestoreEntry(i);
     if (result != KERN_SUCCESS) {
-      ORU_MACH_ERROR("task_set_exception_ports error: %s", MachErrorText(result));
+      ORU_CRASH_LOG_PROBLEM("task_set_exception_ports error: %s", MachErrorText(result).c_str());
     }
   }
-  ORU_MACH_INFO("Restore mach exception ports finish");
+  ORU_CRASH_LOG_PROGRESS("Restore mach exception ports finish");
   if (Claim(&sRestoring, installation)) GiveSavedRightsBack();
 }
 
@@ -217,7 +212,7 @@ void RestoreExceptionPorts(uint32_t installation) {
 void StopHandlerThread() {
   if (OruRTCMachExceptionHandleThread.load() == pthread_t{}) return;
   if (OruRTCMachExceptionHandleThreadId.load() == pthread_mach_thread_np(pthread_self())) return;
-  ORU_MACH_INFO("Shutdown mach exception thread");
+  ORU_CRASH_LOG_PROGRESS("Shutdown mach exception thread");
   ShutDownMachExceptionThread();
   OruRTCMachExceptionHandleThread.store(pthread_t{});
   OruRTCMachExceptionHandleThreadId.store(MACH_PORT_NULL);
@@ -270,7 +265,7 @@ void ServeForks() {
 // keeps its port.
 void ForgetPort(mach_port_t port) {
   OruRTCMachExceptionPort.compare_exchange_strong(port, MACH_PORT_NULL);
-  ORU_MACH_INFO("Mach exception handlers uninstalled");
+  ORU_CRASH_LOG_PROGRESS("Mach exception handlers uninstalled");
 }
 
 void ReleaseOnHandlerThread(const Installation& own) {
@@ -282,11 +277,11 @@ void ReleaseOnHandlerThread(const Installation& own) {
 
 void InitOruRTCMachExceptionHandler() {
   if (IsDebuggerAttached()) {
-    ORU_MACH_INFO("Debug running, skip mach exception");
+    ORU_CRASH_LOG_PROGRESS("Debug running, skip mach exception");
     return;
   }
   ServeForks();
-  ORU_MACH_INFO("Install Mach Exception handler");
+  ORU_CRASH_LOG_PROGRESS("Install Mach Exception handler");
   const bool installed =
       SaveExceptionPorts() && MakeExceptionPort() && InstallExceptionPort() && StartHandlerThread();
   if (installed) return;
@@ -306,7 +301,7 @@ void ReleaseOruRTCMachExceptionHandler() {
 void ShutDownMachExceptionThread() {
   const mach_port_t port = OruRTCMachExceptionPort.load();
   if (port == MACH_PORT_NULL) {
-    PrintLog(kCrashLogError, "Crash_Handler", __FILE__, __LINE__, "Mach exception port empty");
+    ORU_CRASH_LOG_PROBLEM("Mach exception port empty");
     return;
   }
   StopMessage message = {};
@@ -318,7 +313,7 @@ void ShutDownMachExceptionThread() {
   const mach_msg_return_t result = mach_msg(&message.header, MACH_SEND_MSG | MACH_SEND_TIMEOUT,
                                             sizeof(message), 0, MACH_PORT_NULL, 0, MACH_PORT_NULL);
   if (result != MACH_MSG_SUCCESS) {
-    ORU_MACH_ERROR("shut down mach exception error: %s", MachErrorText(result));
+    ORU_CRASH_LOG_PROBLEM("shut down mach exception error: %s", MachErrorText(result).c_str());
   }
 }
 
@@ -327,7 +322,7 @@ void* OruRTCMachExceptionHandler(void* /*unused*/) {
   MachExceptionPhase phase(own.port, [own] { RestoreQuietly(own.number); });
   MachRequest request = {};
   for (;;) {
-    ORU_MACH_INFO("Waiting for mach exception");
+    ORU_CRASH_LOG_PROGRESS("Waiting for mach exception");
     const mach_msg_return_t result = mach_msg(&request.header, MACH_RCV_MSG, 0, sizeof(request),
                                               own.port, MACH_MSG_TIMEOUT_NONE, MACH_PORT_NULL);
     const bool received = result == MACH_MSG_SUCCESS;
@@ -335,17 +330,17 @@ void* OruRTCMachExceptionHandler(void* /*unused*/) {
     const bool foreign = received && !stop && IsOfAnotherTask(request);
     if (foreign) RefuseException(request);
     if (received && !stop && !foreign) phase.Begin(request);
-    ORU_MACH_INFO("recevie msg: %d", result);
+    ORU_CRASH_LOG_PROGRESS("recevie msg: %d", result);
     if (!received) {
-      ORU_MACH_ERROR("mach_msg error: %s", MachErrorText(result));
+      ORU_CRASH_LOG_PROBLEM("mach_msg error: %s", MachErrorText(result).c_str());
       continue;
     }
     if (foreign) continue;
     if (stop) {
-      ORU_MACH_INFO("DarwinCrashHandler::receiver shutdown mach exception thread");
+      ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::receiver shutdown mach exception thread");
       return nullptr;
     }
-    ORU_MACH_INFO("DarwinCrashHandler::receiver mach exception and replay to system");
+    ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::receiver mach exception and replay to system");
     ReleaseOnHandlerThread(own);
     phase.Answer();
     return nullptr;

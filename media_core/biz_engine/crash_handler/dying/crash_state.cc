@@ -19,6 +19,7 @@
 #include "media_core/biz_engine/crash_handler/machine/threads/fault.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/helper_thread.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/own_signal.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/signal_action.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/crash_frames.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/frame_limits.h"
@@ -233,12 +234,8 @@ void EndByOwnCrash() {
 }
 
 void EndBy(int signo) {
-  struct sigaction action = {};
-  action.sa_handler = SIG_DFL;
-  sigaction(signo, &action, nullptr);
-  sigset_t only;
-  sigemptyset(&only);
-  sigaddset(&only, signo);
+  machine::SetDefaultAction(signo);
+  const sigset_t only = machine::MaskOf(signo);
   pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
   machine::SignalOwnThread(signo);
   _exit(128 + signo);

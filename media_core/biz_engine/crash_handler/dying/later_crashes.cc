@@ -7,6 +7,7 @@
 #include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/bounded_wait.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/fault.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/signal_action.h"
 
 namespace CrashHandler {
 namespace {
@@ -25,12 +26,6 @@ bool AwaitOtherThread() {
   if (!machine::WaitWhile(IsCrashOfAnotherThread, kCrashDeadlineMs, kPollMs)) return false;
   machine::PauseMs(kGraceMs);
   return true;
-}
-
-void SetDefaultAction(int signo) {
-  struct sigaction action = {};
-  action.sa_handler = SIG_DFL;
-  sigaction(signo, &action, nullptr);
 }
 
 // Within the deadline, and then for the end that may follow.
@@ -55,7 +50,7 @@ void LeaveToEarlierCrash(int signo, const siginfo_t* info, const void* context) 
   const bool recurs = machine::IsFault(signo, info, context);
   if (!recurs && signo != SIGABRT) return;
   if (IsCrashOfAnotherThread() && AwaitOtherThread()) return;
-  if (recurs) SetDefaultAction(signo);
+  if (recurs) machine::SetDefaultAction(signo);
 }
 
 bool RefuseFailedAllocation() {

@@ -1,10 +1,10 @@
 #include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/thread_capture.h"
+#include "media_core/biz_engine/crash_handler/report/last_path_entry.h"
 
 namespace CrashHandler {
 
@@ -156,12 +156,6 @@ bool AppendBatch(const ThreadNumber* numbers, size_t count, ChainTable* table, s
 }
 
 }  // namespace
-
-const char* lastPathEntry(const char* path) {
-  if (path == nullptr) return nullptr;
-  const char* slash = strrchr(path, '/');
-  return slash == nullptr ? path : slash + 1;
-}
 
 std::string logBacktraceEntry(uintptr_t address, const SymbolInformation& record) {
   TextBuffer line;

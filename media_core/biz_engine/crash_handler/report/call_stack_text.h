@@ -13,9 +13,6 @@
 
 namespace CrashHandler {
 
-// The part of a path behind its last "/", or all of it; null for null.
-const char* lastPathEntry(const char* path);
-
 // One frame's line with its newline: the image's name in a column of 30, the address, the symbol
 // and the offset from it. Without a symbol the image's base stands for it, as "0x...", and the
 // offset counts from there; without an image, its (null) base stands for the name.

@@ -1,6 +1,5 @@
-#include <cstring>
-
 #include "media_core/biz_engine/crash_handler/report/frame_line.h"
+#include "media_core/biz_engine/crash_handler/report/last_path_entry.h"
 
 namespace CrashHandler::machine {
 namespace {
@@ -13,12 +12,6 @@ void PadTo(size_t end, TextBuffer* text) {
   if (text->size() < end) text->AppendBlanks(end - text->size());
 }
 
-const char* LastPart(const char* path) {
-  if (path == nullptr) return "???";
-  const char* slash = strrchr(path, '/');
-  return slash == nullptr ? path : slash + 1;
-}
-
 }  // namespace
 
 // "index image 0xaddress symbol + offset" in columns.
@@ -27,7 +20,7 @@ void AppendFrameLine(size_t index, uintptr_t address, const SymbolInformation& r
   const size_t start = text->size();
   text->AppendNumber(index);
   PadTo(start + kIndexColumn, text);
-  text->Append(LastPart(record.dli_fname));
+  text->Append(record.dli_fname != nullptr ? lastPathEntry(record.dli_fname) : "???");
   PadTo(start + kIndexColumn + kImageColumn, text);
   text->Append(' ');
   text->AppendHex(address, kAddressDigits);

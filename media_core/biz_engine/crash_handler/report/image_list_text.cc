@@ -1,7 +1,8 @@
 #include "media_core/biz_engine/crash_handler/report/image_list_text.h"
 
 #include <cstdint>
-#include <cstring>
+
+#include "media_core/biz_engine/crash_handler/report/last_path_entry.h"
 
 namespace CrashHandler::machine {
 
@@ -32,8 +33,7 @@ void AppendLine(const ImageListEntry& entry, TextBuffer* text) {
   AppendAddress(entry.end, column, text);
   text->Append("  ");
   const char* path = entry.path == nullptr ? "" : entry.path;
-  const char* slash = strrchr(path, '/');
-  text->Append(slash == nullptr ? path : slash + 1);
+  text->Append(lastPathEntry(path));
   text->Append(entry.is_64_bit ? " arm64  <" : " armv7  <");
   AppendUuid(entry.uuid == nullptr ? "" : entry.uuid, text);
   text->Append("> ");

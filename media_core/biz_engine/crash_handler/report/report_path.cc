@@ -1,6 +1,7 @@
 #include "media_core/biz_engine/crash_handler/report/report_path.h"
 
 #include "media_core/biz_engine/crash_handler/report/utf8_text.h"
+#include "media_core/biz_engine/crash_handler/tools/report_names.h"
 
 namespace CrashHandler {
 namespace {
@@ -18,13 +19,13 @@ void AppendReportDirectory(const ReportName& name, machine::TextBuffer* path) {
 }
 
 void AppendReportFileName(const ReportName& name, machine::TextBuffer* path) {
-  AppendComponent("Crash_", path);
+  AppendComponent(dumps::kReportPrefix, path);
   for (const char* part : {name.app_id, name.session_id, name.kind}) {
     AppendAsUtf8(part, path);
     path->Append('_');
   }
   AppendTime(name.time, '-', '-', path);
-  path->Append(".log");
+  path->Append(dumps::kReportEnding);
 }
 
 void AppendTime(const machine::CivilTime& time, char gap, char colon, machine::TextBuffer* text) {

@@ -7,6 +7,7 @@
 
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
 #include "media_core/biz_engine/crash_handler/report/report_file.h"
+#include "utils/shared_files.h"
 
 namespace CrashHandler {
 namespace {
@@ -54,7 +55,7 @@ bool MayUseDumpDir(const char* dump_dir, const char* default_dir) {
 }
 
 bool IsUsableDumpDir(const char* path) {
-  return *path != '\0' && (access(path, W_OK) == 0 || mkdir(path, 0755) == 0);
+  return *path != '\0' && tessik::shared::WritableOrCreated(path);
 }
 
 }  // namespace CrashHandler

@@ -152,7 +152,9 @@ std::string GetCurrentDate(int32_t offset) {
   return std::string(text, std::strftime(text, sizeof(text), "%Y%m%d", &utc));
 }
 
-bool DirExistsOrCreat(const std::string& path) { return tessik::shared::WritableOrCreated(path); }
+bool DirExistsOrCreat(const std::string& path) {
+  return tessik::shared::WritableOrCreated(path.c_str());
+}
 
 bool IsFileExist(const std::string& path) { return tessik::shared::Exists(path); }
 

@@ -8,8 +8,6 @@
 namespace CrashHandler::dumps {
 namespace {
 
-constexpr char kPrefix[] = "Crash_";
-constexpr char kEnding[] = ".log";
 // "0" stands for any digit.
 constexpr char kTimePattern[] = "0000-00-00-00-00-00";
 constexpr char kSessionPrefix[] = "Session_";
@@ -34,8 +32,8 @@ bool IsKind(const std::string& word) {
 
 // Cuts "_KIND_TIME.log" off; false when it is not there.
 bool TakeKindAndTime(std::string* name, std::string* kind) {
-  if (!EndsIn(*name, kEnding)) return false;
-  const std::string stem = name->substr(0, name->size() - (sizeof kEnding - 1));
+  if (!EndsIn(*name, kReportEnding)) return false;
+  const std::string stem = name->substr(0, name->size() - (sizeof kReportEnding - 1));
   const size_t time = stem.rfind('_');
   if (time == std::string::npos || time == 0 || !IsTime(stem.substr(time + 1))) return false;
   const size_t word = stem.rfind('_', time - 1);
@@ -73,9 +71,9 @@ bool BeginsWith(const std::string& text, const std::string& beginning) {
 
 bool ParseReportName(const std::string& name, ReportName* parts) {
   std::string ids = name;
-  if (!BeginsWith(name, kPrefix) || !TakeKindAndTime(&ids, &parts->kind)) return false;
-  if (ids.size() < sizeof kPrefix - 1) return false;
-  ids.erase(0, sizeof kPrefix - 1);
+  if (!BeginsWith(name, kReportPrefix) || !TakeKindAndTime(&ids, &parts->kind)) return false;
+  if (ids.size() < sizeof kReportPrefix - 1) return false;
+  ids.erase(0, sizeof kReportPrefix - 1);
   const size_t end = ids.find('_');
   if (end == std::string::npos) return false;
   parts->app_id = ids.substr(0, end);
@@ -88,12 +86,12 @@ bool IsReportNameOf(const std::string& name, const std::string& app_id,
   std::string ids = name;
   std::string kind;
   if (!TakeKindAndTime(&ids, &kind)) return false;
-  const std::string of_app = kPrefix + app_id + "_";
+  const std::string of_app = kReportPrefix + app_id + "_";
   return session_id.empty() ? BeginsWith(ids, of_app) : ids == of_app + session_id;
 }
 
 std::string WithEnding(const std::string& report, const char* ending) {
-  return report.substr(0, report.size() - (sizeof kEnding - 1)) + ending;
+  return report.substr(0, report.size() - (sizeof kReportEnding - 1)) + ending;
 }
 
 std::string SessionFileName(const std::string& app_id, const std::string& session_id) {

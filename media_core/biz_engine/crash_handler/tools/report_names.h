@@ -7,6 +7,10 @@
 
 namespace CrashHandler::dumps {
 
+// What every report's name begins and ends with.
+constexpr char kReportPrefix[] = "Crash_";
+constexpr char kReportEnding[] = ".log";
+
 struct ReportName {
   std::string app_id;
   std::string session_id;

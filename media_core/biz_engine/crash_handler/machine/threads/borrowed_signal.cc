@@ -1,13 +1,8 @@
 #include "media_core/biz_engine/crash_handler/machine/threads/borrowed_signal.h"
 
-namespace CrashHandler::machine {
+#include "media_core/biz_engine/crash_handler/machine/threads/signal_action.h"
 
-sigset_t MaskOf(int signo) {
-  sigset_t mask;
-  sigemptyset(&mask);
-  sigaddset(&mask, signo);
-  return mask;
-}
+namespace CrashHandler::machine {
 
 void BorrowedSignal::Take(int signo, const struct sigaction& action) {
   TakeForOthers(signo, action);

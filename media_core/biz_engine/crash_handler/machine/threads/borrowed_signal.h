@@ -31,9 +31,6 @@ class BorrowedSignal {
   sigset_t previous_mask_ = {};
 };
 
-// Only `signo`, as for a change of the mask.
-sigset_t MaskOf(int signo);
-
 // The real-time signals of this moment that can be borrowed. For Linux only. May be used in a
 // signal handler.
 class RealTimeSignals {

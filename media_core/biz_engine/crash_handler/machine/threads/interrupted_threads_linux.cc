@@ -13,6 +13,7 @@
 #include "media_core/biz_engine/crash_handler/machine/threads/bounded_wait.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/capture_limits.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/registers_linux.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/signal_action.h"
 
 // Every thread gets one signal. Its handler finds the thread's place, claims it, copies the
 // interrupted registers and waits on a futex until the object is gone. A place's state holds the
@@ -103,7 +104,7 @@ bool Answer(const ucontext_t& context) {
 // A borrowed signal that is not ours is the host's.
 void PassOn(int signo, siginfo_t* info, void* context) {
   const struct sigaction& host = sHostActions[signo];
-  if (host.sa_handler == SIG_DFL || host.sa_handler == SIG_IGN) return;
+  if (!HasFunction(host)) return;
   if ((host.sa_flags & SA_SIGINFO) != 0) {
     host.sa_sigaction(signo, info, context);
   } else {
