@@ -51,6 +51,11 @@ std::vector<Row> FaultRows() {
       // These are reported and survived.
       {"Breakpoint", "Breakpoint", ByExit(97), 1, {"Breakpoint"}},
       {"ForbiddenSystemCall", "ForbiddenSystemCall", ByExit(97), 1, {"ForbiddenSystemCall"}},
+      {"FaultUnderAFilterOfSystemCalls",
+       "FaultUnderAFilterOfSystemCalls",
+       BySignal(SIGSEGV),
+       1,
+       {"WriteToNull"}},
       {"Abort", "Abort", BySignal(SIGABRT), 1, {"Abort"}},
       {"RaisedSigpipe", "RaisePipe", ByExit(97), 1, {"RaisePipe"}},
       {"RaisedSigsegv", "RaiseSegv", ByExit(97), 1, {"RaiseSegv"}},

@@ -78,6 +78,8 @@ std::vector<Row> NewRows() {
       WaitsForDeadline(Ends("NewOfFarTooMuchAndTheCallbackNeverReturns",
                             "HugeNewAndTheCallbackHangs", BySignal(SIGABRT),
                             {"13NewEm", "HugeNewAndTheCallbackHangs"})),
+      Ends("NewOfFarTooMuchAndTheCallbackRaises", "HugeNewAndTheCallbackRaises", BySignal(SIGABRT),
+           {"HugeNewAndTheCallbackRaises"}),
       // The failure is the report; its exception ends the process.
       Ends("UncaughtNewInALimit", "UncaughtBadAllocInALimit", BySignal(SIGABRT),
            {"13NewEm", "UncaughtBadAllocInALimit"}),

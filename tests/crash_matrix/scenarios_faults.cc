@@ -109,20 +109,30 @@ SCENARIO(IllegalInstruction) {
 
 SCENARIO(Breakpoint) { __builtin_debugtrap(); }
 
-// The kernel sends SIGSYS for one call that the filter traps; it is one that nothing else needs.
-SCENARIO(ForbiddenSystemCall) {
+// From now on the kernel answers one system call in that way (SECCOMP_RET_...).
+void FilterCall(unsigned call, unsigned answer) {
   sock_filter rules[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_getpriority, 0, 1),
-      BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_TRAP),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1),
+      BPF_STMT(BPF_RET | BPF_K, answer),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
   };
   sock_fprog program = {sizeof rules / sizeof *rules, rules};
-  if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
-      prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) != 0) {
-    _exit(kScenarioFailed);
-  }
+  Require(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+          prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0);
+}
+
+// The kernel sends SIGSYS for one call that the filter traps; it is one that nothing else needs.
+SCENARIO(ForbiddenSystemCall) {
+  FilterCall(SYS_getpriority, SECCOMP_RET_TRAP);
   syscall(SYS_getpriority, 0, 0);
+}
+
+// The process has locked itself up since the installation: reading its own memory by that call ends
+// it.
+SCENARIO(FaultUnderAFilterOfSystemCalls) {
+  FilterCall(SYS_process_vm_readv, SECCOMP_RET_KILL_PROCESS);
+  WriteToNull();
 }
 
 SCENARIO(Abort) { abort(); }

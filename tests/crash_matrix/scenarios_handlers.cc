@@ -141,6 +141,14 @@ SCENARIO(PredecessorIsNotDeferred) {
   WriteToNull();
 }
 
+// The module opens the faults' signals for itself; this is none of theirs.
+SCENARIO(PredecessorOfSigpipeIsNotDeferred) {
+  struct sigaction action = WithInfo(TellNotDeferred, SA_NODEFER);
+  sigaddset(&action.sa_mask, SIGUSR1);
+  InstallPredecessor(action, SIGPIPE);
+  raise(SIGPIPE);
+}
+
 // As a reporter that lets the signal end the process when it is done.
 SCENARIO(PredecessorRaisesAgainAndExits) {
   InstallPredecessor(WithInfo(

@@ -4,6 +4,8 @@
 #include <stdlib.h>
 
 #include <atomic>
+#include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <exception>
 #include <thread>
@@ -207,6 +209,13 @@ SCENARIO(RaiseAndTheCallbackHangs) {
 SCENARIO(RaiseAndTheCallbackRaises) {
   Callback([](void*, CrashType) { RaiseUncaught(); });
   RaiseUncaught();
+}
+
+// Nobody catches the callback's.
+SCENARIO(HugeNewAndTheCallbackRaises) {
+  Callback([](void*, CrashType) { RaiseUncaught(); });
+  volatile size_t bytes = PTRDIFF_MAX;
+  ::operator delete(::operator new(bytes));
 }
 
 // No exception is the crash.

@@ -2,13 +2,21 @@
 
 #include <execinfo.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 #include <stdlib.h>
 
+#include <atomic>
+#include <thread>
+
 #include "media_core/biz_engine/crash_handler/darwin/crash_handler_darwin.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_reserve.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 #include "media_core/biz_engine/crash_handler/report/image_list_text.h"
+#include "tests/support/child_process.h"
 #include "tests/support/crash_report_parser.h"
 #include "tests/support/files.h"
 
@@ -260,6 +268,34 @@ TEST_F(CrashRescueTest, UnderTheSameNameTheOrdinaryReportStays) {
   BeginReportFile();
   ASSERT_EQ(Files().size(), 1U);
   EndReportFile(dir_.Join(Files()[0]).c_str());
+  EXPECT_EQ(Files().size(), 1U);
+}
+
+// Runs for ever; no signal asks it where, so that a report takes a moment longer.
+void RunWithSignalsBlocked() {
+  static std::atomic<bool> runs{false};
+  std::thread([] {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);
+    for (;;) runs = true;
+  }).detach();
+  while (!runs) std::this_thread::yield();
+}
+
+TEST_F(CrashRescueTest, WhileTheHelperRescuesTheOwnerWaitsForTheEnd) {
+  const oru_test::ChildResult child = oru_test::RunInFork([] {
+    constexpr int kReportWasReplaced = 7;
+    PrepareCrashReserve();
+    SetCrashRescueTimeForTesting(100);
+    RunWithSignalsBlocked();
+    Crash();
+    while (CurrentCrashStage() != CrashStage::kRescuing) {
+    }
+    BeginReportFile();
+    return kReportWasReplaced;
+  });
+  EXPECT_EQ(child.signal, SIGABRT) << child.Ending();
   EXPECT_EQ(Files().size(), 1U);
 }
 
