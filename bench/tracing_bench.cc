@@ -70,22 +70,24 @@ void BM_Flush(benchmark::State& state) {
     for (int i = 0; i < kBatch; ++i) {
       const unsigned long long value = static_cast<unsigned long long>(i);
       queue.Append({{"Encoder::Encode", reinterpret_cast<const unsigned char*>("webrtc"),
-                     123456789012ull + value, 0, 4711, 1, 'I'},
+                     123456789012345ull + value, 4711, 1, 'I'},
                     &name,
                     &type,
                     &value});
     }
     rewind(file);
     state.ResumeTiming();
-    const rtc::tracing::TraceBatch batch = queue.TakeAll();
-    batch.ForEach([&](const rtc::tracing::TraceEvent& event) {
-      rtc::tracing::AppendTraceEventJson(&text, event, false);
+    rtc::tracing::TraceMerge events;
+    queue.Read(&events);
+    while (const rtc::tracing::TraceEvent* const event = events.Next()) {
+      rtc::tracing::AppendTraceEventJson(&text, *event, false);
       if (text.size() > 64 * 1024) {
         fwrite(text.data(), 1, text.size(), file);
         text.clear();
+        queue.Release();
       }
-    });
-    queue.Recycle(batch);
+    }
+    queue.Release();
   }
   fclose(file);
   unlink("/tmp/oru_bench_trace.json");

@@ -51,8 +51,11 @@ class Marker {
     expected.category = Literal();
     expected.phase = std::string(1, "BEI"[input_.Byte() % 3]);
     const uint64_t time = Number();
+    const bool is_own = input_.Byte() % 4 == 0;
+    const uint64_t order = is_own ? Number() : time;
+    const uint8_t own_time = is_own ? rtc::tracing::TraceEvent::kOwnTime : 0;
     const auto thread = static_cast<uint32_t>(Number());
-    expected.time = std::to_string(time);
+    expected.time = std::to_string(is_own ? time : time / 1000);
     expected.thread = std::to_string(static_cast<int32_t>(thread));
 
     const size_t count = input_.Byte() % 4;
@@ -69,11 +72,12 @@ class Marker {
       expected.args.push_back(arg);
     }
     const auto* category = reinterpret_cast<const unsigned char*>(Keep(expected.category));
-    queue_->Append({{Keep(expected.name), category, time, 0, thread, static_cast<uint16_t>(count),
-                     expected.phase[0]},
+    queue_->Append({{Keep(expected.name), category, order, thread, static_cast<uint16_t>(count),
+                     expected.phase[0], own_time},
                     names.data(),
                     types.data(),
-                    values.data()});
+                    values.data(),
+                    time});
     // What was to be copied may go now.
     for (std::string& text : copied_) std::fill(text.begin(), text.end(), '!');
     copied_.clear();
@@ -218,12 +222,13 @@ void CheckDocument(const std::string& text, const std::deque<ExpectedEvent>& exp
 std::string Written(TraceEventQueue* queue, const std::string& header) {
   std::string text = header;
   bool first = true;
-  const rtc::tracing::TraceBatch batch = queue->TakeAll();
-  batch.ForEach([&](const rtc::tracing::TraceEvent& event) {
-    rtc::tracing::AppendTraceEventJson(&text, event, first);
+  rtc::tracing::TraceMerge events;
+  queue->Read(&events);
+  while (const rtc::tracing::TraceEvent* const event = events.Next()) {
+    rtc::tracing::AppendTraceEventJson(&text, *event, first);
     first = false;
-  });
-  queue->Recycle(batch);
+  }
+  queue->Release();
   return text + rtc::tracing::kTraceFooter;
 }
 

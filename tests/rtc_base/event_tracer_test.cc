@@ -216,30 +216,43 @@ TEST(EventTracer, LongCopiedStringsAreWhole) {
 // measured and long when they are copied.
 TEST(EventTracer, StringsThatGrowWhileTheyAreCopiedStayInTheirEvent) {
   using rtc::tracing::TraceEvent;
-  const char* no_name = nullptr;
-  const unsigned char number = webrtc::trace_event_internal::kTypeUint;
-  const unsigned long long zero = 0;
   rtc::tracing::TraceEventQueue queue;
-  queue.Append({{"e", nullptr, 0, 0, 1, 1, 'I'}, &no_name, &number, &zero});
-  unsigned long long place = 0;
-  rtc::tracing::TraceBatch batch = queue.TakeAll();
-  batch.ForEach([&place](const TraceEvent& event) { place = Address(event.args()); });
-  queue.Recycle(batch);
+  const auto last_event = [&queue] {
+    const TraceEvent* last = nullptr;
+    rtc::tracing::TraceMerge events;
+    queue.Read(&events);
+    while (const TraceEvent* const event = events.Next()) last = event;
+    queue.Release();
+    return last;
+  };
+  const auto append_zeros = [&queue] {
+    const char* no_name = nullptr;
+    const unsigned char number = webrtc::trace_event_internal::kTypeUint;
+    const unsigned long long zero = 0;
+    queue.Append({{nullptr, nullptr, 0, 0, 1, '\0'}, &no_name, &number, &zero});
+  };
+  // Until memory full of them is used again.
+  for (int i = 0; i < 20000; ++i) append_zeros();
+  last_event();
+  const TraceEvent* before = nullptr;
+  for (int i = 0; i < 2000; ++i) {
+    append_zeros();
+    before = last_event();
+  }
+  const unsigned long long place = Address(before) + before->size() + sizeof(TraceEvent);
 
   const auto* const letters = reinterpret_cast<const char*>(0x4141414141414141);
   const char* names[] = {letters, letters};
   const unsigned char types[] = {7, 7};
   const unsigned long long values[] = {place, place};
-  queue.Append({{"e", nullptr, 0, 0, 1, 2, 'I'}, names, types, values});
-  batch = queue.TakeAll();
-  batch.ForEach([&](const TraceEvent& event) {
-    ASSERT_EQ(Address(event.args()), place) << "the memory was not used again";
-    for (int i = 0; i < 2; ++i) {
-      const auto* const copy = reinterpret_cast<const char*>(event.args()[i].value);
-      EXPECT_LT(Address(copy + strlen(copy)), Address(&event) + event.size) << i;
-    }
-  });
-  queue.Recycle(batch);
+  ASSERT_LT(strlen(reinterpret_cast<const char*>(place)), 8u) << "the memory was not used again";
+  queue.Append({{"e", nullptr, 0, 1, 2, 'I'}, names, types, values});
+  const TraceEvent* const event = last_event();
+  ASSERT_EQ(Address(event->args()), place);
+  for (int i = 0; i < 2; ++i) {
+    const auto* const copy = reinterpret_cast<const char*>(event->args()[i].value);
+    EXPECT_LT(Address(copy + strlen(copy)), Address(event) + event->size()) << i;
+  }
 }
 
 TEST(EventTracer, ScopeIsABeginAndAnEnd) {
@@ -289,9 +302,9 @@ TEST(EventTracer, EventsOutsideACaptureAreDropped) {
 TEST(EventTracer, EventsQueuedBeforeTheStartAreDiscarded) {
   const TempDir dir;
   rtc::tracing::EventLogger logger;
-  logger.AddTraceEvent({{"late", nullptr, 0, 0, 1, 0, 'I'}, nullptr, nullptr, nullptr});
+  logger.AddTraceEvent({{"late", nullptr, 0, 1, 0, 'I'}, nullptr, nullptr, nullptr});
   logger.Start(rtc::tracing::OpenTraceFile(dir.Join("t").c_str()));
-  logger.AddTraceEvent({{"kept", nullptr, 0, 0, 1, 0, 'I'}, nullptr, nullptr, nullptr});
+  logger.AddTraceEvent({{"kept", nullptr, 0, 1, 0, 'I'}, nullptr, nullptr, nullptr});
   logger.Stop();
   const std::string text = ReadFile(dir.Join("t"));
   EXPECT_EQ(text.find("late"), std::string::npos) << text;
@@ -327,7 +340,7 @@ TEST(EventTracer, WhileTheDiskStallsMemoryIsBoundedAndTheLossesAreTold) {
   logger.Start(std::make_unique<StalledOutput>(&stalled, &go_on, &text));
   ASSERT_TRUE(stalled.Wait(30000));
   for (uint64_t i = 0; i < kEvents; ++i) {
-    logger.AddTraceEvent({{"e", nullptr, i, 0, 1, 0, 'I'}, nullptr, nullptr, nullptr});
+    logger.AddTraceEvent({{"e", nullptr, i * 1000, 1, 0, 'I'}, nullptr, nullptr, nullptr});
   }
   go_on.Set();
   logger.Stop();
@@ -577,6 +590,42 @@ TEST(EventTracerInThreads, NoEventIsLostAndEachThreadKeepsItsOrder) {
   }
   for (const int count : next) {
     EXPECT_EQ(count, kEvents);
+  }
+}
+
+// Two threads that take turns, as fast as one hears of the other.
+TEST(EventTracerInThreads, WhatFollowsFromAnotherThreadsEventStandsBehindItInTheFile) {
+  constexpr int kTurns = 20000;
+  const TempDir dir;
+  const FixedClock clock;
+  // The order does not come from the events' times.
+  rtc::SetClockForTesting(const_cast<FixedClock*>(&clock));
+  rtc::tracing::SetupInternalTracer();
+  ASSERT_TRUE(rtc::tracing::StartInternalCapture(dir.Join("t").c_str()));
+  std::atomic<int> turn{0};
+  const auto emit = [&turn](int mine) {
+    for (int i = mine; i < kTurns; i += 2) {
+      while (turn.load(std::memory_order_acquire) != i) {
+        if (i % 64 < 2) std::this_thread::yield();
+      }
+      ORU_TRACE_EVENT_INSTANT1("webrtc", "n", "turn", i);
+      turn.store(i + 1, std::memory_order_release);
+    }
+  };
+  std::thread other(emit, 1);
+  emit(0);
+  other.join();
+  rtc::tracing::StopInternalCapture();
+  rtc::tracing::ShutdownInternalTracer();
+  rtc::SetClockForTesting(nullptr);
+  const std::vector<std::string> lines = SplitLines(ReadFile(dir.Join("t")));
+  ASSERT_EQ(lines.size(), static_cast<size_t>(kTurns) + 4);
+  EXPECT_NE(lines[1].find("EventLogger::Start"), std::string::npos);
+  EXPECT_NE(lines[kTurns + 2].find("EventLogger::Stop"), std::string::npos);
+  for (int i = 0; i < kTurns; ++i) {
+    const std::string args = "{ \"turn\": " + std::to_string(i) + " }";
+    ASSERT_NE(lines[static_cast<size_t>(i) + 2].find(args), std::string::npos)
+        << i << ": " << lines[static_cast<size_t>(i) + 2];
   }
 }
 

@@ -43,7 +43,7 @@ class DiskOutput : public TraceOutput {
 };
 
 TraceEvent Event(const char* name) {
-  return {name, reinterpret_cast<const unsigned char*>("c"), 7, sizeof(TraceEvent), 3, 0, 'I'};
+  return {name, reinterpret_cast<const unsigned char*>("c"), 7000, 3, 0, 'I'};
 }
 
 std::string Line(const std::string& name, bool is_first = false) {

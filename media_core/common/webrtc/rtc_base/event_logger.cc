@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "media_core/common/webrtc/rtc_base/checks.h"
+#include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "media_core/common/webrtc/rtc_base/trace_event.h"
 
 namespace rtc {
@@ -11,6 +12,11 @@ namespace {
 
 // Less than the 100 ms after which an event has to be in the file: writing takes its time, too.
 constexpr int kLoggingIntervalMs = 75;
+
+// Events up to here are all in the queue, or of threads that have not heard of each other's: what
+// was emitted because of an event comes behind it, though the queue is read thread by thread. The
+// microsecond makes up for processors that look into the queue a little before they read the clock.
+uint64_t Settled() { return static_cast<uint64_t>(SystemTimeNanos() - kNumNanosecsPerMicrosec); }
 
 int32_t CompareAndSwap(std::atomic<int32_t>* value, int32_t expected, int32_t wanted) {
   value->compare_exchange_strong(expected, wanted);
@@ -73,7 +79,7 @@ void EventLogger::WriteCapture() {
       // A crash has written all there was.
       continue;
     }
-    WriteBatch();
+    WriteEvents(shutting_down ? TraceMerge::kNoLimit : Settled());
     if (shutting_down && ThreadHasDocument()) {
       document_->End();
     }
@@ -82,31 +88,23 @@ void EventLogger::WriteCapture() {
   }
 }
 
-void EventLogger::WriteBatch() {
-  TraceBatch batch = queue_.TakeAll();
-  while (!batch.empty() && ThreadHasDocument()) {
-    in_hand_.store(batch.first());
-    // Given back while the rest waits, so that emitters can use its memory.
-    const TraceChunk* const rest = batch.first()->next.load(std::memory_order_relaxed);
-    const TraceBatch chunk = batch.TakeFirst();
-    WriteChunk(chunk);
-    written_.store(nullptr);
-    in_hand_.store(rest);
-    queue_.Recycle(chunk);
-  }
-  document_->AddLost(batch.dropped());
-  document_->Flush();
-}
-
-void EventLogger::WriteChunk(const TraceBatch& chunk) {
-  chunk.ForEach([this](const TraceEvent& event) {
-    document_->Add(event);
-    if (document_->is_flushed()) {
-      written_.store(&event, std::memory_order_relaxed);
+void EventLogger::WriteEvents(uint64_t until) {
+  TraceMerge events(until);
+  queue_.Read(&events);
+  while (const TraceEvent* const event = events.Next()) {
+    if (!ThreadHasDocument()) {
+      return;
     }
-  });
+    document_->Add(*event);
+    if (document_->is_flushed()) {
+      // While the rest waits, so that emitters can use its memory.
+      queue_.Release();
+    }
+  }
+  document_->AddLost(queue_.TakeDropped());
   // Whole lines reach the file, should the process be killed before the next pass.
   document_->Flush();
+  queue_.Release();
 }
 
 }  // namespace tracing

@@ -44,8 +44,7 @@ class EventLogger {
 
   static void EventTracingThreadFunc(void* self);
   void WriteCapture();
-  void WriteBatch();
-  void WriteChunk(const TraceBatch& chunk);
+  void WriteEvents(uint64_t until);
   bool ThreadHasDocument() const { return writer_.load() == Writer::kThread; }
   void TakeDocumentForCrash(int64_t max_wait_ns);
 
@@ -55,10 +54,6 @@ class EventLogger {
   // Of the last capture; between Start() and Stop() touched by whoever has it.
   std::unique_ptr<TraceDocument> document_;
   std::atomic<Writer> writer_{Writer::kNobody};
-  // What the thread has in hand, for a crash that interrupts it: the chunks that are not written,
-  // and the last event of the first one that is.
-  std::atomic<const TraceChunk*> in_hand_{nullptr};
-  std::atomic<const TraceEvent*> written_{nullptr};
 };
 
 }  // namespace tracing

@@ -49,17 +49,6 @@ class CrashDocument final : public TraceTextWriter {
     has_events_ = true;
   }
 
-  // The events of the chunks, those up to `written` left out.
-  void AddAll(const TraceBatch& batch, const TraceEvent* written) {
-    bool skip = written != nullptr;
-    batch.ForEach([&](const TraceEvent& event) {
-      if (!skip) {
-        Add(event);
-      }
-      skip = skip && &event != written;
-    });
-  }
-
   void AddLost(uint64_t events) {
     if (events != 0) {
       Add(TraceLostMark(events).event);
@@ -121,14 +110,14 @@ bool EventLogger::FlushOfCrash(int64_t max_wait_ns) {
   const int flags = fcntl(fd, F_GETFL);
   // A pipe that nobody reads would hold the crash up for ever.
   fcntl(fd, F_SETFL, flags | O_NONBLOCK);
-  const TraceBatch queued = queue_.LookAtAll(max_wait_ns);
   CrashDocument rest(*document_);
   rest.AddLost(document_->lost());
-  if (in_hand_.load() != nullptr) {
-    rest.AddAll(TraceBatch(const_cast<TraceChunk*>(in_hand_.load()), 0), written_.load());
+  TraceMerge events;
+  const uint64_t dropped = queue_.ReadForCrash(&events);
+  while (const TraceEvent* const event = events.Next()) {
+    rest.Add(*event);
   }
-  rest.AddAll(queued, nullptr);
-  rest.AddLost(queued.dropped());
+  rest.AddLost(dropped);
   rest.End();
   fcntl(fd, F_SETFL, flags);
   errno = saved_errno;

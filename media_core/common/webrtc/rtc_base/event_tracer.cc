@@ -54,12 +54,15 @@ void InternalAddTraceEvent(char phase, const unsigned char* category_enabled, co
     return;
   }
   constexpr int kMaxArgs = std::numeric_limits<uint16_t>::max();
-  const auto timestamp = static_cast<uint64_t>(TimeMicros());
-  logger->AddTraceEvent({{name, category_enabled, timestamp, /*size=*/0, CurrentThreadId(),
-                          static_cast<uint16_t>(std::clamp(num_args, 0, kMaxArgs)), phase},
-                         arg_names,
-                         arg_types,
-                         arg_values});
+  const ClockInterface* const clock = GetClockForTesting();
+  logger->AddTraceEvent(
+      {{name, category_enabled, static_cast<uint64_t>(SystemTimeNanos()), CurrentThreadId(),
+        static_cast<uint16_t>(std::clamp(num_args, 0, kMaxArgs)), phase,
+        static_cast<uint8_t>(clock == nullptr ? 0 : TraceEvent::kOwnTime)},
+       arg_names,
+       arg_types,
+       arg_values,
+       clock == nullptr ? 0 : static_cast<uint64_t>(TimeMicros())});
 }
 
 // Another tracer may have taken this one's place.

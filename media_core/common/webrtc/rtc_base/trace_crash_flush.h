@@ -14,10 +14,10 @@ namespace tracing {
 //
 // For a process that is about to end; safe in signal handlers on any thread, also one that crashed
 // inside the tracer. It takes no heap, less than 1 KiB of the stack, and no lock for good: it waits
-// `max_wait_ns` at most for the writer thread to end what it is doing, and as long for the queue;
-// after that it writes without them, and then an event more or less, or one twice, may stand in the
-// file. Writing itself waits for the disk; a pipe that is full is not waited for.
-// Strings that events refer to are read: a fault there is the caller's to survive.
+// `max_wait_ns` at most for the writer thread to end what it is doing; after that it writes without
+// it, and then an event more or less, or one twice, may stand in the file. Writing itself waits for
+// the disk; a pipe that is full is not waited for. Strings that events refer to are read: a fault
+// there is the caller's to survive.
 //
 // A process that lives on stops and starts captures as usual. Not to be called on two threads at a
 // time; the second call returns false.

@@ -150,7 +150,7 @@ void AddEvent(Text* json, const TraceEvent& event, bool is_first) {
   json->Add("\", \"ph\": \"");
   json->Add(event.phase);
   json->Add("\", \"ts\": ");
-  AddDecimal(json, event.timestamp);
+  AddDecimal(json, event.timestamp());
   json->Add(", \"pid\": ");
   json->Add(kPid);
   json->Add(", \"tid\": ");

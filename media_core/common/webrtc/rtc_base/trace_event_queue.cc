@@ -12,7 +12,10 @@ namespace {
 
 using webrtc::trace_event_internal::kTypeCopyString;
 
+// A thread's first chunk, and what its chunks grow to: many threads emit little.
+constexpr size_t kFirstChunkSize = 4 * 1024 - sizeof(TraceChunk) - 64;
 constexpr size_t kChunkSize = 64 * 1024 - sizeof(TraceChunk) - 64;
+constexpr size_t kGrowth = 4;
 // What is kept for the next burst: 4 MiB.
 constexpr size_t kMaxSpareChunks = 64;
 constexpr size_t kAlignment = alignof(TraceEvent);
@@ -35,8 +38,8 @@ size_t CopyCount(const TraceEventInput& input) {
   return count;
 }
 
-size_t SizeInQueue(const TraceEventInput& input) {
-  size_t size = sizeof(TraceEvent) + input.event.num_args * sizeof(TraceArg);
+size_t SizeWithCopies(const TraceEventInput& input) {
+  size_t size = SizeOf(input) + sizeof(uint64_t);
   for (size_t i = 0; i < input.event.num_args; ++i) {
     if (IsCopied(input, i)) {
       size += strlen(StringOf(input, i)) + kTerminators;
@@ -54,12 +57,15 @@ char* CopyString(char* to, size_t room, const char* string) {
   return to + length + kTerminators;
 }
 
-void Fill(char* to, size_t size, const TraceEventInput& input) {
-  TraceArg* const args = PlaceEvent(to, size, input);
+void FillWithCopies(char* to, size_t size, const TraceEventInput& input) {
+  auto* const event_size = reinterpret_cast<uint64_t*>(PlaceEvent(to, input));
+  auto* const event = reinterpret_cast<TraceEvent*>(to);
+  event->extras |= TraceEvent::kCopies;
+  auto* const args = const_cast<TraceArg*>(event->args());
   const char* const end = to + size;
   // What the copies still to come need at least.
   size_t reserved = CopyCount(input) * kTerminators;
-  char* copies = reinterpret_cast<char*>(args + input.event.num_args);
+  char* copies = reinterpret_cast<char*>(new (event_size) uint64_t(size) + 1);
   for (size_t i = 0; i < input.event.num_args; ++i) {
     if (IsCopied(input, i)) {
       args[i].value = reinterpret_cast<uint64_t>(copies);
@@ -71,10 +77,6 @@ void Fill(char* to, size_t size, const TraceEventInput& input) {
 
 TraceChunk* Next(const TraceChunk* chunk) { return chunk->next.load(std::memory_order_relaxed); }
 
-void Link(TraceChunk* chunk, TraceChunk* next) {
-  chunk->next.store(next, std::memory_order_release);
-}
-
 void FreeChunks(TraceChunk* chunk) {
   while (chunk != nullptr) {
     TraceChunk* const next = Next(chunk);
@@ -85,84 +87,147 @@ void FreeChunks(TraceChunk* chunk) {
 
 }  // namespace
 
-TraceBatch TraceBatch::TakeFirst() {
-  TraceChunk* const first = first_;
-  first_ = Next(first);
-  Link(first, nullptr);
-  return {first, 0};
+template <class Visitor>
+void TraceEventQueue::ForEachLane(const Visitor& visit) const {
+  for (TraceLane* lane = TraceLane::First(); lane != nullptr; lane = lane->next) {
+    if (lane->queue.load(std::memory_order_acquire) == this) {
+      visit(lane);
+    }
+  }
 }
 
 TraceEventQueue::~TraceEventQueue() {
-  FreeChunks(first_);
+  ForEachLane([](TraceLane* lane) {
+    FreeChunks(lane->first.exchange(nullptr, std::memory_order_relaxed));
+    lane->last = nullptr;
+    lane->used = 0;
+    lane->dropped.store(0, std::memory_order_relaxed);
+    lane->reader = TraceCursor();
+    lane->queue.store(nullptr, std::memory_order_release);
+  });
   FreeChunks(spare_);
 }
 
-void TraceEventQueue::AppendWithCopies(const TraceEventInput& input) {
-  const size_t size = SizeInQueue(input);
-  Put(size, [&](char* to) { Fill(to, size, input); });
+void TraceEventQueue::AppendWithCopies(TraceLane* lane, const TraceEventInput& input) {
+  const size_t size = SizeWithCopies(input);
+  Put(lane, size, [&](char* to) { FillWithCopies(to, size, input); });
 }
 
-bool TraceEventQueue::AddChunk(size_t size) {
-  const size_t capacity = std::max(size, kChunkSize);
-  if (capacity > max_bytes_ - used_bytes_) {
+bool TraceEventQueue::AddChunk(TraceLane* lane, size_t size) {
+  const size_t usual = lane->last == nullptr ? kFirstChunkSize
+                                             : std::clamp(lane->last->capacity * kGrowth,
+                                                          kFirstChunkSize, kChunkSize);
+  TraceChunk* const chunk = GetChunk(std::max(size, usual));
+  if (chunk == nullptr) {
     return false;
   }
-  TraceChunk* chunk = spare_;
-  if (chunk != nullptr && capacity == kChunkSize) {
-    spare_ = Next(chunk);
-    --num_spare_;
-  } else {
-    chunk = new (::operator new(sizeof(TraceChunk) + capacity)) TraceChunk();
-    chunk->capacity = capacity;
-  }
-  used_bytes_ += capacity;
-  chunk->used.store(0, std::memory_order_relaxed);
-  Link(chunk, nullptr);
-  if (last_ == nullptr) {
-    first_.store(chunk, std::memory_order_release);
-  } else {
-    Link(last_, chunk);
-  }
-  last_ = chunk;
-  used_ = 0;
+  std::atomic<TraceChunk*>& link = lane->last == nullptr ? lane->first : lane->last->next;
+  link.store(chunk, std::memory_order_release);
+  lane->last = chunk;
+  lane->used = 0;
   return true;
 }
 
-TraceBatch TraceEventQueue::TakeAll() {
-  const CritScope lock(&crit_);
-  const TraceBatch batch(first_.exchange(nullptr, std::memory_order_relaxed), dropped_);
-  last_ = nullptr;
-  dropped_ = 0;
-  return batch;
+// Empty; null when the queue holds as much as it may.
+TraceChunk* TraceEventQueue::GetChunk(size_t capacity) {
+  TraceChunk* chunk = nullptr;
+  {
+    const CritScope lock(&crit_);
+    if (capacity > max_bytes_ - used_bytes_) {
+      return nullptr;
+    }
+    used_bytes_ += capacity;
+    if (spare_ != nullptr && capacity == kChunkSize) {
+      chunk = spare_;
+      spare_ = Next(chunk);
+      --num_spare_;
+    }
+  }
+  if (chunk == nullptr) {
+    chunk = new (::operator new(sizeof(TraceChunk) + capacity)) TraceChunk();
+    chunk->capacity = capacity;
+  }
+  chunk->used.store(0, std::memory_order_relaxed);
+  chunk->written.store(0, std::memory_order_relaxed);
+  chunk->next.store(nullptr, std::memory_order_relaxed);
+  return chunk;
 }
 
-void TraceEventQueue::Recycle(TraceBatch batch) {
+void TraceEventQueue::Read(TraceMerge* merge) {
+  ForEachLane([merge](TraceLane* lane) {
+    if (lane->reader.chunk == nullptr) {
+      lane->reader.chunk = lane->first.load(std::memory_order_acquire);
+    }
+    if (lane->reader.chunk != nullptr) {
+      merge->Add(&lane->reader);
+    }
+  });
+}
+
+uint64_t TraceEventQueue::ReadForCrash(TraceMerge* merge) const {
+  uint64_t dropped = 0;
+  ForEachLane([&](TraceLane* lane) {
+    dropped += lane->dropped.load(std::memory_order_relaxed);
+    const TraceChunk* const first = lane->first.load(std::memory_order_acquire);
+    if (first != nullptr) {
+      lane->crash_reader.chunk = first;
+      lane->crash_reader.offset = first->written.load(std::memory_order_relaxed);
+      merge->Add(&lane->crash_reader);
+    }
+  });
+  return dropped;
+}
+
+void TraceEventQueue::Release() {
+  ForEachLane([this](TraceLane* lane) {
+    const TraceCursor& reader = lane->reader;
+    TraceChunk* const first = lane->first.load(std::memory_order_relaxed);
+    if (reader.chunk == nullptr) {
+      return;
+    }
+    auto* const reading = const_cast<TraceChunk*>(reader.chunk);
+    reading->written.store(reader.offset, std::memory_order_release);
+    if (first != reading) {
+      lane->first.store(reading, std::memory_order_release);
+      Recycle(first, reading);
+    }
+  });
+}
+
+void TraceEventQueue::Recycle(TraceChunk* first, const TraceChunk* end) {
   TraceChunk* surplus = nullptr;
   {
     const CritScope lock(&crit_);
-    while (TraceChunk* const chunk = batch.first_) {
-      batch.first_ = Next(chunk);
+    while (first != end) {
+      TraceChunk* const chunk = first;
+      first = Next(chunk);
       used_bytes_ -= chunk->capacity;
       const bool keep = chunk->capacity == kChunkSize && num_spare_ < kMaxSpareChunks;
       num_spare_ += keep ? 1 : 0;
       TraceChunk*& list = keep ? spare_ : surplus;
-      Link(chunk, list);
+      chunk->next.store(list, std::memory_order_relaxed);
       list = chunk;
     }
   }
   FreeChunks(surplus);
 }
 
-TraceBatch TraceEventQueue::LookAtAll(int64_t max_wait_ns) const {
-  const bool locked = crit_.TryEnterWithin(max_wait_ns);
-  const TraceBatch batch(first_.load(std::memory_order_acquire), dropped_);
-  if (locked) {
-    crit_.Leave();
-  }
-  return batch;
+uint64_t TraceEventQueue::TakeDropped() {
+  uint64_t dropped = 0;
+  ForEachLane([&dropped](TraceLane* lane) {
+    dropped += lane->dropped.exchange(0, std::memory_order_relaxed);
+  });
+  return dropped;
 }
 
-void TraceEventQueue::Clear() { Recycle(TakeAll()); }
+void TraceEventQueue::Clear() {
+  TraceMerge events;
+  Read(&events);
+  while (events.Next() != nullptr) {
+  }
+  Release();
+  TakeDropped();
+}
 
 }  // namespace tracing
 }  // namespace rtc

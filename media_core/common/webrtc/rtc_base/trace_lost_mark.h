@@ -17,8 +17,7 @@ struct TraceLostMark {
   explicit TraceLostMark(uint64_t count)
       : event{"EventLogger::Lost",
               reinterpret_cast<const unsigned char*>("webrtc"),
-              static_cast<uint64_t>(TimeMicros()),
-              sizeof(TraceLostMark),
+              static_cast<uint64_t>(TimeNanos()),
               CurrentThreadId(),
               1,
               webrtc::trace_event_internal::kPhaseInstant},
