@@ -86,9 +86,12 @@ void UnlockInChild() {
     pthread_atfork(&LockForFork, &UnlockAfterFork, &UnlockInChild);
 
 std::string_view FileNameOf(const char* path) {
-  const std::string_view whole(path);
-  const size_t separator = whole.find_last_of("/\\");
-  return separator == std::string_view::npos ? whole : whole.substr(separator + 1);
+  const char* const end = path + strlen(path);
+  const char* name = end;
+  while (name != path && name[-1] != '/' && name[-1] != '\\') {
+    --name;
+  }
+  return {name, static_cast<size_t>(end - name)};
 }
 
 std::string_view SeverityText(LoggingSeverity sev) {
@@ -104,14 +107,19 @@ class PrefixText {
     memcpy(end_, text.data(), text.size());
     end_ += text.size();
   }
+  // The first `size` of 32 bytes: a copy of a fixed size is a move of a register.
+  void Put(const char (&text)[32], size_t size) {
+    memcpy(end_, text, sizeof(text));
+    end_ += size;
+  }
+  // In its place: a copy of digits that were just stored one by one waits for the stores.
   void PutDecimal(uint64_t value, size_t width = 1) {
-    char digits[kMaxDecimalDigits];
-    char* const end = digits + kMaxDecimalDigits;
+    char* const end = end_ + std::max(width, CountDecimalDigits(value));
     char* start = WriteDecimal(end, value);
-    while (static_cast<size_t>(end - start) < width) {
+    while (start > end_) {
       *--start = '0';
     }
-    Put(std::string_view(start, static_cast<size_t>(end - start)));
+    end_ = end;
   }
   size_t room() const { return static_cast<size_t>(text_ + sizeof(text_) - end_); }
   std::string_view text() const { return {text_, static_cast<size_t>(end_ - text_)}; }
@@ -121,6 +129,39 @@ class PrefixText {
   char text_[256];
   char* end_ = text_;
 };
+
+// "[process:thread] ", kept as it stays the same.
+class IdsText {
+ public:
+  void PutTo(PrefixText* prefix) {
+    const int32_t process = CurrentProcessId();
+    const PlatformThreadId thread = CurrentThreadId();
+    if (process != process_ || thread != thread_) {
+      Make(process, thread);
+    }
+    prefix->Put(text_, size_);
+  }
+
+ private:
+  void Make(int32_t process, PlatformThreadId thread) {
+    PrefixText text;
+    text.Put('[');
+    text.PutDecimal(static_cast<uint64_t>(process));
+    text.Put(':');
+    text.PutDecimal(thread);
+    text.Put("] ");
+    size_ = text.text().size();
+    memcpy(text_, text.text().data(), size_);
+    process_ = process;
+    thread_ = thread;
+  }
+
+  int32_t process_ = 0;
+  PlatformThreadId thread_ = 0;
+  size_t size_ = 0;
+  char text_[32] = {};
+};
+thread_local IdsText t_ids;
 
 // What LoggableOnce() remembered.
 thread_local LoggingSeverity t_remembered_severity = LS_NONE;
@@ -210,11 +251,7 @@ void LogMessage::WritePrefix(const char* file, int line) {
     prefix.Put("] ");
   }
   if (threads_logged()) {
-    prefix.Put('[');
-    prefix.PutDecimal(static_cast<uint64_t>(CurrentProcessId()));
-    prefix.Put(':');
-    prefix.PutDecimal(CurrentThreadId());
-    prefix.Put("] ");
+    t_ids.PutTo(&prefix);
   }
   prefix.Put('[');
   prefix.Put(SeverityText(severity_));
