@@ -247,6 +247,55 @@ void SplitAbslSet(benchmark::State& state) {
 }
 BENCHMARK(SplitAbslSet)->Name("splitString_set/absl")->ArgName("piece")->Arg(8)->Arg(40);
 
+// Sixteen bytes: what a query's value or an attribute is.
+void ShortUrlDecode(benchmark::State& state) {
+  RunBuffer(state, rtc::url_decode, "name%20of%20a+it");
+}
+void ShortXmlEncode(benchmark::State& state) {
+  RunBuffer(state, rtc::xml_encode, "fish & chips 123");
+}
+void ShortHtmlEncode(benchmark::State& state) {
+  RunBuffer(state, rtc::html_encode, "fish & chips 123");
+}
+BENCHMARK(ShortUrlDecode)->Name("url_decode_16/oru");
+BENCHMARK(ShortXmlEncode)->Name("xml_encode_16/oru");
+BENCHMARK(ShortHtmlEncode)->Name("html_encode_16/oru");
+void ShortUrlDecodeCurl(benchmark::State& state) {
+  for ([[maybe_unused]] auto _ : state) {
+    int length = 0;
+    char* text = curl_easy_unescape(nullptr, "name%20of%20a+it", 16, &length);
+    benchmark::DoNotOptimize(text);
+    curl_free(text);
+  }
+}
+BENCHMARK(ShortUrlDecodeCurl)->Name("url_decode_16/curl");
+void ShortXmlEncodeGlib(benchmark::State& state) {
+  for ([[maybe_unused]] auto _ : state) {
+    char* text = g_markup_escape_text("fish & chips 123", 16);
+    benchmark::DoNotOptimize(text);
+    g_free(text);
+  }
+}
+BENCHMARK(ShortXmlEncodeGlib)->Name("xml_encode_16/glib");
+BENCHMARK(ShortXmlEncodeGlib)->Name("html_encode_16/glib");
+void ShortTokenize(benchmark::State& state) {
+  const std::string source = "alpha,beta,gamma";
+  for ([[maybe_unused]] auto _ : state) {
+    std::vector<std::string> fields;
+    rtc::tokenize(source, ',', &fields);
+    benchmark::DoNotOptimize(fields.data());
+  }
+}
+BENCHMARK(ShortTokenize)->Name("tokenize_16/oru");
+void ShortTokenizeAbsl(benchmark::State& state) {
+  const std::string source = "alpha,beta,gamma";
+  for ([[maybe_unused]] auto _ : state) {
+    const std::vector<std::string> fields = absl::StrSplit(source, ',', absl::SkipEmpty());
+    benchmark::DoNotOptimize(fields.data());
+  }
+}
+BENCHMARK(ShortTokenizeAbsl)->Name("tokenize_16/absl");
+
 }  // namespace
 
 BENCHMARK_MAIN();

@@ -331,6 +331,18 @@ __m128i EntityBytes(__m128i bytes) {
   return _mm_or_si128(quote, _mm_or_si128(amp, angle));
 }
 
+// Fewer bytes than a block, at least half of one: its halves overlap.
+size_t CopyOrdinaryHalves(char* out, const char* in, size_t n, unsigned high_mask) {
+  for (const size_t i : {size_t{0}, n - kBlock / 2}) {
+    const __m128i bytes = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(in + i));
+    const unsigned stops = MaskOf(EntityBytes(bytes)) | (MaskOf(bytes) & high_mask);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(out + i), bytes);
+    // The other half is zeros, at which nothing stops.
+    if (stops != 0) return i + static_cast<unsigned>(__builtin_ctz(stops));
+  }
+  return n;
+}
+
 size_t CopyOrdinarySse2(char* out, const char* in, size_t n, bool stop_at_high) {
   const unsigned high_mask = stop_at_high ? 0xFFFF : 0;
   size_t i = 0;
@@ -340,6 +352,7 @@ size_t CopyOrdinarySse2(char* out, const char* in, size_t n, bool stop_at_high) 
     Store(out + i, bytes);
     if (stops != 0) return i + static_cast<unsigned>(__builtin_ctz(stops));
   }
+  if (n - i >= kBlock / 2) return i + CopyOrdinaryHalves(out + i, in + i, n - i, high_mask);
   return i + kPlainKernels.copy_ordinary(out + i, in + i, n - i, stop_at_high);
 }
 
@@ -363,6 +376,12 @@ size_t FindAllSse2(uint16_t* out, const char* in, size_t n, char ch) {
     for (uint64_t mask = MatchMask(in + i, wanted); mask != 0; mask &= mask - 1) {
       const auto place = static_cast<size_t>(__builtin_ctzll(mask));
       out[found++] = static_cast<uint16_t>(i + place);
+    }
+  }
+  for (; i + kBlock <= n; i += kBlock) {
+    unsigned mask = MaskOf(_mm_cmpeq_epi8(Load(in + i), wanted));
+    for (; mask != 0; mask &= mask - 1) {
+      out[found++] = static_cast<uint16_t>(i + static_cast<unsigned>(__builtin_ctz(mask)));
     }
   }
   for (; i < n; ++i) {
