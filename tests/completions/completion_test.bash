@@ -1,10 +1,10 @@
 #!/usr/bin/env bash
-# What bash offers after TAB.
+# What bash offers after TAB, that of a Mac (3.2) too.
 #
 #   completion_test.bash SOURCE_FOLDER ORU_REPORT
 set -euo pipefail
-root=$(realpath "$1")
-command=$(realpath "$2")
+root=$(cd "$1" && pwd)
+command=$(cd "$(dirname "$2")" && pwd)/$(basename "$2")
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 mkdir "$folder/with blank" "$folder/logs"
@@ -22,7 +22,7 @@ offer() {
   local COMP_WORDS=("$@") COMP_CWORD=$(($# - 1)) COMPREPLY=() function
   function=$(complete -p "$1" | sed 's/.* -F \([^ ]*\) .*/\1/')
   "$function"
-  offered=$(printf '%s\n' "${COMPREPLY[@]}" | sort)
+  offered=$(printf '%s\n' ${COMPREPLY[@]+"${COMPREPLY[@]}"} | sort)
 }
 
 # expect EXPECTED WORD...
@@ -64,15 +64,16 @@ expect '--color' oru-report show --c
 expect '--output' oru-report html --o
 
 # Every key and every option of the commands is offered.
-mapfile -t keys < <(
-  sed -n 's/.*{"\([a-z]*\)", *&CommandLine::[a-z_]*}, *{"\([a-z]*\)".*/\1\n\2/p;s/.*strcmp(name, "\([a-z]*\)").*/\1/p' \
-    "$root/helper/command_line.cc")
-[ ${#keys[@]} -ge 13 ] || { echo "the keys of the command were not found in its source"; exit 1; }
-for key in "${keys[@]}"; do contains "-$key" varnook -; done
+keys=$(sed -n 's/.*{"\([a-z]*\)", *&CommandLine::[a-z_]*}, *{"\([a-z]*\)".*/\1 \2/p;s/.*strcmp(name, "\([a-z]*\)").*/\1/p' \
+  "$root/helper/command_line.cc")
+# Split on purpose: keys and options are words.
+# shellcheck disable=SC2086
+[ "$(printf '%s\n' $keys | wc -l)" -ge 13 ] || { echo "the keys of the command were not found in its source"; exit 1; }
+for key in $keys; do contains "-$key" varnook -; done
 for name in list show html json group diff doctor; do
-  mapfile -t options < <("$command" "$name" --help | grep -oe '^  --[a-z-]*' | grep -oe '--[a-z-]*')
-  [ ${#options[@]} -gt 0 ] || { echo "the options of $name were not found"; exit 1; }
-  for option in "${options[@]}"; do contains "$option" oru-report "$name" -; done
+  options=$("$command" "$name" --help | grep -oe '^  --[a-z-]*' | grep -oe '--[a-z-]*')
+  [ -n "$options" ] || { echo "the options of $name were not found"; exit 1; }
+  for option in $options; do contains "$option" oru-report "$name" -; done
 done
 
 [ $failures = 0 ] || exit 1

@@ -129,7 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
     , LogEndings,
     testing::Values(Ending{"Kill", [] { raise(SIGKILL); }}, Ending{"Abort", [] { abort(); }},
                     Ending{"QuickExit", [] { _exit(3); }}, Ending{"Fault", [] { raise(SIGSEGV); }},
-                    Ending{"Exec", [] { execl("/bin/true", "true", nullptr); }}),
+                    Ending{"Exec", [] { execlp("true", "true", nullptr); }}),
     [](const auto& info) { return std::string(info.param.name); });
 
 TEST(LogTail, ALineThatWasCutByAKillIsClosedByTheNextSink) {
