@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# What bash offers after TAB, that of a Mac (3.2) too.
+# What bash offers after TAB.
 #
 #   completion_test.bash SOURCE_FOLDER ORU_REPORT
 set -euo pipefail
