@@ -9,6 +9,7 @@
 #include "media_core/biz_engine/crash_handler/darwin/mach_exception_handler.h"
 #include "media_core/biz_engine/crash_handler/darwin/signal_choice.h"
 #include "media_core/biz_engine/crash_handler/machine/images/images.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/signal_action.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/signal_words.h"
 #include "media_core/biz_engine/crash_handler/tools/crash_log.h"
 
@@ -34,12 +35,8 @@ struct sigaction CurrentAction(int signo) {
   return now;
 }
 
-bool HasFunction(const struct sigaction& action) {
-  return action.sa_handler != SIG_DFL && action.sa_handler != SIG_IGN;
-}
-
 bool IsOurs(const struct sigaction& action) {
-  return IsFront(action) || (HasFunction(action) && action.sa_sigaction == SignalHook());
+  return IsFront(action) || (machine::HasFunction(action) && action.sa_sigaction == SignalHook());
 }
 
 size_t IndexOf(int signo) {
@@ -139,8 +136,8 @@ bool StandInFrontOfOne(int signo) {
   const struct sigaction now = CurrentAction(signo);
   if (IsFront(now)) return true;
   struct sigaction& before = oldSignalHandlers[IndexOf(signo)];
-  if (!IsOurs(now) && HasFunction(now)) before = now;
-  if (!HasFunction(before)) return false;
+  if (!IsOurs(now) && machine::HasFunction(now)) before = now;
+  if (!machine::HasFunction(before)) return false;
   if (!PutInFront(signo, before)) return false;
   ORU_CRASH_LOG_PROGRESS("neighbours: stands in front of signal %d", signo);
   return true;
@@ -151,7 +148,7 @@ bool RearmSignal(size_t index) {
   const struct sigaction now = CurrentAction(signo);
   if (IsSignalLeftAlone(signo) || IsOurs(now) || now.sa_handler == SIG_IGN) return false;
   oldSignalHandlers[index] = now;
-  if (HasFront(signo) && HasFunction(now)) {
+  if (HasFront(signo) && machine::HasFunction(now)) {
     PutInFront(signo, now);
   } else {
     InstallSignalAction(signo, nullptr);

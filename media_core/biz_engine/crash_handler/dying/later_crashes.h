@@ -16,13 +16,11 @@ namespace CrashHandler {
 void RescueOwnReport(int signo, const siginfo_t* info, const void* context);
 
 // For a hook that was refused the crash, or found that one was handled before, and has logged that.
-//  - A fault in the crash's own thread, or after the crash is over, would recur for ever: its
-//  signal
-//    gets the default action, so that returning ends the process by it.
-//  - A fault or an abort while another thread has the crash waits for that thread, within the
-//    deadline, and then goes its way.
-//  - A signal that was only raised or sent returns at once.
-// May run in a signal handler, on what little stack there is.
+// A fault in the crash's own thread, or after the crash is over, would recur for ever: its signal
+// gets the default action, so that returning ends the process by it. A fault or an abort while
+// another thread has the crash waits for that thread, within the deadline, and then goes its way. A
+// signal that was only raised or sent returns at once. May run in a signal handler, on what little
+// stack there is.
 void LeaveToEarlierCrash(int signo, const siginfo_t* info, const void* context);
 
 // The same for a failed allocation, which `operator new` repeats while the handler returns: it
