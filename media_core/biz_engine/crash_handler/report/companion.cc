@@ -16,6 +16,7 @@
 #include "media_core/biz_engine/crash_handler/report/companion_settings.h"
 #include "media_core/biz_engine/crash_handler/report/crash_notes.h"
 #include "media_core/biz_engine/crash_handler/report/json_line.h"
+#include "media_core/biz_engine/crash_handler/report/last_path_entry.h"
 #include "media_core/biz_engine/crash_handler/report/report_path.h"
 #include "media_core/biz_engine/crash_handler/report/report_words.h"
 
