@@ -15,7 +15,7 @@ _oru_report() {
   case $previous in
     --color) _oru_report_offer "$(compgen -W 'auto always never' -- "$current")"; return ;;
     --kind) _oru_report_offer "$(compgen -W 'Signal Exception MemoryError' -- "$current")"; return ;;
-    --debug-dir | --dump-dir) _oru_report_offer "$(compgen -d -- "$current")"; return ;;
+    --debug-dir | --dump-dir | --sources) _oru_report_offer "$(compgen -d -- "$current")"; return ;;
     --output | --symbols | --with-log | --with-trace) _oru_report_offer "$(compgen -f -- "$current")"; return ;;
     --app | --sdk | --since | --until | --frame | --function | --utc-offset) return ;;
   esac
@@ -25,7 +25,7 @@ _oru_report() {
     json:-*) _oru_report_offer "$(compgen -W "$symbols $filters --help" -- "$current")" ;;
     group:-* | diff:-*) _oru_report_offer "$(compgen -W "--json $filters --help" -- "$current")" ;;
     doctor:-*) _oru_report_offer "$(compgen -W "--function --dump-dir --json --help" -- "$current")" ;;
-    html:-*) _oru_report_offer "$(compgen -W "--output --group $symbols $filters --help" -- "$current")" ;;
+    html:-*) _oru_report_offer "$(compgen -W "--output --group --sources $symbols $filters --help" -- "$current")" ;;
     *) _oru_report_offer "$(compgen -f -- "$current")" ;;
   esac
 }

@@ -139,7 +139,7 @@ void CheckShown(const Report& report, const std::string& title) {
     Require(text.text().size() <= 65536 + report.text->size() * 400, "a text in proportion");
   }
   oru_report::StringOutput html;
-  oru_report::RenderHtml(headline, &resolver, title, &html);
+  oru_report::RenderHtml(headline, &resolver, {}, title, &html);
   const std::string page = oru_fuzz::TextOfPage(html.text());
   const auto shows = [&](std::string_view part) {
     return page.find(oru_report::Visible(part, true)) != std::string::npos;

@@ -44,10 +44,11 @@ std::string KindOf(const Report& report, const ReportName& name) {
   return "Signal";
 }
 
-// A folder is the version's only if it can be one.
+// A folder is the version's only if it is like one: a report may have been moved anywhere.
 std::string VersionOf(std::string_view folder) {
-  const bool has_digit = folder.find_first_of("0123456789") != std::string_view::npos;
-  return has_digit ? std::string(folder) : "";
+  const std::string_view number = !folder.empty() && folder[0] == 'v' ? folder.substr(1) : folder;
+  const bool begins = !number.empty() && number[0] >= '0' && number[0] <= '9';
+  return begins ? std::string(folder) : "";
 }
 
 // The header's time without its milliseconds, or the file name's.

@@ -1,5 +1,6 @@
 #include "oru_report/analysis/resolver.h"
 
+#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 
@@ -11,6 +12,11 @@ namespace {
 
 // Real reports have some thousand different frames; of more the earlier ones are forgotten.
 constexpr size_t kMostKnown = 50000;
+
+// A return address points behind the call that is meant.
+uint64_t AddressToFind(const Frame& frame, bool is_return_address) {
+  return frame.address - (is_return_address && frame.address != 0 ? 1 : 0);
+}
 
 }  // namespace
 
@@ -41,8 +47,27 @@ const Frame* Resolver::NamedFrame(const Frame& frame) const {
   return known == names_.end() ? nullptr : known->second;
 }
 
+void Resolver::Prepare() {
+  if (symbols_ == nullptr) return;
+  std::unordered_map<const Image*, std::vector<uint64_t>> wanted;
+  const auto add = [&](const FrameList& frames) {
+    for (size_t i = 0; i < frames.size(); ++i) {
+      const uint64_t address = AddressToFind(*frames[i], i != 0);
+      const Image* image = frames[i]->parsed ? report_.ImageOf(address) : nullptr;
+      if (image != nullptr) wanted[image].push_back(address);
+    }
+  };
+  add(report_.crash_frames);
+  for (const Thread& thread : report_.threads) add(thread.frames);
+  for (auto& [image, addresses] : wanted) {
+    std::sort(addresses.begin(), addresses.end());
+    addresses.erase(std::unique(addresses.begin(), addresses.end()), addresses.end());
+    symbols_->Prepare(*image, addresses);
+  }
+}
+
 void Resolver::Fill(const Frame& frame, bool is_return_address, ResolvedFrame* resolved) {
-  const uint64_t address = frame.address - (is_return_address && frame.address != 0 ? 1 : 0);
+  const uint64_t address = AddressToFind(frame, is_return_address);
   resolved->image = report_.ImageOf(address);
   if (resolved->image != nullptr) resolved->image_offset = frame.address - resolved->image->start;
   Place place;

@@ -37,6 +37,9 @@ class Resolver {
   // Both must outlive the object; `symbols` may be null.
   Resolver(const Report& report, SymbolStore* symbols);
 
+  // Looks all frames up in advance: before all of a report is shown.
+  void Prepare();
+
   // `is_return_address`: the place of the call before it is meant, as for every frame of a thread
   // but its first. The result stays until the next call.
   const ResolvedFrame& Resolve(const Frame& frame, bool is_return_address);

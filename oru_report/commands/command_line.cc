@@ -1,6 +1,7 @@
 #include "oru_report/commands/command_line.h"
 
 #include <functional>
+#include <string_view>
 
 #include "oru_report/commands/commands.h"
 
@@ -44,6 +45,9 @@ const std::vector<Option>& AllOptions() {
        [](Options* o, Text v) { o->utc_offset = v; }},
       {"--output", " html ", "FILE", "where the page goes instead of standard output",
        [](Options* o, Text v) { o->output = v; }},
+      {"--sources", " html ", "DIR",
+       "look in DIR, too, for the source lines of the crash; any number of times",
+       [](Options* o, Text v) { o->sources.push_back(v); }},
       {"--group", " html ", nullptr, "one page of the inputs' groups, with plots",
        [](Options* o, Text) { o->group = true; }},
       {"--function", " doctor ", "NAME", "whether a crash in this function would be reported",
@@ -95,6 +99,17 @@ std::string CheckOffset(Options* options) {
   return "";
 }
 
+// A day, or a day and a time.
+bool IsTime(const std::string& text) {
+  const std::string_view form = std::string_view("dddd-dd-dd dd:dd:dd").substr(0, text.size());
+  bool is = text.size() == 10 || text.size() == 19;
+  for (size_t i = 0; is && i < text.size(); ++i) {
+    const bool digit = text[i] >= '0' && text[i] <= '9';
+    is = form[i] == 'd' ? digit : text[i] == form[i];
+  }
+  return is;
+}
+
 std::string Check(const Options& options, const Command& command) {
   const size_t count = options.inputs.size();
   if (count < command.least_inputs) return options.command + " needs " + command.needs;
@@ -108,8 +123,7 @@ std::string Check(const Options& options, const Command& command) {
     return "--kind takes Signal, Exception or MemoryError";
   }
   for (const std::string& time : {options.filters.since, options.filters.until}) {
-    const bool day = time.size() == 10 || time.size() == 19;
-    if (!time.empty() && (!day || time.find_first_not_of("0123456789-: ") != std::string::npos)) {
+    if (!time.empty() && !IsTime(time)) {
       return "a time is written 2024-03-05 or \"2024-03-05 07:08:09\"";
     }
   }

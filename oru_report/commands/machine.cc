@@ -45,6 +45,7 @@ int RunJson(const Options& options) {
   const auto symbols = MakeSymbols(options);
   StreamOutput output(stdout);
   const VisitResult result = VisitReports(options, symbols.get(), [&](const VisitedReport& report) {
+    report.resolver->Prepare();
     RenderJson(report.file.path, report.headline, report.resolver, &output);
   });
   TellPassedOver(result);

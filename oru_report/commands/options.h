@@ -35,6 +35,8 @@ struct Options {
   // `--no-source`: no symbols but the report's own.
   bool use_symbols = true;
   SymbolOptions symbols;
+  // Of `html`: folders of source files.
+  std::vector<std::string> sources;
   Filters filters;
   // Of `show`.
   TimelineOptions timeline;

@@ -27,6 +27,12 @@ void TellGaps(const VisitedReport& report) {
   }
 }
 
+// Of inputs without a report, or with none that the filters let through.
+int TellNothing(const VisitResult& result) {
+  const bool told = result.reports > 0 || result.failures > 0 || result.passed.problem_count > 0;
+  return told ? kOk : TellError("there is no report to show");
+}
+
 }  // namespace
 
 int RunShow(const Options& options) {
@@ -39,6 +45,7 @@ int RunShow(const Options& options) {
     if (!first) output << "\n\n";
     first = false;
     TellGaps(report);
+    report.resolver->Prepare();
     if (options.timeline.log.empty() && options.timeline.trace.empty()) {
       return RenderText(report.headline, report.resolver, nullptr, color, &output);
     }
@@ -47,7 +54,7 @@ int RunShow(const Options& options) {
     RenderText(report.headline, report.resolver, &timeline, color, &output);
   });
   TellPassedOver(result);
-  return FinishOutput(&output, std::max(failed, StatusOf(result)));
+  return FinishOutput(&output, std::max({failed, StatusOf(result), TellNothing(result)}));
 }
 
 namespace {
@@ -86,11 +93,18 @@ int RunHtml(const Options& options) {
     if (done) return;
     done = true;
     TellGaps(report);
+    report.resolver->Prepare();
+    const CrashSource source = FindCrashSource(report.headline, report.resolver, options.sources);
     status = WritePage(options, [&](Output* output) {
-      RenderHtml(report.headline, report.resolver, report.file.name, output);
+      RenderHtml(report.headline, report.resolver, source, report.file.name, output);
     });
   });
-  return std::max(status, StatusOf(result));
+  TellPassedOver(result);
+  if (result.reports > 1) {
+    TellError("the page shows the first of " + std::to_string(result.reports) +
+              " reports; --group draws them all");
+  }
+  return std::max({status, StatusOf(result), TellNothing(result)});
 }
 
 }  // namespace oru_report

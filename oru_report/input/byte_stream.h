@@ -27,6 +27,10 @@ class ByteStream {
 // A descriptor, which the stream closes unless it is standard input.
 std::unique_ptr<ByteStream> MakeFileStream(int descriptor);
 
+// `beginning`, which was read of `rest` before, and then the rest.
+std::unique_ptr<ByteStream> MakeStreamBehind(std::string beginning,
+                                             std::unique_ptr<ByteStream> rest);
+
 // What the gzip members of `packed` unpack to. Bytes of another kind come as they are, so that any
 // file can be read through it.
 std::unique_ptr<ByteStream> MakeUnpackedStream(std::unique_ptr<ByteStream> packed);

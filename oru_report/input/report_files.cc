@@ -20,6 +20,8 @@ namespace {
 constexpr size_t kMaxProblems = 20;
 // Of folders below a named one.
 constexpr int kMaxDepth = 16;
+// An archive from a pipe is kept in memory.
+constexpr size_t kMaxPipedArchive = size_t{1} << 30;
 
 std::string Count(size_t count, const char* one, const char* many) {
   return std::to_string(count) + " " + (count == 1 ? one : many);
@@ -34,7 +36,8 @@ class Visit {
  private:
   void Folder(const std::string& path, int depth);
   void Found(const std::string& path, int depth);
-  void Archive(const std::string& path, int descriptor);
+  void Pipe(const std::string& path, int descriptor);
+  void Archive(const std::string& path, SeekableBytes* bytes);
   // Reads one file; `found`: it has to begin like a report.
   void Stream(const std::string& path, std::string_view inner_path, ByteStream* stream, bool found);
   void Problem(const std::string& path, const std::string& error) {
@@ -61,17 +64,20 @@ void Visit::Stream(const std::string& path, std::string_view inner_path, ByteStr
   visit_(std::move(file));
 }
 
-void Visit::Archive(const std::string& path, int descriptor) {
+void Visit::Archive(const std::string& path, SeekableBytes* bytes) {
   std::string error;
   const auto entry = [&](const std::string& name, std::unique_ptr<ByteStream> stream) {
     if (!LooksLikeReportFile(name)) {
       ++passed_->other_files;
       return;
     }
+    if (stream == nullptr) {
+      return Problem(path + ": " + name, "it is encrypted or packed in an unknown way");
+    }
     const auto unpacked = MakeUnpackedStream(std::move(stream));
     Stream(path + ": " + name, name, unpacked.get(), true);
   };
-  if (!VisitZip(descriptor, entry, &error)) Problem(path, error);
+  if (!VisitZip(bytes, entry, &error)) Problem(path, error);
 }
 
 void Visit::Found(const std::string& path, int depth) {
@@ -86,7 +92,7 @@ void Visit::Found(const std::string& path, int depth) {
   std::string error;
   const int descriptor = OpenFoundFile(path, &error);
   if (descriptor < 0) return Problem(path, error);
-  if (zip) return Archive(path, descriptor);
+  if (zip) return Archive(path, MakeFileBytes(descriptor).get());
   const auto stream = MakeUnpackedStream(MakeFileStream(descriptor));
   Stream(path, path, stream.get(), true);
 }
@@ -106,25 +112,49 @@ void Visit::Folder(const std::string& path, int depth) {
   for (const std::string& name : names) Found(base + name, depth);
 }
 
-void Visit::Named(const std::string& path) {
-  if (path == "-") {
-    const auto stream = MakeUnpackedStream(MakeFileStream(STDIN_FILENO));
-    return Stream("-", "", stream.get(), false);
+// What a pipe brings can be read once: its beginning tells what it is, and is read again behind it.
+void Visit::Pipe(const std::string& path, int descriptor) {
+  auto stream = MakeFileStream(descriptor);
+  std::string beginning(kZipBeginning, '\0');
+  size_t filled = 0;
+  long got = 1;
+  std::string error;
+  while (filled < beginning.size() && got > 0) {
+    got = stream->Read(&beginning[filled], beginning.size() - filled, &error);
+    if (got > 0) filled += static_cast<size_t>(got);
   }
+  if (got < 0) return Problem(path, error);
+  beginning.resize(filled);
+  if (BeginsLikeZip(beginning)) {
+    const auto bytes = ReadAllBytes(beginning, stream.get(), kMaxPipedArchive, &error);
+    return bytes == nullptr ? Problem(path, error) : Archive(path, bytes.get());
+  }
+  const auto unpacked = MakeUnpackedStream(MakeStreamBehind(beginning, std::move(stream)));
+  Stream(path, "", unpacked.get(), false);
+}
+
+void Visit::Named(const std::string& path) {
+  const bool input = path == "-";
   std::string error;
   struct stat status = {};
-  if (stat(path.c_str(), &status) != 0) return Problem(path, strerror(errno));
+  if ((input ? fstat(STDIN_FILENO, &status) : stat(path.c_str(), &status)) != 0) {
+    return Problem(path, strerror(errno));
+  }
   std::string base = path;
   while (base.size() > 1 && base.back() == '/') base.pop_back();
-  if (S_ISDIR(status.st_mode)) return Folder(base, 0);
-  const int descriptor = OpenNamedFile(path, &error);
+  if (S_ISDIR(status.st_mode)) {
+    return input ? Problem(path, "it is a folder; name it instead") : Folder(base, 0);
+  }
+  const int descriptor = input ? STDIN_FILENO : OpenNamedFile(path, &error);
   if (descriptor < 0) return Problem(path, error);
-  char magic[4] = {};
-  const bool zip = pread(descriptor, magic, sizeof magic, 0) == sizeof magic &&
-                   memcmp(magic, "PK\x03\x04", sizeof magic) == 0;
-  if (zip) return Archive(path, descriptor);
+  if (lseek(descriptor, 0, SEEK_CUR) != 0) return Pipe(path, descriptor);
+  char beginning[kZipBeginning] = {};
+  const bool seen = pread(descriptor, beginning, sizeof beginning, 0) == sizeof beginning;
+  if (seen && BeginsLikeZip({beginning, sizeof beginning})) {
+    return Archive(path, MakeFileBytes(descriptor).get());
+  }
   const auto stream = MakeUnpackedStream(MakeFileStream(descriptor));
-  Stream(path, path, stream.get(), false);
+  Stream(path, input ? "" : path, stream.get(), false);
 }
 
 }  // namespace

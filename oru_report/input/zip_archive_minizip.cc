@@ -1,7 +1,7 @@
 #include <minizip/unzip.h>
-#include <unistd.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <cstring>
 
 #include "oru_report/input/zip_archive.h"
 
@@ -28,9 +28,31 @@ class EntryStream : public ByteStream {
   uint64_t packed_;
 };
 
-// The archive's stream over a descriptor that is open already.
-voidpf OpenDescriptor(voidpf opaque, const void* /*name*/, int /*mode*/) {
-  return fdopen(*static_cast<int*>(opaque), "rb");
+// minizip's functions of a file, over bytes.
+struct Place {
+  SeekableBytes* bytes;
+  uint64_t at;
+};
+
+voidpf Open(voidpf opaque, const void* /*name*/, int /*mode*/) { return opaque; }
+int Close(voidpf /*opaque*/, voidpf /*stream*/) { return 0; }
+int Error(voidpf /*opaque*/, voidpf /*stream*/) { return 0; }
+ZPOS64_T Tell(voidpf /*opaque*/, voidpf stream) { return static_cast<Place*>(stream)->at; }
+
+uLong Read(voidpf /*opaque*/, voidpf stream, void* buffer, uLong size) {
+  auto* place = static_cast<Place*>(stream);
+  const size_t got = place->bytes->ReadAt(place->at, static_cast<char*>(buffer), size);
+  place->at += got;
+  return static_cast<uLong>(got);
+}
+
+long Seek(voidpf /*opaque*/, voidpf stream, ZPOS64_T offset, int origin) {
+  auto* place = static_cast<Place*>(stream);
+  uint64_t from = 0;
+  if (origin == ZLIB_FILEFUNC_SEEK_CUR) from = place->at;
+  if (origin == ZLIB_FILEFUNC_SEEK_END) from = place->bytes->Size();
+  place->at = from + offset;
+  return 0;
 }
 
 bool VisitEntry(unzFile archive, const ZipVisitor& visit) {
@@ -44,18 +66,28 @@ bool VisitEntry(unzFile archive, const ZipVisitor& visit) {
     return false;
   }
   if (name.back() == '/') return true;
-  if (unzOpenCurrentFile(archive) != UNZ_OK) return false;
-  visit(name, std::make_unique<EntryStream>(archive, info.compressed_size));
+  constexpr uLong kEncrypted = 1;
+  const bool readable = (info.flag & kEncrypted) == 0 && unzOpenCurrentFile(archive) == UNZ_OK;
+  visit(name, readable ? std::make_unique<EntryStream>(archive, info.compressed_size) : nullptr);
   return true;
 }
 
 }  // namespace
 
-bool VisitZip(int descriptor, const ZipVisitor& visit, std::string* error) {
+bool VisitZip(SeekableBytes* bytes, const ZipVisitor& visit, std::string* error) {
+  // One without files begins with its end, where minizip does not look.
+  char beginning[kZipBeginning] = {};
+  bytes->ReadAt(0, beginning, sizeof beginning);
+  if (memcmp(beginning, "PK\x05\x06", sizeof beginning) == 0) return true;
+  Place place = {bytes, 0};
   zlib_filefunc64_def functions = {};
-  fill_fopen64_filefunc(&functions);
-  functions.zopen64_file = &OpenDescriptor;
-  functions.opaque = &descriptor;
+  functions.zopen64_file = &Open;
+  functions.zread_file = &Read;
+  functions.ztell64_file = &Tell;
+  functions.zseek64_file = &Seek;
+  functions.zclose_file = &Close;
+  functions.zerror_file = &Error;
+  functions.opaque = &place;
   unzFile archive = unzOpen2_64("", &functions);
   if (archive == nullptr) {
     *error = "it is no zip archive";

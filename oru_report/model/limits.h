@@ -22,6 +22,9 @@ constexpr size_t kMaxLogLine = size_t{8} << 10;
 // What is shown of each of them.
 constexpr size_t kMaxTimelineRows = 30;
 constexpr size_t kMaxTimelineText = 400;
+// Of a source file of which some lines are shown, and what is shown of a line.
+constexpr size_t kMaxSourceBytes = size_t{16} << 20;
+constexpr size_t kMaxSourceLine = 400;
 
 }  // namespace oru_report
 

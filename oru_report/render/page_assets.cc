@@ -38,6 +38,7 @@ summary { cursor: pointer; } summary h2 { display: inline; font-size: 1.05rem; m
 .count, .where, .none, .note, .top { color: var(--dim); font-size: .88rem; }
 ol { list-style: none; margin: .3rem 0; padding: 0; }
 li.frame { display: grid; grid-template-columns: 2.6rem 1.5rem 1fr; padding: .2rem 0; border-top: 1px solid transparent; }
+a { color: var(--blue); } ::placeholder { color: var(--dim); opacity: 1; }
 .frame, .thread { scroll-margin-top: 4rem; }
 li.frame:target, details:target { background: var(--card); outline: 2px solid var(--blue); }
 li.frame > a { color: var(--dim); text-decoration: none; font-size: .88rem; } li.frame > a:hover { text-decoration: underline; }
@@ -49,20 +50,27 @@ table { border-collapse: collapse; width: 100%; font-size: .92rem; }
 th, td { text-align: left; vertical-align: top; padding: .25rem .8rem .25rem 0; border-top: 1px solid var(--line); }
 td:nth-child(2) { white-space: nowrap; }
 pre { white-space: pre-wrap; } pre span { display: block; min-height: 1.2em; }
+.source { margin: .6rem 0; } .source pre { margin: .2rem 0; border: 1px solid var(--line); border-radius: .4rem; background: var(--bg);
+  padding: .3rem 0; overflow-wrap: anywhere; }
+.source span { display: grid; grid-template-columns: 3.2rem 1fr; padding: 0 .6rem 0 0; min-height: 1.4em; }
+.source i { color: var(--dim); font-style: normal; text-align: right; padding-right: .8rem; user-select: none; }
+.source .hit { box-shadow: inset .25rem 0 var(--red); font-weight: 700; background: var(--card); }
 [hidden] { display: none !important; }
 kbd { border: 1px solid var(--dim); border-radius: .25rem; padding: 0 .3rem; font-size: .8rem; }
 footer { color: var(--dim); font-size: .85rem; margin: 1rem 0; }
-svg { width: 100%; height: auto; display: block; } svg text { fill: var(--dim); font: 10px system-ui; } rect { fill: var(--blue); }
+svg { width: 100%; height: 4rem; display: block; border-bottom: 1px solid var(--dim); } rect { fill: var(--blue); }
+.axis { display: flex; justify-content: space-between; color: var(--dim); font-size: .82rem; margin: .1rem 0 .6rem; gap: .5rem; }
+.axis.each span { flex: 1 1 0; min-width: 0; }
 @media (max-width: 50rem) {
   thead { display: none; } tr { display: block; padding: .3rem 0; border-top: 1px solid var(--line); }
   td, td:nth-child(2) { display: block; border: 0; padding: 0; white-space: normal; }
   li.frame { grid-template-columns: 2.2rem 1.2rem 1fr; } .note { padding-left: 3.4rem; }
-  header dl { grid-template-columns: repeat(auto-fill, minmax(8rem, 1fr)); }
+  header dl { grid-template-columns: repeat(auto-fill, minmax(8rem, 1fr)); } nav input { flex-basis: 8rem; } #found { min-width: 0; }
 }
 @media print {
   :root { --bg: #fff; --card: #fff; --text: #000; --line: #999; --dim: #333; --red: #900; --green: #040; --blue: #006; --amber: #530; }
   nav, button, footer, .tools { display: none !important; } body { max-width: none; font-size: 10pt; padding: 0; }
-  details { border: 0; padding: 0; } li.frame { break-inside: avoid; } summary { list-style: none; font-weight: 600; }
+  details { border: 0; padding: 0; } .crashed { border-left: .35rem solid var(--red); padding-left: .6rem; } li.frame { break-inside: avoid; } summary { list-style: none; font-weight: 600; }
 }
 )css";
 

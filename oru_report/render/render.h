@@ -4,6 +4,7 @@
 
 #include <string>
 
+#include "oru_report/analysis/crash_source.h"
 #include "oru_report/analysis/headline.h"
 #include "oru_report/analysis/resolver.h"
 #include "oru_report/analysis/timeline.h"
@@ -20,10 +21,10 @@ void RenderText(const Headline& headline, Resolver* resolver, const Timeline* ti
 // The part of it that the timeline is.
 void RenderTimeline(const Timeline& timeline, Output* output);
 
-// One self-contained HTML page: the headline and the crashed frame, everything else folded and
-// searchable, nothing loaded from anywhere.
-void RenderHtml(const Headline& headline, Resolver* resolver, const std::string& title,
-                Output* output);
+// One self-contained HTML page: the headline with the crash's source lines (`source` may be empty),
+// the crashed thread, everything else folded and searchable, nothing loaded from anywhere.
+void RenderHtml(const Headline& headline, Resolver* resolver, const CrashSource& source,
+                const std::string& title, Output* output);
 
 // One JSON object in a line, as docs/oru-report.schema.json describes it.
 void RenderJson(const std::string& file, const Headline& headline, Resolver* resolver,

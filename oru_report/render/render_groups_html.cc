@@ -1,7 +1,10 @@
 #include <algorithm>
+#include <cstdio>
+#include <string_view>
 
 #include "oru_report/render/page_frame.h"
 #include "oru_report/render/render_groups.h"
+#include "oru_report/text/demangle.h"
 #include "oru_report/text/escape.h"
 
 namespace oru_report {
@@ -13,24 +16,75 @@ constexpr size_t kMostBars = 120;
 
 using Counts = std::map<std::string, size_t>;
 
-// Days without reports count too, at least as an empty place between months.
-Counts ByMonthIfLong(const Counts& days) {
-  if (days.size() <= kMostBars) return days;
-  Counts months;
-  for (const auto& [day, count] : days) months[day.substr(0, 7)] += count;
-  return months;
+// "2024-03-05"
+bool IsDay(const std::string& text) {
+  constexpr std::string_view kForm = "dddd-dd-dd";
+  if (text.size() != kForm.size()) return false;
+  for (size_t i = 0; i < kForm.size(); ++i) {
+    const bool digit = text[i] >= '0' && text[i] <= '9';
+    if (kForm[i] == 'd' ? !digit : text[i] != '-') return false;
+  }
+  return true;
 }
 
-// Bars in the order of their names, with the first, the last and the highest told.
+int DaysOf(int year, int month) {
+  constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+  const bool leap = (year % 4 == 0 && year % 100 != 0) || year % 400 == 0;
+  return month >= 1 && month <= 12 ? kDays[month - 1] + (leap && month == 2 ? 1 : 0) : 31;
+}
+
+// The day, month or year after one of these forms.
+std::string NextDate(const std::string& date) {
+  int year = std::stoi(date.substr(0, 4));
+  int month = date.size() > 4 ? std::stoi(date.substr(5, 2)) : 12;
+  int day = date.size() > 7 ? std::stoi(date.substr(8, 2)) : 31;
+  if (++day > DaysOf(year, month)) {
+    day = 1;
+    ++month;
+  }
+  if (month > 12) {
+    month = 1;
+    ++year;
+  }
+  char next[40];
+  snprintf(next, sizeof next, "%04d-%02d-%02d", year, month, day);
+  return std::string(next).substr(0, date.size());
+}
+
+// Every day, month or year from the first to the last, also those without reports: what is too many
+// to be drawn as days is drawn as months, then as years. Times that are none are left out.
+Counts OverTime(const Counts& days) {
+  for (const size_t digits : {size_t{10}, size_t{7}, size_t{4}}) {
+    Counts counts;
+    for (const auto& [day, count] : days) {
+      if (IsDay(day)) counts[day.substr(0, digits)] += count;
+    }
+    if (counts.empty()) return counts;
+    const std::string last = counts.rbegin()->first;
+    std::string at = counts.begin()->first;
+    size_t bars = 1;
+    for (; at < last && bars < kMostBars; ++bars) {
+      at = NextDate(at);
+      counts[at];
+    }
+    if (at >= last) return counts;
+  }
+  return days;
+}
+
+// Bars in the order of their names, with the highest told, and the names below: all when they are
+// few, the first and the last otherwise.
 void WritePlot(const std::string& title, const Counts& counts, Output* output) {
   constexpr size_t kHeight = 60;
   constexpr size_t kWidth = 600;
+  constexpr size_t kFewBars = 6;
+  if (counts.empty()) return;
   size_t most = 1;
   for (const auto& [name, count] : counts) most = std::max(most, count);
-  const size_t bars = std::max<size_t>(counts.size(), 1);
+  const size_t bars = counts.size();
   *output << "<p class=where>" << ForHtml(title) << ", at most " << std::to_string(most)
-          << "</p>\n<svg viewBox=\"0 0 600 76\" role=img aria-label=\"" << ForHtml(title)
-          << "\">\n";
+          << "</p>\n<svg viewBox=\"0 0 600 60\" preserveAspectRatio=none role=img aria-label=\""
+          << ForHtml(title) << "\">\n";
   size_t index = 0;
   for (const auto& [name, count] : counts) {
     const size_t height = std::max<size_t>(count * kHeight / most, count == 0 ? 0 : 1);
@@ -40,14 +94,16 @@ void WritePlot(const std::string& title, const Counts& counts, Output* output) {
             << " width=" << std::to_string(std::min<size_t>(width, 40))
             << " height=" << std::to_string(height) << "><title>" << ForHtml(name) << ": "
             << std::to_string(count) << "</title></rect>\n";
-    const bool label = bars <= 8 || index == 0 || index + 1 == bars;
-    if (label) {
-      const size_t at = bars > 8 && index != 0 ? kWidth - 60 : left;
-      *output << "<text x=" << std::to_string(at) << " y=73>" << ForHtml(name) << "</text>\n";
-    }
     ++index;
   }
-  *output << "</svg>\n";
+  *output << "</svg>\n<div class=\"axis" << (bars <= kFewBars ? " each" : "") << "\">";
+  index = 0;
+  for (const auto& [name, count] : counts) {
+    const bool told = bars <= kFewBars || index == 0 || index + 1 == bars;
+    if (told) *output << "<span>" << ForHtml(name) << "</span>";
+    ++index;
+  }
+  *output << "</div>\n";
 }
 
 void WriteGroup(const CrashGroup& group, bool open, Output* output) {
@@ -58,11 +114,11 @@ void WriteGroup(const CrashGroup& group, bool open, Output* output) {
           << "<p class=where>" << ForHtml(group.first_time) << " to " << ForHtml(group.last_time)
           << ", SDK " << ForHtml(CountsText(group.versions)) << ", app "
           << ForHtml(CountsText(group.apps)) << "</p>\n";
-  WritePlot("Reports over time", ByMonthIfLong(group.days), output);
+  WritePlot("Reports over time", OverTime(group.days), output);
   WritePlot("Reports by version", group.versions, output);
   *output << "<ol>\n";
   for (const std::string& part : group.fingerprint.parts) {
-    *output << "<li class=word><code>" << ForHtml(part) << "</code></li>\n";
+    *output << "<li class=word><code>" << ForHtml(Demangle(part)) << "</code></li>\n";
   }
   *output << "</ol>\n<p class=where><a href=\"#g" << group.fingerprint.id << "\">"
           << group.fingerprint.id << "</a> " << ForHtml(group.example) << "</p></details>\n";
@@ -81,7 +137,7 @@ void RenderGroupsHtml(const CrashGroups& groups, Output* output) {
   BeginPage("Crash reports", output);
   *output << "<header><h1>" << std::to_string(groups.reports()) << " reports of "
           << std::to_string(sorted.size()) << " different crashes</h1>\n";
-  WritePlot("Reports over time", ByMonthIfLong(days), output);
+  WritePlot("Reports over time", OverTime(days), output);
   WritePlot("Reports by version", versions, output);
   *output << "</header>\n";
   WriteNavigation(output);

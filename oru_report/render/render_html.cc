@@ -23,10 +23,11 @@ class HtmlPage {
   HtmlPage(Resolver* resolver, Output* output)
       : resolver_(*resolver), report_(resolver->report()), output_(*output) {}
 
-  void Write(const Headline& headline, const std::string& title);
+  void Write(const Headline& headline, const CrashSource& source, const std::string& title);
 
  private:
-  void WriteHeadline(const Headline& headline);
+  void WriteHeadline(const Headline& headline, const CrashSource& source);
+  void WriteSource(const CrashSource& source);
   void WriteFact(const char* label, const std::string& value);
   void WriteCulprit(const char* label, const std::string& text);
   void BeginFold(const char* id, const char* title, size_t count);
@@ -56,7 +57,23 @@ void HtmlPage::WriteCulprit(const char* label, const std::string& text) {
           << ForHtml(text) << "</code></p>\n";
 }
 
-void HtmlPage::WriteHeadline(const Headline& headline) {
+void HtmlPage::WriteSource(const CrashSource& source) {
+  if (source.text.lines.empty()) return;
+  output_ << "<figure class=source><figcaption class=where>" << ForHtml(source.text.path) << ":"
+          << std::to_string(source.line)
+          << (source.newer ? " – changed after the program was built, its lines may have moved"
+                           : "")
+          << "</figcaption>\n<pre>";
+  int number = source.text.first;
+  for (const std::string& line : source.text.lines) {
+    output_ << "<span" << (number == source.line ? " class=hit" : "") << "><i>"
+            << std::to_string(number) << "</i><code>" << ForHtml(line) << "</code>\n</span>";
+    ++number;
+  }
+  output_ << "</pre></figure>\n";
+}
+
+void HtmlPage::WriteHeadline(const Headline& headline, const CrashSource& source) {
   const bool known = !headline.sdk_text.empty() || !headline.first_text.empty();
   const std::string& place = headline.sdk_text.empty() ? headline.first_text : headline.sdk_text;
   output_ << "<header>\n<h1><span class=kind>" << ForHtml(headline.kind) << "</span> "
@@ -68,6 +85,7 @@ void HtmlPage::WriteHeadline(const Headline& headline) {
   for (const std::string& gap : report_.gaps) {
     output_ << "<p class=gap>Not whole: " << ForHtml(gap) << "</p>\n";
   }
+  WriteSource(source);
   if (headline.first != headline.sdk) WriteCulprit("Crashed in", headline.first_text);
   WriteCulprit("Called by the app in", headline.app_text);
   output_ << "<dl>\n";
@@ -176,7 +194,8 @@ void HtmlPage::WriteGroup(const ThreadGroup& group) {
 }
 
 void HtmlPage::WriteThreads() {
-  BeginFold("threads", "Other threads", report_.threads.size());
+  const size_t crashed = report_.CrashThread() == nullptr ? 0 : 1;
+  BeginFold("threads", "Other threads", report_.threads.size() - crashed);
   const std::vector<ThreadGroup> groups = FoldThreads(report_, report_.CrashThread());
   if (groups.empty()) output_ << kNone;
   for (const ThreadGroup& group : groups) WriteGroup(group);
@@ -228,9 +247,10 @@ void HtmlPage::WriteWords() {
   output_ << "</pre></details>\n";
 }
 
-void HtmlPage::Write(const Headline& headline, const std::string& title) {
+void HtmlPage::Write(const Headline& headline, const CrashSource& source,
+                     const std::string& title) {
   BeginPage(title, &output_);
-  WriteHeadline(headline);
+  WriteHeadline(headline, source);
   WriteNavigation(&output_);
   output_ << "<main>\n";
   WriteCrashed(headline);
@@ -244,9 +264,9 @@ void HtmlPage::Write(const Headline& headline, const std::string& title) {
 
 }  // namespace
 
-void RenderHtml(const Headline& headline, Resolver* resolver, const std::string& title,
-                Output* output) {
-  HtmlPage(resolver, output).Write(headline, title);
+void RenderHtml(const Headline& headline, Resolver* resolver, const CrashSource& source,
+                const std::string& title, Output* output) {
+  HtmlPage(resolver, output).Write(headline, source, title);
 }
 
 }  // namespace oru_report

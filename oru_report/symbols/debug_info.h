@@ -27,6 +27,9 @@ class DebugInfo {
   // The function that holds the address, a file's own, behind those that were inlined into it,
   // innermost first. Empty when nothing is known.
   virtual std::vector<SourceFrame> Find(uint64_t address) = 0;
+
+  // Of how many compilation units something is kept in memory.
+  virtual size_t units_read() const = 0;
 };
 
 // Null when the slice has no debug information, or this program was built without a reader.

@@ -91,11 +91,12 @@ class LibdwInfo : public DebugInfo {
   bool good() const { return has_units_; }
 
   std::vector<SourceFrame> Find(uint64_t address) override;
+  size_t units_read() const override { return functions_.size(); }
 
  private:
   void ReadUnits();
-  // The functions of a unit, read at its first address.
-  const RangeTable& FunctionsOf(Dwarf_Die* unit);
+  // False when no function of the unit holds the address. They are read at its first one.
+  bool FindFunction(Dwarf_Die* unit, uint64_t address, Dwarf_Off* die);
   // Appends the function and, in front of it, what is inlined at the address.
   void AddFunctions(Dwarf_Die* unit, Dwarf_Die function, uint64_t address,
                     std::vector<SourceFrame>* frames);
@@ -105,7 +106,12 @@ class LibdwInfo : public DebugInfo {
   Dwarf* dwarf_ = nullptr;
   bool has_units_ = false;
   RangeTable units_;
-  std::map<Dwarf_Off, RangeTable> functions_;
+  struct UnitFunctions {
+    RangeTable table;
+    bool complete = false;
+  };
+  // By unit.
+  std::map<Dwarf_Off, UnitFunctions> functions_;
 };
 
 void LibdwInfo::ReadUnits() {
@@ -118,15 +124,45 @@ void LibdwInfo::ReadUnits() {
   units_.Sort();
 }
 
-const RangeTable& LibdwInfo::FunctionsOf(Dwarf_Die* unit) {
-  RangeTable& table = functions_[dwarf_dieoffset(unit)];
+// Appends the functions that are children of `parent` or of a namespace in it: where compilers put
+// them, whatever they are members of. Types, most of what there is, are passed over.
+void AddOuterFunctions(Dwarf_Die* parent, int depth, RangeTable* table) {
+  constexpr int kMostDepth = 64;
+  Dwarf_Die child;
+  if (depth > kMostDepth || dwarf_child(parent, &child) != 0) return;
+  do {
+    const int tag = dwarf_tag(&child);
+    if (tag == DW_TAG_subprogram) table->AddDie(&child);
+    if (tag == DW_TAG_namespace || tag == DW_TAG_module) {
+      AddOuterFunctions(&child, depth + 1, table);
+    }
+  } while (dwarf_siblingof(&child, &child) == 0);
+}
+
+// All of them, wherever they are.
+void AddAllFunctions(Dwarf_Die* unit, RangeTable* table) {
   const auto add = [](Dwarf_Die* function, void* context) {
     static_cast<RangeTable*>(context)->AddDie(function);
     return static_cast<int>(DWARF_CB_OK);
   };
-  dwarf_getfuncs(unit, add, &table, 0);
-  table.Sort();
-  return table;
+  dwarf_getfuncs(unit, add, table, 0);
+}
+
+bool LibdwInfo::FindFunction(Dwarf_Die* unit, uint64_t address, Dwarf_Off* die) {
+  const auto [at, is_new] = functions_.try_emplace(dwarf_dieoffset(unit));
+  UnitFunctions& functions = at->second;
+  if (is_new) {
+    AddOuterFunctions(unit, 0, &functions.table);
+    functions.table.Sort();
+  }
+  if (functions.table.Find(address, die)) return true;
+  if (functions.complete) return false;
+  // A function within a function or a type.
+  functions.complete = true;
+  functions.table = RangeTable();
+  AddAllFunctions(unit, &functions.table);
+  functions.table.Sort();
+  return functions.table.Find(address, die);
 }
 
 // The child of `die` that holds the address: an inlined function or a block.
@@ -179,10 +215,8 @@ std::vector<SourceFrame> LibdwInfo::Find(uint64_t address) {
   Dwarf_Off offset = 0;
   Dwarf_Die unit;
   if (!units_.Find(address, &offset) || dwarf_offdie(dwarf_, offset, &unit) == nullptr) return {};
-  const auto known = functions_.find(offset);
-  const RangeTable& functions = known == functions_.end() ? FunctionsOf(&unit) : known->second;
   Dwarf_Die function;
-  if (functions.Find(address, &offset) && dwarf_offdie(dwarf_, offset, &function) != nullptr) {
+  if (FindFunction(&unit, address, &offset) && dwarf_offdie(dwarf_, offset, &function) != nullptr) {
     AddFunctions(&unit, function, address, &frames);
   }
   Dwarf_Line* line = dwarf_getsrc_die(&unit, address);

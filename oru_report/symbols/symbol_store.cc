@@ -6,6 +6,7 @@
 
 #include "oru_report/input/safe_open.h"
 #include "oru_report/symbols/debug_server.h"
+#include "oru_report/text/path_text.h"
 
 namespace oru_report {
 namespace {
@@ -28,6 +29,34 @@ class DescriptorCloser {
  private:
   int descriptor_;
 };
+
+// Reads a file through a mapping of its own, as readers note down in it what they have unpacked.
+class OwnReader : public DebugInfo {
+ public:
+  OwnReader(int descriptor, const BinarySlice& slice)
+      : file_(descriptor), info_(OpenDebugInfo(descriptor, file_, slice)) {}
+
+  bool good() const { return info_ != nullptr; }
+  std::vector<SourceFrame> Find(uint64_t address) override { return info_->Find(address); }
+  size_t units_read() const override { return info_->units_read(); }
+
+ private:
+  const MappedFile file_;
+  const std::unique_ptr<DebugInfo> info_;
+};
+
+// Null when the file is not there any more, or has another id.
+std::unique_ptr<DebugInfo> OpenOwnReader(const std::string& path, const std::string& id) {
+  const int descriptor = OpenImageFile(path);
+  if (descriptor < 0) return nullptr;
+  const DescriptorCloser closer(descriptor);
+  for (const BinarySlice& slice : ReadBinarySlices(descriptor)) {
+    if (!IsReportedId(slice.id, id)) continue;
+    auto reader = std::make_unique<OwnReader>(descriptor, slice);
+    if (reader->good()) return reader;
+  }
+  return nullptr;
+}
 
 }  // namespace
 
@@ -103,13 +132,35 @@ std::unique_ptr<ImageSymbols> SymbolStore::Load(const Image& image) {
   return symbols;
 }
 
-const ImageSymbols& SymbolStore::Of(const Image& image) {
-  static const ImageSymbols none;
+ImageSymbols* SymbolStore::Known(const Image& image) {
   const Key key(image.uuid, image.path);
   const auto known = known_.find(key);
-  if (known != known_.end()) return *known->second;
-  if (known_.size() >= kMaxImages) return none;
-  return *(known_[key] = Load(image));
+  if (known != known_.end()) return known->second.get();
+  if (known_.size() >= kMaxImages) return nullptr;
+  return (known_[key] = Load(image)).get();
+}
+
+const ImageSymbols& SymbolStore::Of(const Image& image) {
+  static const ImageSymbols none;
+  const ImageSymbols* known = Known(image);
+  return known == nullptr ? none : *known;
+}
+
+void SymbolStore::Prepare(const Image& image, const std::vector<uint64_t>& addresses) {
+  // Fewer are found faster than threads are started.
+  constexpr size_t kFewest = 500;
+  if (addresses.size() < kFewest) return;
+  ImageSymbols* symbols = Known(image);
+  if (symbols == nullptr || symbols->lines == nullptr || !symbols->prepared.empty()) return;
+  std::vector<uint64_t> own;
+  own.reserve(addresses.size());
+  for (const uint64_t address : addresses) {
+    own.push_back(address - image.start + symbols->slice.first_address);
+  }
+  const auto open = [path = AbsolutePath(symbols->path), id = std::string(image.uuid)] {
+    return OpenOwnReader(path, id);
+  };
+  symbols->prepared = LookUpAll(open, own);
 }
 
 Place SymbolStore::Find(const Image& image, uint64_t address) {
@@ -118,7 +169,12 @@ Place SymbolStore::Find(const Image& image, uint64_t address) {
   if (symbols.file == nullptr) return place;
   place.file_known = true;
   const uint64_t own = address - image.start + symbols.slice.first_address;
-  if (symbols.lines != nullptr) place.frames = symbols.lines->Find(own);
+  const auto prepared = symbols.prepared.find(own);
+  if (prepared != symbols.prepared.end()) {
+    place.frames = prepared->second;
+  } else if (symbols.lines != nullptr) {
+    place.frames = symbols.lines->Find(own);
+  }
   const bool named = !place.frames.empty() && !place.frames.back().function.empty();
   const Symbol* symbol = named ? nullptr : symbols.names->Find(own);
   if (symbol == nullptr) return place;

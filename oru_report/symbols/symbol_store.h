@@ -9,6 +9,7 @@
 
 #include "oru_report/model/report_model.h"
 #include "oru_report/symbols/debug_info.h"
+#include "oru_report/symbols/parallel_lookup.h"
 #include "oru_report/symbols/symbol_index.h"
 #include "oru_report/symbols/symbol_table.h"
 
@@ -36,6 +37,8 @@ struct ImageSymbols {
   BinarySlice slice;
   std::unique_ptr<DebugInfo> lines;
   std::unique_ptr<SymbolTable> names;
+  // What was looked up in advance, by the file's own address.
+  FramesByAddress prepared;
 };
 
 struct SymbolOptions {
@@ -64,12 +67,17 @@ class SymbolStore {
 
   const ImageSymbols& Of(const Image& image);
 
+  // Looks the addresses, which lie in `image`, sorted and each once, up in advance: many at once
+  // take a fraction of the time and memory that they take one by one.
+  void Prepare(const Image& image, const std::vector<uint64_t>& addresses);
+
   // What stands at `address`, which lies in `image`.
   Place Find(const Image& image, uint64_t address);
 
  private:
   using Key = std::pair<std::string, std::string>;
 
+  ImageSymbols* Known(const Image& image);
   std::unique_ptr<ImageSymbols> Load(const Image& image);
   // Both take a file in that is of the image's build and knows more than what was found before.
   // False when it is of no such build. The descriptor is closed.

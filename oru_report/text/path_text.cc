@@ -1,6 +1,8 @@
 #include "oru_report/text/path_text.h"
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <vector>
 
 namespace oru_report {
@@ -36,6 +38,11 @@ std::string ShortPath(std::string_view path) {
     text += part;
   }
   return text;
+}
+
+std::string AbsolutePath(const std::string& path) {
+  char real[PATH_MAX];
+  return realpath(path.c_str(), real) == nullptr ? path : real;
 }
 
 }  // namespace oru_report

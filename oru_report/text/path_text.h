@@ -17,6 +17,9 @@ std::string_view FolderOf(std::string_view path);
 // showing only: a symbolic link on the way can make it another file's.
 std::string ShortPath(std::string_view path);
 
+// The path from the root, without links, of a file or folder that exists; others stay as they are.
+std::string AbsolutePath(const std::string& path);
+
 }  // namespace oru_report
 
 #endif  // ORU_REPORT_TEXT_PATH_TEXT_H_

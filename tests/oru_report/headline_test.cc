@@ -37,6 +37,10 @@ TEST(Headline, OfARenamedFileTellsWhatTheReportItselfSays) {
 
 TEST(Headline, TakesTheVersionFromTheFolder) {
   EXPECT_EQ(Of(oru_report_test::kSignalReport, "x", "6.1.0").version, "6.1.0");
+  EXPECT_EQ(Of(oru_report_test::kSignalReport, "x", "v7-beta").version, "v7-beta");
+  for (const char* folder : {"Downloads", "report-2024", "tmp32uz", "v", "version 3", ""}) {
+    EXPECT_EQ(Of(oru_report_test::kSignalReport, "x", folder).version, "") << folder;
+  }
 }
 
 TEST(Headline, NamesTheFirstFramesOfSdkAndApp) {

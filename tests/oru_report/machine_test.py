@@ -10,6 +10,7 @@ import subprocess
 import sys
 import tempfile
 import unittest
+import zipfile
 
 sys.path.insert(0, os.path.dirname(__file__))
 import fleet  # noqa: E402
@@ -118,6 +119,92 @@ class Machine(unittest.TestCase):
         with open(path, "rb") as file:
             packed = gzip.compress(file.read())
         self.assertEqual(lines_of("json", "-", input=packed)[0]["fingerprint"], lines_of("json", path)[0]["fingerprint"])
+
+    def test_an_archive_may_come_from_a_pipe_or_a_redirection(self):
+        wanted = [(group["fingerprint"], group["count"]) for group in lines_of("group", "--json", self.zip)]
+        with open(self.zip, "rb") as file:
+            piped = lines_of("group", "--json", "-", input=file.read())
+        with open(self.zip, "rb") as file:
+            redirected = lines_of("group", "--json", "-", stdin=file)
+        for groups in (piped, redirected):
+            self.assertEqual([(group["fingerprint"], group["count"]) for group in groups], wanted)
+        self.assertTrue(piped[0]["example"].startswith("-: "), piped[0]["example"])
+        fifo = os.path.join(self.temp.name, "fifo")
+        os.mkfifo(fifo)
+        with subprocess.Popen(["cp", self.zip, fifo]) as writer:
+            groups = lines_of("group", "--json", fifo)
+            self.assertEqual(writer.wait(), 0)
+        self.assertEqual([(group["fingerprint"], group["count"]) for group in groups], wanted)
+
+    def test_every_command_reads_every_kind_of_input(self):
+        folder = os.path.join(self.temp.name, "one", "6.1.0")
+        os.makedirs(folder)
+        text = fleet.report_of(3).encode()
+        plain = os.path.join(folder, fleet.name_of(3))
+        with open(plain, "wb") as file:
+            file.write(text)
+        packed = plain + ".gz"
+        with gzip.open(packed, "wb") as file:
+            file.write(text)
+        archive = os.path.join(self.temp.name, "one.zip")
+        with zipfile.ZipFile(archive, "w") as file:
+            file.writestr("6.1.0/" + fleet.name_of(3), text)
+        with open(archive, "rb") as file:
+            zipped = file.read()
+        for command in (["list"], ["show"], ["html"], ["html", "--group"], ["json"], ["group"]):
+            for path, given in ((folder, None), (plain, None), (packed, None), (archive, None), ("-", text),
+                                ("-", gzip.compress(text)), ("-", zipped)):
+                if path == folder and command == ["html"]:
+                    continue
+                done = run(*command, path, input=given)
+                self.assertIn(b"OruRTC::Engine::step", done.stdout, (command, path))
+                self.assertEqual(done.stderr, b"", (command, path))
+        for path, given in ((plain, None), (packed, None), (archive, None), ("-", zipped)):
+            self.assertIn(b"1 to 1", run("diff", plain, path, input=given).stdout)
+
+    def test_a_damaged_entry_costs_itself_alone(self):
+        archive = os.path.join(self.temp.name, "damaged.zip")
+        with zipfile.ZipFile(archive, "w", zipfile.ZIP_DEFLATED) as file:
+            for number in range(3):
+                file.writestr("6.1.0/" + fleet.name_of(number), fleet.report_of(number))
+            second = file.infolist()[1]
+        with open(archive, "r+b") as file:
+            file.seek(second.header_offset + 30 + len(second.filename) + 100)
+            file.write(b"\xff" * 200)
+            # The method of the third, in its own header and in the directory.
+            file.flush()
+            with open(archive, "rb") as again:
+                directory = again.read()
+            name = fleet.name_of(2).encode()
+            for at in (directory.find(name) - 6 - 30 + 8, directory.rfind(name) - 6 - 46 + 10):
+                file.seek(at)
+                file.write(b"\x63")
+        done = run("group", archive, status=1)
+        self.assertTrue(done.stdout.startswith(b"1 report, "), done.stdout)
+        self.assertIn(b"its packed form is damaged", done.stderr)
+        self.assertIn(b"packed in an unknown way", done.stderr)
+
+    def test_an_empty_archive_has_no_reports(self):
+        archive = os.path.join(self.temp.name, "empty.zip")
+        with zipfile.ZipFile(archive, "w"):
+            pass
+        self.assertIn(b"0 reports", run("group", archive).stdout)
+        with open(archive, "rb") as file:
+            self.assertIn(b"no reports", run("list", "-", input=file.read()).stdout)
+
+    def test_nothing_to_show_is_told(self):
+        empty = os.path.join(self.temp.name, "nothing")
+        os.makedirs(empty)
+        for command in ("show", "html"):
+            done = run(command, empty, status=1)
+            self.assertEqual((done.stdout, done.stderr), (b"", b"oru-report: there is no report to show\n"))
+            done = run(command, "--app", "nobody", self.path_of(3), status=1)
+            self.assertIn(b"no report to show", done.stderr)
+
+    def test_a_page_of_several_tells_which_one(self):
+        done = run("html", os.path.join(self.folder, "6.1.0"))
+        self.assertIn(b"the page shows the first of", done.stderr)
+        self.assertIn(b"--group", done.stderr)
 
     def test_nothing_is_unpacked_to_disk(self):
         empty = os.path.join(self.temp.name, "empty")

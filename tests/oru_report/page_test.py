@@ -151,6 +151,22 @@ class Page(unittest.TestCase):
             self.assertTrue(browser.evaluate("matchMedia('(prefers-color-scheme: dark)').matches"))
             self.shoot(f"real-{width}-dark")
 
+    def test_the_culprit_stands_with_its_source_line(self):
+        browser = self.browser
+        url = self.page_of(self.real_report())
+        browser.open(url)
+        caption = self.text("header .source figcaption")
+        path, line = re.fullmatch(r"(/.*crash_deeds\.cc):(\d+)(?: – .*)?", caption).groups()
+        with open(path, encoding="utf-8") as file:
+            lines = file.read().split("\n")
+        self.assertEqual(browser.evaluate("document.querySelector('.source .hit i').textContent"), line)
+        self.assertEqual(browser.evaluate("document.querySelector('.source .hit code').textContent"), lines[int(line) - 1])
+        self.assertEqual(browser.evaluate("Array.from(document.querySelectorAll('.source code')).map(e => e.textContent)"),
+                         lines[int(line) - 4:int(line) + 3])
+        # Without symbols there is no line to show.
+        self.browser.open(self.page_of("--no-source", self.real_report()))
+        self.assertEqual(self.count(".source"), 0)
+
     def test_everything_but_the_crashed_thread_is_folded(self):
         self.browser.open(self.page_of(self.real_report()))
         self.assertEqual(self.browser.evaluate(
@@ -158,6 +174,9 @@ class Page(unittest.TestCase):
         self.assertIn("worker", self.text("#crashed summary"))
         self.assertIn("frames of the crash handler", self.text("#crashed"))
         self.assertIn("OruRTCSampleCrash", self.text("#crashed"))
+        others = self.browser.evaluate("Array.from(document.querySelectorAll('#threads .thread')).map(t => "
+                                       "parseInt(/^\\s*(\\d+) threads/.exec(t.querySelector('summary').textContent)?.[1] ?? 1))")
+        self.assertEqual(self.text("#threads .count"), str(sum(others)))
         self.assertNotIn("/../", self.text("#crashed"))
         self.assertEqual(self.count(".mark.S") > 0, True)
         self.browser.press("u")
@@ -306,6 +325,18 @@ class Page(unittest.TestCase):
         self.assertEqual(len(re.findall(r"\bnone\b|no frames", text)), 4, text)
         self.check_quiet(url)
 
+    def test_a_plot_has_days_without_reports_too(self):
+        folder = self.path("gaps")
+        os.makedirs(folder)
+        for number, day in enumerate(("2024-02-27", "2024-03-02", "2024-03-02", "none")):
+            with open(os.path.join(folder, f"{number}.log"), "w", encoding="utf-8") as file:
+                file.write(EMPTY_REPORT.replace("2024-03-05", day))
+        self.browser.open(self.page_of("--group", folder))
+        bars = self.browser.evaluate("Array.from(document.querySelector('header svg').querySelectorAll('title'))"
+                                     ".map(t => t.textContent)")
+        self.assertEqual(bars, ["2024-02-27: 1", "2024-02-28: 0", "2024-02-29: 0", "2024-03-01: 0", "2024-03-02: 2"])
+        self.assertEqual(self.text("header .axis").split(), [bar.split(":")[0] for bar in bars])
+
     def test_groups_of_a_folder(self):
         archive = self.path("fleet.zip")
         fleet.make_zip(600, archive)
@@ -319,6 +350,8 @@ class Page(unittest.TestCase):
                                              ".map(t => t.textContent)")
             wanted = collections.Counter(map(fleet.version_of, range(600)))
             self.assertEqual(versions, [f"{name}: {count}" for name, count in sorted(wanted.items())])
+            lowest = self.browser.evaluate(CONTRAST)[0]
+            self.assertGreaterEqual(lowest[0], 4.5, lowest)
             self.shoot(f"groups-{width}")
         self.search("step4of0")
         self.assertEqual(self.count("main .thread"), 1)

@@ -28,7 +28,7 @@ std::string Text(const Report& report, bool color = false) {
 std::string Html(const Report& report, const std::string& title) {
   Resolver resolver(report, nullptr);
   StringOutput output;
-  RenderHtml(MakeHeadline(kFile, "6.1.0", &resolver), &resolver, title, &output);
+  RenderHtml(MakeHeadline(kFile, "6.1.0", &resolver), &resolver, {}, title, &output);
   return output.text();
 }
 

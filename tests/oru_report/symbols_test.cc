@@ -108,6 +108,32 @@ TEST_F(Symbols, AnInlinedFunctionStandsBeforeItsCaller) {
   EXPECT_TRUE(seen);
 }
 
+TEST_F(Symbols, ManyAddressesAtOnceAreFoundAsOneByOne) {
+  const oru_test::TempDir dir;
+  const std::string packed = dir.Join("packed.so");
+  Run({"/usr/bin/objcopy", "--compress-debug-sections", loaded_.path, packed});
+  SymbolOptions options;
+  options.paths = {packed};
+  image_.path = "/absent";
+  std::vector<uint64_t> addresses;
+  for (uint64_t at = address_ - 400; at < address_ + 600; ++at) addresses.push_back(at);
+  SymbolStore at_once(options);
+  at_once.Prepare(image_, addresses);
+  ASSERT_EQ(at_once.Of(image_).prepared.size(), addresses.size());
+  SymbolStore one_by_one(options);
+  for (const uint64_t at : addresses) {
+    const Place wanted = one_by_one.Find(image_, at);
+    const Place found = at_once.Find(image_, at);
+    ASSERT_EQ(found.frames.size(), wanted.frames.size()) << at;
+    for (size_t i = 0; i < wanted.frames.size(); ++i) {
+      EXPECT_EQ(found.frames[i].function, wanted.frames[i].function);
+      EXPECT_EQ(found.frames[i].file, wanted.frames[i].file);
+      EXPECT_EQ(found.frames[i].line, wanted.frames[i].line);
+    }
+  }
+  EXPECT_EQ(at_once.Find(image_, address_).frames.back().line, oru_fixture_line);
+}
+
 TEST_F(Symbols, AnotherBuildGivesNothingAndIsNamed) {
   uuid_ = std::string(32, '1');
   image_.uuid = uuid_;
