@@ -66,6 +66,8 @@ clocks), general utilities and crash capture.
 
 This package has the shared libraries.")
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+# Packages that others make run with this version and every later one.
+set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_PACKAGE_CONTROL_EXTRA "${PROJECT_SOURCE_DIR}/packaging/debian/triggers")
 
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_PACKAGE_SECTION libdevel)
