@@ -56,6 +56,11 @@ class Options(unittest.TestCase):
         self.assertIn(f"-{VERSION}.tar.gz", read(FORMULA))
         self.assertEqual(conan_recipe("conanfile.py").version, VERSION)
 
+    def test_what_is_written_by_hand_has_the_one_version(self):
+        self.assertEqual(re.search(r"(?m)^## (\S+)", read("CHANGELOG.md")).group(1), VERSION)
+        for page in ("varnook.1", "oru-report.1"):
+            self.assertRegex(read("docs", "man", page), rf'(?m)^\.TH .* "OruRTCSupport {re.escape(VERSION)}" ')
+
     def test_the_formula_is_ruby(self):
         self.assertEqual(run("ruby", "-c", FORMULA), "Syntax OK\n")
 
