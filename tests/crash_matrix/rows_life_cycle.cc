@@ -37,6 +37,14 @@ Row FaultWithDefaults(const char* scenario) {
   return row;
 }
 
+// GNUstep raises at its first look at such arguments, and ends the process at the next one.
+Row WithArgumentsThatAreNotUtf8(const char* name, const char* scenario) {
+  Row row = FaultWithoutPredecessor(scenario);
+  row.name = name;
+  row.options = {"--extra-info", "caf\xe9"};
+  return row;
+}
+
 }  // namespace
 
 std::vector<Row> LifeCycleRows() {
@@ -47,6 +55,8 @@ std::vector<Row> LifeCycleRows() {
       FailedAllocation("FailedAllocationAfterUninstallingBesideAnother", 0),
       FaultWithoutPredecessor("AfterUninstallingAndInstallingAgain"),
       FaultWithoutPredecessor("AfterInstallingTwice"),
+      WithArgumentsThatAreNotUtf8("WithArgumentsThatAreNotUtf8AfterInstallingAgain",
+                                  "AfterUninstallingAndInstallingAgain"),
       FaultWithDefaults("AfterDestroying"),
       FaultWithoutPredecessor("AfterMakingTheHandlerAgain"),
       Refused(Fault("AfterInstallingOverTheDestroyed")),

@@ -1,11 +1,12 @@
 // Logs one line as a program with Foundation would.
 //
 //   log_preference_probe DEFAULT [VALUE]
+//   log_preference_probe line
 //
 // DEFAULT is 1 or 0, what SetLogToStderr gets. VALUE becomes the "logToStdErr" preference of the
 // program's own domain: "yes" and "no" as booleans, "int:N" and "real:N" as numbers, "text:S" as a
 // string, "list" as an array; "global:yes" goes to the global domain. Prints the bundle's
-// identifier.
+// identifier. "line" logs the line without any use of Foundation before it.
 #import <Foundation/Foundation.h>
 
 #include <cstdio>
@@ -42,9 +43,18 @@ void SetPreference(NSString* identifier, std::string text) {
                   forName:domain];
 }
 
+void LogLine() {
+  rtc::LogMessage::LogToDebug(rtc::LS_INFO);
+  rtc::LogMessage("probe.mm", 1, rtc::LS_INFO).stream() << "shown";
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  if (std::string(argv[1]) == "line") {
+    LogLine();
+    return 0;
+  }
   @autoreleasepool {
     NSString* const identifier = [[NSBundle mainBundle] bundleIdentifier];
     printf("%s\n", identifier == nil ? "" : [identifier UTF8String]);
@@ -52,8 +62,7 @@ int main(int argc, char** argv) {
       SetPreference(identifier == nil ? @"log_preference_probe" : identifier, argv[2]);
     }
     rtc::LogMessage::SetLogToStderr(std::string(argv[1]) == "1");
-    rtc::LogMessage::LogToDebug(rtc::LS_INFO);
-    rtc::LogMessage("probe.mm", 1, rtc::LS_INFO).stream() << "shown";
+    LogLine();
   }
   return 0;
 }

@@ -61,6 +61,15 @@ TEST(LogPreference, ProgramWithoutIdentifierFollowsTheDefault) {
   EXPECT_TRUE(Writes("", {"1", "no"})) << "a preference without a bundle";
 }
 
+// GNUstep takes the whole environment for UTF-8, and cannot be asked otherwise.
+TEST(LogPreference, AnEnvironmentThatIsNotUtf8FollowsTheDefault) {
+  oru_test::ChildOptions options;
+  options.env["LATIN_1"] = "caf\xe9";
+  const ChildResult child = oru_test::RunChild({ORU_LOG_PREFERENCE_PROBE, "line"}, options);
+  EXPECT_EQ(child.exit_code, 0) << child.Ending() << child.err;
+  EXPECT_NE(child.err.find("[I] (probe.mm:1): shown\n"), std::string::npos) << child.err;
+}
+
 TEST(LogPreference, BooleanWordsCountInAnyCase) {
   for (const char* word : {"text:YES", "text:true", "text:1", "int:1", "int:2", "int:-1"}) {
     EXPECT_TRUE(Writes(kId, {"0", word})) << word;

@@ -7,6 +7,7 @@
 
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
+#include "media_core/biz_engine/crash_handler/darwin/foundation_use.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_flush.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_guard.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_reserve.h"
@@ -53,11 +54,11 @@ void PrepareForCrash() {
   PrepareCrashFlush();
   // The zone, whatever becomes of Foundation.
   PrepareStreamedReport("");
-  // Without memory Foundation does not only raise: it faults.
-  const bool has_foundation = !missing.memory && RunWithoutExceptions(PrepareFoundation);
-  // What has failed once (GNUstep's does for good when an argument or the environment is not UTF-8)
-  // ends the process at the next try.
-  SetOrdinaryReportPossible(has_foundation || missing.memory);
+  // Without memory Foundation does not only raise: it faults. Where it has failed once it may end
+  // the process at the next try.
+  const bool has_foundation = !missing.memory && IsOrdinaryReportPossible() &&
+                              IsFoundationUsable() && RunWithoutExceptions(PrepareFoundation);
+  if (!missing.memory) SetOrdinaryReportPossible(has_foundation);
   const bool has_stacks = RunWithoutExceptions(PrepareCallStacks);
   if (missing.memory) ORU_CRASH_LOG_PROBLEM("crash preparation: memory is missing");
   if (missing.descriptor) ORU_CRASH_LOG_PROBLEM("crash preparation: a file descriptor is missing");

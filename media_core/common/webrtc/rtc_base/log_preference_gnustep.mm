@@ -1,6 +1,7 @@
 #import <Foundation/Foundation.h>
 
 #include "media_core/common/webrtc/rtc_base/log_preference.h"
+#include "utils/shared_gnustep.h"
 
 // A name without C++ decoration that programs' link lines ask for, so that this file is not left
 // out of them.
@@ -58,8 +59,11 @@ LogPreference ReadFoundationLogPreference() {
   }
 }
 
+// A program in which GNUstep cannot be asked counts as one without a bundle.
 int Install() {
-  SetLogPreferenceReader(&ReadFoundationLogPreference);
+  if (tessik::shared::IsGnustepUsable()) {
+    SetLogPreferenceReader(&ReadFoundationLogPreference);
+  }
   return 1;
 }
 
