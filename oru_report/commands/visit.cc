@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "oru_report/commands/commands.h"
+#include "oru_report/input/companion_file.h"
 #include "oru_report/model/line_text.h"
 #include "oru_report/model/report_parser.h"
 #include "oru_report/render/output.h"
@@ -37,6 +38,21 @@ bool Passes(const Filters& filters, const Headline& headline, Resolver* resolver
   return filters.frame.empty() || HasFrame(resolver, filters.frame);
 }
 
+// The others look at what all reports have.
+bool ShowsCompanions(const Options& options) {
+  return !options.group &&
+         (options.command == "show" || options.command == "html" || options.command == "json");
+}
+
+// A companion is told from one of another report of its name by the thread that crashed.
+void AddCompanion(const std::string& path, Report* report) {
+  report->companion = ReadCompanionOf(path);
+  const CompanionLine* const crash = report->companion.Find("crash");
+  const std::string_view thread = report->HeaderValue("Crash Thread");
+  if (crash == nullptr || thread.empty() || crash->Text("thread") == thread) return;
+  report->companion.gaps.emplace_back("the companion is that of another crash");
+}
+
 }  // namespace
 
 VisitResult VisitReports(const Options& options, SymbolStore* symbols,
@@ -54,6 +70,7 @@ VisitResult VisitReports(const Options& options, SymbolStore* symbols,
     Resolver resolver(report, symbols);
     const Headline headline = MakeHeadline(file.name, file.folder, &resolver);
     if (!Passes(options.filters, headline, &resolver)) return;
+    if (ShowsCompanions(options)) AddCompanion(file.path, &report);
     ++result.reports;
     result.incomplete += report.gaps.empty() ? 0 : 1;
     callback({file, headline, &resolver});

@@ -16,6 +16,10 @@ constexpr size_t kMaxNotes = size_t{64} << 10;
 constexpr size_t kMaxImages = size_t{64} << 10;
 // A longer frame's or image's line is kept as text only.
 constexpr size_t kMaxParsedLine = size_t{32} << 10;
+// Of a companion: far above what crash capture writes.
+constexpr size_t kMaxCompanionBytes = size_t{8} << 20;
+constexpr size_t kMaxCompanionLines = size_t{16} << 10;
+constexpr size_t kMaxCompanionValues = 64;
 // Of a log or trace beside a report: the end that is read, and what is taken of a line.
 constexpr size_t kMaxLogBytes = size_t{64} << 20;
 constexpr size_t kMaxLogLine = size_t{8} << 10;

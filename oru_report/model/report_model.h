@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "oru_report/model/companion.h"
+
 namespace oru_report {
 
 // One line of a backtrace.
@@ -69,6 +71,8 @@ struct Report {
   std::vector<std::string_view> thread_notes;
   std::vector<Image> images;
   std::string_view custom_info;
+  // What lies beside the report; its gaps are its own.
+  Companion companion;
   // Sentences about what is missing; empty for a whole report.
   std::vector<std::string> gaps;
 

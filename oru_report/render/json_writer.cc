@@ -45,6 +45,11 @@ void JsonWriter::Number(std::string_view name, uint64_t value) {
   output_ << std::to_string(value);
 }
 
+void JsonWriter::Plain(std::string_view name, std::string_view value) {
+  Begin(name);
+  output_ << value;
+}
+
 void JsonWriter::Flag(std::string_view name, bool value) {
   Begin(name);
   output_ << (value ? "true" : "false");

@@ -20,6 +20,8 @@ class JsonWriter {
   void EndList();
   void Text(std::string_view name, std::string_view value);
   void Number(std::string_view name, uint64_t value);
+  // A number or a word of JSON as it stands.
+  void Plain(std::string_view name, std::string_view value);
   void Flag(std::string_view name, bool value);
   // "0x1c" as a text: not every reader of JSON keeps 64 bits.
   void Address(std::string_view name, uint64_t value);

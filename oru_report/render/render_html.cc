@@ -3,6 +3,7 @@
 
 #include "oru_report/analysis/folding.h"
 #include "oru_report/model/line_text.h"
+#include "oru_report/render/companion_rows.h"
 #include "oru_report/render/page_frame.h"
 #include "oru_report/render/render.h"
 #include "oru_report/text/escape.h"
@@ -40,6 +41,7 @@ class HtmlPage {
   void WriteImages();
   void WriteHeader();
   void WriteWords();
+  void WriteCompanion();
 
   Resolver& resolver_;
   const Report& report_;
@@ -247,6 +249,22 @@ void HtmlPage::WriteWords() {
   output_ << "</pre></details>\n";
 }
 
+void HtmlPage::WriteCompanion() {
+  const Companion& companion = report_.companion;
+  if (!companion.found) return;
+  const std::vector<CompanionRow> rows = RowsOf(companion);
+  BeginFold("companion", "Companion", rows.size());
+  for (const std::string& gap : companion.gaps) {
+    output_ << "<p class=gap>Not whole: " << ForHtml(gap) << "</p>\n";
+  }
+  output_ << "<dl>\n";
+  for (const CompanionRow& row : rows) {
+    output_ << "<dt>" << ForHtml(row.label) << "</dt><dd class=word>" << ForHtml(row.text)
+            << "</dd>\n";
+  }
+  output_ << "</dl></details>\n";
+}
+
 void HtmlPage::Write(const Headline& headline, const CrashSource& source,
                      const std::string& title) {
   BeginPage(title, &output_);
@@ -258,6 +276,7 @@ void HtmlPage::Write(const Headline& headline, const CrashSource& source,
   WriteImages();
   WriteHeader();
   WriteWords();
+  WriteCompanion();
   output_ << "</main>\n<p class=where>" << ForHtml(title) << "</p>\n";
   EndPage(&output_);
 }

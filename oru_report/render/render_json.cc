@@ -20,6 +20,8 @@ class JsonPage {
   void WriteFrames(const char* name, const FrameList& frames);
   void WriteThreads();
   void WriteImages();
+  void WriteCompanion();
+  void WriteCompanionLine(const CompanionLine& line);
 
   Resolver& resolver_;
   JsonWriter json_;
@@ -124,6 +126,39 @@ void JsonPage::WriteImages() {
   json_.EndList();
 }
 
+void JsonPage::WriteCompanionLine(const CompanionLine& line) {
+  std::string object;
+  json_.BeginObject();
+  json_.Text("type", line.type);
+  for (const CompanionValue& value : line.values) {
+    if (value.object != object) {
+      if (!object.empty()) json_.EndObject();
+      if (!value.object.empty()) json_.BeginObject(value.object);
+      object = value.object;
+    }
+    if (value.kind == CompanionValue::Kind::kText) {
+      json_.Text(value.name, value.text);
+    } else {
+      json_.Plain(value.name, value.text);
+    }
+  }
+  if (!object.empty()) json_.EndObject();
+  json_.EndObject();
+}
+
+void JsonPage::WriteCompanion() {
+  const Companion& companion = resolver_.report().companion;
+  if (!companion.found) return;
+  json_.BeginObject("companion");
+  json_.BeginList("gaps");
+  for (const std::string& gap : companion.gaps) json_.Text("", gap);
+  json_.EndList();
+  json_.BeginList("lines");
+  for (const CompanionLine& line : companion.lines) WriteCompanionLine(line);
+  json_.EndList();
+  json_.EndObject();
+}
+
 void JsonPage::Write(const std::string& file, const Headline& headline) {
   const Report& report = resolver_.report();
   json_.BeginObject();
@@ -149,6 +184,7 @@ void JsonPage::Write(const std::string& file, const Headline& headline) {
   WriteThreads();
   WriteImages();
   json_.Text("words", report.custom_info);
+  WriteCompanion();
   json_.EndObject();
 }
 

@@ -4,11 +4,15 @@
 
 #include "oru_report/analysis/folding.h"
 #include "oru_report/model/line_text.h"
+#include "oru_report/render/companion_rows.h"
 #include "oru_report/render/render.h"
 #include "oru_report/text/escape.h"
 
 namespace oru_report {
 namespace {
+
+// Of a companion's rows.
+constexpr size_t kLabelWidth = 11;
 
 // ANSI colours, or nothing at all.
 struct Palette {
@@ -51,6 +55,7 @@ class TextPage {
   void WritePlace(const std::string& file, int line);
   void WriteImages();
   void WriteCustomInfo();
+  void WriteCompanion();
   const char* ColorOf(Mark mark) const;
 
   Resolver& resolver_;
@@ -197,6 +202,22 @@ void TextPage::WriteCustomInfo() {
   for (std::string_view line; TakeLine(&rest, &line);) output_ << ForTerminal(line) << "\n";
 }
 
+void TextPage::WriteCompanion() {
+  const Companion& companion = report_.companion;
+  if (!companion.found) return;
+  output_ << "\n";
+  Line(palette_.title, "Companion");
+  for (const std::string& gap : companion.gaps) {
+    output_ << "Not whole: " << ForTerminal(gap) << "\n";
+  }
+  for (const CompanionRow& row : RowsOf(companion)) {
+    const std::string label = ForTerminal(row.label);
+    const size_t padding = label.size() < kLabelWidth ? kLabelWidth - label.size() : 1;
+    output_ << "  " << palette_.dim << label << palette_.end << std::string(padding, ' ')
+            << ForTerminal(row.text) << "\n";
+  }
+}
+
 void TextPage::Write(const Headline& headline) {
   Line(palette_.crash, HeadlineText(headline));
   for (const std::string& gap : report_.gaps) output_ << "Not whole: " << ForTerminal(gap) << "\n";
@@ -207,6 +228,7 @@ void TextPage::Write(const Headline& headline) {
   WriteThreads();
   WriteImages();
   WriteCustomInfo();
+  WriteCompanion();
 }
 
 }  // namespace

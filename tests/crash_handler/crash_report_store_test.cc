@@ -357,5 +357,72 @@ TEST_F(CrashReportStoreTest, ManyProcessesAtOnceKeepTheLimits) {
   EXPECT_LE(store_.Pending().size(), 5U);
 }
 
+class HostCrashStoreTest : public CrashReportStoreTest {
+ protected:
+  std::string WriteHostCrash(const std::string& ids, int age_s) {
+    const std::string folder = dump_dir_ + "/6.1.0";
+    oru_test::MakeDirs(folder);
+    const std::string path = folder + "/HostCrash_" + ids + "_Signal_2026-01-02-03-04-05.json";
+    oru_test::WriteFile(path, "{}\n");
+    MakeOld(path, age_s);
+    return path;
+  }
+};
+
+TEST_F(HostCrashStoreTest, IsCountedAndNamedButNoPendingReport) {
+  const std::string path = WriteHostCrash("app_s1", 100);
+  WriteReport("app_s2", 50);
+  const CrashReportStore store(dump_dir_);
+  ASSERT_EQ(store.Pending().size(), 1U);
+  EXPECT_EQ(store.Pending()[0].session_id, "s2");
+  const auto crashes = store.HostCrashes();
+  ASSERT_EQ(crashes.size(), 1U);
+  EXPECT_EQ(crashes[0].path, "");
+  EXPECT_EQ(crashes[0].companion_path, path);
+  EXPECT_EQ(crashes[0].app_id, "app");
+  EXPECT_EQ(crashes[0].session_id, "s1");
+  EXPECT_EQ(crashes[0].kind, "Signal");
+  EXPECT_EQ(crashes[0].sdk_version, "6.1.0");
+  EXPECT_EQ(crashes[0].bytes, 3U);
+  EXPECT_FALSE(store.MarkSent(crashes[0]));
+}
+
+TEST_F(HostCrashStoreTest, IsNotTheReportOfALastRun) {
+  WriteHostCrash("app_s1", 100);
+  EXPECT_EQ(CrashReportStore(dump_dir_).LastRunOf("app"), LastRun::kUnknown);
+}
+
+TEST_F(HostCrashStoreTest, IsGatheredAndDeletedAlone) {
+  const std::string path = WriteHostCrash("app_s1", 100);
+  const std::string report = WriteReport("app_s1", 100);
+  const CrashReportStore store(dump_dir_);
+  const auto crashes = store.HostCrashes();
+  ASSERT_EQ(crashes.size(), 1U);
+  ASSERT_TRUE(store.Gather(crashes[0], dir_.Join("gathered")));
+  EXPECT_EQ(oru_test::ListDir(dir_.Join("gathered")).size(), 1U);
+  EXPECT_TRUE(store.Delete(crashes[0]));
+  EXPECT_FALSE(oru_test::PathExists(path));
+  EXPECT_TRUE(oru_test::PathExists(report));
+  EXPECT_TRUE(store.Delete(crashes[0]));
+}
+
+TEST_F(HostCrashStoreTest, CountsForTheLimits) {
+  const std::string old = WriteHostCrash("app_old", 1000);
+  const std::string report = WriteReport("app_s1", 500);
+  const std::string fresh = WriteHostCrash("app_new", 100);
+  ReportLimits limits;
+  limits.reports = 2;
+  EXPECT_EQ(CrashReportStore(dump_dir_).KeepAtMost(limits), 1U);
+  EXPECT_FALSE(oru_test::PathExists(old));
+  EXPECT_TRUE(oru_test::PathExists(report));
+  EXPECT_TRUE(oru_test::PathExists(fresh));
+}
+
+TEST_F(HostCrashStoreTest, OfYesterdayIsNoLeftover) {
+  const std::string path = WriteHostCrash("app_s1", 3 * 24 * 60 * 60);
+  CrashReportStore(dump_dir_).KeepAtMost();
+  EXPECT_TRUE(oru_test::PathExists(path));
+}
+
 }  // namespace
 }  // namespace CrashHandler

@@ -1,7 +1,7 @@
 """Checks JSON values against a schema; knows the keywords that the project's schemas use and refuses others."""
 import re
 
-TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int}
+TYPES = {"object": dict, "array": list, "string": str, "boolean": bool, "integer": int, "null": type(None)}
 NOTES = {"$schema", "title", "description", "$defs"}
 
 
@@ -18,15 +18,17 @@ def complaints(value, schema, root=None, where="$"):
                 target = target[part]
             found += complaints(value, target, root, where)
         elif keyword == "type":
-            kind = TYPES[wanted]
-            if not isinstance(value, kind) or (kind is int and isinstance(value, bool)):
+            kinds = [TYPES[name] for name in (wanted if isinstance(wanted, list) else [wanted])]
+            if not any(isinstance(value, kind) and (kind is not int or not isinstance(value, bool)) for kind in kinds):
                 return found + [f"{where} is no {wanted}"]
+        elif keyword == "oneOf":
+            found += [] if sum(not complaints(value, part, root, where) for part in wanted) == 1 else [f"{where} is none of these"]
         elif keyword == "const":
             found += [] if value == wanted else [f"{where} is not {wanted!r}"]
         elif keyword == "enum":
             found += [] if value in wanted else [f"{where} is {value!r}"]
         elif keyword == "pattern":
-            found += [] if re.search(wanted, value) else [f"{where} is {value!r}"]
+            found += [] if not isinstance(value, str) or re.search(wanted, value) else [f"{where} is {value!r}"]
         elif keyword == "required":
             found += [f"{where} lacks {name}" for name in wanted if name not in value]
         elif keyword == "additionalProperties" and wanted is False:

@@ -21,6 +21,9 @@ using tessik::shared::EntryKind;
 
 constexpr int64_t kDayMs = int64_t{24} * 60 * 60 * 1000;
 constexpr char kCompanionEnding[] = ".json";
+constexpr char kReportEnding[] = ".log";
+// The companion of a crash without a report is named as the report would be, behind this.
+constexpr char kHostPrefix[] = "Host";
 constexpr char kSentEnding[] = ".sent";
 // A rotating log keeps this many at most that are worth sending.
 constexpr int kMostLogBackups = 9;
@@ -50,17 +53,42 @@ struct StoredReport {
   bool sent = false;
 };
 
+bool IsHostCrash(const PendingReport& report) { return report.path.empty(); }
+
+// The one that it is known by.
+const std::string& FileOf(const PendingReport& report) {
+  return IsHostCrash(report) ? report.companion_path : report.path;
+}
+
+void TakeParts(const ReportName& parts, const FileFacts& facts, PendingReport* report) {
+  report->app_id = parts.app_id;
+  report->session_id = parts.session_id;
+  report->kind = parts.kind;
+  report->written_ms = facts.changed_ms;
+  report->bytes = facts.bytes;
+}
+
+bool ReadHostCrash(const std::string& folder, const std::string& name, StoredReport* stored) {
+  ReportName parts;
+  FileFacts facts;
+  if (!BeginsWith(name, kHostPrefix) || !EndsIn(name, kCompanionEnding)) return false;
+  std::string report = name.substr(sizeof kHostPrefix - 1);
+  report.replace(report.size() - (sizeof kCompanionEnding - 1), std::string::npos, kReportEnding);
+  const std::string path = folder + "/" + name;
+  if (!ParseReportName(report, &parts) || !OwnFileFacts(path, &facts)) return false;
+  TakeParts(parts, facts, &stored->report);
+  stored->report.companion_path = path;
+  return true;
+}
+
 bool ReadReport(const std::string& folder, const std::string& name, StoredReport* stored) {
   ReportName parts;
   FileFacts facts;
   PendingReport& report = stored->report;
-  report.path = folder + "/" + name;
-  if (!ParseReportName(name, &parts) || !OwnFileFacts(report.path, &facts)) return false;
-  report.app_id = parts.app_id;
-  report.session_id = parts.session_id;
-  report.kind = parts.kind;
-  report.written_ms = facts.changed_ms;
-  report.bytes = facts.bytes;
+  const std::string path = folder + "/" + name;
+  if (!ParseReportName(name, &parts) || !OwnFileFacts(path, &facts)) return false;
+  TakeParts(parts, facts, &report);
+  report.path = path;
   stored->sent = IsSent(report.path, facts);
   FileFacts companion;
   const std::string companion_path = WithEnding(report.path, kCompanionEnding);
@@ -72,17 +100,20 @@ bool ReadReport(const std::string& folder, const std::string& name, StoredReport
 }
 
 bool IsOlder(const PendingReport& a, const PendingReport& b) {
-  return a.written_ms != b.written_ms ? a.written_ms < b.written_ms : a.path < b.path;
+  return a.written_ms != b.written_ms ? a.written_ms < b.written_ms : FileOf(a) < FileOf(b);
 }
 
-// All reports, the oldest first.
+// All reports and crashes of the host, the oldest first.
 std::vector<StoredReport> ReadReports(const std::string& dump_dir) {
   std::vector<StoredReport> reports;
   VisitFolders(dump_dir, [&](const std::string& folder, const std::string& version) {
     tessik::shared::VisitDir(folder, [&](const std::string& name, EntryKind kind) {
       StoredReport stored;
       stored.report.sdk_version = version;
-      if (kind == EntryKind::kFile && ReadReport(folder, name, &stored)) reports.push_back(stored);
+      if (kind != EntryKind::kFile) return true;
+      if (ReadReport(folder, name, &stored) || ReadHostCrash(folder, name, &stored)) {
+        reports.push_back(stored);
+      }
       return true;
     });
   });
@@ -135,8 +166,9 @@ bool RemoveReport(const std::string& path) {
 }
 
 bool RemoveIfFree(const PendingReport& report) {
-  const DumpFile lock = LockOwn(report.path);
-  return lock.valid() && RemoveReport(report.path);
+  const DumpFile lock = LockOwn(FileOf(report));
+  if (!lock.valid()) return false;
+  return IsHostCrash(report) ? unlink(FileOf(report).c_str()) == 0 : RemoveReport(report.path);
 }
 
 // A part of a report that has none, or a file on its way to one: left by a process that was killed.
@@ -216,11 +248,19 @@ std::vector<PendingReport> CrashReportStore::Pending() const {
   const std::vector<SessionRecord> records = ReadRecords(dump_dir_);
   std::vector<PendingReport> pending;
   for (StoredReport& stored : ReadReports(dump_dir_)) {
-    if (stored.sent) continue;
+    if (stored.sent || IsHostCrash(stored.report)) continue;
     AddSession(records, &stored.report);
     pending.push_back(std::move(stored.report));
   }
   return pending;
+}
+
+std::vector<PendingReport> CrashReportStore::HostCrashes() const {
+  std::vector<PendingReport> crashes;
+  for (StoredReport& stored : ReadReports(dump_dir_)) {
+    if (IsHostCrash(stored.report)) crashes.push_back(std::move(stored.report));
+  }
+  return crashes;
 }
 
 LastRun CrashReportStore::LastRunOf(const std::string& app_id,
@@ -240,6 +280,7 @@ LastRun CrashReportStore::LastRunOf(const std::string& app_id,
 }
 
 bool CrashReportStore::MarkSent(const PendingReport& report) const {
+  if (IsHostCrash(report)) return false;
   const std::string mark = WithEnding(report.path, kSentEnding);
   // A mark of an older report of that name would be too old.
   unlink(mark.c_str());
@@ -250,7 +291,7 @@ bool CrashReportStore::MarkSent(const PendingReport& report) const {
 
 bool CrashReportStore::Delete(const PendingReport& report) const {
   FileFacts facts;
-  if (!OwnFileFacts(report.path, &facts)) return true;
+  if (!OwnFileFacts(FileOf(report), &facts)) return true;
   return RemoveIfFree(report);
 }
 
@@ -284,8 +325,8 @@ size_t CrashReportStore::KeepAtMost(const ReportLimits& limits) const {
 
 bool CrashReportStore::Gather(const PendingReport& report, const std::string& folder) const {
   if (!MakeFolders(folder)) return false;
-  if (!CopyToNewFile(report.path, folder + "/" + NameOf(report.path))) return false;
-  if (!report.companion_path.empty()) {
+  if (!CopyToNewFile(FileOf(report), folder + "/" + NameOf(FileOf(report)))) return false;
+  if (!IsHostCrash(report) && !report.companion_path.empty()) {
     CopyToNewFile(report.companion_path, folder + "/" + NameOf(report.companion_path));
   }
   CopyWithBackups(report.log_path, folder + "/log");

@@ -26,7 +26,7 @@ namespace CrashHandler {
 struct PendingReport {
   // Of the report itself.
   std::string path;
-  // The report's name with "json" for "log".
+  // Its companion's: the report's name with "json" for "log".
   std::string companion_path;
   // As the session's record names them; they may be gone.
   std::string log_path;
@@ -80,13 +80,19 @@ class CrashReportStore {
   // The reports that are not marked as sent, the oldest first.
   std::vector<PendingReport> Pending() const;
 
+  // Crashes that were not the SDK's, where the host asked for their companions
+  // (crash_companion.h), the oldest first: without a report, `path` is empty and `companion_path`
+  // has the one file. They count for KeepAtMost, and are deleted and gathered, as reports are.
+  std::vector<PendingReport> HostCrashes() const;
+
   // How the last run of this application ended: of this session's, or with "" of whichever. Without
   // a record (crash_session.h) all that can be known is that there is a report. To be asked before
   // the session of this run begins.
   LastRun LastRunOf(const std::string& app_id, const std::string& session_id = "") const;
 
   // The report is no longer pending; it stays until it is deleted or too old. A newer one that
-  // takes its name is pending again. False when the mark cannot be written.
+  // takes its name is pending again. False when the mark cannot be written, and for a crash of the
+  // host's, which is never pending.
   bool MarkSent(const PendingReport& report) const;
 
   // Removes a report and its companion; logs and traces are the program's. False when another
