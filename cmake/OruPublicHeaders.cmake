@@ -51,6 +51,7 @@ set(ORU_CRASH_HANDLER_UTILS_HEADERS
   media_core/biz_engine/crash_handler/tools/crash_session.h
 )
 set(ORU_CRASH_HANDLER_HEADERS
+  media_core/biz_engine/crash_handler/crash_doctor.h
   media_core/biz_engine/crash_handler/crash_companion.h
   media_core/biz_engine/crash_handler/crash_handler_proxy.h
   media_core/biz_engine/crash_handler/crash_neighbours.h

@@ -7,8 +7,12 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
+#include <functional>
+#include <set>
+#include <string_view>
 
+#include "media_core/biz_engine/crash_handler/report/report_verdicts.h"
+#include "media_core/biz_engine/crash_handler/report/report_words.h"
 #include "oru_report/analysis/frame_mark.h"
 #include "oru_report/input/safe_open.h"
 #include "oru_report/model/line_text.h"
@@ -29,45 +33,50 @@ struct Program {
   std::vector<std::string> libraries;
 };
 
-// On a Mac every name of the symbol table is seen, on Linux only exported ones.
-bool IsSeen(const Program& program, const Symbol& symbol) {
-  return symbol.exported || program.kind == BinaryKind::kMachO;
+// The image as a frame's line shows it: on a Mac without its folders.
+std::string ShownImage(const Program& program) {
+  const bool mac = program.kind == BinaryKind::kMachO;
+  return mac ? std::string(LastPathEntry(program.path)) : program.path;
 }
 
-size_t CountSeen(const Program& program, bool with_word) {
-  return static_cast<size_t>(
-      std::count_if(program.functions.begin(), program.functions.end(), [&](const Symbol& symbol) {
-        return IsSeen(program, symbol) && (!with_word || HasFilterWord(symbol.name));
-      }));
-}
-
-Finding Names(const Program& program) {
-  const size_t seen = CountSeen(program, false);
-  // A few names are exported by every program; one that exports its own exports main().
-  const auto seen_main = [&](const Symbol& symbol) {
-    return symbol.name == "main" && IsSeen(program, symbol);
-  };
-  const bool is_program = std::any_of(program.functions.begin(), program.functions.end(),
-                                      [](const Symbol& symbol) { return symbol.name == "main"; });
-  const bool good = is_program
-                        ? std::any_of(program.functions.begin(), program.functions.end(), seen_main)
-                        : seen > 8;
-  std::string text = std::to_string(seen) + " of " + std::to_string(program.functions.size()) +
-                     " functions have a name that a crash can see";
-  if (!good && program.kind == BinaryKind::kElf) {
-    text += ": link with -rdynamic (in CMake ENABLE_EXPORTS)";
-  } else if (!good) {
-    text += ": the symbol table was stripped";
+size_t CountNames(const Program& program, const std::function<bool(const Symbol&)>& counts) {
+  std::set<std::string_view> names;
+  for (const Symbol& symbol : program.functions) {
+    if (counts(symbol)) names.insert(symbol.name);
   }
-  return {"names", good, text};
+  return names.size();
+}
+
+// A crash sees every name that is in the file: on Linux stripping leaves the exported ones alone,
+// on a Mac it leaves the external ones.
+Finding Names(const Program& program) {
+  const size_t all = CountNames(program, [](const Symbol&) { return true; });
+  const size_t lasting = CountNames(program, [](const Symbol& symbol) { return symbol.exported; });
+  // A few names are exported by every program and library; main() is of those that are not.
+  constexpr size_t kFew = 8;
+  const auto has_main = [&](bool exported) {
+    return CountNames(program, [&](const Symbol& symbol) {
+             return symbol.name == "main" && (symbol.exported || !exported);
+           }) != 0;
+  };
+  const std::string how = program.kind == BinaryKind::kElf
+                              ? "link with -rdynamic (in CMake ENABLE_EXPORTS)"
+                              : "strip with -x, which leaves the external names";
+  std::string text = "a crash can see the names of " + std::to_string(all) + " functions";
+  if (all <= kFew && !has_main(false))
+    return {"names", false, text + ": the file is stripped; " + how};
+  text += ", those of " + std::to_string(lasting) + " also when the file is stripped";
+  if (lasting <= kFew && !has_main(true)) text += "; for more " + how;
+  return {"names", true, text};
 }
 
 Finding FilterWord(const Program& program) {
-  if (HasFilterWord(program.path)) {
+  if (HasFilterWord(ShownImage(program))) {
     return {"filter word", true,
-            "OruRTC stands in the path: every crash of the program counts as the SDK's"};
+            "OruRTC stands in the image's path: every crash of the program counts as the SDK's"};
   }
-  const size_t named = CountSeen(program, true);
+  const size_t named =
+      CountNames(program, [](const Symbol& symbol) { return HasFilterWord(symbol.name); });
   if (named > 0) {
     return {"filter word", true,
             "OruRTC stands in the names of " + std::to_string(named) +
@@ -78,9 +87,10 @@ Finding FilterWord(const Program& program) {
     return {"filter word", true,
             "linked with " + library + ": crashes in it, and below it, are reported"};
   }
-  return {"filter word", false,
-          "OruRTC stands neither in the path nor in a name that is seen nor in that of a linked "
-          "library: no crash is reported, unless a library loaded later has it"};
+  return {
+      "filter word", false,
+      "OruRTC stands neither in the path nor in a name that is in the file nor in that of a linked "
+      "library: no crash is reported, unless a library loaded later has it"};
 }
 
 Finding Function(const Program& program, const std::string& wanted) {
@@ -90,52 +100,25 @@ Finding Function(const Program& program, const std::string& wanted) {
     return readable == wanted || readable.substr(0, readable.find('(')) == wanted;
   };
   const auto found = std::find_if(program.functions.begin(), program.functions.end(), is_wanted);
-  const std::string crash = "a crash in " + wanted + " ";
   if (found == program.functions.end()) {
-    return {"function", false, "there is no function " + wanted + " in the symbol table"};
+    const CrashHandler::Verdict by_path =
+        CrashHandler::JudgeFunction({wanted, "", ShownImage(program)});
+    return {"function", by_path.good,
+            "no function in the file is called " + wanted + ", or it was stripped of its name; " +
+                by_path.text};
   }
-  if (HasFilterWord(program.path)) {
-    return {"function", true, crash + "would be reported: OruRTC stands in the program's path"};
-  }
-  const bool seen = std::any_of(
-      program.functions.begin(), program.functions.end(),
-      [&](const Symbol& symbol) { return is_wanted(symbol) && IsSeen(program, symbol); });
-  const std::string otherwise = ", unless one of its callers is the SDK's";
-  if (!seen) {
-    return {"function", false,
-            crash + "would not be reported" + otherwise +
-                ": it is not exported, so its name is not seen"};
-  }
-  if (HasFilterWord(found->name)) {
-    return {"function", true, crash + "would be reported: its name has OruRTC, and is seen"};
-  }
-  return {"function", false,
-          crash + "would not be reported" + otherwise + ": its name has no OruRTC in it"};
+  const CrashHandler::Verdict verdict =
+      CrashHandler::JudgeFunction({wanted, std::string(found->name), ShownImage(program)});
+  return {"function", verdict.good, verdict.text};
 }
 
-Finding DumpFolder(std::string folder) {
-  if (folder.empty()) {
-    const char* home = getenv("HOME");
-    if (home == nullptr) return {"dump folder", false, "HOME is not set, and no folder was given"};
-    folder = std::string(home) + "/Library/Caches/Oru_RTC_Crash";
+Finding DumpFolder(const std::string& folder) {
+  if (folder.empty() && getenv("HOME") == nullptr) {
+    return {"dump folder", false, "HOME is not set, and no folder was given"};
   }
-  struct stat status = {};
-  if (stat(folder.c_str(), &status) == 0) {
-    if (!S_ISDIR(status.st_mode)) return {"dump folder", false, folder + " is no folder"};
-    if (access(folder.c_str(), W_OK | X_OK) == 0) {
-      return {"dump folder", true, folder + " can be written"};
-    }
-    return {"dump folder", false, folder + " cannot be written: " + strerror(errno)};
-  }
-  // It is made when it is wanted, with what is missing above it.
-  std::string above = folder;
-  while (!above.empty() && above != "/" && stat(above.c_str(), &status) != 0) {
-    above = std::string(FolderOf(above));
-  }
-  if (above.empty()) above = ".";
-  const bool good = access(above.c_str(), W_OK | X_OK) == 0;
-  return {"dump folder", good,
-          folder + (good ? " can be made" : " cannot be made: " + std::string(strerror(errno)))};
+  const CrashHandler::Verdict verdict =
+      CrashHandler::JudgeDumpFolder(folder.empty() ? CrashHandler::DefaultDumpDir() : folder);
+  return {"dump folder", verdict.good, verdict.text};
 }
 
 bool ReadProgram(const std::string& path, Program* program, std::vector<Finding>* findings,
@@ -172,6 +155,11 @@ bool ExamineProgram(const std::string& path, const std::string& function,
   Program program;
   if (!ReadProgram(path, &program, findings, function, error)) return false;
   findings->push_back(DumpFolder(dump_dir));
+  const CrashHandler::Verdict descriptors = CrashHandler::JudgeDescriptors();
+  findings->push_back({"descriptors", descriptors.good, descriptors.text});
+  findings->push_back({"at run time", true,
+                       "alternate stacks and other handlers show in the running program alone: "
+                       "CrashHandler::ExamineCrashCapture() tells"});
   return true;
 }
 

@@ -8,7 +8,7 @@
 namespace oru_report {
 
 struct Finding {
-  // "names", "filter word", "dump folder", "function".
+  // "names", "filter word", "function", "dump folder", "descriptors", "at run time".
   std::string subject;
   bool good = false;
   std::string text;

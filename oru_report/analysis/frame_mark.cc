@@ -1,21 +1,19 @@
 #include "oru_report/analysis/frame_mark.h"
 
+#include "media_core/biz_engine/crash_handler/report/report_words.h"
 #include "oru_report/model/line_text.h"
 
 namespace oru_report {
 namespace {
 
-constexpr std::string_view kFilterWord = "OruRTC";
+constexpr std::string_view kFilterWord = CrashHandler::kSdkFilter;
 
 bool IsHandler(std::string_view symbol) {
   // The words that the crash handler's own filter leaves out, and its namespace as it is mangled.
-  constexpr std::string_view kWords[] = {"OruRTCCrashReport",        "OruRTCTerminateCatchHandler",
-                                         "OruRTCSignalCatchHandler", "OruRTCExceptionHandler",
-                                         "N12CrashHandler",          "CrashHandler::"};
-  for (const std::string_view word : kWords) {
+  for (const std::string_view word : CrashHandler::kOwnFrameNames) {
     if (Contains(symbol, word)) return true;
   }
-  return false;
+  return Contains(symbol, "N12CrashHandler") || Contains(symbol, "CrashHandler::");
 }
 
 }  // namespace

@@ -32,9 +32,9 @@ const std::vector<Command>& AllCommands() {
       {"diff", "diff [--json] [FILTER]... A B",
        "what differs between two reports, or two folders of them", 2, 2, "two files or folders",
        &RunDiff},
-      {"doctor", "doctor [--function NAME] [--dump-dir DIR] [--json] PROGRAM",
-       "whether a program's crashes would be reported, and why not", 1, 1, "one program",
-       &RunDoctor},
+      {"doctor", "doctor [--dump-dir DIR] [--json] PROGRAM [FUNCTION]",
+       "whether a program's crashes would be reported, and why not", 1, 2,
+       "one program, and a function of it if you like", &RunDoctor},
   };
   return commands;
 }

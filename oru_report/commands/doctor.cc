@@ -13,7 +13,9 @@ namespace oru_report {
 int RunDoctor(const Options& options) {
   std::vector<Finding> findings;
   std::string error;
-  if (!ExamineProgram(options.inputs[0], options.function, options.dump_dir, &findings, &error)) {
+  const bool named = options.inputs.size() > 1;
+  const std::string& function = named ? options.inputs[1] : options.function;
+  if (!ExamineProgram(options.inputs[0], function, options.dump_dir, &findings, &error)) {
     return TellError(error);
   }
   StreamOutput output(stdout);

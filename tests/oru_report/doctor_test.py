@@ -26,6 +26,7 @@ class Doctor(unittest.TestCase):
             file.write(SOURCE)
         cls.build("exporting", "-rdynamic")
         cls.build("hiding")
+        cls.build("stripped", "-s")
         os.makedirs(cls.path("OruRTC"))
         cls.build("OruRTC/hiding")
         subprocess.run(["clang", "-shared", "-fPIC", "-Wl,--build-id", cls.path("a.c"), "-o", cls.path("libOruRTCx.so")], check=True)
@@ -56,24 +57,38 @@ class Doctor(unittest.TestCase):
         found = self.examine("exporting", "--function", "OruRTCExported")
         self.assertTrue(all(one["good"] for one in found.values()), found)
 
-    def test_a_program_that_exports_nothing_is_told_how_to(self):
+    def test_names_of_the_file_count_as_long_as_it_is_not_stripped(self):
         found = self.examine("hiding", "--function", "OruRTCExported")
+        self.assertTrue(found["names"]["good"] and found["filter word"]["good"] and found["function"]["good"], found)
+        self.assertIn("-rdynamic", found["names"]["text"])
+        self.assertNotIn("-rdynamic", self.examine("exporting")["names"]["text"])
+
+    def test_a_stripped_program_that_exports_nothing_is_told_how_to(self):
+        found = self.examine("stripped", "--function", "OruRTCExported")
         self.assertFalse(found["names"]["good"])
         self.assertIn("-rdynamic", found["names"]["text"])
         self.assertFalse(found["filter word"]["good"])
         self.assertFalse(found["function"]["good"])
-        self.assertIn("not exported", found["function"]["text"])
+        self.assertIn("its name is not seen", found["function"]["text"])
 
-    def test_a_local_function_is_not_seen(self):
-        found = self.examine("exporting", "--function", "Local")
-        self.assertFalse(found["function"]["good"])
-        self.assertIn("not exported", found["function"]["text"])
+    def test_a_function_may_follow_the_program(self):
+        done = subprocess.run([ORU_REPORT, "doctor", "--json", "--dump-dir", self.temp.name, self.path("exporting"), "OruRTCExported"],
+                              capture_output=True, text=True, timeout=60, check=True)
+        self.assertIn("would be reported", {one["subject"]: one["text"] for one in json.loads(done.stdout)}["function"])
+
+    def test_descriptors_are_counted(self):
+        done = subprocess.run(["sh", "-c", 'ulimit -n 9; exec "$@"', "sh", ORU_REPORT, "doctor", "--json", "--dump-dir", self.temp.name,
+                               self.path("exporting")], capture_output=True, text=True, timeout=60, check=False)
+        found = {one["subject"]: one for one in json.loads(done.stdout)}
+        self.assertFalse(found["descriptors"]["good"])
+        self.assertTrue(self.examine("exporting")["descriptors"]["good"])
 
     def test_a_function_of_another_name_is_not_the_sdks(self):
-        found = self.examine("exporting", "--function", "Plain")
-        self.assertFalse(found["function"]["good"])
-        self.assertIn("no OruRTC", found["function"]["text"])
-        self.assertIn("no function Absent", self.examine("exporting", "--function", "Absent")["function"]["text"])
+        for name in ("Plain", "Local"):
+            found = self.examine("exporting", "--function", name)
+            self.assertFalse(found["function"]["good"])
+            self.assertIn("no OruRTC", found["function"]["text"])
+        self.assertIn("is called Absent", self.examine("exporting", "--function", "Absent")["function"]["text"])
 
     def test_the_path_or_a_library_may_have_the_word(self):
         found = self.examine("OruRTC/hiding", "--function", "Local")

@@ -125,12 +125,13 @@ TEST_P(LogEndings, LeaveEveryLine) {
   EXPECT_EQ(lines[200], "next");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , LogEndings,
-    testing::Values(Ending{"Kill", [] { raise(SIGKILL); }}, Ending{"Abort", [] { abort(); }},
-                    Ending{"QuickExit", [] { _exit(3); }}, Ending{"Fault", [] { raise(SIGSEGV); }},
-                    Ending{"Exec", [] { execlp("true", "true", nullptr); }}),
-    [](const auto& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(, LogEndings,
+                         testing::Values(Ending{"Kill", [] { raise(SIGKILL); }},
+                                         Ending{"Abort", [] { abort(); }},
+                                         Ending{"QuickExit", [] { _exit(3); }},
+                                         Ending{"Fault", [] { raise(SIGSEGV); }},
+                                         Ending{"Exec", [] { execlp("true", "true", nullptr); }}),
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST(LogTail, ALineThatWasCutByAKillIsClosedByTheNextSink) {
   const TempDir dir;
