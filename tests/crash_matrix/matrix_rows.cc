@@ -17,6 +17,12 @@ Row Refusing(Row row) {
   return row;
 }
 
+// One thread cannot be read.
+Row Unreadable(Row row) {
+  row.unreadable = 1;
+  return row;
+}
+
 std::vector<Row> FaultRows() {
   return {
       {"NullWriteOnTheMainThread", "WriteToNull", BySignal(SIGSEGV), 1, {"WriteToNull"}},
@@ -121,6 +127,12 @@ std::vector<Row> ThreadRows() {
        BySignal(SIGSEGV),
        1,
        {"WriteToNull"}},
+      // The main thread is still listed.
+      Unreadable({"FaultAfterTheMainThreadHasEnded",
+                  "FaultAfterTheMainThreadHasEnded",
+                  BySignal(SIGSEGV),
+                  1,
+                  {"WriteToNull"}}),
   };
 }
 

@@ -1,9 +1,12 @@
 // Several threads crash, or wait while one crashes.
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/syscall.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <string>
 #include <thread>
 #include <vector>
@@ -102,6 +105,22 @@ SCENARIO(TwentyThreadsFaultAndTheCallbackHangs) {
 SCENARIO(TwentyThreadsFaultBesideAHundredWaiting) {
   StartWaitingThreads(25);
   TwentyThreadsFault();
+}
+
+// The process is still there, but not by the number of its first thread.
+bool HasMainThread() {
+  char byte = 0;
+  const iovec one = {&byte, 1};
+  return process_vm_readv(getpid(), &one, 1, &one, 1, 0) >= 0 || errno != ESRCH;
+}
+
+// As by pthread_exit, without its way through the frames below.
+SCENARIO(FaultAfterTheMainThreadHasEnded) {
+  std::thread([] {
+    while (HasMainThread()) SleepMs(1);
+    OruRTCScenario(WriteToNull);
+  }).detach();
+  syscall(SYS_exit, 0);
 }
 
 SCENARIO(FaultBesideTwoHundredWaitingThreads) {
