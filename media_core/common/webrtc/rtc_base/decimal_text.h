@@ -13,8 +13,8 @@ namespace rtc {
 // The digits of the largest value.
 inline constexpr size_t kMaxDecimalDigits = 20;
 
-// How many digits `value` has.
-size_t CountDecimalDigits(uint64_t value);
+// How many digits `value` has. For this library's sources only.
+[[gnu::visibility("hidden")]] size_t CountDecimalDigits(uint64_t value);
 
 // Writes the digits of `value` so that they end before `end`; returns where they begin. Safe in
 // signal handlers.
