@@ -78,9 +78,11 @@ LINES = [
     *(Line(f"log line of {size // 1024} KiB to a callback sink", "log_long", str(size)) for size in (1 << 14, 1 << 16, 1 << 20)),
     Line("log line of a disabled level", "log_disabled", "", ("spdlog", "glog_vlog"),
          ("switched_off", "load_and_branch", ""), goal=at_most(1, "1 ns")),
-    *(Line(f"trace {kind} while capturing, {n} thread" + ("s" if n > 1 else ""), f"trace_{kind}",
+    *(Line(f"trace {title} while capturing, {n} thread" + ("s" if n > 1 else ""), f"trace_{kind}",
            f"capturing/threads:{n}", (), CLOCK, goal=at_most(limit, f"{limit} ns"))
-      for kind, limit in (("instant", 60), ("scope", 80)) for n in (1, 4)),
+      for title, kind, limit in (("instant", "instant", 42), ("instant with a number", "instant_1_argument", 46),
+                                 ("scope", "scope", 74)) for n in (1, 4)),
+    Line("200 trace instants after a pause", "trace_burst", "200", (), goal=at_most(11 * US, "11 us")),
     *(Line(f"trace {kind}, no capture", f"trace_{kind}", "no_capture", (), ("switched_off", "load_and_branch", ""),
            goal=at_most(limit, f"{limit} ns")) for kind, limit in (("instant", 1), ("scope", 2))),
     *(Line(f"trace {kind}, no tracer", f"trace_{kind}", "no_tracer", (), ("switched_off", "load_and_branch", ""),
@@ -89,6 +91,7 @@ LINES = [
     Line("lock enter and leave, free", "lock_free", "", ("pthread_recursive", "std_mutex", "absl_mutex"),
          goal=at_most(15, "15 ns")),
     Line("lock enter and leave, held", "lock_again", "", ("pthread_recursive",), goal=at_most(4, "4 ns")),
+    Line("writer lock", "writer_lock", "", ("pthread_rwlock",), goal=within(1.05, "pthread_rwlock")),
     contended(2),
     contended(4),
     Line("event ping-pong, one processor", "ping_pong", "", ("condition_variable",),
@@ -106,10 +109,17 @@ LINES = [
          bytes_a_second(1.5)),
     Line("xml_encode, 2 % specials", "xml_encode", "", ("glib",), COPY, "bytes", bytes_a_second(2)),
     Line("html_encode, 2 % specials", "html_encode", "", ("glib",), COPY, "bytes", bytes_a_second(2)),
+    *(Line(f"{title} of 16 bytes", operation, "", (side,), goal=at_most(limit, f"{limit} ns"))
+      for title, operation, side, limit in (("url_decode", "url_decode_16", "curl", 25),
+                                            ("xml_encode", "xml_encode_16", "glib", 25),
+                                            ("html_encode", "html_encode_16", "glib", 25),
+                                            ("tokenize", "tokenize_16", "absl", 40))),
     *(line for operation in ("split", "tokenize", "splitString", "splitString_set")
       for line in split_lines(operation)),
     *(Line(f"clock read, {name}", "clock", name, ("clock_gettime",), CLOCK, goal=within(1.1, "clock_gettime"))
       for name in ("SystemTimeNanos", "TimeNanos", "TimeMicros")),
+    *(Line(f"clock read, {name}", "clock", name, ("clock_gettime",), CLOCK, goal=within(1.03, "clock_gettime"))
+      for name in ("TimeMillis", "RealTimeClock")),
     Line("wall clock read, TimeUTCMicros", "wall_clock", "TimeUTCMicros", ("gettimeofday",),
          ("wall_clock", "gettimeofday", ""), goal=within(1.1, "gettimeofday")),
     Line("thread id", "thread_id", "", ("gettid",), ("thread_id", "cached_by_hand", ""),

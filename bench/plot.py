@@ -1,11 +1,13 @@
-"""Draws two plots from the results of a run, as SVG files.
+"""Draws plots from the results of a run, as SVG files.
 
-  plot.py RESULTS.json FOLDER
+  plot.py RESULTS.json FOLDER [GROWTH.json]
 
 FOLDER/crash-over-threads.svg: from crash to end of process over the number of threads.
 FOLDER/log-over-threads.svg: a log line to a callback over the number of threads that log.
+FOLDER/growth.svg: how cost grows with size, from a run of growth.py.
 """
 
+import json
 import math
 import pathlib
 import sys
@@ -18,7 +20,7 @@ from results import OWN_SIDE, Results  # noqa: E402
 WIDTH, HEIGHT = 720, 420
 LEFT, RIGHT, TOP, BOTTOM = 80, 150, 50, 60
 # Distinct for colour-blind readers, too; this project's first.
-COLOURS = ("#0072b2", "#d55e00", "#009e73", "#cc79a7", "#7f7f7f")
+COLOURS = ("#0072b2", "#d55e00", "#009e73", "#cc79a7", "#7f7f7f", "#e69f00", "#56b4e9", "#000000")
 NAMES = {OWN_SIDE: "this project", "none": "no handler", "gdb": "gdb, all threads", "backward": "backward, one thread"}
 UNITS = ((1e9, "s"), (1e6, "ms"), (1e3, "us"), (1, "ns"))
 
@@ -106,8 +108,44 @@ def draw(results, operation, title, x_title):
     return "\n".join(parts)
 
 
+def growth_name(subject):
+    return subject.replace("_", " ")
+
+
+def draw_growth(curves):
+    """Every subject's times and sizes as parts of its largest, and the line of a cost in proportion."""
+    parts_of = {}
+    for subject, points in curves.items():
+        points = sorted(points)
+        size, seconds = points[-1]
+        parts_of[subject] = [(at / size, value / seconds) for at, value in points]
+    low = min(min(at, value) for points in parts_of.values() for at, value in points)
+    ticks = decades([low, 1])
+    x = Scale(ticks, LEFT + 20, WIDTH - RIGHT - 20)
+    y = Scale(ticks, HEIGHT - BOTTOM, TOP)
+    title = "Time over size, as parts of the largest"
+    parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" font-family="sans-serif" '
+             'font-size="12" role="img">', f"<title>{escape(title)}</title>",
+             f'<rect width="{WIDTH}" height="{HEIGHT}" fill="#ffffff"/>',
+             text(LEFT, 28, title, "start", ' font-size="16" font-weight="bold"')]
+    for tick in ticks:
+        parts += [f'<line x1="{LEFT}" y1="{y(tick)}" x2="{WIDTH - RIGHT}" y2="{y(tick)}" stroke="#dddddd"/>',
+                  text(LEFT - 8, y(tick) + 4, f"{tick:g}", "end"),
+                  text(x(tick), HEIGHT - BOTTOM + 20, f"{tick:g}")]
+    parts += [text((LEFT + WIDTH - RIGHT) / 2, HEIGHT - 15, "size; dashed: time in proportion to it"),
+              f'<line x1="{x(ticks[0])}" y1="{y(ticks[0])}" x2="{x(1)}" y2="{y(1)}" stroke="#999999" '
+              'stroke-dasharray="6 4"/>']
+    for (subject, points), colour in zip(parts_of.items(), COLOURS):
+        line = " ".join(f"{x(at)},{y(value)}" for at, value in points)
+        parts.append(f'<polyline points="{line}" fill="none" stroke="{colour}" stroke-width="2"/>')
+        parts += [f'<circle cx="{x(at)}" cy="{y(value)}" r="3" fill="{colour}">'
+                  f"<title>{escape(growth_name(subject))}</title></circle>" for at, value in points]
+    parts += [*legend([growth_name(subject) for subject in parts_of]), "</svg>", ""]
+    return "\n".join(parts)
+
+
 def main():
-    if len(sys.argv) != 3:
+    if len(sys.argv) not in (3, 4):
         sys.exit(__doc__)
     results = Results.read(sys.argv[1])
     folder = pathlib.Path(sys.argv[2])
@@ -115,6 +153,9 @@ def main():
         draw(results, "crash_to_end", "From crash to end of process", "threads of the process"))
     folder.joinpath("log-over-threads.svg").write_text(
         draw(results, "log_callback", "A log line to a callback", "threads that log"))
+    if len(sys.argv) == 4:
+        curves = json.loads(pathlib.Path(sys.argv[3]).read_text(encoding="utf-8"))["curves"]
+        folder.joinpath("growth.svg").write_text(draw_growth(curves))
 
 
 if __name__ == "__main__":

@@ -1,8 +1,8 @@
 """Results of benchmarks: a row for each operation, side and variant.
 
 Benchmarks are named OPERATION/SIDE or OPERATION/SIDE/VARIANT, with "oru" as this project's side. A variant may
-have several parts, like "capturing/threads:4". "real_time" at the end of a name, as Google Benchmark puts it
-there, says which of the two times counts and is no part of the variant.
+have several parts, like "capturing/threads:4". "real_time" or "manual_time" at the end of a name, as Google Benchmark puts
+it there, says which of the two times counts and is no part of the variant.
 """
 
 import dataclasses
@@ -35,9 +35,10 @@ def split_name(name):
     """(operation, side, variant, whether real time counts)"""
     parts = name.split("/")
     # Google Benchmark tells one thread, too, when others are measured; how long is no matter here.
-    dropped = ("real_time", "process_time")
+    real = ("real_time", "manual_time")
+    dropped = (*real, "process_time")
     variant = [part for part in parts[2:] if part not in dropped and not part.startswith(("repeats:", "iterations:"))]
-    return parts[0], parts[1], "/".join(variant), "real_time" in parts[2:]
+    return parts[0], parts[1], "/".join(variant), any(part in real for part in parts[2:])
 
 
 def rows_of(benchmarks):

@@ -11,13 +11,16 @@
 #include <atomic>
 #include <condition_variable>
 #include <ctime>
+#include <memory>
 #include <mutex>
 #include <thread>
 
 #include "bench/second_thread.h"
+#include "media_core/common/webrtc/rtc_base/clock.h"
 #include "media_core/common/webrtc/rtc_base/critical_section.h"
 #include "media_core/common/webrtc/rtc_base/event.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread_types.h"
+#include "media_core/common/webrtc/rtc_base/rw_lock_wrapper.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
 #include "media_core/common/webrtc/rtc_base/trace_event.h"
 
@@ -55,6 +58,19 @@ struct AbslMutex {
   void Unlock() ABSL_NO_THREAD_SAFETY_ANALYSIS { mutex.Unlock(); }
 };
 
+struct OwnWriterLock {
+  std::unique_ptr<webrtc::RWLockWrapper> lock{webrtc::RWLockWrapper::CreateRWLock()};
+  void Lock() { lock->AcquireLockExclusive(); }
+  void Unlock() { lock->ReleaseLockExclusive(); }
+};
+
+struct PthreadWriterLock {
+  ~PthreadWriterLock() { pthread_rwlock_destroy(&lock); }
+  void Lock() { pthread_rwlock_wrlock(&lock); }
+  void Unlock() { pthread_rwlock_unlock(&lock); }
+  pthread_rwlock_t lock = PTHREAD_RWLOCK_INITIALIZER;
+};
+
 template <class LockType>
 void LockFree(benchmark::State& state) {
   const bench::SecondThread second;
@@ -69,6 +85,8 @@ BENCHMARK(LockFree<OwnLock>)->Name("lock_free/oru");
 BENCHMARK(LockFree<PthreadRecursive>)->Name("lock_free/pthread_recursive");
 BENCHMARK(LockFree<StdMutex>)->Name("lock_free/std_mutex");
 BENCHMARK(LockFree<AbslMutex>)->Name("lock_free/absl_mutex");
+BENCHMARK(LockFree<OwnWriterLock>)->Name("writer_lock/oru");
+BENCHMARK(LockFree<PthreadWriterLock>)->Name("writer_lock/pthread_rwlock");
 
 template <class LockType>
 void LockAgain(benchmark::State& state) {
@@ -200,6 +218,9 @@ pid_t CachedByHand() {
 SIMPLE(ReadSystemTimeNanos, "clock/oru/SystemTimeNanos", rtc::SystemTimeNanos());
 SIMPLE(ReadTimeNanos, "clock/oru/TimeNanos", rtc::TimeNanos());
 SIMPLE(ReadTimeMicros, "clock/oru/TimeMicros", rtc::TimeMicros());
+SIMPLE(ReadTimeMillis, "clock/oru/TimeMillis", rtc::TimeMillis());
+SIMPLE(ReadRealTimeClock, "clock/oru/RealTimeClock",
+       webrtc::Clock::GetRealTimeClock()->TimeInMilliseconds());
 SIMPLE(ReadClockGettime, "clock/clock_gettime", MonotonicByHand());
 SIMPLE(ReadTimeUTCMicros, "wall_clock/oru/TimeUTCMicros", rtc::TimeUTCMicros());
 SIMPLE(ReadGettimeofday, "wall_clock/gettimeofday", WallByHand());

@@ -2,6 +2,7 @@
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <string>
 #include <thread>
@@ -53,6 +54,22 @@ void BM_Scope(benchmark::State& state, Tracer tracer) {
   Begin(state, tracer);
   for (auto _ : state) {
     ORU_TRACE_EVENT0("webrtc", "scope");
+  }
+  End(state, tracer);
+}
+
+// What a program feels that does something, and then rests.
+void BM_Burst(benchmark::State& state, Tracer tracer) {
+  constexpr int kBurst = 200;
+  Begin(state, tracer);
+  for (auto _ : state) {
+    usleep(1000);
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < kBurst; ++i) {
+      ORU_TRACE_EVENT_INSTANT0("webrtc", "instant");
+    }
+    state.SetIterationTime(
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
   }
   End(state, tracer);
 }
@@ -110,7 +127,16 @@ BENCHMARK_CAPTURE(BM_Instant, capturing_in_4, Tracer::kCapturing)
     ->Threads(4);
 BENCHMARK_CAPTURE(BM_InstantWithArg, capturing, Tracer::kCapturing)
     ->Name("trace_instant_1_argument/oru/capturing")
-    ->Iterations(kEvents);
+    ->Iterations(kEvents)
+    ->Threads(1);
+BENCHMARK_CAPTURE(BM_InstantWithArg, capturing_in_4, Tracer::kCapturing)
+    ->Name("trace_instant_1_argument/oru/capturing")
+    ->Iterations(kEvents / 4)
+    ->Threads(4);
+BENCHMARK_CAPTURE(BM_Burst, capturing, Tracer::kCapturing)
+    ->Name("trace_burst/oru/200")
+    ->Iterations(200)
+    ->UseManualTime();
 BENCHMARK_CAPTURE(BM_Scope, capturing, Tracer::kCapturing)
     ->Name("trace_scope/oru/capturing")
     ->Iterations(kEvents / 2)
