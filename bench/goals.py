@@ -71,10 +71,11 @@ def split_lines(operation):
 
 LINES = [
     *(Line(f"log line to a callback sink, {n} thread" + ("s" if n > 1 else ""), "log_callback", f"threads:{n}",
-           ("spdlog", "glog"), CLOCK, goal=below("spdlog") if n in (1, 4) else None) for n in (1, 2, 4, 8)),
+           ("spdlog", "glog"), CLOCK, goal=at_most(90, "90 ns") if n == 1 else below("spdlog")) for n in (1, 2, 4, 8)),
     Line("log line to a file, safe from a kill", "log_file", "", ("buffered", "spdlog"), CLOCK, goal=below("spdlog")),
     *(Line(f"log line to a file, flushed each, {n} thread" + ("s" if n > 1 else ""), "log_flushed", f"threads:{n}",
-           ("spdlog",), ("log_flushed", "write", "threads:1"), goal=within(1.25, "spdlog")) for n in (1, 4)),
+           ("spdlog",), ("log_flushed", "write", "threads:1"),
+           goal=within(1.1, "write") if n == 1 else within(1.25, "spdlog")) for n in (1, 4)),
     *(Line(f"log line of {size // 1024} KiB to a callback sink", "log_long", str(size)) for size in (1 << 14, 1 << 16, 1 << 20)),
     Line("log line of a disabled level", "log_disabled", "", ("spdlog", "glog_vlog"),
          ("switched_off", "load_and_branch", ""), goal=at_most(1, "1 ns")),

@@ -1,8 +1,8 @@
 """Results of benchmarks: a row for each operation, side and variant.
 
 Benchmarks are named OPERATION/SIDE or OPERATION/SIDE/VARIANT, with "oru" as this project's side. A variant may
-have several parts, like "capturing/threads:4". "real_time" or "manual_time" at the end of a name, as Google Benchmark puts
-it there, says which of the two times counts and is no part of the variant.
+have several parts, like "capturing/threads:4". "real_time" or "manual_time" at the end of a name, as Google Benchmark
+puts it there, says which of the two times counts and is no part of the variant.
 """
 
 import dataclasses
