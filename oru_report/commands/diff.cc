@@ -146,6 +146,7 @@ int RunDiff(const Options& options) {
   WriteGroups(a, b, options.json, &output);
   const bool single = a.groups.reports() == 1 && b.groups.reports() == 1;
   if (single && !options.json) WriteReports(a, b, &output);
+  for (const Side* side : {&a, &b}) TellIncomplete(side->result);
   const int status = std::max(StatusOf(a.result), StatusOf(b.result));
   return FinishOutput(&output, status);
 }

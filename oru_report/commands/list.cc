@@ -34,6 +34,7 @@ int RunList(const Options& options) {
   SortNewestFirst(&entries);
   StreamOutput output(stdout);
   output << (options.json ? FormatJson(entries) : FormatTable(entries, TerminalWidth()));
+  TellIncomplete(result);
   TellPassedOver(result);
   return FinishOutput(&output, StatusOf(result));
 }

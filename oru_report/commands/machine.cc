@@ -48,6 +48,7 @@ int RunJson(const Options& options) {
     report.resolver->Prepare();
     RenderJson(report.file.path, report.headline, report.resolver, &output);
   });
+  TellIncomplete(result);
   TellPassedOver(result);
   return FinishOutput(&output, StatusOf(result));
 }
@@ -61,6 +62,7 @@ int RunGroup(const Options& options) {
   } else {
     RenderGroupsText(groups, TerminalWidth(), &output);
   }
+  TellIncomplete(result);
   TellPassedOver(result);
   return FinishOutput(&output, StatusOf(result));
 }

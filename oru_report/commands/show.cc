@@ -77,6 +77,7 @@ int WriteGroups(const Options& options) {
   CrashGroups groups;
   const VisitResult result = GroupReports(options, &groups);
   const int status = WritePage(options, [&](Output* output) { RenderGroupsHtml(groups, output); });
+  TellIncomplete(result);
   TellPassedOver(result);
   return std::max(status, StatusOf(result));
 }

@@ -86,6 +86,12 @@ int StatusOf(const VisitResult& result) {
   return good ? kOk : kFailed;
 }
 
+void TellIncomplete(const VisitResult& result) {
+  if (result.incomplete == 0) return;
+  TellError(std::to_string(result.incomplete) + " of " + std::to_string(result.reports) +
+            " reports " + (result.incomplete == 1 ? "is" : "are") + " not whole");
+}
+
 void TellPassedOver(const VisitResult& result) {
   const std::string summary = result.passed.Summary();
   if (!summary.empty()) TellError(summary);

@@ -40,6 +40,10 @@ VisitResult GroupReports(const Options& options, CrashGroups* groups);
 // The status of a command that could use all it was given, or kFailed.
 int StatusOf(const VisitResult& result);
 
+// Tells on standard error how many reports were not whole, for a command that does not say it of
+// each.
+void TellIncomplete(const VisitResult& result);
+
 // Tells on standard error what was passed over, if anything was.
 void TellPassedOver(const VisitResult& result);
 

@@ -50,6 +50,8 @@ std::string FromUtf16(std::string_view bytes, bool big) {
 
 void EndLinesWithLf(std::string* text) {
   const size_t first = text->find('\n');
+  // Lines of CR alone.
+  if (first == std::string::npos) std::replace(text->begin(), text->end(), '\r', '\n');
   if (first == std::string::npos || first == 0 || (*text)[first - 1] != '\r') return;
   size_t kept = 0;
   for (size_t at = 0; at < text->size(); ++at) {

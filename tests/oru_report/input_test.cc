@@ -3,6 +3,8 @@
 #include <unistd.h>
 #include <zlib.h>
 
+#include <algorithm>
+
 #include "oru_report/input/report_files.h"
 #include "oru_report/input/text_decoding.h"
 #include "tests/oru_report/sample.h"
@@ -50,6 +52,10 @@ TEST(PlainText, OfEveryFormIsTheSame) {
   EXPECT_EQ(PlainText(text), text);
   EXPECT_EQ(PlainText("\xEF\xBB\xBF" + text), text);
   EXPECT_EQ(PlainText(WithCrLf(text)), text);
+  std::string with_cr = text;
+  std::replace(with_cr.begin(), with_cr.end(), '\n', '\r');
+  EXPECT_EQ(PlainText(with_cr), text);
+  EXPECT_EQ(PlainText(Utf16(with_cr, false, true)), text);
   for (const bool big : {false, true}) {
     for (const bool mark : {false, true}) {
       EXPECT_EQ(PlainText(Utf16(text, big, mark)), text) << big << mark;

@@ -192,6 +192,15 @@ class Machine(unittest.TestCase):
         with open(archive, "rb") as file:
             self.assertIn(b"no reports", run("list", "-", input=file.read()).stdout)
 
+    def test_a_report_that_was_cut_anywhere_is_told(self):
+        whole = fleet.report_of(3)
+        for part in range(1, 50):
+            path = self.write("cut.log", whole[:len(whole) * part // 50])
+            for command in ("list", "show", "html", "json", "group"):
+                done = run(command, path, status=1)
+                self.assertRegex(done.stderr.decode(), "^oru-report: [^\\n]*(cut off|not whole)[^\\n]*\\n$", (command, part))
+                self.assertNotEqual(done.stdout, b"")
+
     def test_nothing_to_show_is_told(self):
         empty = os.path.join(self.temp.name, "nothing")
         os.makedirs(empty)
