@@ -121,6 +121,23 @@ std::vector<Row> RoomRows() {
               {"--without-memory"},
               kNotUnderSanitizers},
              "2 crash preparation: memory is missing"),
+      // Names of the threads' frames would take more.
+      Saying({"CrashWithAMebibyteOfAddressSpace",
+              "WriteToNull",
+              BySignal(SIGSEGV),
+              1,
+              {},
+              {"--without-memory"},
+              kNotUnderSanitizers},
+             "2 crash preparation: memory is missing"),
+      Saying({"AbortWithAMebibyteOfAddressSpace",
+              "Abort",
+              BySignal(SIGABRT),
+              1,
+              {},
+              {"--without-memory"},
+              kNotUnderSanitizers},
+             "2 crash preparation: memory is missing"),
       // The one that was held is closed, too, and the limit is the last one.
       Lost(Fault("NoDescriptorToHave", Place::kMissing, "", "FaultWithoutAnyDescriptorToHave")),
   };

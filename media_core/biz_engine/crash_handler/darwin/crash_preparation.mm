@@ -56,9 +56,11 @@ void PrepareForCrash() {
   PrepareStreamedReport("");
   // Without memory Foundation does not only raise: it faults. Where it has failed once it may end
   // the process at the next try.
-  const bool has_foundation = !missing.memory && IsOrdinaryReportPossible() &&
-                              IsFoundationUsable() && RunWithoutExceptions(PrepareFoundation);
-  if (!missing.memory) SetOrdinaryReportPossible(has_foundation);
+  static bool failed = false;
+  const bool has_foundation =
+      !missing.memory && !failed && IsFoundationUsable() && RunWithoutExceptions(PrepareFoundation);
+  if (!missing.memory && !has_foundation) failed = true;
+  SetOrdinaryReportPossible(has_foundation);
   const bool has_stacks = RunWithoutExceptions(PrepareCallStacks);
   if (missing.memory) ORU_CRASH_LOG_PROBLEM("crash preparation: memory is missing");
   if (missing.descriptor) ORU_CRASH_LOG_PROBLEM("crash preparation: a file descriptor is missing");

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdint>
 
 #include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/helper_thread.h"
@@ -20,11 +21,13 @@ constexpr size_t kFaultStackBytes = size_t{128} << 10;
 constexpr size_t kRefusalStackBytes = size_t{64} << 10;
 constexpr size_t kReleasedBytes = size_t{8} << 20;
 
-// One mapping: what stays, guard pages between, and behind it what a crash gives back. Never owned
-// by an object on the heap: what gives it back may not use the heap.
+// What stays, with guard pages between. Part of the library itself, so that a process that has no
+// address space left at installation has it, too; untouched it takes no memory.
 constexpr size_t kKeptBytes = 5 * kGuardBytes + kCrashStackBytes + kFaultStackBytes +
                               kRefusalStackBytes + machine::kHelperThreadBytes +
                               machine::kScratchReserveBytes;
+// A linker may align to less than a guard: one more, to begin at its edge.
+char sKept[kKeptBytes + kGuardBytes];
 
 CrashStacks sStacks;
 char* sHelperMemory = nullptr;
@@ -41,7 +44,7 @@ char* Map(size_t size) {
   return pages != MAP_FAILED ? static_cast<char*>(pages) : nullptr;
 }
 
-// The next piece of the mapping, behind a guard.
+// The next piece, behind a guard.
 char* TakePiece(char** next, size_t size) {
   mprotect(*next, kGuardBytes, PROT_NONE);
   char* const piece = *next + kGuardBytes;
@@ -49,7 +52,9 @@ char* TakePiece(char** next, size_t size) {
   return piece;
 }
 
-void PlaceKept(char* memory) {
+void PlaceKept() {
+  const auto start = reinterpret_cast<uintptr_t>(sKept);
+  char* memory = sKept + (kGuardBytes - start % kGuardBytes) % kGuardBytes;
   sStacks.crash = {TakePiece(&memory, kCrashStackBytes), kCrashStackBytes};
   sStacks.faults = {TakePiece(&memory, kFaultStackBytes), kFaultStackBytes};
   sStacks.refusal = {TakePiece(&memory, kRefusalStackBytes), kRefusalStackBytes};
@@ -57,16 +62,10 @@ void PlaceKept(char* memory) {
   machine::PrepareScratchReserve(TakePiece(&memory, machine::kScratchReserveBytes));
 }
 
+// False where nothing is there to be given back.
 bool ReserveMemory() {
-  if (sStacks.crash.bottom == nullptr) {
-    char* const all = Map(kKeptBytes + kReleasedBytes);
-    char* const kept = all != nullptr ? all : Map(kKeptBytes);
-    if (kept == nullptr) return false;
-    PlaceKept(kept);
-    if (all != nullptr) sReleased.store(all + kKeptBytes);
-  } else if (sReleased.load() == nullptr) {
-    sReleased.store(Map(kReleasedBytes));
-  }
+  if (sStacks.crash.bottom == nullptr) PlaceKept();
+  if (sReleased.load() == nullptr) sReleased.store(Map(kReleasedBytes));
   return sReleased.load() != nullptr;
 }
 
