@@ -95,6 +95,15 @@ std::vector<Row> HomeRows() {
   };
 }
 
+// Names of the threads' frames would take more, so that the crash's own section alone has them.
+Row WithoutMemory(const char* name, const char* scenario, int signal) {
+  Row row = {name, scenario, BySignal(signal)};
+  row.options = {"--without-memory"};
+  row.traits = kNotUnderSanitizers;
+  row.section_frames = {"OruRTCScenario"};
+  return Saying(row, "2 crash preparation: memory is missing");
+}
+
 std::vector<Row> RoomRows() {
   return {
       Lost(Fault("LimitOfFileSizes", Place::kMissing, "", "FaultAtTheLimitOfFileSizes")),
@@ -121,23 +130,8 @@ std::vector<Row> RoomRows() {
               {"--without-memory"},
               kNotUnderSanitizers},
              "2 crash preparation: memory is missing"),
-      // Names of the threads' frames would take more.
-      Saying({"CrashWithAMebibyteOfAddressSpace",
-              "WriteToNull",
-              BySignal(SIGSEGV),
-              1,
-              {},
-              {"--without-memory"},
-              kNotUnderSanitizers},
-             "2 crash preparation: memory is missing"),
-      Saying({"AbortWithAMebibyteOfAddressSpace",
-              "Abort",
-              BySignal(SIGABRT),
-              1,
-              {},
-              {"--without-memory"},
-              kNotUnderSanitizers},
-             "2 crash preparation: memory is missing"),
+      WithoutMemory("CrashWithAMebibyteOfAddressSpace", "WriteToNull", SIGSEGV),
+      WithoutMemory("AbortWithAMebibyteOfAddressSpace", "Abort", SIGABRT),
       // The one that was held is closed, too, and the limit is the last one.
       Lost(Fault("NoDescriptorToHave", Place::kMissing, "", "FaultWithoutAnyDescriptorToHave")),
   };

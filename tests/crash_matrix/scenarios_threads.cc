@@ -7,6 +7,8 @@
 
 #include <atomic>
 #include <cerrno>
+#include <condition_variable>
+#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,6 +32,30 @@ void AwaitCallback() {
 void SlowCallback(void*, CrashType) {
   sInCallback = true;
   SleepMs(300);
+}
+
+constexpr int kBusy = 400;
+
+// As many as a host may have, and at once each wants a processor for good.
+SCENARIO(FaultBesideBusyThreads) {
+  static std::mutex mutex;
+  static std::condition_variable all_busy;
+  static bool busy = false;
+  for (int i = 0; i < kBusy; ++i) {
+    std::thread([] {
+      std::unique_lock<std::mutex> lock(mutex);
+      all_busy.wait(lock, [] { return busy; });
+      lock.unlock();
+      for (;;) {
+      }
+    }).detach();
+  }
+  {
+    const std::lock_guard<std::mutex> lock(mutex);
+    busy = true;
+  }
+  all_busy.notify_all();
+  WriteToNull();
 }
 
 SCENARIO(SecondThreadFaults) {

@@ -1,4 +1,5 @@
 // The list of threads and their names, from the kernel's process file system.
+#include <sched.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
 
@@ -67,6 +68,18 @@ bool ThreadList::Read() {
   if (!ListTasks(add, &numbers)) return false;
   size_ = numbers.size();
   return true;
+}
+
+void PutOthersBehind(ThreadNumber except) {
+  const auto put_behind = [](void* context, ThreadNumber number) {
+    // The word of sched_param.
+    const int priority = 0;
+    if (number != *static_cast<const ThreadNumber*>(context) && number != HelperThreadNumber()) {
+      SystemCall(SYS_sched_setscheduler, number, SCHED_IDLE, &priority);
+    }
+    return true;
+  };
+  ListTasks(put_behind, &except);
 }
 
 bool ThreadName(ThreadNumber number, char* name, size_t room) {

@@ -32,6 +32,11 @@ class ThreadList {
 
 ThreadNumber CurrentThreadNumber();
 
+// Puts every thread but `except` and the helper behind them in the queue for the processors, for
+// good: for a process that ends and whose threads are many and busy. Does nothing on macOS, whose
+// scheduler does so by itself with threads that never wait.
+void PutOthersBehind(ThreadNumber except);
+
 // Writes the thread's name, cut to the room, with a terminating zero; "" when it has none. False
 // (and "") when there is no such thread, or, on macOS, no pthread behind it.
 bool ThreadName(ThreadNumber number, char* name, size_t room);

@@ -43,6 +43,8 @@ bool ThreadList::Read() {
 ThreadNumber CurrentThreadNumber() { return pthread_mach_thread_np(pthread_self()); }
 
 // The kernel's copy of the name: the library's is behind the lock of its list of threads.
+void PutOthersBehind(ThreadNumber /*except*/) {}
+
 bool ThreadName(ThreadNumber number, char* name, size_t room) {
   name[0] = '\0';
   const uint64_t handle = HandleOf(number);

@@ -1,0 +1,18 @@
+// A crash whose other threads leave it next to no processor.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include "tests/crash_matrix/crash_scenario_test.h"
+
+namespace {
+
+using CrashBusyTest = oru_test::CrashScenarioTest;
+
+// They would have it a hundred times longer than the crash's own bounds.
+TEST_F(CrashBusyTest, BesideFourHundredBusyThreadsTheReportIsMadeInTime) {
+  const oru_test::ChildResult result = Run("FaultBesideBusyThreads", oru_test::kRealDeadlineMs);
+  EXPECT_EQ(SIGSEGV, result.signal) << result.Ending();
+  ExpectOneWholeReport();
+}
+
+}  // namespace
