@@ -21,7 +21,7 @@ std::string ShownImage(uintptr_t address, machine::SymbolInformation record) {
   machine::TextBuffer line;
   machine::AppendFrameLine(0, address, record, &line);
   const std::string text(line.data(), line.size());
-  const std::string path = record.dli_fname == nullptr ? "" : record.dli_fname;
+  std::string path = record.dli_fname == nullptr ? "" : record.dli_fname;
   if (text.find(path) != std::string::npos) return path;
   return path.substr(path.rfind('/') + 1);
 }

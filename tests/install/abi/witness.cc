@@ -1,6 +1,7 @@
 // Every public type that programs hold, so that its layout and its virtual functions stand in the
 // dump: from the libraries alone a type that is only reached through virtual functions would be
 // missing.
+#include "media_core/biz_engine/crash_handler/crash_companion.h"
 #include "media_core/biz_engine/crash_handler/crash_doctor.h"
 #include "media_core/biz_engine/crash_handler/crash_handler_proxy.h"
 #include "media_core/biz_engine/crash_handler/crash_neighbours.h"
@@ -44,7 +45,9 @@ struct PublicTypes {
   CrashHandler::CrashUploadOutcome* crash_upload_outcome;
   CrashHandler::CrashConsent crash_consent;
   CrashHandler::CrashSession* crash_session;
+  CrashHandler::CrashCompanionOptions* crash_companion_options;
   CrashHandler::CrashFinding* crash_finding;
+  CrashHandler::CrashLogLines* crash_log_lines;
   CrashHandler::HookState* hook_state;
   rtc::FatalMessage* fatal_message;
   rtc::checks_internal::Failed* failed;
