@@ -16,6 +16,8 @@ import tempfile
 import types
 import unittest
 
+# The recipes are loaded where they lie.
+sys.dont_write_bytecode = True
 ROOT = os.path.abspath(sys.argv[1])
 CONAN = os.path.join(ROOT, "packaging", "conan")
 VCPKG = os.path.join(ROOT, "packaging", "vcpkg")
