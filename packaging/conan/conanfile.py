@@ -23,7 +23,8 @@ class OruRtcSupport(ConanFile):
         self.version = re.search(r'define ORU_VERSION "(.*)"', header).group(1)
 
     def export_sources(self):
-        for pattern in ("CMakeLists.txt", "*.md", "cmake/*", "docs/*", "media_core/*", "packaging/*", "utils/*"):
+        for pattern in ("CMakeLists.txt", "CHANGELOG.md", "CONTRIBUTING.md", "README.md", "SECURITY.md",
+                        "cmake/*", "docs/*", "media_core/*", "packaging/*", "utils/*"):
             copy(self, pattern, self._root(), self.export_sources_folder)
 
     def validate(self):
