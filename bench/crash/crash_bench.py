@@ -62,8 +62,9 @@ class CrashBench:
         process.stdout.close()
         if len(told) != 8 or process.returncode != -signal.SIGSEGV:
             raise Failure(f"{side} with {threads} threads ended with {process.returncode}")
-        if side == "oru":
+        if side.startswith("oru"):
             self.check_report(threads)
+            self.check_companions(int(side == "oru_companion"))
         return (end - struct.unpack("q", told)[0]) / 1e9
 
     def check_report(self, threads):
@@ -75,6 +76,15 @@ class CrashBench:
         if blocks != threads or "OruRTCBenchCrash" not in text:
             raise Failure(f"the report has {blocks} threads of {threads}")
         reports[0].unlink()
+
+    def check_companions(self, wanted):
+        companions = list(self.scratch.glob("**/Crash_*.json"))
+        if len(companions) != wanted:
+            raise Failure(f"{len(companions)} companions instead of {wanted}")
+        for companion in companions:
+            if not companion.read_bytes().endswith(b'{"type":"end"}\n'):
+                raise Failure("the companion is not whole")
+            companion.unlink()
 
     def gdb_once(self, threads, large):
         process = self.host("none", threads, "wait", large)
@@ -101,6 +111,9 @@ class CrashBench:
             seconds = self.crash_once(side, threads, large)
             if not first:
                 self.add(f"crash_to_end/{side}/{variant}", seconds)
+        seconds = self.crash_once("oru_companion", threads, large)
+        if not first:
+            self.add(f"crash_to_end_with_companion/oru/{variant}", seconds)
         if number % 4 == 0:  # it is slow enough to be steady
             self.add(f"crash_to_end/gdb/{variant}", self.gdb_once(threads, large))
 
