@@ -42,9 +42,9 @@ bool ThreadList::Read() {
 // Unlike mach_thread_self, it adds no right that somebody would have to give back.
 ThreadNumber CurrentThreadNumber() { return pthread_mach_thread_np(pthread_self()); }
 
-// The kernel's copy of the name: the library's is behind the lock of its list of threads.
 void PutOthersBehind(ThreadNumber /*except*/) {}
 
+// The kernel's copy of the name: the library's is behind the lock of its list of threads.
 bool ThreadName(ThreadNumber number, char* name, size_t room) {
   name[0] = '\0';
   const uint64_t handle = HandleOf(number);
