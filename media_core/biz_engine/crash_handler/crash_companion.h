@@ -28,6 +28,7 @@
 
 namespace CrashHandler {
 
+// What companions are written of.
 struct CrashCompanionOptions {
   // Also for crashes that are not the SDK's and get no report, as HostCrash_A_S_Signal_TIME.json:
   // that there was one, its kind and signal, identity, system and memory. Nothing that tells about
@@ -98,6 +99,8 @@ void UseLogLines(const Lines* lines) {
   };
   SetCrashLogLines(functions);
 }
+
+// From now on companions have no log lines.
 inline void ForgetLogLines() { SetCrashLogLines({}); }
 
 }  // namespace CrashHandler
