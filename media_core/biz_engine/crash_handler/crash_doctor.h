@@ -16,6 +16,7 @@
 
 namespace CrashHandler {
 
+// One of the things that were looked at.
 struct CrashFinding {
   // "handlers", "function", "dump folder", "alternate stack" or "descriptors".
   std::string subject;
