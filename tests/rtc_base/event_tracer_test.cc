@@ -595,7 +595,6 @@ TEST(EventTracerInThreads, NoEventIsLostAndEachThreadKeepsItsOrder) {
 
 // Two threads that take turns, as fast as one hears of the other.
 TEST(EventTracerInThreads, WhatFollowsFromAnotherThreadsEventStandsBehindItInTheFile) {
-  constexpr int kTurns = 20000;
   const TempDir dir;
   const FixedClock clock;
   // The order does not come from the events' times.
@@ -603,13 +602,19 @@ TEST(EventTracerInThreads, WhatFollowsFromAnotherThreadsEventStandsBehindItInThe
   rtc::tracing::SetupInternalTracer();
   ASSERT_TRUE(rtc::tracing::StartInternalCapture(dir.Join("t").c_str()));
   std::atomic<int> turn{0};
-  const auto emit = [&turn](int mine) {
-    for (int i = mine; i < kTurns; i += 2) {
-      while (turn.load(std::memory_order_acquire) != i) {
-        if (i % 64 < 2) std::this_thread::yield();
+  std::atomic<bool> done{false};
+  // Long enough for the writer to come in between several times.
+  const int64_t end = rtc::SystemTimeMillis() + 500;
+  const auto emit = [&](int mine) {
+    while (!done) {
+      const int now = turn.load(std::memory_order_acquire);
+      if (now % 2 != mine) {
+        if (now % 64 < 2) std::this_thread::yield();
+        continue;
       }
-      ORU_TRACE_EVENT_INSTANT1("webrtc", "n", "turn", i);
-      turn.store(i + 1, std::memory_order_release);
+      ORU_TRACE_EVENT_INSTANT1("webrtc", "n", "turn", now);
+      if (rtc::SystemTimeMillis() > end) done = true;
+      turn.store(now + 1, std::memory_order_release);
     }
   };
   std::thread other(emit, 1);
@@ -619,13 +624,12 @@ TEST(EventTracerInThreads, WhatFollowsFromAnotherThreadsEventStandsBehindItInThe
   rtc::tracing::ShutdownInternalTracer();
   rtc::SetClockForTesting(nullptr);
   const std::vector<std::string> lines = SplitLines(ReadFile(dir.Join("t")));
-  ASSERT_EQ(lines.size(), static_cast<size_t>(kTurns) + 4);
+  ASSERT_GT(lines.size(), 4u);
   EXPECT_NE(lines[1].find("EventLogger::Start"), std::string::npos);
-  EXPECT_NE(lines[kTurns + 2].find("EventLogger::Stop"), std::string::npos);
-  for (int i = 0; i < kTurns; ++i) {
+  EXPECT_NE(lines[lines.size() - 2].find("EventLogger::Stop"), std::string::npos);
+  for (size_t i = 0; i + 4 < lines.size(); ++i) {
     const std::string args = "{ \"turn\": " + std::to_string(i) + " }";
-    ASSERT_NE(lines[static_cast<size_t>(i) + 2].find(args), std::string::npos)
-        << i << ": " << lines[static_cast<size_t>(i) + 2];
+    ASSERT_NE(lines[i + 2].find(args), std::string::npos) << i << ": " << lines[i + 2];
   }
 }
 
