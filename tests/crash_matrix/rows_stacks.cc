@@ -19,6 +19,12 @@ Row WithoutHandling(Row row) {
   return row;
 }
 
+// A sentence stands in the place of their blocks.
+Row WithoutOtherThreads(Row row) {
+  row.unreadable = 1;
+  return row;
+}
+
 }  // namespace
 
 // Recursion in the SDK: on each kind of thread, without and with an alternate stack.
@@ -72,6 +78,14 @@ std::vector<Row> OverflowRows() {
        BySignal(SIGSEGV),
        1,
        {"WriteToNull"}},
+      // The kernel ends the process when the report asks the other thread where it is.
+      WithoutOtherThreads({"BesideACrampedThread",
+                           "AbortBesideACrampedThread",
+                           BySignal(SIGSEGV),
+                           1,
+                           {"abort", "AbortBesideACrampedThread"},
+                           {},
+                           kNotUnderSanitizers}),
       WithoutHandling(
           {"UnusableAlternateStack", "FaultOnAnUnusableAlternateStack", BySignal(SIGSEGV), 0}),
   };

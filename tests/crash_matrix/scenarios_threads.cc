@@ -1,6 +1,7 @@
 // Several threads crash, or wait while one crashes.
 #include <signal.h>
 #include <stdlib.h>
+#include <sys/mman.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 #include <thread>
 #include <vector>
 
+#include "media_core/biz_engine/crash_handler/machine/threads/call_on_stack.h"
 #include "tests/crash_matrix/scenario.h"
 #include "tests/crash_matrix/waiting_threads.h"
 
@@ -56,6 +58,39 @@ SCENARIO(FaultBesideBusyThreads) {
   }
   all_busy.notify_all();
   WriteToNull();
+}
+
+std::atomic<bool> sSpins{false};
+
+// Needs next to nothing of the stack below it.
+CHILD_FUNCTION void SpinForEver(void* /*unused*/) {
+  sSpins = true;
+  for (;;) {
+  }
+}
+
+// Starts a thread that runs for ever, with a kibibyte above the end of its stack.
+void StartCrampedThread() {
+  constexpr size_t kGuard = size_t{64} << 10;
+  std::thread([] {
+    void* const memory =
+        mmap(nullptr, 2 * kGuard, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    Require(memory != MAP_FAILED && mprotect(memory, kGuard, PROT_NONE) == 0);
+    char* const top = static_cast<char*>(memory) + kGuard + 1024;
+    CrashHandler::machine::OruCallOnStack(top, SpinForEver, nullptr);
+  }).detach();
+  while (!sSpins) SleepMs(1);
+}
+
+SCENARIO(AbortBesideACrampedThread) {
+  StartCrampedThread();
+  abort();
+}
+
+SCENARIO(AbortBesideACrampedThreadAndTheCallbackHangs) {
+  StartCrampedThread();
+  Callback([](void*, CrashType) { SleepForEver(); });
+  abort();
 }
 
 SCENARIO(SecondThreadFaults) {

@@ -186,6 +186,29 @@ TEST_F(StreamedReportTest, APathBeyondAllBoundsIsRefused) {
   EXPECT_TRUE(Files().empty());
 }
 
+TEST_F(StreamedReportTest, ADraftHasAllButTheOtherThreads) {
+  const std::string path = dir_.Join("draft.log");
+  crash_.exception_name = "SomeException";
+  ASSERT_TRUE(WriteDraft(crash_, settings_, path.c_str()));
+  EXPECT_EQ(Files(), (Texts{"draft.log"}));
+  const CrashReportText report = oru_test::ParseCrashReport(oru_test::ReadFile(path));
+  EXPECT_EQ(report.error, "");
+  EXPECT_EQ(report.path, dump_dir_);
+  EXPECT_TRUE(report.exception.has_value());
+  EXPECT_TRUE(report.AnyContains(report.crash_frames, "(OruRTCStreamedTestFrame+0x"));
+  ASSERT_EQ(report.threads.size(), 1U);
+  EXPECT_EQ(report.threads[0].number, crash_.thread);
+  EXPECT_TRUE(report.AnyContains(report.threads[0].frames, "OruRTCStreamedTestFrame"));
+  EXPECT_EQ(report.thread_failures, Texts{"Fail to get information of all threads"});
+  EXPECT_GT(report.images.size(), 3U);
+  EXPECT_EQ(report.custom_info, "build 42\nand more");
+}
+
+TEST_F(StreamedReportTest, ADraftThatCannotBeWrittenIsNone) {
+  EXPECT_FALSE(WriteDraft(crash_, settings_, dir_.Join("none/draft.log").c_str()));
+  EXPECT_TRUE(Files().empty());
+}
+
 // With the process's own handler, whose settings a rescued report has.
 class CrashRescueTest : public StreamedReportTest {
  protected:
@@ -269,6 +292,77 @@ TEST_F(CrashRescueTest, UnderTheSameNameTheOrdinaryReportStays) {
   ASSERT_EQ(Files().size(), 1U);
   EndReportFile(dir_.Join(Files()[0]).c_str());
   EXPECT_EQ(Files().size(), 1U);
+}
+
+class CrashDraftTest : public CrashRescueTest {
+ protected:
+  void SetUp() override {
+    CrashRescueTest::SetUp();
+    Crash();
+    ReportGoesTo(Ordinary().c_str());
+  }
+  std::string Ordinary() const { return dir_.Join("ordinary.log"); }
+};
+
+TEST_F(CrashDraftTest, ItStandsWhereTheReportWillBe) {
+  DraftReport();
+  EXPECT_EQ(Files(), Texts{"ordinary.log"});
+  EXPECT_EQ(CurrentCrashStage(), CrashStage::kReporting);
+  BeginReportFile();
+  EndReportFile(Ordinary().c_str());
+  EXPECT_EQ(Files(), Texts{"ordinary.log"});
+}
+
+TEST_F(CrashDraftTest, ARescuedReportTakesItsPlace) {
+  DraftReport();
+  EXPECT_TRUE(RescueReport());
+  ASSERT_EQ(Files().size(), 1U);
+  EXPECT_EQ(Files()[0].find("dumps/7.0/Crash_A2_S2_Signal_"), 0U);
+}
+
+TEST_F(CrashDraftTest, ItStaysWhereNoReportCanBeRescued) {
+  DraftReport();
+  DarwinCrashHandler::GetInstance()->SetCrashDumpDirPath(std::string(9000, 'd').c_str());
+  setenv("HOME", "/proc/none", 1);
+  EXPECT_TRUE(RescueReport());
+  EXPECT_EQ(Files(), Texts{"ordinary.log"});
+}
+
+TEST_F(CrashDraftTest, ItMakesRoomAndComesBackWhenThatDoesNotHelp) {
+  BeginReportFile();
+  EXPECT_FALSE(RemoveDraft());
+  GiveCrashBack();
+  Crash();
+  ReportGoesTo(Ordinary().c_str());
+  DraftReport();
+  BeginReportFile();
+  EXPECT_TRUE(RemoveDraft());
+  EXPECT_TRUE(Files().empty());
+  EXPECT_FALSE(RemoveDraft());
+  EndReportFile(nullptr);
+  EXPECT_EQ(Files(), Texts{"ordinary.log"});
+}
+
+TEST_F(CrashDraftTest, NobodyElseWritesIt) {
+  std::thread([] { DraftReport(); }).join();
+  EXPECT_TRUE(Files().empty());
+}
+
+TEST_F(CrashDraftTest, ThereIsNoneOfARescuedOrForgottenReport) {
+  EXPECT_TRUE(RescueReport());
+  DraftReport();
+  EXPECT_EQ(Files().size(), 1U);
+  ForgetReport();
+  DraftReport();
+  EXPECT_EQ(Files().size(), 1U);
+}
+
+TEST_F(CrashDraftTest, WithoutAPlaceThereIsNone) {
+  ReportGoesTo("");
+  DraftReport();
+  ReportGoesTo(std::string(sizeof(ReportPath), 'p').c_str());
+  DraftReport();
+  EXPECT_TRUE(Files().empty());
 }
 
 // Runs for ever; no signal asks it where, so that a report takes a moment longer.

@@ -43,6 +43,13 @@ class DefaultDir {
   CrashHandler::ReportPath path_;
 };
 
+bool WriteWhole(const std::string& bytes, const std::string& path) {
+  CrashHandler::ReportFile file;
+  if (path.empty() || !file.Open(path.c_str())) return false;
+  file.Write(bytes.data(), bytes.size());
+  return CrashHandler::CommitReportFile(&file, path.c_str());
+}
+
 CrashHandler::machine::CivilTime LocalTime() {
   const time_t now = time(nullptr);
   tm local = {};
@@ -82,6 +89,7 @@ CrashHandler::machine::CivilTime LocalTime() {
 - (BOOL)concernsSdk:(NSArray*)symbols kind:(CrashHandler::CrashType)kind;
 - (void)saveText:(NSString*)text toPath:(NSString*)path;
 - (NSString*)newReportPathForKind:(CrashHandler::CrashType)kind;
+- (NSString*)pathOfDueReport:(CrashHandler::CrashType)kind;
 @end
 
 @implementation OruRTCCrashReport
@@ -159,7 +167,7 @@ CrashHandler::machine::CivilTime LocalTime() {
 - (void)reportCrashWithException:(NSException*)exception {
   NSArray* symbols = CrashHandler::ExceptionStackSymbols(exception);
   if (![self concernsSdk:symbols kind:CrashHandler::Exception]) return;
-  NSString* path = [self newReportPathForKind:CrashHandler::Exception];
+  NSString* path = [self pathOfDueReport:CrashHandler::Exception];
   [self saveText:[self generateReporterWithException:exception] toPath:path];
 }
 
@@ -170,13 +178,13 @@ CrashHandler::machine::CivilTime LocalTime() {
   (void)info;
   (void)context;
   if (![self concernsSdk:symbols kind:CrashHandler::Signal]) return;
-  NSString* path = [self newReportPathForKind:CrashHandler::Signal];
+  NSString* path = [self pathOfDueReport:CrashHandler::Signal];
   [self saveText:[self generateReporterWithSignal:signal symbols:symbols] toPath:path];
 }
 
 - (void)reportCrashWithSymbols:(NSArray*)symbols {
   if (![self concernsSdk:symbols kind:CrashHandler::MemoryError]) return;
-  NSString* path = [self newReportPathForKind:CrashHandler::MemoryError];
+  NSString* path = [self pathOfDueReport:CrashHandler::MemoryError];
   [self saveText:[self generateReporterWithSignal:0 symbols:symbols] toPath:path];
 }
 
@@ -197,14 +205,18 @@ CrashHandler::machine::CivilTime LocalTime() {
                       crashType:TextFromBytes(CrashHandler::GetCrashTypeString(kind))];
 }
 
+- (NSString*)pathOfDueReport:(CrashHandler::CrashType)kind {
+  NSString* path = [self newReportPathForKind:kind];
+  CrashHandler::ReportGoesTo(BytesOfText(path).c_str());
+  return path;
+}
+
 - (void)saveText:(NSString*)text toPath:(NSString*)path {
   const std::string bytes = BytesOfText(text);
   const std::string name = BytesOfText(path);
   CrashHandler::BeginReportFile();
-  CrashHandler::ReportFile file;
-  const bool opened = !name.empty() && file.Open(name.c_str());
-  if (opened) file.Write(bytes.data(), bytes.size());
-  const bool written = opened && CrashHandler::CommitReportFile(&file, name.c_str());
+  bool written = WriteWhole(bytes, name);
+  if (!written && CrashHandler::RemoveDraft()) written = WriteWhole(bytes, name);
   CrashHandler::EndReportFile(written ? name.c_str() : nullptr);
 }
 

@@ -7,8 +7,9 @@
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 #include "media_core/biz_engine/crash_handler/darwin/exception_stack.h"
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
-#include "media_core/biz_engine/crash_handler/darwin/oru_rtc_call_stack.h"
+#include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
+#include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
 #include "media_core/biz_engine/crash_handler/report/image_list_text.h"
 #include "media_core/biz_engine/crash_handler/report/report_words.h"
 
@@ -51,7 +52,9 @@ void AppendCrashThread(NSMutableString* text, NSArray* symbols) {
 @implementation OruRTCCrashReport (ReportSections)
 - (void)appendThreadsImagesAndInfoTo:(NSMutableString*)text {
   [text appendString:Word(CrashHandler::kThreadsTitle)];
-  [text appendString:[OruRTCCallStack backtraceOfAllThread]];
+  const std::string stacks =
+      CrashHandler::TextOfAllThreads({[](void*) { CrashHandler::DraftReport(); }, nullptr});
+  [text appendString:CrashHandler::TextFromBytes(stacks)];
   [text appendString:@"\n"];
   [text appendString:Word(CrashHandler::kImagesTitle)];
   [text appendString:[self generateImages]];

@@ -41,8 +41,12 @@ struct CrashState {
   void* frames[machine::kMaxCrashFrames];
   char thrown_words[1024];
   bool report_is_due;
-  // Where the rescued report is; empty when it is nowhere.
-  ReportPath rescued;
+  // Where the ordinary report will be, and where a draft or a rescued report is; empty when that is
+  // nowhere.
+  ReportPath ordinary;
+  ReportPath earlier;
+  bool has_draft;
+  bool draft_is_removed;
 };
 static_assert(sizeof(machine::ThreadNumber) == 4 && sizeof(pid_t) == 4, "both fit into one word");
 
@@ -92,12 +96,49 @@ void CaptureHere(const void* context) {
   sCrash.facts.interrupted_later = machine::InterruptedAt(context);
 }
 
-bool WriteRescuedReport(const void* context) {
+void CopyPath(const char* from, ReportPath to) {
+  const size_t size = strlen(from) + 1;
+  if (size <= sizeof(ReportPath)) {
+    memcpy(to, from, size);
+  } else {
+    to[0] = '\0';
+  }
+}
+
+// A report is there now, and nothing beside it.
+void ReplaceEarlier(const char* path) {
+  if (sCrash.earlier[0] != '\0' && strcmp(sCrash.earlier, path) != 0) {
+    RemoveWithCompanion(sCrash.earlier);
+  }
+  CopyPath(path, sCrash.earlier);
+  sCrash.has_draft = false;
+}
+
+void WriteOwnDraft() {
+  const PublishedSettings* const settings = LiveSettings();
+  if (settings == nullptr || sCrash.ordinary[0] == '\0') return;
+  sCrash.facts.frames = sCrash.frames;
+  const PublishedSettings::Reader reader(*settings);
+  if (!WriteDraft(sCrash.facts, *reader, sCrash.ordinary)) return;
+  ReplaceEarlier(sCrash.ordinary);
+  sCrash.has_draft = true;
+}
+
+// A draft that its own thread interrupts goes no further.
+bool BeginRescue() {
+  CrashStage stage = CrashStage::kReporting;
+  if (sCrash.stage.compare_exchange_strong(stage, CrashStage::kRescuing)) return true;
+  if (stage != CrashStage::kDrafting || !IsOwnCrash()) return false;
+  CommitWithoutCompanion();
+  return sCrash.stage.compare_exchange_strong(stage, CrashStage::kRescuing);
+}
+
+bool WriteRescuedReport(const void* context, ReportPath path) {
   const PublishedSettings* const settings = LiveSettings();
   if (settings == nullptr) return false;
   if (!sCrash.report_is_due && !IsHelper()) CaptureHere(context);
   sCrash.facts.frames = sCrash.frames;
-  return WriteStreamedReport(sCrash.facts, *PublishedSettings::Reader(*settings), sCrash.rescued);
+  return WriteStreamedReport(sCrash.facts, *PublishedSettings::Reader(*settings), path);
 }
 
 void EndByCrash() {
@@ -118,7 +159,10 @@ void BeginCrashReport(int signo, CrashType kind) {
   sCrash.facts.thread = machine::CurrentThreadNumber();
   clock_gettime(CLOCK_REALTIME, &sCrash.facts.time);
   sCrash.report_is_due = false;
-  sCrash.rescued[0] = '\0';
+  sCrash.ordinary[0] = '\0';
+  sCrash.earlier[0] = '\0';
+  sCrash.has_draft = false;
+  sCrash.draft_is_removed = false;
   sCrash.signo.store(signo);
   machine::ChooseMemoryWay();
   sCrash.stage.store(CrashStage::kReporting);
@@ -188,6 +232,28 @@ void RememberThrown() {
 
 void ForgetReport() { Advance(CrashStage::kReported); }
 
+void ReportGoesTo(const char* path) {
+  if (IsOwnCrash()) CopyPath(path, sCrash.ordinary);
+}
+
+void DraftReport() {
+  CrashStage stage = CrashStage::kReporting;
+  if (!IsOwnCrash()) return;
+  if (!sCrash.stage.compare_exchange_strong(stage, CrashStage::kDrafting)) return;
+  WriteOwnDraft();
+  stage = CrashStage::kDrafting;
+  sCrash.stage.compare_exchange_strong(stage, CrashStage::kReporting);
+}
+
+bool RemoveDraft() {
+  if (!IsOwnCrash() || !sCrash.has_draft) return false;
+  RemoveWithCompanion(sCrash.earlier);
+  sCrash.earlier[0] = '\0';
+  sCrash.has_draft = false;
+  sCrash.draft_is_removed = true;
+  return true;
+}
+
 void BeginReportFile() { Advance(CrashStage::kFileUnderWay); }
 
 bool CommitReportFile(ReportFile* file, const char* path) {
@@ -199,11 +265,11 @@ bool CommitReportFile(ReportFile* file, const char* path) {
 }
 
 void EndReportFile(const char* path) {
-  if (!Advance(CrashStage::kReported) || path == nullptr) return;
-  // What went wrong was survived after all.
-  if (sCrash.rescued[0] != '\0' && strcmp(sCrash.rescued, path) != 0) {
-    RemoveWithCompanion(sCrash.rescued);
-  }
+  // It was not the draft that took the room.
+  const bool lost = path == nullptr && IsOwnCrash() && sCrash.draft_is_removed;
+  if (lost) WriteOwnDraft();
+  // What went wrong before a report was rescued was survived after all.
+  if (Advance(CrashStage::kReported) && path != nullptr) ReplaceEarlier(path);
 }
 
 void TellOfHostCrash(const char* path) {
@@ -217,12 +283,10 @@ bool IsOrdinaryReportPossible() { return sOrdinaryReportPossible.load(); }
 void SetOrdinaryReportPossible(bool possible) { sOrdinaryReportPossible.store(possible); }
 
 bool RescueReport(const void* context) {
-  CrashStage due = CrashStage::kReporting;
-  if (!sCrash.stage.compare_exchange_strong(due, CrashStage::kRescuing)) {
-    // The report may be whole, and its companion what went wrong.
-    return CommitWithoutCompanion();
-  }
-  if (!WriteRescuedReport(context)) sCrash.rescued[0] = '\0';
+  // The report may be whole, and its companion what went wrong.
+  if (!BeginRescue()) return CommitWithoutCompanion();
+  ReportPath path = "";
+  if (WriteRescuedReport(context, path)) ReplaceEarlier(path);
   if (!IsHelper()) sCrash.stage.store(CrashStage::kRescued);
   return true;
 }

@@ -10,6 +10,7 @@
 //
 //   kNone         no crash is taken
 //   kReporting    the ordinary report is being made; it may still be rescued
+//   kDrafting     and its draft is being written
 //   kRescuing     a rescue writes the report, for good when it is the helper thread's
 //   kRescued      it has, and the ordinary way may still replace its report
 //   kFileUnderWay the ordinary report's file is being written: nothing is rescued any more
@@ -21,6 +22,9 @@
 // it has broken what that needs: it faults, aborts, raises an exception, or waits for ever for a
 // lock. Then the crashed thread, interrupted at that point, or the helper thread when time runs out
 // streams a report that needs none of it (report/streamed_report.h).
+//
+// A draft is a report without other threads' stacks: looking at those may end the process. It is
+// streamed in the same way, and replaced by the report.
 //
 // Everything here may run in a signal handler.
 #ifndef MEDIA_CORE_BIZ_ENGINE_CRASH_HANDLER_DYING_CRASH_STATE_H_
@@ -36,6 +40,7 @@ namespace CrashHandler {
 enum class CrashStage : int {
   kNone,
   kReporting,
+  kDrafting,
   kRescuing,
   kRescued,
   kFileUnderWay,
@@ -79,11 +84,18 @@ void RememberCause(int signo, const siginfo_t* info, const void* context);
 void RememberThrown();
 // The ordinary way has found that no report is due.
 void ForgetReport();
+// Where the ordinary report will be, and so its draft.
+void ReportGoesTo(const char* path);
+// Writes that, for the thread whose crash it is; once for each report.
+void DraftReport();
 // The ordinary report's file is under way from the one to the other; `path` is where it is now,
 // null when it is nowhere. Outside a crash they do nothing.
 void BeginReportFile();
 // Between the two: gives the whole file its name, with its companion. False when that failed.
 bool CommitReportFile(ReportFile* file, const char* path);
+// Between the two, where that failed: removes the draft, which may take the room. False without
+// one.
+bool RemoveDraft();
 void EndReportFile(const char* path);
 // For a crash that has no report, whose path would have been this: its companion, if asked for.
 void TellOfHostCrash(const char* path);

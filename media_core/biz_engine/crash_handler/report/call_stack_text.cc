@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
-#include "media_core/biz_engine/crash_handler/machine/threads/thread_capture.h"
 #include "media_core/biz_engine/crash_handler/report/last_path_entry.h"
 
 namespace CrashHandler {
@@ -125,17 +124,28 @@ bool LeadsTo(const KnownFrames& known, const CallChain& chain) {
   return std::find(chain.entries, end, caller) != end;
 }
 
+void FillChain(const KnownFrames& known, CallChain* chain) {
+  chain->status = ChainStatus::kComplete;
+  chain->length = std::min(known.count, machine::kMaxThreadFrames);
+  for (size_t i = 0; i < chain->length; ++i) {
+    chain->entries[i] = reinterpret_cast<uintptr_t>(known.frames[i]);
+  }
+}
+
 void UseKnownFrames(const KnownFrames& known, const ThreadNumber* numbers, size_t count,
                     CallChain* chains) {
   const ThreadNumber* const found = std::find(numbers, numbers + count, known.thread);
   if (known.count < 2 || found == numbers + count) return;
   CallChain* const chain = &chains[found - numbers];
   if (chain->status == ChainStatus::kComplete && LeadsTo(known, *chain)) return;
-  chain->status = ChainStatus::kComplete;
-  chain->length = std::min(known.count, machine::kMaxThreadFrames);
-  for (size_t i = 0; i < chain->length; ++i) {
-    chain->entries[i] = reinterpret_cast<uintptr_t>(known.frames[i]);
-  }
+  FillChain(known, chain);
+}
+
+void AppendChain(ThreadNumber number, const CallChain& chain, TextBuffer* text) {
+  machine::Symbolizer symbolizer;
+  SymbolInformation records[kMaxThreadFrames];
+  symbolicate(&symbolizer, chain.entries, records, chain.length, 0);
+  AppendNamedThread(number, chain, records, text);
 }
 
 // False when there is no room for the next thread and `kept` bytes.
@@ -206,15 +216,13 @@ std::string TextOfThread(ThreadNumber number) {
   CallChain chain;
   Chains all = {&walker, &chain};
   machine::ThreadCapture().Visit(&number, 1, &WalkOne, &all);
-  machine::Symbolizer symbolizer;
-  SymbolInformation records[kMaxThreadFrames];
-  symbolicate(&symbolizer, chain.entries, records, chain.length, 0);
   TextBuffer text;
-  AppendNamedThread(number, chain, records, &text);
+  AppendChain(number, chain, &text);
   return StringOf(text);
 }
 
-void AppendAllThreads(TextBuffer* text, const KnownFrames& known) {
+void AppendAllThreads(TextBuffer* text, const KnownFrames& known,
+                      const machine::Precaution& precaution) {
   // Room for the sentence comes first.
   constexpr size_t kKept = sizeof(kNoThreads);
   machine::ThreadList list;
@@ -222,7 +230,7 @@ void AppendAllThreads(TextBuffer* text, const KnownFrames& known) {
   ChainTable table(std::min(list.size(), kBatch));
   if (!listed || !table.usable() || !text->Reserve(kKept)) return text->Append(kNoThreads);
   machine::StackWalker walker;
-  machine::ThreadCapture capture;
+  machine::ThreadCapture capture(precaution);
   machine::Symbolizer symbolizer;
   for (size_t done = 0; done < list.size(); done += kBatch) {
     const ThreadNumber* const numbers = list.numbers() + done;
@@ -235,9 +243,16 @@ void AppendAllThreads(TextBuffer* text, const KnownFrames& known) {
   }
 }
 
-std::string TextOfAllThreads() {
+void AppendKnownThread(TextBuffer* text, const KnownFrames& known) {
+  CallChain chain;
+  FillChain(known, &chain);
+  AppendChain(known.thread, chain, text);
+  text->Append(kNoThreads);
+}
+
+std::string TextOfAllThreads(const machine::Precaution& precaution) {
   TextBuffer text;
-  AppendAllThreads(&text);
+  AppendAllThreads(&text, {}, precaution);
   return StringOf(text);
 }
 

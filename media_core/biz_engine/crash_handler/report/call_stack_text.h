@@ -8,6 +8,7 @@
 
 #include "media_core/biz_engine/crash_handler/machine/images/images.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/text_buffer.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/thread_capture.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
 
@@ -37,8 +38,8 @@ std::string TextOfThread(machine::ThreadNumber number);
 // The texts of all threads, the calling one included, in the system's order, each as it stood when
 // it was looked at (machine/threads/thread_capture.h). "Fail to get information of all threads"
 // when the threads cannot be listed, and behind the last whole block when there is no memory for
-// more.
-std::string TextOfAllThreads();
+// more. The precaution is that of the capture.
+std::string TextOfAllThreads(const machine::Precaution& precaution = {});
 
 // Frames of a thread that are known already, innermost first.
 struct KnownFrames {
@@ -50,7 +51,12 @@ struct KnownFrames {
 // The same; may run in a signal handler, with the allocator's lock held by anyone. The thread of
 // `known` is told by those frames where a look at it does not lead to them: it crashed, and is now
 // somewhere above that, perhaps where nothing tells the way back.
-void AppendAllThreads(machine::TextBuffer* text, const KnownFrames& known = {});
+void AppendAllThreads(machine::TextBuffer* text, const KnownFrames& known = {},
+                      const machine::Precaution& precaution = {});
+
+// The block of the known thread, without a look at any, and the sentence in the others' place. May
+// run in a signal handler.
+void AppendKnownThread(machine::TextBuffer* text, const KnownFrames& known);
 
 // Does what the first use would otherwise do (mapping memory, reading the list of images). For
 // installation.

@@ -86,27 +86,64 @@ bool SendToFile(void* file, const char* bytes, size_t count) {
   return static_cast<ReportFile*>(file)->Write(bytes, count);
 }
 
-bool StreamReport(const CrashFacts& crash, const machine::FrameLines& frames,
-                  const ReportName& name, const char* info, ReportFile* file) {
-  TextBuffer text(sBuffer, sizeof sBuffer, &SendToFile, file);
-  AppendHeader(crash, name.dump_dir, &text);
-  AppendException(crash, &text);
-  AppendFrames(frames, &text);
-  text.Append(kThreadsTitle);
-  AppendAllThreads(&text, {crash.thread, crash.frames, crash.frame_count});
-  text.Append('\n');
-  text.Append(kImagesTitle);
-  machine::AppendImageList(&text);
-  text.Append('\n');
-  text.Append(kInfoTitle);
-  AppendAsUtf8(info, &text);
-  text.Append('\n');
-  return text.Flush();
+enum class Stacks { kAll, kCrashedThreads };
+
+// What a report is made of.
+struct Source {
+  const CrashFacts& crash;
+  const CrashSettings& settings;
+  const machine::FrameLines& frames;
+  const char* dump_dir;
+  const char* path;
+  bool has_draft = false;
+};
+
+bool WriteReport(Source* source, Stacks stacks, TextBuffer* text, ReportFile* file);
+
+void WriteDraftOf(void* context) {
+  auto* const source = static_cast<Source*>(context);
+  // The report itself is in the other buffer.
+  char buffer[2 << 10];
+  ReportFile file;
+  TextBuffer text(buffer, sizeof buffer, &SendToFile, &file);
+  source->has_draft = WriteReport(source, Stacks::kCrashedThreads, &text, &file);
+}
+
+void AppendStacks(Source* source, Stacks stacks, TextBuffer* text) {
+  const CrashFacts& crash = source->crash;
+  const KnownFrames known = {crash.thread, crash.frames, crash.frame_count};
+  if (stacks == Stacks::kCrashedThreads) return AppendKnownThread(text, known);
+  AppendAllThreads(text, known, {&WriteDraftOf, source});
+}
+
+bool WriteReport(Source* source, Stacks stacks, TextBuffer* text, ReportFile* file) {
+  if (!file->Open(source->path)) return false;
+  AppendHeader(source->crash, source->dump_dir, text);
+  AppendException(source->crash, text);
+  AppendFrames(source->frames, text);
+  text->Append(kThreadsTitle);
+  AppendStacks(source, stacks, text);
+  text->Append('\n');
+  text->Append(kImagesTitle);
+  machine::AppendImageList(text);
+  text->Append('\n');
+  text->Append(kInfoTitle);
+  AppendAsUtf8(source->settings.extra_info.c_str(), text);
+  text->Append('\n');
+  const bool whole = text->Flush();
+  return CommitWithCompanion(file, source->path, source->crash, source->settings,
+                             ReportWay::kRescued) &&
+         whole;
+}
+
+// The folder that the settings name, or the default one.
+const char* DumpDirOf(const CrashSettings& settings, const char* default_dir) {
+  const char* const asked = settings.dump_dir.c_str();
+  return IsUsableDumpDir(asked) ? asked : default_dir;
 }
 
 ReportName NameOf(const CrashFacts& crash, const CrashSettings& settings, const char* kind) {
   ReportName name;
-  name.dump_dir = settings.dump_dir.c_str();
   name.sdk_version = settings.sdk_version.c_str();
   name.app_id = settings.app_id.empty() ? kUnknownApp : settings.app_id.c_str();
   name.session_id = settings.session_id.empty() ? kUnknownSession : settings.session_id.c_str();
@@ -135,7 +172,7 @@ bool WriteStreamedReport(const CrashFacts& crash, const CrashSettings& settings,
   ReportPath default_dir;
   if (!DefaultDumpDir(default_dir, sizeof default_dir)) default_dir[0] = '\0';
   ReportName name = NameOf(crash, settings, kind.c_str());
-  if (!IsUsableDumpDir(name.dump_dir)) name.dump_dir = default_dir;
+  name.dump_dir = DumpDirOf(settings, default_dir);
   machine::TextBuffer full_path;
   if (MakeReportPlace(&name, default_dir, &full_path) == ReportPlace::kNone) return false;
   full_path.Append('\0');
@@ -145,10 +182,20 @@ bool WriteStreamedReport(const CrashFacts& crash, const CrashSettings& settings,
     WriteHostCompanion(path, crash, settings);
     return false;
   }
+  Source source = {crash, settings, frames, name.dump_dir, path};
   ReportFile file;
-  if (!file.Open(path)) return false;
-  const bool whole = StreamReport(crash, frames, name, settings.extra_info.c_str(), &file);
-  return CommitWithCompanion(&file, path, crash, settings, ReportWay::kRescued) && whole;
+  TextBuffer text(sBuffer, sizeof sBuffer, &SendToFile, &file);
+  return WriteReport(&source, Stacks::kAll, &text, &file) || source.has_draft;
+}
+
+bool WriteDraft(const CrashFacts& crash, const CrashSettings& settings, const char* path) {
+  const machine::FrameLines frames(crash.frames, crash.frame_count, crash.interrupted,
+                                   crash.interrupted_later);
+  ReportPath default_dir;
+  if (!DefaultDumpDir(default_dir, sizeof default_dir)) default_dir[0] = '\0';
+  Source source = {crash, settings, frames, DumpDirOf(settings, default_dir), path};
+  WriteDraftOf(&source);
+  return source.has_draft;
 }
 
 }  // namespace CrashHandler

@@ -18,7 +18,15 @@ void PrepareStreamedReport(const char* application);
 // Writes the report of a crash that concerns the SDK, with its companion (companion.h), and its
 // path. False, and no report, when the crash does not concern it or the report cannot be written.
 // One at a time; may run in a signal handler or on the helper thread.
+//
+// Before threads are interrupted that cannot be looked at beforehand (machine/threads/
+// thread_capture.h), a draft is written there, which the report then replaces. True as soon as that
+// is there.
 bool WriteStreamedReport(const CrashFacts& crash, const CrashSettings& settings, ReportPath path);
+
+// The same to the given path, with no other thread's stack: what is left where looking at those
+// ends the process. Whom the crash concerns has been found out already.
+bool WriteDraft(const CrashFacts& crash, const CrashSettings& settings, const char* path);
 
 }  // namespace CrashHandler
 

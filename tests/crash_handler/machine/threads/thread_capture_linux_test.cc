@@ -363,6 +363,40 @@ TEST(ThreadCaptureTest, AThreadWithoutRoomForASignalIsNotInterrupted) {
   close(pipe_ends[1]);
 }
 
+// How often a capture takes its precaution; of a thread's visits all fail.
+int PrecautionsOf(const std::vector<ThreadNumber>& numbers, int batches) {
+  int taken = 0;
+  ThreadCapture capture({[](void* count) { ++*static_cast<int*>(count); }, &taken});
+  for (int i = 0; i < batches; ++i) {
+    capture.Visit(
+        numbers.data(), numbers.size(), [](void*, const ThreadLook&) { return false; }, nullptr);
+  }
+  return taken;
+}
+
+TEST(ThreadCaptureTest, APrecautionIsTakenOnceBeforeThreadsAreInterruptedThatCannotBeSeen) {
+  const Busy first;
+  const Busy second;
+  EXPECT_EQ(PrecautionsOf({first.number(), second.number(), CurrentThreadNumber()}, 3), 1);
+}
+
+TEST(ThreadCaptureTest, NoPrecautionIsTakenWhereAllThreadsCanBeSeen) {
+  int pipe_ends[2];
+  ASSERT_EQ(pipe(pipe_ends), 0);
+  {
+    const Runner waiting([&] {
+      char byte;
+      while (SystemCall(SYS_read, pipe_ends[0], &byte, 1) < 0) {
+      }
+    });
+    waiting.AwaitKernel();
+    EXPECT_EQ(PrecautionsOf({waiting.number(), CurrentThreadNumber()}, 1), 0);
+    EXPECT_EQ(write(pipe_ends[1], "", 1), 1);
+  }
+  close(pipe_ends[0]);
+  close(pipe_ends[1]);
+}
+
 std::atomic<int> sBarePhase{0};
 
 int RunsWithoutThreadLocals(void*) {

@@ -25,6 +25,14 @@ struct ThreadLook {
 // is visited once more if it gives them.
 using ThreadVisitor = bool (*)(void* context, const ThreadLook& look);
 
+// What is done once, before threads are interrupted of which the kernel shows nothing beforehand:
+// where the stack of one has no room for the signal's frame, the process ends at once, by SIGSEGV.
+// No thread is held meanwhile.
+struct Precaution {
+  void (*take)(void* context) = nullptr;
+  void* context = nullptr;
+};
+
 // Looks at threads, in as many batches as the caller likes.
 //
 // On macOS each thread's state is read while it goes on running.
@@ -51,7 +59,7 @@ using ThreadVisitor = bool (*)(void* context, const ThreadLook& look);
 // kCaptureLimitMs, and then makes do without. One object serves one thread.
 class ThreadCapture {
  public:
-  ThreadCapture();
+  explicit ThreadCapture(const Precaution& precaution = {});
   ~ThreadCapture();  // NOLINT(performance-trivially-destructible): Linux has something to do
   ThreadCapture(const ThreadCapture&) = delete;
   ThreadCapture& operator=(const ThreadCapture&) = delete;
@@ -62,6 +70,7 @@ class ThreadCapture {
 
  private:
   // Linux's own.
+  Precaution precaution_;
   [[maybe_unused]] int64_t waited_ms_ = 0;
   [[maybe_unused]] int patience_ms_ = kCapturePatienceMs;
   [[maybe_unused]] bool may_interrupt_ = false;

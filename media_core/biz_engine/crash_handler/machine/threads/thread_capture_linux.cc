@@ -182,6 +182,12 @@ struct Question {
 Question sQuestions[kCaptureGroup];
 size_t sPlaceOf[kCaptureGroup];
 
+// Whether nothing is known of one of them.
+bool AnyUnseen(size_t count) {
+  return std::any_of(sQuestions, sQuestions + count,
+                     [](const Question& question) { return !question.visited; });
+}
+
 // Visits the threads that answer; returns the milliseconds that were waited.
 int64_t Interrupt(const Visits& visits, size_t count, int64_t limit_ms) {
   InterruptedThreads threads;
@@ -220,7 +226,8 @@ bool LookAt(const Visits& visits, size_t index, const RealTimeSignals& signals, 
 
 }  // namespace
 
-ThreadCapture::ThreadCapture() : may_interrupt_(BecomeInterrupter()) {}
+ThreadCapture::ThreadCapture(const Precaution& precaution)
+    : precaution_(precaution), may_interrupt_(BecomeInterrupter()) {}
 
 ThreadCapture::~ThreadCapture() {
   if (may_interrupt_) sInterrupter.store(0);
@@ -255,6 +262,10 @@ __attribute__((noinline)) void ThreadCapture::Visit(const ThreadNumber* numbers,
       }
     }
     const int64_t left_ms = kCaptureLimitMs - waited_ms_;
+    if (AnyUnseen(questions) && precaution_.take != nullptr) {
+      precaution_.take(precaution_.context);
+      precaution_ = {};
+    }
     if (questions != 0) waited_ms_ += Interrupt(visits, questions, left_ms > 0 ? left_ms : 0);
   }
 }

@@ -7,7 +7,7 @@ bool fillThreadStateIntoMachineContext(ThreadNumber number, Registers* registers
   return ReadThreadState(number, registers);
 }
 
-ThreadCapture::ThreadCapture() = default;
+ThreadCapture::ThreadCapture(const Precaution& precaution) : precaution_(precaution) {}
 
 ThreadCapture::~ThreadCapture() = default;
 
