@@ -104,6 +104,12 @@ Row WithoutMemory(const char* name, const char* scenario, int signal) {
   return Saying(row, "2 crash preparation: memory is missing");
 }
 
+// Which a draft has not.
+Row WithTwoThreads(Row row) {
+  row.threads = 2;
+  return row;
+}
+
 std::vector<Row> RoomRows() {
   return {
       Lost(Fault("LimitOfFileSizes", Place::kMissing, "", "FaultAtTheLimitOfFileSizes")),
@@ -112,6 +118,12 @@ std::vector<Row> RoomRows() {
       Lost(Fault("HandledLimitOfFileSizes", Place::kMissing, "",
                  "FaultAtTheHandledLimitOfFileSizes")),
       Lost({"FullDisk", "FaultOnAFullDisk", ByExit(8)}),
+      WithTwoThreads({"DiskForOneReport",
+                      "FaultOnADiskForOneReport",
+                      ByExit(8),
+                      1,
+                      {"WriteToNull"},
+                      {"--extra-info-size", "1000000"}}),
       OneDescriptor(
           Fault("NoFreeDescriptor", Place::kMissing, kInDumps, "FaultWithoutAFreeDescriptor")),
       Fault("AnotherThreadTakesEveryDescriptor", Place::kMissing, kInDumps,

@@ -67,6 +67,16 @@ SCENARIO(FaultInARemovedFolder) {
   WriteToNull();
 }
 
+void StartBusyThread() {
+  static std::atomic<bool> runs{false};
+  std::thread([] {
+    runs = true;
+    for (;;) {
+    }
+  }).detach();
+  while (!runs) SleepMs(1);
+}
+
 void LimitFileSize() {
   const rlimit limit{kLittleRoom, kLittleRoom};
   Require(setrlimit(RLIMIT_FSIZE, &limit) == 0);
@@ -104,13 +114,18 @@ bool MayMount() {
          WriteTo("/proc/self/gid_map", group + " " + group + " 1");
 }
 
+// A directory that is a disk of its own, where namespaces are allowed.
+bool MakeDisk(const char* directory, const char* size) {
+  Require(mkdir(directory, 0755) == 0);
+  const bool mounted = MayMount() && mount("tmpfs", directory, "tmpfs", 0, size) == 0;
+  Say(mounted ? "note: a file system as the disk" : "note: the limit of file sizes as the disk");
+  return mounted;
+}
+
 // One page, which is less than a report needs. Where namespaces are forbidden the limit of file
 // sizes takes the disk's part, but not in long mode.
 void UseASmallDisk(const char* directory) {
-  Require(mkdir(directory, 0755) == 0);
-  const bool mounted = MayMount() && mount("tmpfs", directory, "tmpfs", 0, "size=4k") == 0;
-  Say(mounted ? "note: a file system as the disk" : "note: the limit of file sizes as the disk");
-  if (mounted) return;
+  if (MakeDisk(directory, "size=4k")) return;
   Require(getenv("ORU_TEST_LONG") == nullptr);
   signal(SIGXFSZ, SIG_IGN);
   LimitFileSize();
@@ -127,6 +142,20 @@ SCENARIO(FaultOnAFullDisk) {
   // Removed only if it is empty.
   Require(rmdir("small/1.0") == 0);
   _exit(8);
+}
+
+// The draft takes most of it; nobody else sees the disk.
+SCENARIO(FaultOnADiskForOneReport) {
+  Require(MakeDisk("one", "size=1536k") || getenv("ORU_TEST_LONG") == nullptr);
+  Handler()->SetCrashDumpDirPath("one");
+  const pid_t child = fork();
+  if (child == 0) {
+    StartBusyThread();
+    WriteToNull();
+  }
+  int status = 0;
+  Require(waitpid(child, &status, 0) == child && WTERMSIG(status) == SIGSEGV);
+  _exit(system("cp -R one dumps") == 0 ? 8 : kScenarioFailed);
 }
 
 enum class Limit { kMayBeRaised, kFinal };

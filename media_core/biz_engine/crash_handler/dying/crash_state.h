@@ -86,7 +86,7 @@ void RememberThrown();
 void ForgetReport();
 // Where the ordinary report will be, and so its draft.
 void ReportGoesTo(const char* path);
-// Writes that, for the thread whose crash it is; once for each report.
+// Writes that. Does nothing for another thread, nor where a report is rescued already.
 void DraftReport();
 // The ordinary report's file is under way from the one to the other; `path` is where it is now,
 // null when it is nowhere. Outside a crash they do nothing.

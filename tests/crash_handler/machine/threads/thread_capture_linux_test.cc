@@ -223,12 +223,14 @@ TEST(ThreadCaptureTest, ASigwaitForAllSignalsGetsNone) {
 TEST(ThreadCaptureTest, ACapturingThreadThatBlocksAllSignalsLearnsOfTheOthers) {
   const Busy busy;
   size_t length = 0;
-  Runner([&] {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_BLOCK, &all, nullptr);
-    length = ChainOf(busy.number()).length;
-  });
+  {
+    const Runner capturing([&] {
+      sigset_t all;
+      sigfillset(&all);
+      pthread_sigmask(SIG_BLOCK, &all, nullptr);
+      length = ChainOf(busy.number()).length;
+    });
+  }
   EXPECT_GE(length, 2U);
 }
 

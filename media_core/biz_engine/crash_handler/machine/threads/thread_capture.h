@@ -70,7 +70,7 @@ class ThreadCapture {
 
  private:
   // Linux's own.
-  Precaution precaution_;
+  [[maybe_unused]] Precaution precaution_;
   [[maybe_unused]] int64_t waited_ms_ = 0;
   [[maybe_unused]] int patience_ms_ = kCapturePatienceMs;
   [[maybe_unused]] bool may_interrupt_ = false;
