@@ -51,6 +51,8 @@ void WriteToNull();
 void DivideByZero();
 
 void SleepForEver();
+// Without a pause: an endless loop that does nothing at all may be left out by the compiler.
+[[noreturn]] void Spin();
 void SleepMs(int milliseconds);
 void BlockAllSignals();
 // For this thread, with nothing readable below it.

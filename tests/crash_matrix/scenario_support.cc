@@ -47,6 +47,10 @@ void SleepForEver() {
   for (;;) pause();
 }
 
+void Spin() {
+  for (;;) asm volatile("");
+}
+
 void SleepMs(int milliseconds) { usleep(static_cast<useconds_t>(milliseconds) * 1000); }
 
 void BlockAllSignals() {

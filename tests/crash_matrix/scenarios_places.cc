@@ -71,8 +71,7 @@ void StartBusyThread() {
   static std::atomic<bool> runs{false};
   std::thread([] {
     runs = true;
-    for (;;) {
-    }
+    Spin();
   }).detach();
   while (!runs) SleepMs(1);
 }

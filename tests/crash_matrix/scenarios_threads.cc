@@ -48,8 +48,7 @@ SCENARIO(FaultBesideBusyThreads) {
       std::unique_lock<std::mutex> lock(mutex);
       all_busy.wait(lock, [] { return busy; });
       lock.unlock();
-      for (;;) {
-      }
+      Spin();
     }).detach();
   }
   {
@@ -65,8 +64,7 @@ std::atomic<bool> sSpins{false};
 // Needs next to nothing of the stack below it.
 CHILD_FUNCTION void SpinForEver(void* /*unused*/) {
   sSpins = true;
-  for (;;) {
-  }
+  Spin();
 }
 
 // Starts a thread that runs for ever, with a kibibyte above the end of its stack.

@@ -53,7 +53,7 @@ TEST_F(SourceTextTest, AFolderOfSourcesHasTheEndOfThePath) {
 TEST_F(SourceTextTest, WhatIsNoTextIsNotShown) {
   oru_test::WriteFile(dir_.Join("program"), std::string("\x7f"
                                                         "ELF\0\0\nline\n",
-                                                        14));
+                                                        12));
   EXPECT_TRUE(ReadSource(dir_.Join("program"), 1, 3, {}).lines.empty());
   EXPECT_TRUE(ReadSource(dir_.path(), 1, 3, {}).lines.empty());
   EXPECT_TRUE(ReadSource("/dev/zero", 1, 3, {}).lines.empty());

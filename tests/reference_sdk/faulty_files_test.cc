@@ -18,6 +18,8 @@
 #include "tests/reference_sdk/command_fixture.h"
 #include "tests/reference_sdk/scripted_server.h"
 
+extern "C" char** environ;
+
 namespace reference_sdk {
 namespace {
 
@@ -187,21 +189,32 @@ TEST(MayFollowLink, IsForTheUsersOwnAndTheSystems) {
 // An upload that is in the middle of packing ...
 class InterruptedTest : public FaultyFilesTest {
  protected:
+  // Between fork and exec nothing is allocated: another thread may have held the heap's lock.
   pid_t Start(const std::string& endpoint) {
     const Strings command = UploadCommand(endpoint);
+    Strings environment;
+    for (const auto& variable : options_.env) {
+      environment.push_back(variable.first + "=" + variable.second);
+    }
+    for (char** variable = environ; *variable != nullptr; ++variable) {
+      environment.emplace_back(*variable);
+    }
+    const std::vector<char*> argv = Pointers(command);
+    const std::vector<char*> envp = Pointers(environment);
     const pid_t pid = fork();
     if (pid != 0) return pid;
-    for (const auto& variable : options_.env) {
-      setenv(variable.first.c_str(), variable.second.c_str(), 1);
-    }
-    std::vector<char*> argv;
-    argv.reserve(command.size() + 1);
-    for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
-    argv.push_back(nullptr);
     const int quiet = open("/dev/null", O_WRONLY);
     dup2(quiet, STDERR_FILENO);
-    execv(argv[0], argv.data());
+    execve(argv[0], argv.data(), envp.data());
     _exit(127);
+  }
+
+  static std::vector<char*> Pointers(const Strings& texts) {
+    std::vector<char*> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (const std::string& text : texts) pointers.push_back(const_cast<char*>(text.c_str()));
+    pointers.push_back(nullptr);
+    return pointers;
   }
 
   bool WaitForPart() const {

@@ -46,7 +46,7 @@ char* Map(size_t size) {
 
 // The next piece, behind a guard.
 char* TakePiece(char** next, size_t size) {
-  mprotect(*next, kGuardBytes, PROT_NONE);
+  mprotect(*next, kGuardBytes, PROT_READ);
   char* const piece = *next + kGuardBytes;
   *next = piece + size;
   return piece;
