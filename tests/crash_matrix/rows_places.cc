@@ -126,8 +126,8 @@ std::vector<Row> RoomRows() {
                       {"--extra-info-size", "1000000"}}),
       OneDescriptor(
           Fault("NoFreeDescriptor", Place::kMissing, kInDumps, "FaultWithoutAFreeDescriptor")),
-      Fault("AnotherThreadTakesEveryDescriptor", Place::kMissing, kInDumps,
-            "FaultWhileAnotherTakesEveryDescriptor"),
+      OneDescriptor(Fault("AnotherThreadTakesEveryDescriptor", Place::kMissing, kInDumps,
+                          "FaultWhileAnotherTakesEveryDescriptor")),
       Fault("AllDescriptorsClosed", Place::kMissing, kInDumps, "FaultWithAllDescriptorsClosed"),
       Fault("NoFreeDescriptorAfterClosingAll", Place::kMissing, kInDumps,
             "FaultWithoutAFreeDescriptorAfterClosingAll"),
