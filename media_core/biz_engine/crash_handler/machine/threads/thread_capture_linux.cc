@@ -204,7 +204,8 @@ int64_t Interrupt(const Visits& visits, size_t count, int64_t limit_ms) {
         place == InterruptedThreads::kNoPlace ? nullptr : threads.Take(place);
     if (registers != nullptr) {
       visits.Known(sQuestions[i].index, *registers, KnownRegisters::kAll);
-    } else if (!sQuestions[i].visited) {
+    } else if (!sQuestions[i].visited && !Glancer(visits, sQuestions[i].index).Look().visited) {
+      // Nor does it wait by now, with the signals blocked that it had open when it was asked.
       visits.Unknown(sQuestions[i].index);
     }
   }
