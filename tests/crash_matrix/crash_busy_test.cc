@@ -3,6 +3,7 @@
 #include <signal.h>
 
 #include "tests/crash_matrix/crash_scenario_test.h"
+#include "tests/crash_matrix/scenario.h"
 
 namespace {
 
@@ -13,6 +14,14 @@ TEST_F(CrashBusyTest, BesideFourHundredBusyThreadsTheReportIsMadeInTime) {
   const oru_test::ChildResult result = Run("FaultBesideBusyThreads", oru_test::kRealDeadlineMs);
   EXPECT_EQ(SIGSEGV, result.signal) << result.Ending();
   ExpectOneWholeReport();
+}
+
+TEST_F(CrashBusyTest, AProcessThatGoesOnHasItsThreadsAsTheyWere) {
+  for (const char* scenario :
+       {"ThreadsRunOnAfterASignalThatWasSent", "ThreadsRunOnAfterAFailedAllocation"}) {
+    const oru_test::ChildResult result = Run(scenario, oru_test::kRealDeadlineMs);
+    EXPECT_EQ(crash_test::kScenarioReturned, result.exit_code) << scenario << result.Ending();
+  }
 }
 
 }  // namespace

@@ -13,6 +13,9 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <thread>
+
 #include "tests/crash_matrix/scenario.h"
 
 namespace crash_test {
@@ -107,6 +110,25 @@ SCENARIO(SurvivesWithoutPendingSignals) {
   struct sigaction action = {};
   Require(sigaction(SIGALRM, nullptr, &action) == 0 && action.sa_handler == HostsAlarm);
 }
+
+// With a callback that takes longer than a report does. For good would be for the process's life.
+void ExpectThreadsToRunOnAsBefore(void (*crash)()) {
+  static std::atomic<pid_t> other{0};
+  std::thread([] {
+    other.store(static_cast<pid_t>(syscall(SYS_gettid)));
+    SleepForEver();
+  }).detach();
+  while (other.load() == 0) SleepMs(1);
+  Callback([](void*, CrashType) { SleepMs(1500); });
+  crash();
+  Require(sched_getscheduler(other.load()) == SCHED_OTHER);
+}
+
+SCENARIO(ThreadsRunOnAfterASignalThatWasSent) {
+  ExpectThreadsToRunOnAsBefore([] { raise(SIGPIPE); });
+}
+
+SCENARIO(ThreadsRunOnAfterAFailedAllocation) { ExpectThreadsToRunOnAsBefore(FailAnAllocation); }
 
 // The signal that a thread sends itself has no effect, as in the first process of a container.
 void SwallowOwnSignal(unsigned signo) {

@@ -83,7 +83,7 @@ class AllocationCrash {
 };
 
 // Tests and sets the crashed flag, as the one thread that may: whoever gets true writes the report.
-bool BeginCrash(int signo, CrashType kind) {
+bool BeginCrash(int signo, CrashType kind, bool may_be_survived = false) {
   if (!TakeCrash()) return false;
   DarwinCrashHandler* handler = DarwinCrashHandler::GetInstance();
   if (handler->IsCrashed()) {
@@ -92,7 +92,7 @@ bool BeginCrash(int signo, CrashType kind) {
   }
   handler->SetCrashed(true);
   OpenCrashReserve();
-  BeginCrashReport(signo, kind);
+  BeginCrashReport(signo, kind, may_be_survived);
   return true;
 }
 
@@ -168,7 +168,8 @@ void ReportSignal(const SignalCall& call, void* const* frames, int count) {
 
 // Runs on a stack of the module's.
 void HandleSignal(SignalCall* call) {
-  call->refused = !BeginCrash(call->signo, kSignalHook.kind);
+  const bool fatal = machine::IsFatal(call->signo, call->info, call->context);
+  call->refused = !BeginCrash(call->signo, kSignalHook.kind, !fatal);
   if (call->refused) {
     RescueOwnReport(call->signo, call->info, call->context);
     ORU_CRASH_LOG_PROBLEM("%s", kSignalHook.refused);
@@ -189,10 +190,7 @@ void HandleSignal(SignalCall* call) {
     ORU_CRASH_LOG_PROGRESS("DarwinCrashHandler::report finish, old handler = %d",
                            static_cast<int>(reinterpret_cast<intptr_t>(function)));
   });
-  // A signal that was only sent may be survived.
-  if (call->signo == SIGABRT || machine::IsFault(call->signo, call->info, call->context)) {
-    Guarded([] { FlushBeforeTheEnd(); });
-  }
+  if (fatal) Guarded([] { FlushBeforeTheEnd(); });
   LeaveCrashToHost();
 }
 
@@ -361,7 +359,7 @@ void ReleaseOruRTCNewFailedHandle(bool force) {
 }
 
 void OruRTCNewFailedCatchHandler() {
-  if (!BeginCrash(SIGABRT, kNewFailedHook.kind)) {
+  if (!BeginCrash(SIGABRT, kNewFailedHook.kind, true)) {
     ORU_CRASH_LOG_PROBLEM("%s", kNewFailedHook.refused);
     // `operator new` calls again until memory is found or another handler stands here.
     if (RefuseFailedAllocation()) std::set_new_handler(OruRTCOldNewFailedHandler);

@@ -32,7 +32,7 @@ void Watch() {
   const int rescue_ms = sRescueMs.load();
   const int late_ms = std::min(kLateMs, rescue_ms);
   if (machine::HelperWait(&sRunning, own, late_ms)) return;
-  machine::PutOthersBehind(sCrashed);
+  if (!deadline.may_be_survived) machine::PutOthersBehind(sCrashed);
   if (machine::HelperWait(&sRunning, own, rescue_ms - late_ms)) return;
   if (!deadline.rescue() &&
       machine::HelperWait(&sRunning, own, kCrashDeadlineMs - kCrashRescueMs)) {

@@ -24,6 +24,9 @@ struct CrashDeadline {
   bool (*rescue)();
   // Does not return.
   void (*end)();
+  // Whether the process may go on when all is well. Else, when the ordinary way takes long, its
+  // other threads are put behind the crash's, for good.
+  bool may_be_survived = false;
 };
 
 // Starts the deadline; it runs until StopCrashDeadline, which does nothing without one. One at a

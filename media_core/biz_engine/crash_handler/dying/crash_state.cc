@@ -153,7 +153,7 @@ bool TakeCrash() {
   return sCrash.owner.compare_exchange_strong(nobody, OwnerOf(machine::CurrentThreadNumber()));
 }
 
-void BeginCrashReport(int signo, CrashType kind) {
+void BeginCrashReport(int signo, CrashType kind, bool may_be_survived) {
   sCrash.facts = {};
   sCrash.facts.kind = kind;
   sCrash.facts.thread = machine::CurrentThreadNumber();
@@ -166,7 +166,7 @@ void BeginCrashReport(int signo, CrashType kind) {
   sCrash.signo.store(signo);
   machine::ChooseMemoryWay();
   sCrash.stage.store(CrashStage::kReporting);
-  StartCrashDeadline({[] { return RescueReport(); }, &EndByCrash});
+  StartCrashDeadline({[] { return RescueReport(); }, &EndByCrash, may_be_survived});
 }
 
 void LeaveCrashToHost() {

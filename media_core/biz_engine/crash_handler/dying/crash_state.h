@@ -50,9 +50,9 @@ enum class CrashStage : int {
 
 // Takes the crash for the calling thread. False when a thread (this one too) has one.
 bool TakeCrash();
-// Starts the report of the crash just taken, and its deadline: when that is over the process ends
-// by `signo`.
-void BeginCrashReport(int signo, CrashType kind);
+// Starts the report of the crash just taken, and its deadline (see CrashDeadline): when that is
+// over the process ends by `signo`.
+void BeginCrashReport(int signo, CrashType kind, bool may_be_survived = false);
 // Gives the crash back, with or without a report begun.
 void GiveCrashBack();
 // No report is due any more, and no deadline runs; the crash stays taken.

@@ -42,15 +42,14 @@ void AwaitReportElsewhere() {
 }  // namespace
 
 void RescueOwnReport(int signo, const siginfo_t* info, const void* context) {
-  const bool fatal = signo == SIGABRT || machine::IsFault(signo, info, context);
-  if (fatal && IsOwnCrash()) RescueReport(context);
+  if (machine::IsFatal(signo, info, context) && IsOwnCrash()) RescueReport(context);
 }
 
 void LeaveToEarlierCrash(int signo, const siginfo_t* info, const void* context) {
-  const bool recurs = machine::IsFault(signo, info, context);
-  if (!recurs && signo != SIGABRT) return;
+  if (!machine::IsFatal(signo, info, context)) return;
   if (IsCrashOfAnotherThread() && AwaitOtherThread()) return;
-  if (recurs) machine::SetDefaultAction(signo);
+  // It recurs.
+  if (machine::IsFault(signo, info, context)) machine::SetDefaultAction(signo);
 }
 
 bool RefuseFailedAllocation() {

@@ -2,6 +2,10 @@
 
 namespace CrashHandler::machine {
 
+bool IsFatal(int signo, const siginfo_t* info, const void* context) {
+  return signo == SIGABRT || IsFault(signo, info, context);
+}
+
 bool AddressOfFault(int signo, const siginfo_t* info, const void* context, uint64_t* address) {
   if (!IsOfInstruction(signo, info, context)) return false;
   const bool of_memory = signo == SIGSEGV || signo == SIGBUS;

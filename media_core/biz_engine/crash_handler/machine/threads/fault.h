@@ -15,6 +15,10 @@ namespace CrashHandler::machine {
 // The arguments are a handler's own; null `info` or `context` is no fault. Async-signal-safe.
 bool IsFault(int signo, const siginfo_t* info, const void* context);
 
+// Whether the process ends by the signal, with no handler but crash capture's: a fault or an abort.
+// Others were only raised or sent, and may be survived. Arguments and safety as above.
+bool IsFatal(int signo, const siginfo_t* info, const void* context);
+
 // Whether the interrupted instruction itself raised the signal, as a fault or as a trap; false for
 // signals that were raised or sent. Arguments and safety as above.
 bool IsOfInstruction(int signo, const siginfo_t* info, const void* context);
