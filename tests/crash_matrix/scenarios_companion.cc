@@ -1,4 +1,5 @@
 // What companions tell, and what goes wrong while one is made.
+#include <signal.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -11,6 +12,7 @@
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/crash_companion.h"
+#include "media_core/biz_engine/crash_handler/crash_neighbours.h"
 #include "tests/crash_matrix/scenario.h"
 
 namespace crash_test {
@@ -81,6 +83,11 @@ SCENARIO(AbortWhileHandling) {
   } catch (const std::exception&) {
     abort();
   }
+}
+
+// Another reporter that knows no more than the signal.
+SCENARIO(ReportByInvitationWithoutInformation) {
+  Require(CrashHandler::ReportCrash(SIGBUS, nullptr, nullptr));
 }
 
 // Log lines of a host that are not as they should be.

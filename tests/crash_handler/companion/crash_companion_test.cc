@@ -188,6 +188,15 @@ TEST_F(CrashCompanionTest, ARaisedSignalHasNoAddress) {
   EXPECT_NE(companion.Value("registers", "cpu"), "");
 }
 
+TEST_F(CrashCompanionTest, WhatAnotherReporterDoesNotTellIsNotMadeUp) {
+  const CompanionText companion = CompanionOf("ReportByInvitationWithoutInformation");
+  EXPECT_EQ(companion.Value("crash", "signal_name"), "SIGBUS");
+  EXPECT_EQ(companion.Value("crash", "code"), "null");
+  EXPECT_EQ(companion.Value("crash", "code_name"), "null");
+  EXPECT_EQ(companion.Value("crash", "address"), "null");
+  EXPECT_FALSE(companion.Has("registers"));
+}
+
 struct Thrown {
   const char* scenario;
   const char* type;

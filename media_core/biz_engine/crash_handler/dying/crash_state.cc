@@ -214,7 +214,8 @@ void RememberException(const char* name, const char* reason) {
 void RememberCause(int signo, const siginfo_t* info, const void* context) {
   CrashCause& cause = sCrash.facts.cause;
   cause.signo = signo;
-  if (info != nullptr) cause.code = info->si_code;
+  cause.has_code = info != nullptr;
+  if (cause.has_code) cause.code = info->si_code;
   cause.has_address = machine::AddressOfFault(signo, info, context, &cause.address);
   cause.access = machine::AccessOfFault(signo, info, context);
   cause.has_registers = context != nullptr;

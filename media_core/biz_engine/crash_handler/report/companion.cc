@@ -72,6 +72,10 @@ void AddSignal(const CrashCause& cause, JsonLine* line) {
   }
   line->SignedNumber("signal", cause.signo);
   line->Text("signal_name", machine::SignalName(cause.signo));
+  if (!cause.has_code) {
+    line->Null("code");
+    return line->Null("code_name");
+  }
   line->SignedNumber("code", cause.code);
   line->Text("code_name", machine::SignalCodeName(cause.signo, cause.code));
 }

@@ -19,6 +19,8 @@ namespace CrashHandler {
 struct CrashCause {
   // 0 where the crash is no signal's.
   int signo = 0;
+  // Not told where another reporter invites without it.
+  bool has_code = false;
   int code = 0;
   bool has_address = false;
   uint64_t address = 0;
