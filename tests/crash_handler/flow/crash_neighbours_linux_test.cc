@@ -74,6 +74,14 @@ class Runtime {
     return repaired_ == before + count;
   }
 
+  // Of a second runtime, which has none of these faults and passes them on to whom it found.
+  static void InstallSecond() {
+    struct sigaction action = {};
+    action.sa_sigaction = HandleSecond;
+    action.sa_flags = SA_SIGINFO | SA_ONSTACK;
+    sigaction(SIGSEGV, &action, &found_);
+  }
+
   static uintptr_t HandlerFrame() { return frame_; }
   static const sigset_t& HandlerMask() { return mask_; }
 
@@ -90,7 +98,12 @@ class Runtime {
     pthread_sigmask(SIG_BLOCK, nullptr, &mask_);
   }
 
+  static void HandleSecond(int signo, siginfo_t* info, void* context) {
+    found_.sa_sigaction(signo, info, context);
+  }
+
   inline static unsigned char* code_ = nullptr;
+  inline static struct sigaction found_ = {};
   inline static volatile int repaired_ = 0;
   inline static uintptr_t frame_ = 0;
   inline static sigset_t mask_;
@@ -269,6 +282,22 @@ TEST(CrashNeighboursTest, RearmingBehindARuntimeKeepsItsFaultsBenign) {
     Install(dir);
     StandInFrontOf(nullptr);
     Runtime::Install(SA_ONSTACK);
+    if (Rearm() != 1 || !Runtime::RaiseBenignFaults(10)) return 1;
+    return OruRTCNeighboursTestCrash();
+  });
+  EXPECT_EQ(SIGSEGV, child.signal) << child.Ending() << child.err;
+  EXPECT_EQ(1U, Reports(dir));
+}
+
+// The second found the front, which stands before it afterwards: neither passes a fault on for
+// ever.
+TEST(CrashNeighboursTest, TwoRuntimesOneBehindTheOtherHaveTheirTurns) {
+  const TempDir dir;
+  const ChildResult child = oru_test::RunInFork([&dir] {
+    Runtime::Install(SA_ONSTACK);
+    Install(dir);
+    StandInFrontOf(nullptr);
+    Runtime::InstallSecond();
     if (Rearm() != 1 || !Runtime::RaiseBenignFaults(10)) return 1;
     return OruRTCNeighboursTestCrash();
   });
