@@ -423,6 +423,8 @@ TEST(MachThreads, ANameIsCutToTheRoom) {
   EXPECT_TRUE(ThreadName(thread, name, 5));
   EXPECT_STREQ("work", name);
   EXPECT_STREQ("##", name + 5);
+  EXPECT_FALSE(ThreadName(thread, name, 0));
+  EXPECT_STREQ("work", name);
 }
 
 TEST(MachThreads, TheOwnNumberAddsNoRight) {

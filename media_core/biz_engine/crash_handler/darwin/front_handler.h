@@ -13,9 +13,10 @@ namespace CrashHandler {
 void SetFrontRules(RuntimeFaultRule is_runtimes,
                    void (*others)(int signo, siginfo_t* info, void* context));
 
-// Puts a handler in front of `behind`, which has a function, and of nobody else from then on. With
-// its mask and flags the system runs the front as it would run the one behind: on the same stack,
-// the same signals blocked. False when the system refuses.
+// Puts a handler in front of `behind`, which has a function. Fronts before others stay before them:
+// who found one may pass a signal on to it. With the mask and flags of the one behind the system
+// runs the front as it would run that: on the same stack, the same signals blocked. False when the
+// system refuses.
 bool PutInFront(int signo, const struct sigaction& behind);
 
 bool IsFront(const struct sigaction& action);

@@ -44,7 +44,7 @@ char* Map(size_t size) {
   return pages != MAP_FAILED ? static_cast<char*>(pages) : nullptr;
 }
 
-// The next piece, behind a guard.
+// The next piece, behind a guard, which who scans the library's memory may read.
 char* TakePiece(char** next, size_t size) {
   mprotect(*next, kGuardBytes, PROT_READ);
   char* const piece = *next + kGuardBytes;

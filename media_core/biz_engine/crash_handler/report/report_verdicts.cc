@@ -19,8 +19,8 @@ constexpr long kEnoughDescriptors = 8;
 
 bool IsSdkLine(const std::string& line) { return IsSdkFrame(line.data(), line.size()); }
 
-// The folder that exists on the way to `path`.
-std::string FolderThatExists(std::string path) {
+// What exists on the way to `path`.
+std::string PartThatExists(std::string path) {
   struct stat status = {};
   while (path.size() > 1 && stat(path.c_str(), &status) != 0) {
     const size_t slash = path.find_last_of('/', path.size() - 2);
@@ -59,8 +59,8 @@ Verdict JudgeDumpFolder(const std::string& folder) {
     if (access(folder.c_str(), W_OK | X_OK) == 0) return {true, folder + " can be written"};
     return {false, folder + " cannot be written: " + strerror(errno)};
   }
-  // It is made when it is wanted, with what is missing above it.
-  const bool good = access(FolderThatExists(folder).c_str(), W_OK | X_OK) == 0;
+  // It is made when it is wanted, with what is missing above it; nothing is made in a file.
+  const bool good = access((PartThatExists(folder) + "/.").c_str(), W_OK | X_OK) == 0;
   return {good,
           folder + (good ? " can be made" : std::string(" cannot be made: ") + strerror(errno))};
 }

@@ -38,7 +38,7 @@ ThreadNumber CurrentThreadNumber();
 void PutOthersBehind(ThreadNumber except);
 
 // Writes the thread's name, cut to the room, with a terminating zero; "" when it has none. False
-// (and "") when there is no such thread, or, on macOS, no pthread behind it.
+// (and "") when there is no such thread, or, on macOS, no pthread behind it; and without any room.
 bool ThreadName(ThreadNumber number, char* name, size_t room);
 
 }  // namespace CrashHandler::machine

@@ -46,6 +46,7 @@ void PutOthersBehind(ThreadNumber /*except*/) {}
 
 // The kernel's copy of the name: the library's is behind the lock of its list of threads.
 bool ThreadName(ThreadNumber number, char* name, size_t room) {
+  if (room == 0) return false;
   name[0] = '\0';
   const uint64_t handle = HandleOf(number);
   if (handle == 0) return false;
