@@ -202,6 +202,95 @@ TEST(ThreadCaptureTest, ARunningThreadThatBlocksAllSignalsIsPassedOver) {
   EXPECT_EQ(ChainOf(other.number()).status, ChainStatus::kComplete);
 }
 
+// A thread that blocks all signals when it is told to, runs on for a while and waits then, up to
+// the end of the scope.
+class LateWaiter {
+ public:
+  LateWaiter()
+      : runner_([this] {
+          while (runs_until_ms_ == 0) {
+          }
+          sigset_t all;
+          sigfillset(&all);
+          pthread_sigmask(SIG_BLOCK, &all, nullptr);
+          blocks_ = true;
+          while (NowMs() < runs_until_ms_) {
+          }
+          while (sem_wait(&end_) != 0) {
+          }
+        }) {}
+  ~LateWaiter() { sem_post(&end_); }
+  LateWaiter(const LateWaiter&) = delete;
+  LateWaiter& operator=(const LateWaiter&) = delete;
+
+  ThreadNumber number() const { return runner_.number(); }
+  void BlockAndRunFor(int milliseconds) {
+    runs_until_ms_ = NowMs() + milliseconds;
+    while (!blocks_) std::this_thread::yield();
+  }
+
+ private:
+  std::atomic<int64_t> runs_until_ms_{0};
+  std::atomic<bool> blocks_{false};
+  sem_t end_ = {};
+  Runner runner_;
+};
+
+TEST(ThreadCaptureTest, AThreadThatBlocksAllSignalsIsSeenWhenItComesToAWait) {
+  LateWaiter late;
+  late.BlockAndRunFor(250);
+  const CallChain chain = ChainOf(late.number());
+  EXPECT_EQ(chain.status, ChainStatus::kComplete);
+  EXPECT_GE(chain.length, 3U);
+}
+
+TEST(ThreadCaptureTest, AThreadThatBlocksAllSignalsBeforeItsQuestionComesIsSeenWhenItComesToAWait) {
+  struct Seen {
+    LateWaiter late;
+    int of_late = 0;
+    int unknown = 0;
+  } seen;
+  const Runner waiting([] { WaitsByNanosleep(0); });
+  waiting.AwaitKernel();
+  const ThreadNumber numbers[] = {seen.late.number(), waiting.number()};
+  // The second thread's visit comes between the look at the first and its question.
+  const auto visit = [](void* context, const ThreadLook& look) {
+    auto* out = static_cast<Seen*>(context);
+    if (look.registers == nullptr) {
+      ++out->unknown;
+    } else if (look.index == 0) {
+      ++out->of_late;
+    } else {
+      out->late.BlockAndRunFor(kCaptureQuietMs + 250);
+    }
+    return true;
+  };
+  ThreadCapture().Visit(numbers, 2, visit, &seen);
+  EXPECT_EQ(seen.of_late, 1);
+  EXPECT_EQ(seen.unknown, 0);
+}
+
+TEST(ThreadCaptureTest, AThreadThatOpensItsSignalsAfterAWhileIsAsked) {
+  std::atomic<bool> blocks{false};
+  std::atomic<bool> stop{false};
+  const Runner opening([&] {
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    blocks = true;
+    for (const int64_t end = NowMs() + 250; NowMs() < end;) {
+    }
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    while (!stop) {
+    }
+  });
+  while (!blocks) std::this_thread::yield();
+  const CallChain chain = ChainOf(opening.number());
+  stop = true;
+  EXPECT_EQ(chain.status, ChainStatus::kComplete);
+}
+
 TEST(ThreadCaptureTest, ASigwaitForAllSignalsGetsNone) {
   int got = -1;
   {

@@ -10,8 +10,9 @@ constexpr size_t kCaptureGroup = 512;
 constexpr int kCaptureQuietMs = 250;
 constexpr int kCaptureLimitMs = 2000;
 constexpr int kHoldLimitMs = 3000;
-// For all threads together that run and block every signal, perhaps for a moment only.
-constexpr int kCapturePatienceMs = 100;
+// For all threads together that run and cannot be asked, perhaps for a moment only: on a busy
+// machine a moment waits for a processor.
+constexpr int kCapturePatienceMs = 500;
 
 }  // namespace CrashHandler::machine
 

@@ -45,8 +45,10 @@ struct Precaution {
 // a signal ends may come back with EINTR, but only in the threads for which there is no other way.
 // Not interrupted are threads that block every such signal or wait for it by sigwait, and those
 // whose stack has no room for the signal's frame: of these only what the kernel shows is known,
-// which for a running thread is nothing. A signal with the default action is taken; where the host
-// handles them all, one of its own is borrowed and what comes for the host meanwhile is passed on.
+// which for a running thread is nothing. One that runs and cannot be asked is looked at again after
+// the others, for kCapturePatienceMs in all: it may come to a wait or open its signals. A signal
+// with the default action is taken; where the host handles them all, one of its own is borrowed and
+// what comes for the host meanwhile is passed on.
 //
 // A visitor must not allocate, lock or wait: the thread that it looks at may hold any lock.
 //

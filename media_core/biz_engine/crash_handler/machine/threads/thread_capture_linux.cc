@@ -171,16 +171,39 @@ class Glancer {
   char after_[kLineRoom];
 };
 
-// The threads of a group that are to be interrupted.
+// What is wanted of a thread of a group beyond a look at it.
 struct Question {
   size_t index;
   SignalBits barred;
   bool visited;
+  bool asked;
 };
 
 // In static memory, as the stack that a crash leaves may be small: for the interrupter.
 Question sQuestions[kCaptureGroup];
 size_t sPlaceOf[kCaptureGroup];
+
+// Looks at one thread without a signal; true when there is a question left.
+bool LookAt(const Visits& visits, Question* question) {
+  const Glance glance = Glancer(visits, question->index).Look();
+  if (glance.visited && (glance.enough || !glance.may_be_asked)) return false;
+  question->visited = glance.visited;
+  question->barred = BlockedBy(visits.number(question->index)) | glance.waited_for;
+  return true;
+}
+
+// As LookAt, with patience for a thread that runs and cannot be asked. It may block all signals for
+// a moment only, as in a handler or while it starts a thread, and come to a wait or open them.
+bool LookPatiently(const Visits& visits, const RealTimeSignals& signals, int* patience_ms,
+                   Question* question) {
+  while (LookAt(visits, question)) {
+    const bool askable = !question->asked && signals.Choose(question->barred) != 0;
+    if (question->visited || askable || *patience_ms <= 0) return true;
+    PauseMs(kPollMs);
+    *patience_ms -= kPollMs;
+  }
+  return false;
+}
 
 // Whether nothing is known of one of them.
 bool AnyUnseen(size_t count) {
@@ -188,40 +211,46 @@ bool AnyUnseen(size_t count) {
                      [](const Question& question) { return !question.visited; });
 }
 
-// Visits the threads that answer; returns the milliseconds that were waited.
-int64_t Interrupt(const Visits& visits, size_t count, int64_t limit_ms) {
-  InterruptedThreads threads;
-  for (size_t i = 0; i < count; ++i) {
-    const Question& question = sQuestions[i];
-    sPlaceOf[i] = threads.Ask(visits.number(question.index), question.barred);
-  }
-  const int64_t start = NowMs();
-  threads.Wait(limit_ms, kCaptureQuietMs);
-  const int64_t waited = NowMs() - start;
-  for (size_t i = 0; i < count; ++i) {
-    const size_t place = sPlaceOf[i];
-    const Registers* registers =
-        place == InterruptedThreads::kNoPlace ? nullptr : threads.Take(place);
-    if (registers != nullptr) {
-      visits.Known(sQuestions[i].index, *registers, KnownRegisters::kAll);
-    } else if (!sQuestions[i].visited && !Glancer(visits, sQuestions[i].index).Look().visited) {
-      // Nor does it wait by now, with the signals blocked that it had open when it was asked.
-      visits.Unknown(sQuestions[i].index);
-    }
-  }
-  return waited;
+// Leaves the questions about threads of which nothing is known; returns their number.
+size_t KeepUnseen(size_t count) {
+  const Question* end = std::remove_if(sQuestions, sQuestions + count,
+                                       [](const Question& question) { return question.visited; });
+  return static_cast<size_t>(end - sQuestions);
 }
 
-// Looks at one thread without a signal; true when it is to be interrupted for more. One that runs
-// and blocks all signals may do so for a moment only, as in a handler or while it starts a thread.
-bool LookAt(const Visits& visits, size_t index, const RealTimeSignals& signals, int* patience_ms,
-            Question* question) {
-  for (;; PauseMs(kPollMs), *patience_ms -= kPollMs) {
-    const Glance glance = Glancer(visits, index).Look();
-    if (glance.visited && (glance.enough || !glance.may_be_asked)) return false;
-    const SignalBits barred = BlockedBy(visits.number(index)) | glance.waited_for;
-    *question = {index, barred, glance.visited};
-    if (glance.visited || *patience_ms <= 0 || signals.Choose(barred) != 0) return true;
+// After the others, which need no patience. Returns the number of the questions that are left.
+size_t LookAtUnseen(const Visits& visits, const RealTimeSignals& signals, size_t count,
+                    int* patience_ms) {
+  const size_t unseen = KeepUnseen(count);
+  size_t left = 0;
+  for (size_t i = 0; i < unseen; ++i) {
+    Question question = sQuestions[i];
+    if (LookPatiently(visits, signals, patience_ms, &question)) sQuestions[left++] = question;
+  }
+  return left;
+}
+
+// Visits the threads that answer within what is left of the limit. A thread is asked but once: what
+// it has not answered may still be before it.
+void Interrupt(const Visits& visits, size_t count, int64_t* waited_ms) {
+  if (count == 0) return;
+  InterruptedThreads threads;
+  for (size_t i = 0; i < count; ++i) {
+    Question& question = sQuestions[i];
+    sPlaceOf[i] = InterruptedThreads::kNoPlace;
+    if (question.asked) continue;
+    sPlaceOf[i] = threads.Ask(visits.number(question.index), question.barred);
+    question.asked = sPlaceOf[i] != InterruptedThreads::kNoPlace;
+  }
+  const int64_t start = NowMs();
+  threads.Wait(std::max<int64_t>(kCaptureLimitMs - *waited_ms, 0), kCaptureQuietMs);
+  *waited_ms += NowMs() - start;
+  for (size_t i = 0; i < count; ++i) {
+    if (sPlaceOf[i] == InterruptedThreads::kNoPlace) continue;
+    const Registers* registers = threads.Take(sPlaceOf[i]);
+    if (registers == nullptr) continue;
+    visits.Known(sQuestions[i].index, *registers, KnownRegisters::kAll);
+    sQuestions[i].visited = true;
   }
 }
 
@@ -251,23 +280,26 @@ __attribute__((noinline)) void ThreadCapture::Visit(const ThreadNumber* numbers,
     const size_t end = std::min(count, done + kCaptureGroup);
     size_t questions = 0;
     for (; done < end; ++done) {
-      Question question;
+      Question question = {done, 0, false, false};
       if (numbers[done] == self) {
         visits.Known(done, own, KnownRegisters::kAll);
-      } else if (!LookAt(visits, done, signals, &patience_ms_, &question)) {
+      } else if (!LookAt(visits, &question)) {
         continue;
       } else if (may_interrupt_) {
         sQuestions[questions++] = question;
-      } else if (!question.visited) {
+      } else if (LookPatiently(visits, signals, &patience_ms_, &question) && !question.visited) {
         visits.Unknown(done);
       }
     }
-    const int64_t left_ms = kCaptureLimitMs - waited_ms_;
     if (AnyUnseen(questions) && precaution_.take != nullptr) {
       precaution_.take(precaution_.context);
       precaution_ = {};
     }
-    if (questions != 0) waited_ms_ += Interrupt(visits, questions, left_ms > 0 ? left_ms : 0);
+    Interrupt(visits, questions, &waited_ms_);
+    questions = LookAtUnseen(visits, signals, questions, &patience_ms_);
+    Interrupt(visits, questions, &waited_ms_);
+    questions = KeepUnseen(questions);
+    for (size_t i = 0; i < questions; ++i) visits.Unknown(sQuestions[i].index);
   }
 }
 
