@@ -110,7 +110,9 @@ void TraceDocument::AppendEvent(const TraceEvent& event, uint64_t events) {
 }
 
 void TraceDocument::AppendLost() {
-  AppendEvent(TraceLostMark(lost_).event, std::exchange(lost_, 0));
+  // Taken first: the compiler chooses which of a call's arguments comes first.
+  const uint64_t lost = std::exchange(lost_, 0);
+  AppendEvent(TraceLostMark(lost).event, lost);
 }
 
 void TraceDocument::AppendLine(const char* line) {
