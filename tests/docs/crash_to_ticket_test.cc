@@ -100,25 +100,24 @@ INSTANTIATE_TEST_SUITE_P(, CrashToTicketEndings,
                                          Ending{"kill", SIGKILL, 0}, Ending{"exit", 0, 0}),
                          [](const auto& info) { return std::string(info.param.how); });
 
-// Room for the log's reserved space and the trace.
-TEST(CrashToTicket, ADiskThatIsNearlyFullKeepsEveryLineAndEveryEvent) {
-  constexpr size_t kRoom = 112 << 10;
-  const oru_test::SmallDisk disk(kRoom);
+void CrashOn(const oru_test::SmallDisk& disk) {
   ChildOptions options;
   options.before = [&disk] { disk.Enter(); };
   const ChildResult child = RunApp(disk.Join(""), "s1", "crash", options);
   EXPECT_EQ(child.signal, SIGSEGV) << child.Ending();
+}
+
+// Room for the log's reserved space and the trace.
+TEST(CrashToTicket, ADiskThatIsNearlyFullKeepsEveryLineAndEveryEvent) {
+  const oru_test::SmallDisk disk(112 << 10);
+  CrashOn(disk);
   EXPECT_EQ(LogTexts(disk.Join("")), ExpectedTexts(kLines, "crash"));
   ExpectAllEvents(disk.Join("s1.json"));
 }
 
 TEST(CrashToTicket, AFullDiskKeepsWholeLinesAndTheCrashIsTheSame) {
-  constexpr size_t kRoom = 8 << 10;
-  const oru_test::SmallDisk disk(kRoom);
-  ChildOptions options;
-  options.before = [&disk] { disk.Enter(); };
-  const ChildResult child = RunApp(disk.Join(""), "s1", "crash", options);
-  EXPECT_EQ(child.signal, SIGSEGV) << child.Ending();
+  const oru_test::SmallDisk disk(8 << 10);
+  CrashOn(disk);
   const std::vector<std::string> texts = LogTexts(disk.Join(""));
   EXPECT_GT(texts.size(), 0u);
   EXPECT_EQ(texts, ExpectedTexts(texts.size(), "crash"));

@@ -151,42 +151,44 @@ TEST_F(CrashCompanionTest, AllNotesThatThereCanBeAreThere) {
   EXPECT_EQ(companion.All("note").back()->Find("value")->text, value);
 }
 
-TEST_F(CrashCompanionTest, AReadIsTold) {
-  EXPECT_EQ(CompanionOf("ReadNull").Value("crash", "access"), "read");
-}
+enum class Address { kNone, kNull, kInstruction };
 
-TEST_F(CrashCompanionTest, AnExecutionOfDataIsTold) {
-  const CompanionText companion = CompanionOf("ExecuteData");
-  EXPECT_EQ(companion.Value("crash", "access"), "execute");
-  EXPECT_EQ(companion.Value("crash", "code_name"), "SEGV_ACCERR");
-#if defined(__x86_64__)
-  EXPECT_EQ(companion.Value("crash", "address"), companion.Value("registers", "values.rip"));
-#endif
-}
+struct Cause {
+  const char* scenario;
+  const char* signal_name;
+  const char* code_name;
+  const char* access;
+  Address address;
+};
 
-TEST_F(CrashCompanionTest, AnAddressThatTheProcessorDoesNotTellIsNone) {
-  const CompanionText companion = CompanionOf("WriteToANonCanonicalAddress");
-  EXPECT_EQ(companion.Value("crash", "signal"), "11");
-  EXPECT_EQ(companion.Value("crash", "address"), "null");
-  EXPECT_EQ(companion.Value("crash", "access"), "null");
-}
+class CauseTest : public CrashCompanionTest, public testing::WithParamInterface<Cause> {};
 
-TEST_F(CrashCompanionTest, OtherFaultsHaveTheAddressOfTheirInstruction) {
-  const CompanionText companion = CompanionOf("DivideByZero");
-  EXPECT_EQ(companion.Value("crash", "code_name"), "FPE_INTDIV");
-  EXPECT_EQ(companion.Value("crash", "access"), "null");
-#if defined(__x86_64__)
-  EXPECT_EQ(companion.Value("crash", "address"), companion.Value("registers", "values.rip"));
-#endif
-}
-
-TEST_F(CrashCompanionTest, ARaisedSignalHasNoAddress) {
-  const CompanionText companion = CompanionOf("RaiseSegv");
-  EXPECT_EQ(companion.Value("crash", "signal_name"), "SIGSEGV");
-  EXPECT_EQ(companion.Value("crash", "address"), "null");
-  EXPECT_EQ(companion.Value("crash", "access"), "null");
+TEST_P(CauseTest, IsToldAsFarAsTheProcessorTellsIt) {
+  const CompanionText companion = CompanionOf(GetParam().scenario);
+  EXPECT_EQ(companion.Value("crash", "signal_name"), GetParam().signal_name);
+  EXPECT_EQ(companion.Value("crash", "code_name"), GetParam().code_name);
+  EXPECT_EQ(companion.Value("crash", "access"), GetParam().access);
   EXPECT_NE(companion.Value("registers", "cpu"), "");
+  const std::string address = companion.Value("crash", "address");
+  if (GetParam().address == Address::kNone) EXPECT_EQ(address, "null");
+  if (GetParam().address == Address::kNull) EXPECT_EQ(address, "0x0");
+#if defined(__x86_64__)
+  if (GetParam().address == Address::kInstruction) {
+    EXPECT_EQ(address, companion.Value("registers", "values.rip"));
+  }
+#endif
 }
+
+constexpr Cause kCauses[] = {
+    {"ReadNull", "SIGSEGV", "SEGV_MAPERR", "read", Address::kNull},
+    {"ExecuteData", "SIGSEGV", "SEGV_ACCERR", "execute", Address::kInstruction},
+    {"WriteToANonCanonicalAddress", "SIGSEGV", "SI_KERNEL", "null", Address::kNone},
+    {"DivideByZero", "SIGFPE", "FPE_INTDIV", "null", Address::kInstruction},
+    {"RaiseSegv", "SIGSEGV", "SI_TKILL", "null", Address::kNone},
+};
+
+INSTANTIATE_TEST_SUITE_P(Causes, CauseTest, testing::ValuesIn(kCauses),
+                         [](const auto& info) { return std::string(info.param.scenario); });
 
 TEST_F(CrashCompanionTest, WhatAnotherReporterDoesNotTellIsNotMadeUp) {
   const CompanionText companion = CompanionOf("ReportByInvitationWithoutInformation");
