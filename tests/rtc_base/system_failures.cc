@@ -18,6 +18,7 @@ int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attr, void* (
 int __real_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* mutex,
                                   const timespec* deadline);
 int __real_gettimeofday(timeval* time, void* zone);
+int __real_clock_gettime(clockid_t clock, timespec* time);
 int __real_sched_get_priority_min(int policy);
 int __real_sched_get_priority_max(int policy);
 int __real_pthread_setschedparam(pthread_t thread, int policy, const sched_param* param);
@@ -51,6 +52,14 @@ int __wrap_gettimeofday(timeval* time, void* zone) {
     return __real_gettimeofday(time, zone);
   }
   *time = g_system.gettimeofday();
+  return 0;
+}
+
+int __wrap_clock_gettime(clockid_t clock, timespec* time) {
+  if (clock != CLOCK_MONOTONIC || !g_system.monotonic_clock) {
+    return __real_clock_gettime(clock, time);
+  }
+  *time = g_system.monotonic_clock();
   return 0;
 }
 

@@ -5,6 +5,7 @@
 
 #include <pthread.h>
 #include <sys/time.h>
+#include <time.h>
 
 #include <functional>
 
@@ -19,6 +20,7 @@ struct SystemFailures {
   // Take the place of the calls, when set.
   std::function<int(const timespec&)> cond_timedwait;
   std::function<timeval()> gettimeofday;
+  std::function<timespec()> monotonic_clock;
   std::function<int(int)> priority_min;
   std::function<int(int)> priority_max;
   std::function<int(pthread_t, int, int)> setschedparam;

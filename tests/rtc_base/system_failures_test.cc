@@ -12,9 +12,11 @@
 
 #include "media_core/common/webrtc/rtc_base/clock.h"
 #include "media_core/common/webrtc/rtc_base/event.h"
+#include "media_core/common/webrtc/rtc_base/logging.h"
 #include "media_core/common/webrtc/rtc_base/platform_thread.h"
 #include "media_core/common/webrtc/rtc_base/rw_lock_wrapper.h"
 #include "media_core/common/webrtc/rtc_base/time_utils.h"
+#include "tests/rtc_base/log_capture.h"
 #include "tests/support/child_process.h"
 
 namespace rtc {
@@ -274,6 +276,43 @@ TEST_F(WallClock, GivesTheRealClocksNtpTime) {
   EXPECT_EQ(clock->CurrentNtpTime().seconds(), 3908988800u);
   EXPECT_EQ(clock->CurrentNtpTime().fractions(), 0x80000000u);
   EXPECT_EQ(clock->CurrentNtpInMilliseconds(), 3908988800500);
+}
+
+using MonotonicClock = SystemTest;
+
+TEST_F(MonotonicClock, GivesItsTimeInEveryUnit) {
+  // Also behind the last moment that 32 bits of nanoseconds hold.
+  for (const long fraction : {0L, 1L, 999L, 1000L, 999999L, 1000000L, 123456789L, 999999999L}) {
+    for (const time_t seconds : {time_t{0}, time_t{4}, time_t{5000000}}) {
+      g_system.monotonic_clock = [=] { return timespec{seconds, fraction}; };
+      const int64_t nanos = int64_t{seconds} * 1000000000 + fraction;
+      EXPECT_EQ(SystemTimeNanos(), nanos);
+      EXPECT_EQ(SystemTimeMillis(), nanos / 1000000);
+      EXPECT_EQ(TimeNanos(), nanos);
+      EXPECT_EQ(TimeMicros(), nanos / 1000);
+      EXPECT_EQ(TimeMillis(), nanos / 1000000);
+      EXPECT_EQ(Time32(), static_cast<uint32_t>(nanos / 1000000));
+    }
+  }
+}
+
+TEST_F(MonotonicClock, ElapsedSecondsOfALogLineHaveThreeDigitsOrMore) {
+  const int64_t start_ms = LogMessage::LogStartTime();
+  LogMessage::LogTimestamps(true);
+  const auto line_after = [start_ms](int64_t elapsed_ms) {
+    const int64_t now_ms = start_ms + elapsed_ms;
+    g_system.monotonic_clock = [now_ms] {
+      return timespec{static_cast<time_t>(now_ms / 1000), now_ms % 1000 * 1000000};
+    };
+    const oru_test::LogCapture capture;
+    LogMessage(nullptr, 0, LS_INFO).stream() << "text";
+    return capture.OnlyLine();
+  };
+  EXPECT_EQ(line_after(0), "[000:000] [I] text\n");
+  EXPECT_EQ(line_after(12034), "[012:034] [I] text\n");
+  EXPECT_EQ(line_after(999999), "[999:999] [I] text\n");
+  EXPECT_EQ(line_after(1000000), "[1000:000] [I] text\n");
+  EXPECT_EQ(line_after(int64_t{1234567890} * 1000 + 7), "[1234567890:007] [I] text\n");
 }
 
 }  // namespace

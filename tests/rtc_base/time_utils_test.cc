@@ -57,6 +57,21 @@ TEST(SystemTime, IsTheMonotonicClockInItsUnits) {
   EXPECT_LE(millis, in_nanos(after) / 1000000);
 }
 
+TEST(SystemTime, AllUnitsAreOfOneClock) {
+  for (int i = 0; i < 10000; ++i) {
+    const int64_t before = SystemTimeNanos();
+    const int64_t micros = TimeMicros();
+    const int64_t millis = TimeMillis();
+    const uint32_t cut = Time32();
+    const int64_t after = SystemTimeNanos();
+    ASSERT_LE(before / 1000, micros);
+    ASSERT_LE(micros, after / 1000);
+    ASSERT_LE(micros / 1000, millis);
+    ASSERT_LE(millis, after / 1000000);
+    ASSERT_LE(cut - static_cast<uint32_t>(millis), static_cast<uint32_t>(after / 1000000 - millis));
+  }
+}
+
 TEST(Time, WithoutATestClockIsTheSystems) {
   EXPECT_EQ(GetClockForTesting(), nullptr);
   const int64_t before = SystemTimeNanos();

@@ -35,18 +35,22 @@ void SetClockForTesting(ClockInterface* clock) { g_clock.store(clock, std::memor
 
 ClockInterface* GetClockForTesting() { return g_clock.load(std::memory_order_relaxed); }
 
-int64_t SystemTimeMillis() { return SystemTimeNanos() / kNumNanosecsPerMillisec; }
-
 int64_t TimeNanos() {
   const ClockInterface* const clock = GetClockForTesting();
   return clock != nullptr ? clock->TimeNanos() : SystemTimeNanos();
 }
 
-int64_t TimeMicros() { return TimeNanos() / kNumNanosecsPerMicrosec; }
+int64_t TimeMicros() {
+  const ClockInterface* const clock = GetClockForTesting();
+  return clock != nullptr ? clock->TimeNanos() / kNumNanosecsPerMicrosec : SystemTimeMicros();
+}
 
-int64_t TimeMillis() { return TimeNanos() / kNumNanosecsPerMillisec; }
+int64_t TimeMillis() {
+  const ClockInterface* const clock = GetClockForTesting();
+  return clock != nullptr ? clock->TimeNanos() / kNumNanosecsPerMillisec : SystemTimeMillis();
+}
 
-uint32_t Time32() { return static_cast<uint32_t>(TimeNanos() / kNumNanosecsPerMillisec); }
+uint32_t Time32() { return static_cast<uint32_t>(TimeMillis()); }
 
 int64_t TimeAfter(int64_t elapsed) { return TimeMillis() + elapsed; }
 

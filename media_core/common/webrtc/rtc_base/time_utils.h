@@ -35,10 +35,12 @@ void SetClockForTesting(ClockInterface* clock);
 // The installed clock, or null.
 ClockInterface* GetClockForTesting();
 
-// The system's monotonic clock, whichever clock is installed. The one function that is written
-// once a platform.
+// The system's monotonic clock, whichever clock is installed. These are what is written once a
+// platform.
 int64_t SystemTimeNanos();
 int64_t SystemTimeMillis();
+// For this library's sources only.
+[[gnu::visibility("hidden")]] int64_t SystemTimeMicros();
 
 // The installed clock's time, else the system's.
 int64_t TimeNanos();

@@ -22,4 +22,8 @@ int64_t SystemTimeNanos() {
   return static_cast<int64_t>(mach_absolute_time() * numerator / denominator);
 }
 
+int64_t SystemTimeMicros() { return SystemTimeNanos() / kNumNanosecsPerMicrosec; }
+
+int64_t SystemTimeMillis() { return SystemTimeNanos() / kNumNanosecsPerMillisec; }
+
 }  // namespace rtc
