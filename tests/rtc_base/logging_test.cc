@@ -74,6 +74,35 @@ TEST(LogPrefix, PathWithBothSeparatorsPrintsAfterTheLastOne) {
   EXPECT_EQ(LineOf("a\\b/c.cc", rtc::LS_INFO), "[I] (c.cc:42): text\n");
 }
 
+TEST(LogPrefix, FileNameOfAnyLengthIsFoundBehindAnySeparator) {
+  for (size_t length = 0; length < 600; length < 40 ? ++length : length += 37) {
+    const std::string name(length, 'n');
+    const std::string line = "[I] (" + name + ":42): text\n";
+    EXPECT_EQ(LineOf(name.c_str(), rtc::LS_INFO), line);
+    for (const char* folder : {"/", "\\", "a/", "folder\\", "one/two\\", "one\\two/three/"}) {
+      EXPECT_EQ(LineOf((folder + name).c_str(), rtc::LS_INFO), line) << folder;
+    }
+  }
+}
+
+TEST(LogPrefix, FileNameMayHoldAnyOtherByte) {
+  for (int byte = 1; byte < 256; ++byte) {
+    const char c = static_cast<char>(byte);
+    if (c != '/' && c != '\\') {
+      const std::string name = "twelve bytes" + std::string(1, c);
+      EXPECT_EQ(LineOf(("folder/" + name).c_str(), rtc::LS_INFO), "[I] (" + name + ":42): text\n");
+    }
+  }
+}
+
+TEST(LogPrefix, LineNumberOfAnySizePrintsInFull) {
+  for (const int number : {0, 7, 10, 999, 1000, 2147483647, -1, -2147483647 - 1}) {
+    const LogCapture capture;
+    LogMessage("f.cc", number, rtc::LS_INFO).stream() << "text";
+    EXPECT_EQ(capture.OnlyLine(), "[I] (f.cc:" + std::to_string(number) + "): text\n");
+  }
+}
+
 TEST(LogPrefix, PathThatEndsWithASeparatorPrintsEmpty) {
   EXPECT_EQ(LineOf("folder/", rtc::LS_INFO), "[I] (:42): text\n");
 }

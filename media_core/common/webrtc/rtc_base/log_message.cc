@@ -85,9 +85,22 @@ void UnlockInChild() {
 [[maybe_unused]] const int kForksHandled =
     pthread_atfork(&LockForFork, &UnlockAfterFork, &UnlockInChild);
 
+bool HasByte(uint64_t word, char c) {
+  constexpr uint64_t kOnes = 0x0101010101010101;
+  const uint64_t zero_where_equal = word ^ (kOnes * static_cast<unsigned char>(c));
+  return ((zero_where_equal - kOnes) & ~zero_where_equal & (kOnes << 7)) != 0;
+}
+
 std::string_view FileNameOf(const char* path) {
   const char* const end = path + strlen(path);
   const char* name = end;
+  // Eight characters at a time, as long as none of them is a separator.
+  for (uint64_t word = 0; static_cast<size_t>(name - path) >= sizeof(word); name -= sizeof(word)) {
+    memcpy(&word, name - sizeof(word), sizeof(word));
+    if (HasByte(word, '/') || HasByte(word, '\\')) {
+      break;
+    }
+  }
   while (name != path && name[-1] != '/' && name[-1] != '\\') {
     --name;
   }
@@ -99,9 +112,20 @@ std::string_view SeverityText(LoggingSeverity sev) {
   return index < std::size(LoggingSeverityString) ? LoggingSeverityString[index] : "?";
 }
 
-// The prefix, put together here and appended at once.
-class PrefixText {
+// Writes behind what a string holds, in place: a copy of what was just stored piece by piece waits
+// for the stores. No more than `room` characters.
+class TextEnd {
  public:
+  TextEnd(std::string* text, size_t room) : text_(text) {
+    const size_t size = text->size();
+    text->resize(size + room);
+    end_ = &(*text)[size];
+  }
+  // The string then ends behind what was written.
+  ~TextEnd() { text_->resize(static_cast<size_t>(end_ - text_->data())); }
+  TextEnd(const TextEnd&) = delete;
+  TextEnd& operator=(const TextEnd&) = delete;
+
   void Put(char c) { *end_++ = c; }
   void Put(std::string_view text) {
     memcpy(end_, text.data(), text.size());
@@ -112,46 +136,50 @@ class PrefixText {
     memcpy(end_, text, sizeof(text));
     end_ += size;
   }
-  // In its place: a copy of digits that were just stored one by one waits for the stores.
-  void PutDecimal(uint64_t value, size_t width = 1) {
-    char* const end = end_ + std::max(width, CountDecimalDigits(value));
-    char* start = WriteDecimal(end, value);
-    while (start > end_) {
-      *--start = '0';
-    }
-    end_ = end;
+  void PutDecimal(uint64_t value) {
+    end_ += CountDecimalDigits(value);
+    WriteDecimal(end_, value);
   }
-  size_t room() const { return static_cast<size_t>(text_ + sizeof(text_) - end_); }
-  std::string_view text() const { return {text_, static_cast<size_t>(end_ - text_)}; }
+  // Three digits at least.
+  void PutPadded(uint64_t value) {
+    if (value >= 1000) {
+      PutDecimal(value);
+      return;
+    }
+    const auto number = static_cast<uint32_t>(value);
+    Put(static_cast<char>('0' + number / 100));
+    Put(static_cast<char>('0' + number / 10 % 10));
+    Put(static_cast<char>('0' + number % 10));
+  }
 
  private:
-  // Its numbers have four times twenty digits at most.
-  char text_[256];
-  char* end_ = text_;
+  std::string* const text_;
+  char* end_;
 };
 
 // "[process:thread] ", kept as it stays the same.
 class IdsText {
  public:
-  void PutTo(PrefixText* prefix) {
+  static constexpr size_t kRoom = 32;
+
+  void PutTo(TextEnd* line) {
     const int32_t process = CurrentProcessId();
     const PlatformThreadId thread = CurrentThreadId();
     if (process != process_ || thread != thread_) {
       Make(process, thread);
     }
-    prefix->Put(text_, size_);
+    line->Put(text_, size_);
   }
 
  private:
   void Make(int32_t process, PlatformThreadId thread) {
-    PrefixText text;
-    text.Put('[');
-    text.PutDecimal(static_cast<uint64_t>(process));
-    text.Put(':');
-    text.PutDecimal(thread);
-    text.Put("] ");
-    size_ = text.text().size();
-    memcpy(text_, text.text().data(), size_);
+    std::string text(1, '[');
+    AppendSignedDecimal(&text, process);
+    text.push_back(':');
+    AppendDecimal(&text, thread);
+    text.append("] ");
+    size_ = text.size();
+    memcpy(text_, text.data(), size_);
     process_ = process;
     thread_ = thread;
   }
@@ -159,7 +187,7 @@ class IdsText {
   int32_t process_ = 0;
   PlatformThreadId thread_ = 0;
   size_t size_ = 0;
-  char text_[32] = {};
+  char text_[kRoom] = {};
 };
 thread_local IdsText t_ids;
 
@@ -239,45 +267,37 @@ bool LogMessage::Remember(LoggingSeverity sev) {
 LoggingSeverity LogMessage::RememberedSeverity() { return t_remembered_severity; }
 
 void LogMessage::WritePrefix(const char* file, int line) {
-  PrefixText prefix;
+  // Three numbers of up to twenty digits, the ids and what stands between them.
+  constexpr size_t kRoom = 3 * kMaxDecimalDigits + IdsText::kRoom + 64;
+  const std::string_view name = file == nullptr ? std::string_view() : FileNameOf(file);
+  TextEnd text(&stream_->text(), kRoom + name.size());
   if (timestamps_logged()) {
     const int64_t start = LogStartTime();
     WallClockStartTime();
     const auto elapsed = static_cast<uint64_t>(SystemTimeMillis() - start);
-    prefix.Put('[');
-    prefix.PutDecimal(elapsed / 1000, 3);
-    prefix.Put(':');
-    prefix.PutDecimal(elapsed % 1000, 3);
-    prefix.Put("] ");
+    text.Put('[');
+    text.PutPadded(elapsed / 1000);
+    text.Put(':');
+    text.PutPadded(elapsed % 1000);
+    text.Put("] ");
   }
   if (threads_logged()) {
-    t_ids.PutTo(&prefix);
+    t_ids.PutTo(&text);
   }
-  prefix.Put('[');
-  prefix.Put(SeverityText(severity_));
-  prefix.Put("] ");
-  std::string& text = stream_->text();
+  text.Put('[');
+  text.Put(SeverityText(severity_));
+  text.Put("] ");
   if (file == nullptr) {
-    text.append(prefix.text());
     return;
   }
-  prefix.Put('(');
-  constexpr size_t kRoomForLine = 32;
-  const std::string_view name = FileNameOf(file);
-  if (name.size() + kRoomForLine > prefix.room()) {
-    text.append(prefix.text()).append(name).push_back(':');
-    AppendSignedDecimal(&text, line);
-    text.append("): ");
-    return;
-  }
-  prefix.Put(name);
-  prefix.Put(':');
+  text.Put('(');
+  text.Put(name);
+  text.Put(':');
   if (line < 0) {
-    prefix.Put('-');
+    text.Put('-');
   }
-  prefix.PutDecimal(line < 0 ? 0 - static_cast<uint64_t>(line) : static_cast<uint64_t>(line));
-  prefix.Put("): ");
-  text.append(prefix.text());
+  text.PutDecimal(line < 0 ? 0 - static_cast<uint64_t>(line) : static_cast<uint64_t>(line));
+  text.Put("): ");
 }
 
 void LogMessage::SetError(LogErrorContext err_ctx, int err) {

@@ -150,6 +150,9 @@ LogStream& operator<<(LogStream& stream, T value) {
     return stream.WriteInteger(value);
   } else if constexpr (std::is_same_v<T, char>) {
     return stream.WriteText(&value, 1);
+  } else if (value != nullptr) {
+    // The compiler knows the length of a literal.
+    return stream.WriteText(value, std::char_traits<char>::length(value));
   } else {
     return stream.WriteText(value);
   }
