@@ -231,4 +231,18 @@ TEST_F(TraceDocumentTest, AHugeEventIsWhole) {
   EXPECT_EQ(disk_.text, kHeader + Line(name, true) + Line("a"));
 }
 
+TEST_F(TraceDocumentTest, AnEventWithANameOfAnyLengthIsWhole) {
+  std::vector<std::string> names;
+  for (size_t length = 0; length < 1100; ++length) {
+    names.emplace_back(length, static_cast<char>('a' + length % 26));
+  }
+  std::string expected = kHeader;
+  for (const std::string& name : names) {
+    document_.Add(Event(name.c_str()));
+    expected += Line(name, name.empty());
+  }
+  document_.Flush();
+  EXPECT_EQ(disk_.text, expected);
+}
+
 }  // namespace

@@ -22,14 +22,44 @@ std::string_view OrNull(const char* text) {
 }
 
 // What both forms append to: a string, or a writer.
+//
+// A line has a score of small parts, and a call to append one of them costs more than to copy it:
+// they are collected first.
 class StringText {
  public:
   explicit StringText(std::string* text) : text_(text) {}
-  void Add(std::string_view part) { text_->append(part); }
-  void Add(char c) { text_->push_back(c); }
+  ~StringText() { Flush(); }
+  StringText(const StringText&) = delete;
+  StringText& operator=(const StringText&) = delete;
+
+  void Add(std::string_view part) {
+    if (part.size() > room()) {
+      Flush();
+      if (part.size() > room()) {
+        text_->append(part);
+        return;
+      }
+    }
+    memcpy(end_, part.data(), part.size());
+    end_ += part.size();
+  }
+  void Add(char c) {
+    if (room() == 0) {
+      Flush();
+    }
+    *end_++ = c;
+  }
 
  private:
+  size_t room() const { return static_cast<size_t>(parts_ + sizeof(parts_) - end_); }
+  void Flush() {
+    text_->append(parts_, static_cast<size_t>(end_ - parts_));
+    end_ = parts_;
+  }
+
   std::string* const text_;
+  char parts_[512];
+  char* end_ = parts_;
 };
 
 class WriterText {
