@@ -113,7 +113,7 @@ class CallSite {
     if (__builtin_expect(LoadEnabled(enabled) == 0, 1)) {
       return nullptr;
     }
-    return enabled != &kUnresolved ? enabled : Resolve();
+    return __builtin_expect(enabled != &kUnresolved, 1) ? enabled : Resolve();
   }
 
  private:
