@@ -131,6 +131,8 @@ TEST(Split, PiecesAcrossStretchesOfTheSearch) {
     EXPECT_EQ(length + 1, rtc::split(delimiters, ',', &fields));
     EXPECT_EQ(Fields(length + 1), fields);
     EXPECT_EQ(0U, rtc::tokenize(delimiters, ',', &fields));
+    EXPECT_EQ(2U, rtc::tokenize(delimiters + piece + delimiters + piece, ',', &fields));
+    EXPECT_EQ((Fields{piece, piece}), fields);
   }
 }
 

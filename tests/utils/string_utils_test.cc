@@ -42,6 +42,24 @@ TEST(SplitStringAtSet, FollowsTheSharedRule) {
   EXPECT_EQ(Strings{""}, utils::splitString("", ",", true));
   EXPECT_EQ(Strings{"a,b"}, utils::splitString("a,b", "", true));
 }
+TEST(SplitStringAtSet, PiecesOfEveryLengthAreCut) {
+  std::mt19937 random(6);
+  for (int round = 0; round < 4000; ++round) {
+    // Few delimiters in some texts, so that pieces are long.
+    const unsigned kinds = round % 2 == 0 ? 4 : 40;
+    std::string text;
+    while (text.size() < static_cast<size_t>(round % 90)) {
+      text +=
+          ",;\xFF\x80"
+          "abcdefghijklmnopqrstuvwxyzABCDEFGHIJ"[random() % kinds];
+    }
+    for (const bool keep : {false, true}) {
+      ASSERT_EQ(oru_test::SplitAtSetReference(text, ",;\xFF", keep),
+                utils::splitString(text, ",;\xFF", keep))
+          << text;
+    }
+  }
+}
 
 TEST(ExtractUrl, EmptyBaseAndTheParameters) {
   const utils::UrlParts parts = utils::extractUrl("base?x=1&y=2");

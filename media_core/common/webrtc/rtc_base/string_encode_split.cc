@@ -62,9 +62,12 @@ size_t tokenize_with_empty_tokens(const std::string& source, char delimiter, Fie
 
 size_t tokenize(const std::string& source, char delimiter, Fields* fields) {
   if (fields == nullptr) return 0;
-  // Not for more: most of the pieces between many delimiters may be empty.
+  // Room at once for the pieces of a short text. Not for more of them: most of the pieces between
+  // many delimiters may be empty; nor is a long text looked through twice.
   constexpr size_t kMaxReserved = 64;
-  fields->reserve(std::min(CountOf(source.data(), source.size(), delimiter) + 1, kMaxReserved));
+  constexpr size_t kMaxCounted = 1024;
+  const size_t counted = std::min(source.size(), kMaxCounted);
+  fields->reserve(std::min(CountOf(source.data(), counted, delimiter) + 1, kMaxReserved));
   FieldWriter writer(fields);
   AddTokens(source.data(), source.data() + source.size(), delimiter, &writer);
   return writer.Finish();
