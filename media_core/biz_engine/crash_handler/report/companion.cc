@@ -9,6 +9,7 @@
 
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
 #include "media_core/biz_engine/crash_handler/machine/host/system_facts.h"
+#include "media_core/biz_engine/crash_handler/machine/threads/bounded_wait.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/signal_words.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/threads.h"
 #include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
@@ -38,6 +39,9 @@ char sBuffer[8 << 10];
 // While its companion is written, the report that it belongs to, whole but for its name.
 std::atomic<ReportFile*> sReport{nullptr};
 std::atomic<ReportFile*> sCompanion{nullptr};
+// Whether who has taken the report from its owner is through with it.
+std::atomic<bool> sIsThrough{true};
+constexpr int kThroughMs = 1000;
 
 const char* WordOf(machine::FaultAccess access) {
   switch (access) {
@@ -266,13 +270,20 @@ bool WriteCompanion(const char* report, const CrashFacts& crash, const CrashSett
 // host's functions leave that by an exception.
 class HeldReport {
  public:
-  explicit HeldReport(ReportFile* report) { sReport.store(report); }
+  explicit HeldReport(ReportFile* report) {
+    sIsThrough.store(false);
+    sReport.store(report);
+  }
   ~HeldReport() { CommitWithoutCompanion(); }
   HeldReport(const HeldReport&) = delete;
   HeldReport& operator=(const HeldReport&) = delete;
 
-  // False when another has given it its name meanwhile.
-  static bool Release() { return sReport.exchange(nullptr) != nullptr; }
+  // False when another has given it its name meanwhile; it is the owner's again then.
+  static bool Release() {
+    if (sReport.exchange(nullptr) != nullptr) return true;
+    machine::WaitWhile([] { return !sIsThrough.load(); }, kThroughMs, 1);
+    return false;
+  }
 };
 
 }  // namespace
@@ -298,6 +309,7 @@ bool CommitWithoutCompanion() {
   ReportFile* const companion = sCompanion.exchange(nullptr);
   if (companion != nullptr) companion->Abandon();
   report->Commit();
+  sIsThrough.store(true);
   return true;
 }
 
