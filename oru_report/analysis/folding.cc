@@ -5,6 +5,7 @@
 #include <unordered_map>
 
 #include "oru_report/analysis/frame_mark.h"
+#include "oru_report/model/line_text.h"
 
 namespace oru_report {
 namespace {
@@ -32,6 +33,15 @@ size_t HashOf(const FrameList& frames) {
 
 bool IsTrampoline(std::string_view symbol) {
   return symbol == "_sigtramp" || symbol == "__restore_rt" || symbol == "__kernel_rt_sigreturn";
+}
+
+// Where the trampolines of Linux are.
+bool IsInLibc(const Frame& frame) {
+  const std::string_view image = frame.image();
+  for (const std::string_view name : {"libc.so", "libc-", "libpthread", "ld-musl"}) {
+    if (StartsWith(image, name)) return true;
+  }
+  return false;
 }
 
 bool IsHandlerFrame(const Report& report, const Frame& frame) {
@@ -110,7 +120,10 @@ size_t CountHandlerFrames(const Report& report) {
     if (is_end || IsTrampoline(frame.symbol()) || IsHandlerFrame(report, frame)) count = i + 1;
     if (is_end) break;
   }
-  return count;
+  // Where the block was cut off nothing names it, but it is always the next one.
+  const bool next = trampoline == 0 && count > 0 && count < frames.size() &&
+                    IsHandlerFrame(report, *frames[count - 1]);
+  return next && IsInLibc(*frames[count]) ? count + 1 : count;
 }
 
 }  // namespace oru_report

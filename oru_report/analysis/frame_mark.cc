@@ -16,6 +16,12 @@ bool IsHandler(std::string_view symbol) {
   return Contains(symbol, "N12CrashHandler") || Contains(symbol, "CrashHandler::");
 }
 
+// The path that a crash frame of Linux begins with: all there is where the list of images was cut.
+std::string_view PathIn(const Frame& frame) {
+  if (!StartsWith(frame.text, "/")) return {};
+  return frame.text.substr(0, size_t{frame.image_at} + frame.image_size);
+}
+
 }  // namespace
 
 const char* MarkName(Mark mark) {
@@ -49,8 +55,9 @@ Mark MarkOf(const Report& report, const Frame& frame, std::string_view symbol) {
   const Image* image = report.ImageOf(frame.address);
   const bool named = Contains(frame.text, kFilterWord) || Contains(symbol, kFilterWord);
   if (named || (image != nullptr && Contains(image->path, kFilterWord))) return Mark::kSdk;
-  if (image == nullptr) return Mark::kUnknown;
-  return IsSystemPath(image->path) ? Mark::kSystem : Mark::kApp;
+  const std::string_view path = image != nullptr ? image->path : PathIn(frame);
+  if (image == nullptr && path.empty()) return Mark::kUnknown;
+  return IsSystemPath(path) ? Mark::kSystem : Mark::kApp;
 }
 
 }  // namespace oru_report

@@ -172,7 +172,7 @@ std::string PassedOver::Summary() const {
   };
   add(other_files, "file of another kind", "files of other kinds");
   add(no_reports, "that is no report", "that are no reports");
-  add(problem_count, "that cannot be read", "that cannot be read");
+  add(problem_count - problems.size(), "more that cannot be read", "more that cannot be read");
   return text;
 }
 

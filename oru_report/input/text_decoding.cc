@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "media_core/common/webrtc/rtc_base/string_encode.h"
+#include "oru_report/model/line_text.h"
 
 namespace oru_report {
 namespace {
@@ -54,9 +55,10 @@ void EndLinesWithLf(std::string* text) {
   if (first == std::string::npos) std::replace(text->begin(), text->end(), '\r', '\n');
   if (first == std::string::npos || first == 0 || (*text)[first - 1] != '\r') return;
   size_t kept = 0;
-  for (size_t at = 0; at < text->size(); ++at) {
-    const bool ends_line = (*text)[at] == '\r' && at + 1 < text->size() && (*text)[at + 1] == '\n';
-    if (!ends_line) (*text)[kept++] = (*text)[at];
+  for (const char c : *text) {
+    // Programs that convert twice put two in front.
+    while (c == '\n' && kept > 0 && (*text)[kept - 1] == '\r') --kept;
+    (*text)[kept++] = c;
   }
   text->resize(kept);
 }
@@ -79,7 +81,8 @@ bool BeginsLikeReport(std::string_view bytes) {
   constexpr std::string_view kBeginning = "Harware Model:";
   const std::string text = PlainText(std::string(bytes.substr(0, kBeginningBytes)));
   const std::string_view start = std::string_view(text).substr(0, kBeginning.size());
-  return !start.empty() && kBeginning.substr(0, start.size()) == start;
+  if (!start.empty() && StartsWith(kBeginning, start)) return true;
+  return Contains(text, "\n" + std::string(kBeginning));
 }
 
 }  // namespace oru_report

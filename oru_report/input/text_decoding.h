@@ -9,15 +9,16 @@
 namespace oru_report {
 
 // `bytes` as UTF-8 with "\n" alone at the ends of lines, without a byte order mark. UTF-16 is known
-// by its mark or by a first character of ASCII. CR stays where the first line does not end in one.
+// by its mark or by a first character of ASCII. Any number of CRs at the end of a line go; CR stays
+// where the first line does not end in one.
 std::string PlainText(std::string bytes);
 
 // Whether a file that begins with these bytes begins as a report does, in any of those forms. Short
-// beginnings of one count.
+// beginnings of one count, and so does one behind some lines of a mail.
 bool BeginsLikeReport(std::string_view bytes);
 
 // As many bytes as BeginsLikeReport looks at.
-constexpr size_t kBeginningBytes = 64;
+constexpr size_t kBeginningBytes = 4096;
 
 }  // namespace oru_report
 

@@ -90,7 +90,7 @@ bool VisitZip(SeekableBytes* bytes, const ZipVisitor& visit, std::string* error)
   functions.opaque = &place;
   unzFile archive = unzOpen2_64("", &functions);
   if (archive == nullptr) {
-    *error = "it is no zip archive";
+    *error = "it is no zip archive, or it is cut off";
     return false;
   }
   bool good = true;

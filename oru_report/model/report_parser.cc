@@ -42,6 +42,9 @@ class Parser {
  private:
   enum Section { kInHeader, kInApplication, kInCrashThread, kInThreads, kInImages, kInCustom };
 
+  // Leaves out what stands before the report, such as the words of a mail. Of a text without the
+  // first label the lines up to the first title are what is left of the section before it.
+  void FindBeginning();
   void ReadLine(std::string_view line);
   // Whether the line is the title of a section that may follow; the section is entered then.
   bool EntersSection(std::string_view line);
@@ -53,6 +56,8 @@ class Parser {
   void ReadFailures(std::string_view line);
   void ReadPiece(std::string_view piece);
   void AddFrame(std::string_view line, FrameList* frames);
+  // Whether there is more than titles, which are in other texts, too.
+  bool HasPart() const;
   void Finish();
   void TellGaps();
   // Whether there is room for one more; otherwise the report is known to be cut there.
@@ -62,6 +67,9 @@ class Parser {
   Report* report_;
   FrameTable table_;
   Section section_ = kInHeader;
+  bool begins_ = false;
+  // Whether the host's words end as reports do.
+  bool ended_ = false;
   bool header_ended_ = false;
   bool inside_block_ = false;
   // The block that the lines belong to; null when there is no room for it.
@@ -184,12 +192,41 @@ void Parser::ReadLine(std::string_view line) {
   }
 }
 
+void Parser::FindBeginning() {
+  std::string_view after = rest_;
+  std::string_view line;
+  while (TakeLine(&after, &line)) {
+    // A file may end within the label.
+    const bool first = line.data() == rest_.data();
+    begins_ = StartsWith(line, kFirstLabel) ||
+              (first && after.empty() && !line.empty() && StartsWith(kFirstLabel, line));
+    if (begins_) {
+      rest_.remove_prefix(static_cast<size_t>(line.data() - rest_.data()));
+      return;
+    }
+    if (line == kApplication || line == kCrashThread) return;
+    if (line == kAllThreads || line == kImages) {
+      section_ = line == kAllThreads ? kInCrashThread : kInThreads;
+      inside_block_ = true;
+      return;
+    }
+  }
+}
+
+bool Parser::HasPart() const {
+  const auto& frames = report_->frames;
+  const bool titled = saw_crash_thread_ || saw_all_threads_ || section_ == kInCustom;
+  return titled &&
+         (!report_->images.empty() || std::any_of(frames.begin(), frames.end(),
+                                                  [](const Frame& frame) { return frame.parsed; }));
+}
+
 void Parser::TellGaps() {
   constexpr const char* kEnds[] = {"header",         "application's information",
                                    "crashed thread", "threads",
                                    "list of images", "host's words"};
-  const bool whole = section_ == kInCustom && EndsWith(*report_->text, "\n");
-  if (!whole) {
+  if (!begins_) report_->gaps.emplace_back("it is cut off at its beginning");
+  if (!ended_) {
     report_->gaps.push_back("it is cut off within its " + std::string(kEnds[section_]));
   }
 }
@@ -205,19 +242,18 @@ void Parser::Finish() {
 }
 
 bool Parser::Run(std::string* error) {
-  const std::string_view text = rest_;
+  const bool empty = rest_.empty();
+  FindBeginning();
   std::string_view line;
   // The custom text is the host's own and may hold anything, section titles included.
   while (section_ != kInCustom && TakeLine(&rest_, &line)) ReadLine(line);
   if (section_ == kInCustom) {
     report_->custom_info = rest_;
-    if (EndsWith(rest_, "\n")) report_->custom_info.remove_suffix(1);
+    ended_ = EndsWith(rest_, "\n");
+    if (ended_) report_->custom_info.remove_suffix(1);
   }
-  const std::string_view first = text.substr(0, kFirstLabel.size());
-  const bool begins = !first.empty() && StartsWith(kFirstLabel, first);
-  const bool has_sections = saw_crash_thread_ && saw_all_threads_ && !report_->header.empty();
-  if (!begins && !has_sections) {
-    *error = text.empty() ? "it is empty" : "it is no crash report";
+  if (!begins_ && !HasPart()) {
+    *error = empty ? "it is empty" : "it is no crash report";
     return false;
   }
   Finish();

@@ -82,6 +82,19 @@ TEST(CountHandlerFrames, EndsBehindTheTrampolineThatTheThreadsBlockKnows) {
   EXPECT_EQ(CountHandlerFrames(report), 2U);
 }
 
+TEST(CountHandlerFrames, IncludesTheTrampolineOfAReportThatWasCutBehindTheCrashedThread) {
+  const std::string text =
+      "Harware Model:     x86_64\nCrash Thread:      5\n\nCrash Thread Backtrace:\n"
+      "/opt/host(_ZN12CrashHandler7HandlerEi+0x1) [0x400010]\n"
+      "/lib/x86_64-linux-gnu/libc.so.6(+0x3c050) [0x7f0000000050]\n"
+      "/lib/x86_64-linux-gnu/libc.so.6(abort+0x3) [0x7f0000000090]\n"
+      "/opt/libOruRTC.so(Fail+0x1) [0x500001]\n";
+  EXPECT_EQ(CountHandlerFrames(Parsed(text)), 2U);
+  std::string allocation = text;
+  allocation.replace(allocation.find("libc.so.6"), 9, "libstdc++.so.6");
+  EXPECT_EQ(CountHandlerFrames(Parsed(allocation)), 1U);
+}
+
 TEST(CountHandlerFrames, IsNoneWhereNothingIsKnown) {
   EXPECT_EQ(CountHandlerFrames(Parsed(oru_report_test::kSignalReport)), 0U);
 }

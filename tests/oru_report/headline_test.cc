@@ -66,6 +66,20 @@ TEST(Headline, SaysWhatEndedTheProgram) {
   EXPECT_EQ(Of(text).cause, "a failed assertion");
 }
 
+TEST(FrameMark, WithoutImagesFollowsThePathsOfTheCrashFrames) {
+  const std::string text = oru_report_test::kSignalReport;
+  Report report;
+  std::string error;
+  ASSERT_TRUE(ParseReport(text.substr(0, text.find("Binary Images:")), &report, &error));
+  std::string marks;
+  for (const Frame* frame : report.crash_frames) {
+    marks += MarkLetter(MarkOf(report, *frame, frame->symbol()));
+  }
+  EXPECT_EQ(marks, "AS.");
+  // The other threads' frames have no paths.
+  EXPECT_EQ(MarkOf(report, *report.threads[0].frames[0], "__poll"), Mark::kUnknown);
+}
+
 TEST(FrameMark, FollowsTheFiltersRuleAndTheSystemsFolders) {
   EXPECT_TRUE(IsSystemPath("/usr/lib/x86_64-linux-gnu/libc.so.6"));
   EXPECT_TRUE(IsSystemPath("/System/Library/Frameworks/Foundation"));

@@ -56,6 +56,7 @@ TEST(PlainText, OfEveryFormIsTheSame) {
   std::replace(with_cr.begin(), with_cr.end(), '\n', '\r');
   EXPECT_EQ(PlainText(with_cr), text);
   EXPECT_EQ(PlainText(Utf16(with_cr, false, true)), text);
+  EXPECT_EQ(PlainText(WithCrLf(WithCrLf(text))), text);
   for (const bool big : {false, true}) {
     for (const bool mark : {false, true}) {
       EXPECT_EQ(PlainText(Utf16(text, big, mark)), text) << big << mark;
@@ -102,6 +103,16 @@ TEST(ReportFiles, AreFoundBelowAFolder) {
   EXPECT_EQ(found.passed.Summary(), "passed over: 1 file of another kind, 1 that is no report");
 }
 
+TEST(ReportFiles, BehindTheWordsOfAMailAreFoundToo) {
+  const TempDir dir;
+  WriteFile(dir.Join("mail.txt"), "Hello,\nhere it is:\n\n" + std::string(kSignalReport));
+  WriteFile(dir.Join("quoted.txt"), "The label Harware Model: is in the text.\n");
+  const Found found = FindIn({dir.path()});
+  ASSERT_EQ(found.files.size(), 1U);
+  EXPECT_EQ(found.files[0].name, "mail.txt");
+  EXPECT_EQ(found.passed.no_reports, 1U);
+}
+
 TEST(ReportFiles, ThatWaitOrLeadAwayAreNotOpened) {
   const TempDir dir;
   ASSERT_EQ(mkfifo(dir.Join("fifo.log").c_str(), 0600), 0);
@@ -116,6 +127,8 @@ TEST(ReportFiles, ThatCannotBeReadAreToldWithTheirName) {
   const TempDir dir;
   const Found found = FindIn({dir.Join("absent")});
   ASSERT_EQ(found.passed.problems.size(), 1U);
+  // Once is enough.
+  EXPECT_EQ(found.passed.Summary(), "");
   EXPECT_NE(found.passed.problems[0].find(dir.Join("absent")), std::string::npos);
 }
 

@@ -192,7 +192,13 @@ TEST(ReportParser, RefusesOtherTexts) {
   EXPECT_NE(error, "");
   EXPECT_EQ(error, "it is empty");
   EXPECT_FALSE(ParseReport("some log\nlines\n", &report, &error));
-  EXPECT_FALSE(ParseReport("Crash Thread Backtrace:\nAll Thread Backtrace:\n", &report, &error));
+  for (const char* text :
+       {"Crash Thread Backtrace:\nAll Thread Backtrace:\n", "words\nAll Thread Backtrace:\nwords\n",
+        "Process: 1\n\nBinary Images:\n0x1000 - 0x2000  x arm64  <> /x\n",
+        "\nUserCustomInfo:\nwords\n"}) {
+    EXPECT_FALSE(ParseReport(text, &report, &error)) << text;
+    EXPECT_EQ(error, "it is no crash report");
+  }
 }
 
 TEST(ReportParser, TellsWhereAReportIsCut) {
@@ -201,7 +207,7 @@ TEST(ReportParser, TellsWhereAReportIsCut) {
   for (size_t length = 1; length < whole.size(); ++length) {
     const Report report = Parsed(whole.substr(0, length));
     // Behind a whole line of the host's own words nothing tells that there were more.
-    const bool in_words = length > whole.find("UserCustomInfo:\n") + 15;
+    const bool in_words = length > whole.find("UserCustomInfo:\n") + 16;
     if (in_words && whole[length - 1] == '\n') continue;
     ASSERT_EQ(report.gaps.size(), 1U) << length;
     EXPECT_NE(report.gaps[0].find("cut off"), std::string::npos);
@@ -217,6 +223,38 @@ TEST(ReportParser, ReadsWhatACutReportHas) {
   EXPECT_EQ(report.crash_frames.size(), 3U);
   ASSERT_EQ(report.threads.size(), 1U);
   EXPECT_EQ(report.threads[0].name, "main");
+}
+
+TEST(ReportParser, ReadsWhatIsLeftOfOneWhoseBeginningIsGone) {
+  const std::string whole = kSignalReport;
+  const auto from = [&](const char* text) { return Parsed(whole.substr(whole.find(text))); };
+  const Report no_header = from("Crash Thread Backtrace:");
+  EXPECT_EQ(no_header.crash_frames.size(), 3U);
+  EXPECT_EQ(no_header.threads.size(), 2U);
+  const Report in_frames = from("/opt/app/libOruRTCEngine.so(");
+  EXPECT_EQ(in_frames.crash_frames.size(), 2U);
+  EXPECT_EQ(in_frames.images.size(), 3U);
+  // The thread without its title is not guessed at, the next one is there.
+  const Report in_threads = from("libc.so.6    ");
+  EXPECT_TRUE(in_threads.crash_frames.empty());
+  ASSERT_EQ(in_threads.threads.size(), 1U);
+  EXPECT_EQ(in_threads.threads[0].number, 101U);
+  EXPECT_EQ(in_threads.images.size(), 3U);
+  for (const Report* report : {&no_header, &in_frames, &in_threads}) {
+    ASSERT_EQ(report->gaps.size(), 1U);
+    EXPECT_EQ(report->gaps[0], "it is cut off at its beginning");
+    EXPECT_EQ(report->custom_info, "build=7\nBinary Images:\n<b>bold</b>");
+  }
+}
+
+TEST(ReportParser, LeavesOutTheWordsOfAMailInFront) {
+  for (const char* words : {"\n\n", "Hello, here it is:\n\n> what happened?\nIt crashed.\n\n"}) {
+    const Report report = Parsed(words + std::string(kSignalReport));
+    EXPECT_TRUE(report.gaps.empty()) << words;
+    EXPECT_EQ(report.header.size(), 6U);
+    EXPECT_EQ(report.crash_frames.size(), 3U);
+    EXPECT_NE(report.CrashThread(), nullptr);
+  }
 }
 
 TEST(ReportParser, KeepsEqualLinesOnce) {
