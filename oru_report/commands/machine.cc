@@ -1,4 +1,5 @@
 // `oru-report json` and `oru-report group`.
+#include <algorithm>
 #include <cstdio>
 
 #include "oru_report/analysis/crash_groups.h"
@@ -42,7 +43,8 @@ VisitResult GroupReports(const Options& options, CrashGroups* groups) {
 }
 
 int RunJson(const Options& options) {
-  const auto symbols = MakeSymbols(options);
+  int status = kOk;
+  const auto symbols = MakeSymbols(options, &status);
   StreamOutput output(stdout);
   const VisitResult result = VisitReports(options, symbols.get(), [&](const VisitedReport& report) {
     report.resolver->Prepare();
@@ -50,7 +52,7 @@ int RunJson(const Options& options) {
   });
   TellIncomplete(result);
   TellPassedOver(result);
-  return FinishOutput(&output, StatusOf(result));
+  return FinishOutput(&output, std::max(status, StatusOf(result)));
 }
 
 int RunGroup(const Options& options) {

@@ -36,11 +36,11 @@ int TellNothing(const VisitResult& result) {
 }  // namespace
 
 int RunShow(const Options& options) {
-  const auto symbols = MakeSymbols(options);
+  int failed = kOk;
+  const auto symbols = MakeSymbols(options, &failed);
   const bool color = UseColor(options);
   StreamOutput output(stdout);
   bool first = true;
-  int failed = kOk;
   const VisitResult result = VisitReports(options, symbols.get(), [&](const VisitedReport& report) {
     if (!first) output << "\n\n";
     first = false;
@@ -86,7 +86,8 @@ int WriteGroups(const Options& options) {
 
 int RunHtml(const Options& options) {
   if (options.group) return WriteGroups(options);
-  const auto symbols = MakeSymbols(options);
+  int failed = kOk;
+  const auto symbols = MakeSymbols(options, &failed);
   bool done = false;
   int status = kOk;
   const VisitResult result = VisitReports(options, symbols.get(), [&](const VisitedReport& report) {
@@ -105,7 +106,7 @@ int RunHtml(const Options& options) {
     TellError("the page shows the first of " + std::to_string(result.reports) +
               " reports; --group draws them all");
   }
-  return std::max({status, StatusOf(result), TellNothing(result)});
+  return std::max({failed, status, StatusOf(result), TellNothing(result)});
 }
 
 }  // namespace oru_report

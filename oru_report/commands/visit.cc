@@ -102,9 +102,13 @@ int FinishOutput(StreamOutput* output, int status) {
   return TellError(std::string("cannot write: ") + strerror(errno));
 }
 
-std::unique_ptr<SymbolStore> MakeSymbols(const Options& options) {
+std::unique_ptr<SymbolStore> MakeSymbols(const Options& options, int* status) {
+  *status = kOk;
   if (!options.use_symbols) return nullptr;
-  return std::make_unique<SymbolStore>(options.symbols);
+  auto symbols = std::make_unique<SymbolStore>(options.symbols);
+  if (options.symbols.paths.empty()) return symbols;
+  for (const std::string& problem : symbols->Problems()) *status = TellError(problem);
+  return symbols;
 }
 
 }  // namespace oru_report

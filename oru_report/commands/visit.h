@@ -51,8 +51,9 @@ void TellPassedOver(const VisitResult& result);
 class StreamOutput;
 int FinishOutput(StreamOutput* output, int status);
 
-// The symbols that the options ask for, or null.
-std::unique_ptr<SymbolStore> MakeSymbols(const Options& options);
+// The symbols that the options ask for, or null. Tells on standard error which of the paths cannot
+// be read; `status` is kFailed then, and kOk otherwise.
+std::unique_ptr<SymbolStore> MakeSymbols(const Options& options, int* status);
 
 }  // namespace oru_report
 

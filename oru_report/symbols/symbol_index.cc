@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 
 #include "oru_report/input/safe_open.h"
 #include "oru_report/model/line_text.h"
@@ -36,6 +38,14 @@ void FindInTree(const std::string& tree, std::string_view id, std::vector<std::s
   }
 }
 
+// "libx.so" of "symbols/libx.so.debug".
+std::string NameOf(const std::string& path) {
+  constexpr std::string_view kDebug = ".debug";
+  std::string_view name = LastPathEntry(path);
+  if (EndsWith(name, kDebug)) name.remove_suffix(kDebug.size());
+  return std::string(name);
+}
+
 }  // namespace
 
 std::string ReportedForm(std::string_view file_id) {
@@ -51,6 +61,7 @@ void SymbolIndex::AddFile(const std::string& path) {
   if (descriptor < 0) return;
   for (const BinarySlice& slice : ReadBinarySlices(descriptor)) {
     by_id_.emplace(ReportedForm(slice.id), path);
+    by_name_.try_emplace(NameOf(path), NamedBinary{path, ReportedForm(slice.id)});
   }
   close(descriptor);
 }
@@ -70,7 +81,10 @@ void SymbolIndex::AddPath(const std::string& path, int depth) {
   struct stat status = {};
   // A link that the user named is followed; others could lead anywhere, and in circles.
   const int result = depth == 0 ? stat(path.c_str(), &status) : lstat(path.c_str(), &status);
-  if (result != 0) return;
+  if (result != 0) {
+    if (depth == 0) problems_.push_back(path + ": " + strerror(errno));
+    return;
+  }
   if (S_ISDIR(status.st_mode)) return AddFolder(path, depth);
   if (!S_ISREG(status.st_mode)) return;
   char real[4096];
@@ -86,6 +100,19 @@ void SymbolIndex::ReadAll() {
     AddPath(path, 0);
   }
   build_id_folders_.emplace_back("/usr/lib/debug/.build-id");
+}
+
+bool SymbolIndex::FindNamed(std::string_view image_name, NamedBinary* found) {
+  if (!read_) ReadAll();
+  const auto known = by_name_.find(std::string(image_name));
+  if (known == by_name_.end()) return false;
+  *found = known->second;
+  return true;
+}
+
+const std::vector<std::string>& SymbolIndex::Problems() {
+  if (!read_) ReadAll();
+  return problems_;
 }
 
 std::vector<std::string> SymbolIndex::Find(std::string_view reported_id) {

@@ -11,6 +11,12 @@
 
 namespace oru_report {
 
+struct NamedBinary {
+  std::string path;
+  // As reports have it.
+  std::string id;
+};
+
 class SymbolIndex {
  public:
   // Each path is a file, a folder that is searched through, or one that has a `.build-id` folder or
@@ -19,6 +25,13 @@ class SymbolIndex {
 
   // Paths of files with the reported id, those that the user named first.
   std::vector<std::string> Find(std::string_view reported_id);
+
+  // A file under the user's paths that is called like the image ("libx.so", "libx.so.debug"),
+  // whatever its id. False when there is none.
+  bool FindNamed(std::string_view image_name, NamedBinary* found);
+
+  // Sentences about paths that cannot be read.
+  const std::vector<std::string>& Problems();
 
  private:
   void ReadAll();
@@ -31,7 +44,10 @@ class SymbolIndex {
   size_t files_ = 0;
   // By the id as reports have it.
   std::unordered_multimap<std::string, std::string> by_id_;
+  // By the file's name without ".debug"; of several the first one.
+  std::unordered_map<std::string, NamedBinary> by_name_;
   std::vector<std::string> build_id_folders_;
+  std::vector<std::string> problems_;
 };
 
 // The first 32 digits of an id, filled with zeros: what a report keeps of it.

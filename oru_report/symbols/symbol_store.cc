@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "oru_report/input/safe_open.h"
+#include "oru_report/model/line_text.h"
 #include "oru_report/symbols/debug_server.h"
 #include "oru_report/text/path_text.h"
 
@@ -18,6 +19,8 @@ constexpr size_t kMaxImages = 4096;
 bool CanBeId(std::string_view text) {
   return text.size() == 32 && text.find_first_not_of("0123456789abcdef") == std::string_view::npos;
 }
+
+bool IsMangled(std::string_view name) { return StartsWith(name, "_Z"); }
 
 class DescriptorCloser {
  public:
@@ -111,6 +114,15 @@ void SymbolStore::TryOwnFile(const Image& image, ImageSymbols* symbols) {
   symbols->other_id = ReportedForm(slices[0].id);
 }
 
+// What the user gave is told before what lies on this machine.
+void SymbolStore::TryNamed(const Image& image, ImageSymbols* symbols) {
+  NamedBinary named;
+  if (symbols->file != nullptr || !index_.FindNamed(LastPathEntry(image.path), &named)) return;
+  symbols->state = SymbolState::kOtherBuild;
+  symbols->path = named.path;
+  symbols->other_id = named.id;
+}
+
 void SymbolStore::TryServers(const Image& image, ImageSymbols* symbols) {
   if (symbols->state == SymbolState::kLines || !CanBeId(image.uuid)) return;
   // A report has the whole of an id only when it is no longer than a UUID; servers know whole ones.
@@ -127,6 +139,7 @@ std::unique_ptr<ImageSymbols> SymbolStore::Load(const Image& image) {
     if (descriptor >= 0) TryFile(path, descriptor, image, symbols.get());
     if (symbols->state == SymbolState::kLines) return symbols;
   }
+  TryNamed(image, symbols.get());
   TryOwnFile(image, symbols.get());
   if (options_.ask_servers) TryServers(image, symbols.get());
   return symbols;
@@ -175,11 +188,14 @@ Place SymbolStore::Find(const Image& image, uint64_t address) {
   } else if (symbols.lines != nullptr) {
     place.frames = symbols.lines->Find(own);
   }
-  const bool named = !place.frames.empty() && !place.frames.back().function.empty();
-  const Symbol* symbol = named ? nullptr : symbols.names->Find(own);
-  if (symbol == nullptr) return place;
   if (place.frames.empty()) place.frames.emplace_back();
-  place.frames.back().function = symbol->name;
+  std::string& function = place.frames.back().function;
+  // Debug information of lines alone has names without namespaces, the symbol table has them whole.
+  const Symbol* symbol = IsMangled(function) ? nullptr : symbols.names->Find(own);
+  if (symbol != nullptr && (function.empty() || IsMangled(symbol->name))) function = symbol->name;
+  if (function.empty() && place.frames.size() == 1 && place.frames.back().file.empty()) {
+    place.frames.clear();
+  }
   return place;
 }
 

@@ -21,7 +21,7 @@ enum class SymbolState {
   // Names of the symbol table alone.
   kNames,
   kMissing,
-  // The image's path holds another build.
+  // The image's path, or a file of its name among the user's, holds another build.
   kOtherBuild,
 };
 
@@ -67,6 +67,9 @@ class SymbolStore {
 
   const ImageSymbols& Of(const Image& image);
 
+  // Sentences about the options' paths that cannot be read.
+  const std::vector<std::string>& Problems() { return index_.Problems(); }
+
   // Looks the addresses, which lie in `image`, sorted and each once, up in advance: many at once
   // take a fraction of the time and memory that they take one by one.
   void Prepare(const Image& image, const std::vector<uint64_t>& addresses);
@@ -82,6 +85,8 @@ class SymbolStore {
   // Both take a file in that is of the image's build and knows more than what was found before.
   // False when it is of no such build. The descriptor is closed.
   bool TryFile(const std::string& path, int descriptor, const Image& image, ImageSymbols* symbols);
+  // Another build among the user's files.
+  void TryNamed(const Image& image, ImageSymbols* symbols);
   // The file that the report names.
   void TryOwnFile(const Image& image, ImageSymbols* symbols);
   // The servers' debug file, where what was found so far has no lines.

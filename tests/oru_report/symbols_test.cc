@@ -143,6 +143,30 @@ TEST_F(Symbols, AnotherBuildGivesNothingAndIsNamed) {
   EXPECT_EQ(store.Of(image_).other_id, id_.substr(0, 32));
 }
 
+TEST_F(Symbols, AnotherBuildAmongTheUsersFilesIsNamed) {
+  const oru_test::TempDir dir;
+  const std::string given = dir.Join("libgone.so.debug");
+  oru_test::WriteFile(given, oru_test::ReadFile(loaded_.path));
+  uuid_ = std::string(32, '1');
+  image_.uuid = uuid_;
+  image_.path = "/gone/libgone.so";
+  for (const std::string& path : {given, dir.path()}) {
+    SymbolStore store({{path}, false});
+    EXPECT_TRUE(store.Find(image_, address_).frames.empty());
+    EXPECT_EQ(store.Of(image_).state, SymbolState::kOtherBuild);
+    EXPECT_EQ(store.Of(image_).path, given);
+    EXPECT_EQ(store.Of(image_).other_id, id_.substr(0, 32));
+  }
+  image_.path = "/gone/libother.so";
+  EXPECT_EQ(State({{given}, false}), SymbolState::kMissing);
+  // The right build, wherever it is, comes before.
+  uuid_ = id_.substr(0, 32);
+  image_.uuid = uuid_;
+  image_.path = loaded_.path;
+  oru_test::WriteFile(dir.Join(image_.path.substr(image_.path.rfind('/') + 1).data()), "");
+  EXPECT_EQ(State({{dir.path()}, false}), SymbolState::kLines);
+}
+
 TEST_F(Symbols, AnAddressOfNoFunctionHasNoName) {
   image_.end = image_.start + (uint64_t{1} << 40);
   SymbolStore store({});
