@@ -34,6 +34,9 @@ button { font: inherit; font-size: .88rem; padding: .25rem .7rem; border: 1px so
 details { border: 1px solid var(--line); border-radius: .5rem; margin: .5rem 0; padding: .3rem .8rem; }
 details details { margin: .3rem 0; padding: .15rem .6rem; }
 summary { cursor: pointer; } summary h2 { display: inline; font-size: 1.05rem; margin: 0; }
+.times { display: inline-block; min-width: 2.2rem; }
+.legend { display: flex; flex-wrap: wrap; gap: .2rem 1rem; align-items: baseline; margin: .4rem 0; color: var(--dim);
+  font-size: .88rem; } .legend button { margin-left: auto; }
 .crashed { border-left: .35rem solid var(--red); }
 .count, .where, .none, .note, .top { color: var(--dim); font-size: .88rem; }
 ol { list-style: none; margin: .3rem 0; padding: 0; }
@@ -48,7 +51,7 @@ li.frame > a { color: var(--dim); text-decoration: none; font-size: .88rem; } li
 .note { padding-left: 4.1rem; font-style: italic; }
 table { border-collapse: collapse; width: 100%; font-size: .92rem; }
 th, td { text-align: left; vertical-align: top; padding: .25rem .8rem .25rem 0; border-top: 1px solid var(--line); }
-td:nth-child(2) { white-space: nowrap; }
+td:first-child { min-width: 11rem; } td:nth-child(2) { white-space: nowrap; }
 pre { white-space: pre-wrap; } pre span { display: block; min-height: 1.2em; }
 .source { margin: .6rem 0; } .source pre { margin: .2rem 0; border: 1px solid var(--line); border-radius: .4rem; background: var(--bg);
   padding: .3rem 0; overflow-wrap: anywhere; }
@@ -65,6 +68,7 @@ svg { width: 100%; height: 4rem; display: block; border-bottom: 1px solid var(--
   thead { display: none; } tr { display: block; padding: .3rem 0; border-top: 1px solid var(--line); }
   td, td:nth-child(2) { display: block; border: 0; padding: 0; white-space: normal; }
   li.frame { grid-template-columns: 2.2rem 1.2rem 1fr; } .note { padding-left: 3.4rem; }
+  main > .thread { margin: .25rem 0; padding: .2rem .6rem; }
   header dl { grid-template-columns: repeat(auto-fill, minmax(8rem, 1fr)); } nav input { flex-basis: 8rem; } #found { min-width: 0; }
 }
 @media print {

@@ -13,9 +13,11 @@ void BeginPage(const std::string& title, Output* output) {
           << ForHtml(title) << "</title>\n<style>" << kPageStyle << "</style></head>\n<body>\n";
 }
 
-void WriteNavigation(Output* output) {
+void WriteNavigation(const char* what, Output* output) {
   *output << "<nav aria-label=\"Search and fold\"><input id=search type=search "
-             "placeholder=\"Frames, threads, images, words, addresses\" aria-label=Search>"
+             "placeholder=\""
+          << what
+          << "\" aria-label=Search>"
              "<span id=found role=status></span><button id=fold>Unfold all</button></nav>\n";
 }
 

@@ -12,7 +12,7 @@ namespace oru_report {
 void BeginPage(const std::string& title, Output* output);
 
 // The search over everything that can be found, and the button that unfolds.
-void WriteNavigation(Output* output);
+void WriteNavigation(const char* what, Output* output);
 
 // The keys and the script.
 void EndPage(Output* output);

@@ -106,11 +106,20 @@ void WritePlot(const std::string& title, const Counts& counts, Output* output) {
   *output << "</div>\n";
 }
 
+// "4 versions, last 2024-12-25"
+std::string SeenText(const CrashGroup& group) {
+  const size_t count = group.versions.size();
+  const std::string versions =
+      count == 1 ? "SDK " + group.versions.begin()->first : std::to_string(count) + " versions";
+  return versions + (group.last_time.empty() ? "" : ", last " + group.last_time.substr(0, 10));
+}
+
 void WriteGroup(const CrashGroup& group, bool open, Output* output) {
   *output << "<details class=thread id=g" << group.fingerprint.id << (open ? " open" : "")
-          << "><summary><b>" << std::to_string(group.count) << "</b> " << ForHtml(group.kind)
-          << " in " << ForHtml(group.place.empty() ? "?" : group.place) << " <span class=top>"
-          << ForHtml(group.detail) << "</span></summary>\n"
+          << "><summary><b class=times>" << std::to_string(group.count) << "</b> "
+          << ForHtml(group.kind) << " in " << ForHtml(group.place.empty() ? "?" : group.place)
+          << " <span class=top>" << ForHtml(group.detail) << "</span> <span class=top>"
+          << ForHtml(SeenText(group)) << "</span></summary>\n"
           << "<p class=where>" << ForHtml(group.first_time) << " to " << ForHtml(group.last_time)
           << ", SDK " << ForHtml(CountsText(group.versions)) << ", app "
           << ForHtml(CountsText(group.apps)) << "</p>\n";
@@ -140,7 +149,7 @@ void RenderGroupsHtml(const CrashGroups& groups, Output* output) {
   WritePlot("Reports over time", OverTime(days), output);
   WritePlot("Reports by version", versions, output);
   *output << "</header>\n";
-  WriteNavigation(output);
+  WriteNavigation("Crashes and their functions", output);
   *output << "<main>\n";
   const size_t shown = std::min(sorted.size(), kMostGroups);
   for (size_t i = 0; i < shown; ++i) WriteGroup(*sorted[i], i == 0, output);

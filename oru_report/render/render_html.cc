@@ -158,7 +158,10 @@ void HtmlPage::WriteCrashed(const Headline& headline) {
   const Thread* crashed = report_.CrashThread();
   output_ << "<details id=crashed class=\"crashed thread\" open><summary><h2>Crashed here</h2> "
           << (crashed == nullptr ? "" : ForHtml(ThreadGroupTitle({crashed}, &resolver_)))
-          << "</summary>\n<p><button data-copy=\"\">Copy thread</button></p>\n";
+          << "</summary>\n<p class=legend><span><b class=\"mark S\">S</b> SDK</span><span><b "
+             "class=\"mark "
+             "A\">A</b> app</span><span><b class=mark>.</b> system</span>"
+             "<button data-copy=\"\">Copy thread</button></p>\n";
   const bool from_block = report_.crash_frames.empty() && crashed != nullptr;
   const FrameList& frames = from_block ? crashed->frames : report_.crash_frames;
   const size_t handler = from_block ? 0 : headline.handler_frames;
@@ -269,7 +272,7 @@ void HtmlPage::Write(const Headline& headline, const CrashSource& source,
                      const std::string& title) {
   BeginPage(title, &output_);
   WriteHeadline(headline, source);
-  WriteNavigation(&output_);
+  WriteNavigation("Frames, threads, images, words, addresses", &output_);
   output_ << "<main>\n";
   WriteCrashed(headline);
   WriteThreads();

@@ -96,9 +96,9 @@ void TextPage::WriteFrame(const Frame& frame, size_t index) {
     return;
   }
   const ResolvedFrame& resolved = resolver_.Resolve(frame, index != 0);
-  const char letter[] = {MarkLetter(resolved.mark), ' ', ' ', '\0'};
+  const char letter[] = {MarkLetter(resolved.mark), '\0'};
   const bool named = !resolved.function.empty();
-  output_ << letter;
+  output_ << ColorOf(resolved.mark) << letter << palette_.end << "  ";
   for (const SourceFrame& inlined : resolved.inlined) {
     output_ << ColorOf(resolved.mark) << ForTerminal(inlined.function) << palette_.end
             << palette_.dim << "  (inlined)" << palette_.end << "\n";

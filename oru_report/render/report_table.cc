@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <string_view>
 
 #include "oru_report/text/escape.h"
 
@@ -42,16 +43,82 @@ void FitInto(size_t width, Widths* widths) {
     size_t column;
     size_t least;
   };
-  constexpr Step kSteps[] = {{kSession, 8}, {kFile, 24}, {kPlace, 24},  {2, 8}, {kFile, 8},
-                             {kPlace, 8},   {4, 5},      {kSession, 3}, {2, 3}, {0, 10},
-                             {1, 6},        {kFile, 1},  {kPlace, 1},   {4, 1}, {0, 1},
-                             {1, 1},        {2, 1},      {kSession, 1}};
+  constexpr Step kSteps[] = {{kSession, 8}, {kFile, 24},   {kPlace, 24}, {2, 8},       {kFile, 8},
+                             {kSession, 4}, {kPlace, 8},   {4, 5},       {2, 3},       {0, 10},
+                             {1, 6},        {kSession, 3}, {kFile, 1},   {4, 1},       {0, 1},
+                             {1, 1},        {2, 1},        {kPlace, 1},  {kSession, 1}};
   for (const Step& step : kSteps) {
     const size_t line = LineWidth(*widths);
     if (line <= width) return;
     size_t& column = (*widths)[step.column];
     if (column > step.least) column = std::max(step.least, column - std::min(column, line - width));
   }
+}
+
+// Where the arguments of "a::b(int)::c(int) const" begin; the text's size when there are none.
+size_t ArgumentsOf(const std::string& place) {
+  size_t at = place.rfind(')');
+  if (at == std::string::npos) return place.size();
+  for (size_t depth = 1; depth > 0 && at-- > 0;) {
+    if (place[at] == ')') ++depth;
+    if (place[at] == '(') --depth;
+  }
+  return std::min(at, place.size());
+}
+
+// Where a function's own name begins, behind its namespaces and classes.
+size_t OwnNameOf(const std::string& place, size_t end) {
+  size_t own = 0;
+  size_t depth = 0;
+  for (size_t at = 0; at < end; ++at) {
+    if (place[at] == '<' || place[at] == '(') ++depth;
+    if ((place[at] == '>' || place[at] == ')') && depth > 0) --depth;
+    if (depth == 0 && place.compare(at, 2, "::") == 0) own = at + 2;
+  }
+  return std::min(own, end);
+}
+
+// The function's own name is told last of all.
+std::string ShortenedPlace(std::string place, size_t most) {
+  constexpr std::string_view kNameless = "(anonymous namespace)::";
+  for (size_t at = 0; ColumnsOf(place) > most;) {
+    at = place.find(kNameless, at);
+    if (at == std::string::npos) break;
+    place.erase(at, kNameless.size());
+  }
+  const size_t arguments = ArgumentsOf(place);
+  if (ColumnsOf(place) > most && arguments < place.size())
+    place.replace(arguments, std::string::npos, "()");
+  const size_t own = OwnNameOf(place, arguments);
+  if (ColumnsOf(place) > most && own > 0) place.replace(0, own, "…");
+  return Shortened(place, most);
+}
+
+// A path's end tells more than its beginning.
+std::string ShortenedPath(const std::string& path, size_t most) {
+  const size_t columns = ColumnsOf(path);
+  if (columns <= most || most == 0) return Shortened(path, most);
+  size_t at = 0;
+  for (size_t left = columns - most + 1; at < path.size(); ++at) {
+    if (BeginsCharacter(path[at]) && left-- == 0) break;
+  }
+  return "…" + path.substr(at);
+}
+
+// Places get shorter than their column: what is left is the files'.
+void GiveRestToFiles(const std::vector<Row>& rows, size_t longest_file, Widths* widths) {
+  size_t used = 0;
+  for (const Row& row : rows) {
+    used = std::max(used, ColumnsOf(ShortenedPlace(row[kPlace], (*widths)[kPlace])));
+  }
+  const size_t rest = (*widths)[kPlace] - used;
+  (*widths)[kPlace] = used;
+  (*widths)[kFile] = std::min(longest_file, (*widths)[kFile] + rest);
+}
+
+std::string ShortenedCell(const std::string& cell, size_t column, size_t most) {
+  if (column == kPlace) return ShortenedPlace(cell, most);
+  return column == kFile ? ShortenedPath(cell, most) : Shortened(cell, most);
 }
 
 }  // namespace
@@ -91,18 +158,22 @@ std::string FormatTable(const std::vector<ReportEntry>& entries, size_t width) {
     for (size_t i = 0; i < kColumns; ++i) {
       std::string& cell = rows.back()[i];
       cell = ForTerminal(cell);
-      if (i != kFile) cell = Shortened(cell, i == kPlace ? kMostOfPlace : kMostColumns);
+      if (i != kFile) cell = ShortenedCell(cell, i, i == kPlace ? kMostOfPlace : kMostColumns);
     }
   }
   Widths widths{};
   for (const Row& row : rows) {
     for (size_t i = 0; i < kColumns; ++i) widths[i] = std::max(widths[i], ColumnsOf(row[i]));
   }
-  if (width != 0) FitInto(width, &widths);
+  if (width != 0) {
+    const size_t longest_file = widths[kFile];
+    FitInto(width, &widths);
+    GiveRestToFiles(rows, longest_file, &widths);
+  }
   std::string text;
   for (const Row& row : rows) {
     for (size_t i = 0; i < kColumns; ++i) {
-      const std::string cell = Shortened(row[i], widths[i]);
+      const std::string cell = ShortenedCell(row[i], i, widths[i]);
       text += cell;
       if (i + 1 < kColumns) text += std::string(widths[i] - ColumnsOf(cell) + kGap, ' ');
     }

@@ -27,8 +27,8 @@ struct ReportEntry {
 void SortNewestFirst(std::vector<ReportEntry>* entries);
 
 // An aligned table with a heading line, or "no reports" for an empty list. With a `width` other
-// than 0 no line has more columns than that: first the session, then the place and the file are
-// shortened.
+// than 0 no line has more columns than that: first the session, then the file, of which the end
+// stays, and the place, of which the function's own name stays, are shortened.
 std::string FormatTable(const std::vector<ReportEntry>& entries, size_t width);
 
 // A JSON array of objects, one a line.

@@ -178,6 +178,7 @@ class Page(unittest.TestCase):
                                        "parseInt(/^\\s*(\\d+) threads/.exec(t.querySelector('summary').textContent)?.[1] ?? 1))")
         self.assertEqual(self.text("#threads .count"), str(sum(others)))
         self.assertNotIn("/../", self.text("#crashed"))
+        self.assertEqual(self.text("#crashed .legend").split()[:6], ["S", "SDK", "A", "app", ".", "system"])
         self.assertEqual(self.count(".mark.S") > 0, True)
         self.browser.press("u")
         self.assertEqual(self.browser.evaluate("document.querySelectorAll('details:not([open])').length"), 0)
@@ -352,6 +353,7 @@ class Page(unittest.TestCase):
             self.assertEqual(versions, [f"{name}: {count}" for name, count in sorted(wanted.items())])
             lowest = self.browser.evaluate(CONTRAST)[0]
             self.assertGreaterEqual(lowest[0], 4.5, lowest)
+            self.assertRegex(self.text("main .thread summary"), r"^95\s.*step8of0\(\).*4 versions, last 2024-12-25")
             self.shoot(f"groups-{width}")
         self.search("step4of0")
         self.assertEqual(self.count("main .thread"), 1)

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+
 #include "oru_report/model/report_parser.h"
 #include "oru_report/text/path_text.h"
 #include "tests/oru_report/sample.h"
@@ -56,6 +58,58 @@ TEST(RenderText, DemanglesAndTellsNamelessFramesByTheirImage) {
 TEST(RenderText, HasEscapeSequencesOnlyWithColor) {
   EXPECT_EQ(Text(Sample(), false).find('\x1b'), std::string::npos);
   EXPECT_NE(Text(Sample(), true).find("\x1b[1;31m"), std::string::npos);
+}
+
+TEST(RenderText, ShowsTheCrashedThreadOnce) {
+  const std::string text = Text(Sample());
+  const size_t first = text.find("Thread 101");
+  EXPECT_NE(first, std::string::npos);
+  EXPECT_EQ(text.find("Thread 101", first + 1), std::string::npos);
+}
+
+std::string CrashFrame(const char* name, unsigned at) {
+  char line[128];
+  snprintf(line, sizeof line, "/opt/app/libOruRTCEngine.so(%s+0x1) [0x7f0000%06x]\n", name, at);
+  return line;
+}
+
+TEST(RenderText, FoldsWhatIsTheSame) {
+  std::string text = oru_report_test::kSignalReport;
+  std::string frames;
+  for (unsigned i = 0; i < 5; ++i) frames += CrashFrame("first", 16 * i);
+  for (int i = 0; i < 57; ++i) frames += CrashFrame("_Z1gv", 0x100) + CrashFrame("_Z1hv", 0x200);
+  const std::string title = "Crash Thread Backtrace:\n";
+  const size_t at = text.find(title) + title.size();
+  text.replace(at, text.find("\n\n", at) + 1 - at, frames + CrashFrame("last", 0x300));
+  std::string threads;
+  for (int i = 0; i < 940; ++i) {
+    threads += "Thread " + std::to_string(2000 + i) +
+               " w:\nlibc.so.6    0x7f1000000010 __futex_wait + 16\n"
+               "libc.so.6    0x7f1000000020 pthread_cond_wait + 32\n\n";
+  }
+  text.insert(text.find("Fail to get information"), threads);
+  const std::string shown = Text(Sample(text.c_str()));
+  EXPECT_NE(shown.find("frames 5 to 118: the same 2, 57 times\n"), std::string::npos);
+  const size_t once = shown.find("  g() + 1\n");
+  EXPECT_NE(once, std::string::npos);
+  EXPECT_EQ(shown.find("  g() + 1\n", once + 1), std::string::npos);
+  EXPECT_NE(shown.find("#119 S  last + 1\n"), std::string::npos) << shown;
+  EXPECT_NE(shown.find("\n940 threads waiting in pthread_cond_wait\n  2000 w, 2001 w"),
+            std::string::npos);
+}
+
+TEST(RenderText, FoldsTheHandlersFrames) {
+  std::string text = oru_report_test::kSignalReport;
+  const std::string title = "Crash Thread Backtrace:\n";
+  std::string frames;
+  for (unsigned i = 0; i < 11; ++i) {
+    frames += CrashFrame("_ZN12CrashHandler5WriteEv", 16 * i);
+  }
+  text.insert(text.find(title) + title.size(), frames + CrashFrame("_sigtramp", 0x200));
+  const std::string shown = Text(Sample(text.c_str()));
+  EXPECT_NE(shown.find("       12 frames of the crash handler\n  #12"), std::string::npos) << shown;
+  EXPECT_EQ(shown.find("CrashHandler::Write"), std::string::npos);
+  EXPECT_EQ(shown.find("_sigtramp"), std::string::npos);
 }
 
 TEST(RenderText, LosesNothingOfTheHostsText) {

@@ -49,6 +49,25 @@ TEST(FormatTable, FitsIntoAnyWidth) {
   }
 }
 
+TEST(FormatTable, OnATerminalKeepsTheFunctionAndTheEndOfTheFile) {
+  ReportEntry entry =
+      Entry("2024-03-05 07:08:09", "/dumps/6.1.0/Crash_demo_s_Signal_2024-03-05-07-08-09.log");
+  entry.session = "session-4711";
+  const auto line_of = [&](const std::string& place) {
+    entry.place = place;
+    return oru_test::SplitLines(FormatTable({entry}, 80))[1];
+  };
+  for (const char* place :
+       {"OruRTC::Transport::Negotiation::join(std::string const&, int)",
+        "OruRTC::Transport::(anonymous namespace)::join(std::map<int, a::b<int> > const&)",
+        "OruRTC::Transport::Negotiation<a::b<int>, c::d>::join() const"}) {
+    EXPECT_NE(line_of(place).find("…join()"), std::string::npos) << line_of(place);
+  }
+  EXPECT_NE(line_of("libOruRTCEngine-of-long-name.so + 0x12345").find("libOru"), std::string::npos);
+  const std::string line = line_of("f()");
+  EXPECT_EQ(line.substr(line.size() - 8), "8-09.log");
+}
+
 TEST(FormatTable, SaysWhichReportIsNotWhole) {
   ReportEntry entry = Entry("?", "/a/b");
   entry.whole = false;
