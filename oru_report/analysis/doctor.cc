@@ -123,7 +123,11 @@ Finding DumpFolder(const std::string& folder) {
 
 bool ReadProgram(const std::string& path, Program* program, std::vector<Finding>* findings,
                  const std::string& function, std::string* error) {
-  const int descriptor = OpenNamedFile(path, error);
+  struct stat status = {};
+  // Opening a pipe would wait for who writes into it.
+  const bool other = stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+  if (other) *error = "it is no regular file";
+  const int descriptor = other ? -1 : OpenNamedFile(path, error);
   if (descriptor < 0) {
     *error = path + ": " + *error;
     return false;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "oru_report/commands/commands.h"
+#include "oru_report/model/calendar_time.h"
 
 namespace oru_report {
 namespace {
@@ -100,15 +101,17 @@ std::string CheckOffset(Options* options) {
   return "";
 }
 
-// A day, or a day and a time.
+// A day, or a day and a time, that a calendar has.
 bool IsTime(const std::string& text) {
-  const std::string_view form = std::string_view("dddd-dd-dd dd:dd:dd").substr(0, text.size());
-  bool is = text.size() == 10 || text.size() == 19;
-  for (size_t i = 0; is && i < text.size(); ++i) {
+  constexpr std::string_view kForm = "dddd-dd-dd dd:dd:dd";
+  if (text.size() != 10 && text.size() != kForm.size()) return false;
+  for (size_t i = 0; i < text.size(); ++i) {
     const bool digit = text[i] >= '0' && text[i] <= '9';
-    is = form[i] == 'd' ? digit : text[i] == form[i];
+    if (kForm[i] == 'd' ? !digit : text[i] != kForm[i]) return false;
   }
-  return is;
+  CalendarTime time;
+  const std::string whole = text.size() == kForm.size() ? text : text + " 00:00:00";
+  return ReadReportTime(whole, &time) && time.UtcMicros().has_value();
 }
 
 std::string Check(const Options& options, const Command& command) {

@@ -1,6 +1,8 @@
 // Runs the built command.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "tests/oru_report/sample.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
@@ -40,6 +42,9 @@ TEST(OruReportCommand, RefusesWrongUseWithOneSentence) {
                                              {"show", "--color"},
                                              {"list", "--since", "----------", "a"},
                                              {"list", "--until", "2024-3-5", "a"},
+                                             {"list", "--since", "2024-13-01", "a"},
+                                             {"list", "--until", "2024-02-30", "a"},
+                                             {"list", "--until", "2024-03-05 24:30:00", "a"},
                                              {"group", "--kind", "signal", "a"},
                                              {"show", "--utc-offset", "CET", "a"},
                                              {"html", "--with-log", "x", "a"},
@@ -157,7 +162,7 @@ TEST(OruReportCommand, ListsWhatTheFiltersLetThrough) {
 }
 
 TEST(OruReportCommand, HelpsWithEveryCommand) {
-  for (const char* command : {"list", "show", "html"}) {
+  for (const char* command : {"list", "show", "html", "json", "group", "diff", "doctor"}) {
     const ChildResult help = Command({command, "--help"});
     EXPECT_EQ(help.exit_code, 0);
     EXPECT_EQ(help.out.find(std::string("usage: oru-report ") + command), 0U) << help.out;
@@ -170,6 +175,35 @@ TEST(OruReportCommand, SaysHowSymbolsAreKeptWhereTheyAreLookedFor) {
     EXPECT_NE(help.find("scripts/symbols --output kept --strip"), std::string::npos) << help;
   }
   EXPECT_EQ(Command({"list", "--help"}).out.find("scripts/symbols"), std::string::npos);
+}
+
+TEST(OruReportCommand, TellsOfPlacesForSymbolsThatAreNotThere) {
+  const TempDir dir;
+  const std::string path = WriteSample(dir);
+  for (const char* command : {"show", "html", "json"}) {
+    const ChildResult result = Command({command, "--symbols", dir.Join("absent"), path});
+    EXPECT_EQ(result.exit_code, 1);
+    EXPECT_EQ(result.err, "oru-report: " + dir.Join("absent") + ": No such file or directory\n");
+    EXPECT_NE(result.out.find("OruRTC::Engine::join(int)"), std::string::npos);
+    EXPECT_EQ(Command({command, "--symbols", dir.path(), path}).exit_code, 0);
+  }
+}
+
+TEST(OruReportCommand, MarksFramesByLetterAndColour) {
+  const TempDir dir;
+  const std::string path = WriteSample(dir);
+  const std::string plain = Command({"show", "--no-source", path}).out;
+  const std::string colored = Command({"show", "--no-source", "--color", "always", path}).out;
+  for (const auto& [letter, color, name] :
+       {std::make_tuple("A", "\x1b[1m", "host + 0x1234"),
+        std::make_tuple("S", "\x1b[1;36m", "OruRTC::Engine::join(int) + 28"),
+        std::make_tuple(".", "", "__libc_start_main + 133")}) {
+    EXPECT_NE(plain.find(std::string(letter) + "  " + name), std::string::npos) << plain;
+    const std::string end = "\x1b[0m";
+    EXPECT_NE(colored.find(std::string(color) + letter + end + "  " + color + name + end),
+              std::string::npos)
+        << colored;
+  }
 }
 
 TEST(OruReportCommand, FailsWhenItsOutputCannotBeWritten) {

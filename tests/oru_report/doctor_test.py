@@ -104,6 +104,10 @@ class Doctor(unittest.TestCase):
         done = subprocess.run([ORU_REPORT, "doctor", self.path("a.c")], capture_output=True, text=True, check=False)
         self.assertEqual(done.returncode, 1)
         self.assertIn("no program", done.stderr)
+        # Nobody writes into it.
+        os.mkfifo(self.path("fifo"))
+        done = subprocess.run([ORU_REPORT, "doctor", self.path("fifo")], capture_output=True, text=True, timeout=60, check=False)
+        self.assertEqual((done.returncode, done.stderr), (1, f"oru-report: {self.path('fifo')}: it is no regular file\n"))
 
 
 if __name__ == "__main__":

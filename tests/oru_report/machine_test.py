@@ -3,12 +3,17 @@
   machine_test.py ORU_REPORT SCHEMA
 """
 import collections
+import fcntl
 import gzip
 import json
 import os
+import pty
+import re
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import unittest
 import zipfile
 
@@ -28,6 +33,26 @@ def run(*arguments, status=0, **options):
 
 def lines_of(*arguments, **options):
     return [json.loads(line) for line in run(*arguments, **options).stdout.decode().splitlines()]
+
+
+def on_terminal(columns, *arguments):
+    """What a terminal of that width shows of both outputs, and the status."""
+    terminal, program_side = pty.openpty()
+    fcntl.ioctl(program_side, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+    with subprocess.Popen([ORU_REPORT, *arguments], stdin=subprocess.DEVNULL, stdout=program_side, stderr=program_side) as process:
+        os.close(program_side)
+        shown = b""
+        while True:
+            try:
+                piece = os.read(terminal, 65536)
+            # Linux says so at the end.
+            except OSError:
+                piece = b""
+            if not piece:
+                break
+            shown += piece
+        os.close(terminal)
+        return shown.decode(), process.wait(100)
 
 
 class Machine(unittest.TestCase):
@@ -243,6 +268,52 @@ class Machine(unittest.TestCase):
                                   (["--kind", "Exception"], lambda n: False)):
             groups = lines_of("group", "--json", *arguments, self.folder)
             self.assertEqual(sum(group["count"] for group in groups), sum(map(wanted, range(COUNT))), arguments)
+
+    def test_progress_is_shown_on_a_terminal_alone(self):
+        shown, status = on_terminal(100, "group", self.folder)
+        self.assertEqual(status, 0)
+        progress = re.findall(r"\r(\d+) reports", shown)
+        self.assertEqual(progress, [str(count) for count in range(500, COUNT + 1, 500)])
+        # What stays on the screen is without it.
+        self.assertIn("\r\x1b[K", shown)
+        self.assertGreater(shown.index(f"{COUNT} reports, "), shown.rindex("\r\x1b[K"))
+        self.assertEqual(run("group", self.folder).stderr, b"")
+
+    def test_lists_fit_the_terminal(self):
+        for columns in (60, 80, 132):
+            for command in ("list", "group"):
+                shown, status = on_terminal(columns, command, os.path.join(self.folder, "6.1.0"))
+                self.assertEqual(status, 0)
+                lines = re.sub(r"\r\d+ reports|\r\x1b\[K", "", shown).replace("\r\n", "\n").split("\n")
+                self.assertLessEqual(max(map(len, lines)), columns, command)
+                # The function's name has room from the usual width on.
+                self.assertTrue(columns < 80 or any("step4of0()" in line for line in lines), (columns, command))
+
+    def test_json_with_symbols_is_as_described(self):
+        source = self.write("engine.cc", "namespace OruRTC {\nstruct Engine { int Join(volatile int* p); };\n"
+                            "static inline __attribute__((always_inline)) int Inner(volatile int* p) { return *p = 7; }\n"
+                            "int Engine::Join(volatile int* p) { return Inner(p) + 1; }\n}\n")
+        library = os.path.join(self.temp.name, "libengine.so")
+        for level, wanted in (("-g", "OruRTC::Engine::Join(int volatile*)"), ("-g1", "OruRTC::Engine::Join(int volatile*)")):
+            subprocess.run(["clang++", level, "-O1", "-shared", "-fPIC", "-Wl,--build-id=sha1", source, "-o", library], check=True)
+            notes = subprocess.run(["readelf", "-n", library], check=True, capture_output=True, text=True).stdout
+            build_id = re.search(r"Build ID: ([0-9a-f]+)", notes).group(1)
+            names = subprocess.run(["nm", library], check=True, capture_output=True, text=True).stdout
+            offset = int(re.search(r"([0-9a-f]+) T _ZN6OruRTC6Engine4Join", names).group(1), 16)
+            start = 0x7f0000000000
+            report = self.write("lines.log", (
+                "Harware Model:     x86_64\nProcess:           h\nCrash Thread:      1\n\nCrash Thread Backtrace:\n"
+                f"/gone/libengine.so(guess+0x900) [{hex(start + offset)}]\n\nAll Thread Backtrace:\n\n\nBinary Images:\n"
+                f"{hex(start):>18} - {hex(start + 0xffff):>18}  libengine.so arm64  <{build_id[:32]}> /gone/libengine.so\n"
+                "\nUserCustomInfo:\n\n"))
+            value = lines_of("json", "--symbols", library, report)[0]
+            self.assertEqual(json_schema.complaints(value, self.schema), [])
+            frame = value["crash_frames"][0]
+            self.assertEqual((frame["function"], frame["file"], frame["line"]), (wanted, source, 4), level)
+            self.assertEqual([(inlined["function"].split("(")[0].split("::")[-1], inlined["file"], inlined["line"])
+                              for inlined in frame["inlined"]], [("Inner", source, 3)])
+            self.assertEqual((frame["module"], frame["build_id"], frame["offset"]), ("libengine.so", build_id[:32], hex(offset)))
+            self.assertIn("lines from " + library, value["images"][0]["symbols"])
 
     def test_group_for_people(self):
         text = run("group", self.folder).stdout.decode()
