@@ -34,6 +34,8 @@ button { font: inherit; font-size: .88rem; padding: .25rem .7rem; border: 1px so
 details { border: 1px solid var(--line); border-radius: .5rem; margin: .5rem 0; padding: .3rem .8rem; }
 details details { margin: .3rem 0; padding: .15rem .6rem; }
 summary { cursor: pointer; } summary h2 { display: inline; font-size: 1.05rem; margin: 0; }
+.member { color: var(--dim); font-size: .88rem; text-decoration: none; display: inline-block; margin-right: .8rem; }
+a.member:hover { text-decoration: underline; } .member:target { outline: 2px solid var(--blue); }
 .times { display: inline-block; min-width: 2.2rem; }
 .legend { display: flex; flex-wrap: wrap; gap: .2rem 1rem; align-items: baseline; margin: .4rem 0; color: var(--dim);
   font-size: .88rem; } .legend button { margin-left: auto; }
@@ -89,7 +91,7 @@ const char kPageScript[] = R"js(
   function unfoldAll(open) { folds.forEach(function (fold, i) { fold.open = open || start[i]; }); }
   // What can be found: an element, its text, and the addresses of an image.
   function index() {
-    return all('.frame, .image, .word, .thread > summary').map(function (element) {
+    return all('.frame, .image, .word, .member, .thread > summary').map(function (element) {
       var hit = { element: element, text: element.textContent.toLowerCase() };
       if (element.classList.contains('image')) {
         var span = element.cells[1].textContent.split('\u00a0\u2013\u00a0');
@@ -131,8 +133,8 @@ const char kPageScript[] = R"js(
     all('.thread').forEach(function (thread) { thread.hidden = !keep.has(thread); });
     // A thread that is found itself is shown with its frames.
     shown.forEach(function (element) {
-      if (element.tagName !== 'SUMMARY') return;
-      all('.frame', element.parentElement).forEach(function (frame) { frame.hidden = false; });
+      if (element.tagName !== 'SUMMARY' && !element.classList.contains('member')) return;
+      all('.frame', element.closest('details')).forEach(function (frame) { frame.hidden = false; });
     });
     found.textContent = shown.length + ' found';
   }

@@ -36,6 +36,7 @@ class HtmlPage {
   void WriteFrames(const std::string& id, const FrameList& frames, size_t from, size_t end);
   void WriteFrame(const std::string& id, const Frame& frame, size_t index);
   void WriteCrashed(const Headline& headline);
+  void WriteMember(const Thread& thread, bool first);
   void WriteGroup(const ThreadGroup& group);
   void WriteThreads();
   void WriteImages();
@@ -175,6 +176,18 @@ void HtmlPage::WriteCrashed(const Headline& headline) {
   output_ << "</details>\n";
 }
 
+// One of several equal threads. The first one's link is that of the group.
+void HtmlPage::WriteMember(const Thread& thread, bool first) {
+  const std::string number = std::to_string(thread.number);
+  const std::string text = number + (thread.name.empty() ? "" : " " + std::string(thread.name));
+  if (first) {
+    output_ << "<span class=member>" << ForHtml(text) << "</span> ";
+  } else {
+    output_ << "<a class=member id=t" << number << " href=\"#t" << number << "\">" << ForHtml(text)
+            << "</a> ";
+  }
+}
+
 void HtmlPage::WriteGroup(const ThreadGroup& group) {
   const Thread& thread = *group.front();
   const std::string id = "t" + std::to_string(thread.number);
@@ -187,11 +200,8 @@ void HtmlPage::WriteGroup(const ThreadGroup& group) {
   output_ << "</summary>\n<p class=tools><a href=\"#" << id << "\">link</a> "
           << "<button data-copy=\"\">Copy thread</button></p>\n";
   if (group.size() > 1) {
-    output_ << "<p class=where>";
-    for (const Thread* one : group) {
-      output_ << std::to_string(one->number) << (one->name.empty() ? "" : " ") << ForHtml(one->name)
-              << (one == group.back() ? "" : ", ");
-    }
+    output_ << "<p class=members>";
+    for (const Thread* one : group) WriteMember(*one, one == group.front());
     output_ << "</p>\n";
   }
   WriteFrames(id, thread.frames, 0, thread.frames.size());

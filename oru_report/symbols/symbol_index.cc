@@ -99,7 +99,7 @@ void SymbolIndex::ReadAll() {
     while (path.size() > 1 && path.back() == '/') path.pop_back();
     AddPath(path, 0);
   }
-  build_id_folders_.emplace_back("/usr/lib/debug/.build-id");
+  build_id_folders_.push_back(system_ + "/.build-id");
 }
 
 bool SymbolIndex::FindNamed(std::string_view image_name, NamedBinary* found) {

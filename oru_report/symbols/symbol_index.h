@@ -20,8 +20,10 @@ struct NamedBinary {
 class SymbolIndex {
  public:
   // Each path is a file, a folder that is searched through, or one that has a `.build-id` folder or
-  // is one. They are looked at when the first id is asked for.
-  explicit SymbolIndex(std::vector<std::string> paths) : paths_(std::move(paths)) {}
+  // is one. They are looked at when the first id is asked for. `system` has such a folder for what
+  // the user did not name.
+  SymbolIndex(std::vector<std::string> paths, std::string system)
+      : paths_(std::move(paths)), system_(std::move(system)) {}
 
   // Paths of files with the reported id, those that the user named first.
   std::vector<std::string> Find(std::string_view reported_id);
@@ -40,6 +42,7 @@ class SymbolIndex {
   void AddFolder(const std::string& path, int depth);
 
   std::vector<std::string> paths_;
+  std::string system_;
   bool read_ = false;
   size_t files_ = 0;
   // By the id as reports have it.

@@ -46,6 +46,8 @@ struct SymbolOptions {
   std::vector<std::string> paths;
   // Ask the servers of DEBUGINFOD_URLS.
   bool ask_servers = false;
+  // Where the system keeps its packages' debug files, in a folder ".build-id".
+  std::string system = "/usr/lib/debug";
 };
 
 struct Place {

@@ -268,6 +268,21 @@ class Page(unittest.TestCase):
         self.assertEqual(len(links), frames + browser.evaluate("document.querySelectorAll('#threads .thread').length"))
         self.assertEqual(len({name for name, _ in links}), len(links))
 
+    def test_threads_that_are_shown_as_one_are_found_and_linked_each(self):
+        browser = self.browser
+        same = re.sub(r"(libOruRTCEngine.so +0x)[0-9a-f]+", r"\g<1>7f0000000010", big_report(300, 3))
+        url = self.page_of_text("members.log", same)
+        browser.open(url + "#t1207")
+        self.assertEqual(browser.evaluate("document.querySelectorAll('#threads .thread').length"), 1)
+        self.assertEqual(browser.evaluate("document.querySelectorAll('#threads .member').length"), 299)
+        self.assertTrue(browser.evaluate("document.getElementById('t1207').closest('details').open"))
+        top = browser.evaluate("document.getElementById('t1207').getBoundingClientRect().top")
+        self.assertTrue(0 <= top < 900, top)
+        self.assertEqual(self.search("worker number 217"), 1)
+        self.assertEqual(browser.evaluate(visible(".member") + ".map(e => e.textContent)"),
+                         ["1217 worker number 217 <script>alert(1)</script>"])
+        self.assertEqual(self.count("#threads .frame"), 12)
+
     def test_headline_and_thread_can_be_copied(self):
         browser = self.browser
         browser.open(self.page_of_text("copy.log", big_report(3, 3)))

@@ -242,6 +242,20 @@ TEST_F(Symbols, ADebugFileOfABuildIdFolderIsFoundByTheIdAlone) {
   EXPECT_EQ(place.frames.back().line, oru_fixture_line);
 }
 
+TEST_F(Symbols, ADebugFileOfTheSystemNeedNotBeNamed) {
+  const oru_test::TempDir dir;
+  const std::string folder = dir.Join(".build-id/" + id_.substr(0, 2));
+  oru_test::MakeDirs(folder);
+  Run({"/usr/bin/objcopy", "--only-keep-debug", loaded_.path,
+       folder + "/" + id_.substr(2) + ".debug"});
+  image_.path = "/nowhere/at/all";
+  SymbolOptions options;
+  EXPECT_EQ(options.system, "/usr/lib/debug");
+  EXPECT_EQ(State(options), SymbolState::kMissing);
+  options.system = dir.path();
+  EXPECT_EQ(State(options), SymbolState::kLines);
+}
+
 TEST_F(Symbols, AStrippedFileGivesItsExportedNames) {
   const oru_test::TempDir dir;
   const std::string path = dir.Join("stripped.so");
