@@ -63,7 +63,8 @@ std::unique_ptr<DebugInfo> OpenOwnReader(const std::string& path, const std::str
 
 }  // namespace
 
-SymbolStore::SymbolStore(const SymbolOptions& options) : options_(options), index_(options.paths, options.system) {}
+SymbolStore::SymbolStore(const SymbolOptions& options)
+    : options_(options), index_(options.paths, options.system) {}
 
 SymbolStore::~SymbolStore() = default;
 
