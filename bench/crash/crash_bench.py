@@ -6,9 +6,9 @@ BUILD_FOLDER is bench/crash of the build. Every side is a program of its own; th
 else the machine does falls on all alike. The file has the form of Google Benchmark's.
 
 A crash is timed by the driver: from the moment that the program writes just before its fault until the driver
-has collected the ended process. The side "none" has no handler: that much the system needs by itself. A
-report counts only when it has a block for every thread. gdb attaches to the same program and writes the traces
-of all its threads; its whole run counts.
+has collected the ended process. The side "uninstalled" is the same program and libraries without a handler: that
+much the system needs by itself. "none" has not even the libraries. A report counts only when it has a block for
+every thread. gdb attaches to the same program and writes the traces of all its threads; its whole run counts.
 """
 
 import argparse
@@ -104,7 +104,7 @@ class CrashBench:
 
     def round(self, threads, large, first, number):
         variant = f"threads:{threads}" + ("/images:300" if large else "")
-        sides = ["oru", "none"]
+        sides = ["oru", "uninstalled", "none"]
         if threads == 1:
             sides += ONE_THREAD_SIDES
         for side in sides:

@@ -489,6 +489,7 @@ TEST_F(CrashReportTest, HalfASurrogatePairBecomesTheReplacementCharacter) {
   // Half of the pair is in the next piece.
   NSString* many = [@"" stringByPaddingToLength:1023 withString:@"x" startingAtIndex:0];
   EXPECT_EQ(read(many, {kHigh, kLow}, @""), std::string(1023, 'x') + "\U0001F600");
+  EXPECT_EQ(read(many, {kHigh}, @"b"), std::string(1023, 'x') + "\uFFFDb");
 }
 
 TEST_F(CrashReportTest, HalvesOfPairsInAllWordsOfTheHostLoseNothing) {

@@ -34,7 +34,28 @@ class Utf16Reader {
  public:
   explicit Utf16Reader(std::string* bytes) : bytes_(bytes) {}
 
-  void Take(uint32_t unit) {
+  // Reports are ASCII but for a name or two, and long: those pieces go through at once.
+  void Take(const unichar* units, size_t count) {
+    unichar all = 0;
+    for (size_t i = 0; i < count; ++i) all |= units[i];
+    if (all >= 0x80) {
+      for (size_t i = 0; i < count; ++i) TakeOne(units[i]);
+      return;
+    }
+    Finish();
+    const size_t before = bytes_->size();
+    bytes_->resize(before + count);
+    char* const to = &(*bytes_)[before];
+    for (size_t i = 0; i < count; ++i) to[i] = static_cast<char>(units[i]);
+  }
+
+  void Finish() {
+    if (high_ != 0) AppendCharacter(kReplacement, bytes_);
+    high_ = 0;
+  }
+
+ private:
+  void TakeOne(uint32_t unit) {
     if (high_ != 0 && IsLowSurrogate(unit)) {
       AppendCharacter(0x10000 + ((high_ - 0xD800) << 10) + (unit - 0xDC00), bytes_);
       high_ = 0;
@@ -48,12 +69,6 @@ class Utf16Reader {
     }
   }
 
-  void Finish() {
-    if (high_ != 0) AppendCharacter(kReplacement, bytes_);
-    high_ = 0;
-  }
-
- private:
   std::string* const bytes_;
   uint32_t high_ = 0;
 };
@@ -75,11 +90,12 @@ std::string BytesOfText(NSString* text) {
   std::string bytes;
   Utf16Reader reader(&bytes);
   const NSUInteger length = [text length];
+  bytes.reserve(length);
   unichar units[kPiece];
   for (NSUInteger done = 0; done < length;) {
     const NSUInteger count = std::min(kPiece, length - done);
     [text getCharacters:units range:NSMakeRange(done, count)];
-    for (NSUInteger i = 0; i < count; ++i) reader.Take(units[i]);
+    reader.Take(units, count);
     done += count;
   }
   reader.Finish();

@@ -8,10 +8,21 @@
 namespace CrashHandler {
 namespace {
 
+// The first byte from which on there may be others than ASCII.
+const char* SkipAscii(const char* byte, const char* end) {
+  for (uint64_t eight = 0; end - byte >= 8; byte += 8) {
+    memcpy(&eight, byte, sizeof(eight));
+    if ((eight & 0x8080808080808080) != 0) break;
+  }
+  return byte;
+}
+
 // How many bytes from `start` on are UTF-8.
 size_t ValidLength(const char* start, const char* end) {
   const char* byte = start;
-  while (byte != end) {
+  while (true) {
+    byte = SkipAscii(byte, end);
+    if (byte == end) break;
     const size_t length = tessik::shared::Utf8SequenceLength(byte, static_cast<size_t>(end - byte));
     if (length == 0) break;
     byte += length;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <string_view>
 
 namespace CrashHandler::machine {
 namespace {
@@ -28,7 +29,11 @@ void TextBuffer::Append(const char* text) {
 }
 
 void TextBuffer::AppendBlanks(size_t count) {
-  for (; count > 0; --count) Append(' ');
+  constexpr std::string_view kBlanks = "                                ";
+  for (size_t piece = 0; count > 0; count -= piece) {
+    piece = std::min(count, kBlanks.size());
+    Append(kBlanks.data(), piece);
+  }
 }
 
 // By hand: a report has several numbers a line, and printf would take a good part of the whole

@@ -62,9 +62,17 @@ class ForeignNumbers {
 
 ForeignNumbers sForeignNumbers;
 
+// The answer of the last look below and the process that looked: a look costs as much as what it is
+// for. A list looks anew.
+std::atomic<uint64_t> sLastLook{0};
+
+uint64_t LookBy(long process, bool foreign) {
+  return static_cast<uint64_t>(process) << 1 | static_cast<uint64_t>(foreign);
+}
+
 // Whether the file system has other numbers than this process. It tells the calling thread's as
 // "PROCESS/task/THREAD".
-bool IsForeign() {
+bool LookWhetherForeign() {
   char link[64];
   const long length =
       SystemCall(SYS_readlinkat, AT_FDCWD, "/proc/thread-self", link, sizeof(link) - 1);
@@ -73,7 +81,16 @@ bool IsForeign() {
   const char* last = strrchr(link, '/');
   if (last == nullptr) return false;
   ++last;
-  return TakeDecimal(&last) != CurrentThreadNumber();
+  const bool foreign = TakeDecimal(&last) != CurrentThreadNumber();
+  sLastLook.store(LookBy(SystemCall(SYS_getpid), foreign), std::memory_order_relaxed);
+  return foreign;
+}
+
+bool IsForeign() {
+  const uint64_t last = sLastLook.load(std::memory_order_relaxed);
+  const long process = SystemCall(SYS_getpid);
+  if (last == LookBy(process, false)) return false;
+  return last == LookBy(process, true) || LookWhetherForeign();
 }
 
 void AppendDecimal(ThreadNumber number, char** to) {
@@ -177,7 +194,7 @@ const char* FieldOf(const char* text, const char* label) {
 }
 
 bool ListTasks(bool (*add)(void* context, ThreadNumber number), void* context) {
-  if (!IsForeign()) return ListAsListed(add, context);
+  if (!LookWhetherForeign()) return ListAsListed(add, context);
   OwnNumbers own = {add, context};
   return ListAsListed(&AddOwnNumber, &own);
 }
