@@ -13,13 +13,15 @@ using Fields = std::vector<std::string>;
 
 Fields Tokenize(const std::string& source) {
   Fields fields = {"old"};
-  EXPECT_EQ(rtc::tokenize(source, ' ', &fields), fields.size());
+  const size_t count = rtc::tokenize(source, ' ', &fields);
+  EXPECT_EQ(count, fields.size());
   return fields;
 }
 
 Fields TokenizeMarked(const std::string& source) {
   Fields fields = {"old"};
-  EXPECT_EQ(rtc::tokenize(source, ' ', '[', ']', &fields), fields.size());
+  const size_t count = rtc::tokenize(source, ' ', '[', ']', &fields);
+  EXPECT_EQ(count, fields.size());
   return fields;
 }
 

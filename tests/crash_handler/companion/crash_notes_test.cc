@@ -1,6 +1,8 @@
 #include "media_core/biz_engine/crash_handler/report/crash_notes.h"
 
 #include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
 
 #include <atomic>
 #include <cstring>
@@ -129,6 +131,43 @@ TEST_F(CrashNotesTest, AReaderNeverSeesHalfAValue) {
   }
   done = true;
   for (std::thread& writer : writers) writer.join();
+}
+
+CrashNotes* sInterrupted = nullptr;
+std::atomic<unsigned> sValues{0};
+
+void SetAValue() {
+  const unsigned number = sValues.fetch_add(1);
+  char value[kMaxCrashNoteValueBytes + 1] = {};
+  memset(value, static_cast<int>('a' + number % 26), 1 + number * 37 % kMaxCrashNoteValueBytes);
+  sInterrupted->Set("key", value);
+}
+
+// Each time by two values: the last one stands where the one stood that is being read.
+TEST_F(CrashNotesTest, AReaderThatASetterInterruptsNeverSeesHalfAValue) {
+  constexpr unsigned kValues = 6000;
+  sInterrupted = notes_.get();
+  SetAValue();
+  struct sigaction action = {};
+  action.sa_handler = [](int) {
+    SetAValue();
+    SetAValue();
+  };
+  sigaction(SIGUSR1, &action, nullptr);
+  std::thread interrupter([reader = pthread_self()] {
+    for (unsigned seen = 0; seen < kValues; seen = sValues) pthread_kill(reader, SIGUSR1);
+  });
+  CrashNote note;
+  bool whole = true;
+  while (whole && sValues < kValues) {
+    if (!notes_->Read(0, &note)) continue;
+    const char letter[] = {note.value[0], '\0'};
+    whole = strspn(note.value, letter) == strlen(note.value);
+  }
+  EXPECT_TRUE(whole) << note.value;
+  while (sValues < kValues) SetAValue();
+  interrupter.join();
+  signal(SIGUSR1, SIG_IGN);  // the last one may be on its way
 }
 
 }  // namespace

@@ -151,8 +151,10 @@ TEST_P(InFrontTest, ACallOfNowhereIsNoCompiledCode) {
 
 TEST_P(InFrontTest, ARaisedSignalIsNoFaultOfTheRuntimes) {
   const TempDir dir;
-  const ChildResult child = InFrontOfARuntime(
-      dir, GetParam(), [] { return OruRTCNeighboursTestCall([] { return raise(SIGSEGV); }); });
+  const ChildResult child = InFrontOfARuntime(dir, GetParam(), [] {
+    StandInFrontOf([](int, const siginfo_t*, const void*) { return true; });
+    return OruRTCNeighboursTestCall([] { return raise(SIGSEGV); });
+  });
   EXPECT_EQ(1U, Reports(dir)) << child.Ending() << child.err;
 }
 
@@ -352,6 +354,17 @@ TEST(CrashNeighboursTest, ByInvitationWithoutAContextTheCallsStackIsReported) {
   });
   EXPECT_EQ(2, child.exit_code) << child.Ending() << child.err;
   EXPECT_EQ(1U, Reports(dir));
+}
+
+TEST(CrashNeighboursTest, ByInvitationTheModulesOwnHandlersStayToo) {
+  const TempDir dir;
+  const ChildResult child = oru_test::RunInFork([&dir] {
+    Install(dir);
+    const auto ours = Action(SIGSEGV).sa_sigaction;
+    if (!ReportCrash(SIGUSR1, nullptr, nullptr)) return 1;
+    return Action(SIGSEGV).sa_sigaction == ours && Action(SIGPIPE).sa_sigaction == ours ? 0 : 2;
+  });
+  EXPECT_EQ(0, child.exit_code) << child.Ending() << child.err;
 }
 
 TEST(CrashNeighboursTest, OnlyTheChosenSignalsAreTakenAndGivenUp) {
