@@ -67,6 +67,19 @@ TEST(OruReportCommand, ListsAFolder) {
             std::string::npos);
 }
 
+TEST(OruReportCommand, SaysWhatItPassedOver) {
+  const TempDir dir;
+  WriteSample(dir);
+  oru_test::WriteFile(dir.Join("notes.md"), "notes");
+  oru_test::WriteFile(dir.Join("app.log"), "a log\n");
+  for (const char* command : {"list", "show", "html", "json", "group"}) {
+    const ChildResult result = Command({command, dir.path()});
+    EXPECT_EQ(result.exit_code, 0);
+    EXPECT_EQ(result.err, "oru-report: passed over: 1 file of another kind, 1 that is no report\n")
+        << command;
+  }
+}
+
 TEST(OruReportCommand, ShowsWithoutColorsInAPipe) {
   const TempDir dir;
   const ChildResult result = Command({"show", WriteSample(dir)});

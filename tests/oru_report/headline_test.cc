@@ -66,6 +66,29 @@ TEST(Headline, SaysWhatEndedTheProgram) {
   EXPECT_EQ(Of(text).cause, "a failed assertion");
 }
 
+TEST(Headline, TellsTheSystem) {
+  const std::string text = oru_report_test::kSignalReport;
+  const auto system_of = [&](const std::string& path) {
+    std::string with = text;
+    const std::string old = "/lib/my lib.so\n";
+    return Of(with.replace(with.rfind(old), old.size(), path + "\n")).system;
+  };
+  EXPECT_EQ(system_of("/lib64/ld-linux-x86-64.so.2"), "Linux, x86_64");
+  EXPECT_EQ(system_of("/usr/lib/dyld"), "macOS, x86_64");
+  EXPECT_EQ(system_of("/opt/app/x"), "x86_64");
+}
+
+TEST(FrameMark, FollowsTheImagesPathWhereTheLineHasItsNameAlone) {
+  std::string text = oru_report_test::kSignalReport;
+  const std::string old = " /opt/app/host\n";
+  text.replace(text.find(old), old.size(), " /opt/OruRTC/host\n");
+  Report report;
+  std::string error;
+  ASSERT_TRUE(ParseReport(text, &report, &error));
+  // "host    0x00401300 main + 64"
+  EXPECT_EQ(MarkOf(report, *report.threads[0].frames[1], "main"), Mark::kSdk);
+}
+
 TEST(FrameMark, WithoutImagesFollowsThePathsOfTheCrashFrames) {
   const std::string text = oru_report_test::kSignalReport;
   Report report;

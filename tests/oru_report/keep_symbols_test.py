@@ -53,6 +53,17 @@ class KeepSymbols(unittest.TestCase):
         text = run(ORU_REPORT, "show", "--symbols", out, self.report())
         self.assertIn("Hidden", text)
         self.assertIn("engine.c:", text)
+        # By whatever way, absolute or relative.
+        tree = os.path.join(out, ".build-id")
+        for way in (["--debug-dir", out], ["--symbols", tree], ["--symbols", f"{tree}/{self.id[:2]}/{self.id[2:]}.debug"]):
+            self.assertIn("engine.c:", run(ORU_REPORT, "show", *way, self.report()), way)
+            relative = [way[0], os.path.relpath(way[1], self.folder)]
+            done = subprocess.run([ORU_REPORT, "show", *relative, self.report()], check=True, text=True, capture_output=True,
+                                  cwd=self.folder)
+            self.assertIn("engine.c:", done.stdout, relative)
+        # One line an image: found, or not.
+        self.assertRegex(text, rf"{self.id[:32]}  /gone/libx\.so  \(lines from {re.escape(out)}/")
+        self.assertIn("/gone/libx.so  (missing)", run(ORU_REPORT, "show", self.report()))
 
     def test_a_file_of_very_many_sections_is_kept(self):
         source = os.path.join(self.folder, "wide.c")

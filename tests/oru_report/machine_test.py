@@ -279,6 +279,15 @@ class Machine(unittest.TestCase):
         self.assertGreater(shown.index(f"{COUNT} reports, "), shown.rindex("\r\x1b[K"))
         self.assertEqual(run("group", self.folder).stderr, b"")
 
+    def test_colours_are_for_terminals_that_want_them(self):
+        self.assertIn("\x1b[1;31m", on_terminal(100, "show", "--no-source", self.path_of(3))[0])
+        self.assertNotIn("\x1b", on_terminal(100, "show", "--color", "never", self.path_of(3))[0])
+        os.environ["NO_COLOR"] = "1"
+        try:
+            self.assertNotIn("\x1b", on_terminal(100, "show", "--no-source", self.path_of(3))[0])
+        finally:
+            del os.environ["NO_COLOR"]
+
     def test_lists_fit_the_terminal(self):
         for columns in (60, 80, 132):
             for command in ("list", "group"):
@@ -314,6 +323,8 @@ class Machine(unittest.TestCase):
                               for inlined in frame["inlined"]], [("Inner", source, 3)])
             self.assertEqual((frame["module"], frame["build_id"], frame["offset"]), ("libengine.so", build_id[:32], hex(offset)))
             self.assertIn("lines from " + library, value["images"][0]["symbols"])
+            page = run("html", "--symbols", library, report).stdout.decode()
+            self.assertRegex(page, r"Inner(\(int volatile\*\))? \(inlined\)</code><span class=place>" + re.escape(source) + ":3<")
 
     def test_group_for_people(self):
         text = run("group", self.folder).stdout.decode()
@@ -326,6 +337,8 @@ class Machine(unittest.TestCase):
         self.assertIn("1 to 1", text.splitlines()[0])
         self.assertIn("- SDK: 6.1.0\n", text)
         self.assertIn(f"  OruRTC::Engine::step{fleet.crash_of(3)}of0()\n", text)
+        for sign in "-+":
+            self.assertRegex(text, rf"(?m)^\{sign} [0-9a-f]{{32}} /opt/app/app$")
         other = next(n for n in range(COUNT) if fleet.crash_of(n) != fleet.crash_of(3))
         text = run("diff", self.path_of(3), self.path_of(other)).stdout.decode()
         self.assertIn(f"- OruRTC::Engine::step{fleet.crash_of(3)}of0()\n", text)

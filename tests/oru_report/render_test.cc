@@ -73,7 +73,8 @@ std::string CrashFrame(const char* name, unsigned at) {
   return line;
 }
 
-TEST(RenderText, FoldsWhatIsTheSame) {
+// Five frames, two of them 57 times, another one; 940 threads that wait.
+std::string FoldingReport() {
   std::string text = oru_report_test::kSignalReport;
   std::string frames;
   for (unsigned i = 0; i < 5; ++i) frames += CrashFrame("first", 16 * i);
@@ -87,8 +88,11 @@ TEST(RenderText, FoldsWhatIsTheSame) {
                " w:\nlibc.so.6    0x7f1000000010 __futex_wait + 16\n"
                "libc.so.6    0x7f1000000020 pthread_cond_wait + 32\n\n";
   }
-  text.insert(text.find("Fail to get information"), threads);
-  const std::string shown = Text(Sample(text.c_str()));
+  return text.insert(text.find("Fail to get information"), threads);
+}
+
+TEST(RenderText, FoldsWhatIsTheSame) {
+  const std::string shown = Text(Sample(FoldingReport().c_str()));
   EXPECT_NE(shown.find("frames 5 to 118: the same 2, 57 times\n"), std::string::npos);
   const size_t once = shown.find("  g() + 1\n");
   EXPECT_NE(once, std::string::npos);
@@ -138,6 +142,15 @@ TEST(RenderHtml, OpensOnlyTheCrashedThread) {
                       "</h2> Thread 101"),
             std::string::npos);
   EXPECT_NE(html.find("<details class=thread id=t100><summary>Thread 100"), std::string::npos);
+}
+
+TEST(RenderHtml, FoldsWhatIsTheSame) {
+  const std::string html = Html(Sample(FoldingReport().c_str()), "t");
+  EXPECT_NE(html.find("<li class=note>frames 5 to 118: the same 2, 57 times</li>"),
+            std::string::npos);
+  EXPECT_NE(html.find("id=c-6>"), std::string::npos);
+  EXPECT_EQ(html.find("id=c-7>"), std::string::npos);
+  EXPECT_NE(html.find("<summary>940 threads waiting in pthread_cond_wait"), std::string::npos);
 }
 
 TEST(RenderHtml, ShowsTheException) {
