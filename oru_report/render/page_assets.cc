@@ -38,7 +38,7 @@ summary { cursor: pointer; } summary h2 { display: inline; font-size: 1.05rem; m
 a.member:hover { text-decoration: underline; } .member:target { outline: 2px solid var(--blue); }
 .times { display: inline-block; min-width: 2.2rem; }
 .legend { display: flex; flex-wrap: wrap; gap: .2rem 1rem; align-items: baseline; margin: .4rem 0; color: var(--dim);
-  font-size: .88rem; } .legend button { margin-left: auto; }
+  font-size: .88rem; } .legend a { margin-left: auto; }
 .crashed { border-left: .35rem solid var(--red); }
 .count, .where, .none, .note, .top { color: var(--dim); font-size: .88rem; }
 ol { list-style: none; margin: .3rem 0; padding: 0; }

@@ -162,7 +162,8 @@ void HtmlPage::WriteCrashed(const Headline& headline) {
           << "</summary>\n<p class=legend><span><b class=\"mark S\">S</b> SDK</span><span><b "
              "class=\"mark "
              "A\">A</b> app</span><span><b class=mark>.</b> system</span>"
-             "<button data-copy=\"\">Copy thread</button></p>\n";
+             "<a class=tools href=\"#crashed\">link</a><button data-copy=\"\">Copy thread</button>"
+             "</p>\n";
   const bool from_block = report_.crash_frames.empty() && crashed != nullptr;
   const FrameList& frames = from_block ? crashed->frames : report_.crash_frames;
   const size_t handler = from_block ? 0 : headline.handler_frames;

@@ -4,6 +4,7 @@
 #include <array>
 #include <string_view>
 
+#include "media_core/common/webrtc/rtc_base/string_encode.h"
 #include "oru_report/text/escape.h"
 
 namespace oru_report {
@@ -19,7 +20,30 @@ constexpr size_t kPlace = 5;
 constexpr size_t kFile = 6;
 constexpr size_t kGap = 2;
 
-bool BeginsCharacter(char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }
+// Characters of East Asian scripts, and pictures, take two columns.
+bool IsWide(unsigned long value) {
+  constexpr struct {
+    unsigned long first, last;
+  } kWide[] = {{0x1100, 0x115F},   {0x2E80, 0xA4CF},   {0xAC00, 0xD7A3},  {0xF900, 0xFAFF},
+               {0xFE30, 0xFE6F},   {0xFF01, 0xFF60},   {0xFFE0, 0xFFE6},  {0x1F300, 0x1F64F},
+               {0x1F680, 0x1F6FF}, {0x1F900, 0x1F9FF}, {0x20000, 0x3FFFD}};
+  return std::any_of(std::begin(kWide), std::end(kWide), [&](const auto& range) {
+    return range.first <= value && value <= range.last;
+  });
+}
+
+bool GoesOn(const std::string& text, size_t at) {
+  return at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U;
+}
+
+// Columns of the character at `at`, which is moved behind it.
+size_t TakeCharacter(const std::string& text, size_t* at) {
+  const size_t start = (*at)++;
+  while (GoesOn(text, *at)) ++*at;
+  unsigned long value = 0;
+  const bool known = rtc::utf8_decode(text.data() + start, *at - start, &value) != 0;
+  return known && IsWide(value) ? 2 : 1;
+}
 
 Row ToRow(const ReportEntry& entry) {
   return {entry.time,
@@ -96,12 +120,10 @@ std::string ShortenedPlace(std::string place, size_t most) {
 
 // A path's end tells more than its beginning.
 std::string ShortenedPath(const std::string& path, size_t most) {
-  const size_t columns = ColumnsOf(path);
+  size_t columns = ColumnsOf(path);
   if (columns <= most || most == 0) return Shortened(path, most);
   size_t at = 0;
-  for (size_t left = columns - most + 1; at < path.size(); ++at) {
-    if (BeginsCharacter(path[at]) && left-- == 0) break;
-  }
+  while (columns + 1 > most) columns -= TakeCharacter(path, &at);
   return "…" + path.substr(at);
 }
 
@@ -124,16 +146,20 @@ std::string ShortenedCell(const std::string& cell, size_t column, size_t most) {
 }  // namespace
 
 size_t ColumnsOf(const std::string& text) {
-  return static_cast<size_t>(std::count_if(text.begin(), text.end(), BeginsCharacter));
+  size_t columns = 0;
+  for (size_t at = 0; at < text.size();) columns += TakeCharacter(text, &at);
+  return columns;
 }
 
 std::string Shortened(const std::string& text, size_t most) {
   if (ColumnsOf(text) <= most) return text;
   if (most == 0) return "";
   size_t end = 0;
-  for (size_t columns = 0; end < text.size(); ++end) {
-    // The last column is the mark's.
-    if (BeginsCharacter(text[end]) && columns++ + 1 == most) break;
+  size_t columns = 0;
+  // The last column is the mark's.
+  for (size_t at = 0; columns < most;) {
+    end = at;
+    columns += TakeCharacter(text, &at);
   }
   return text.substr(0, end) + "…";
 }

@@ -34,7 +34,8 @@ std::string FormatTable(const std::vector<ReportEntry>& entries, size_t width);
 // A JSON array of objects, one a line.
 std::string FormatJson(const std::vector<ReportEntry>& entries);
 
-// Columns of a terminal that a text takes: its characters.
+// Columns of a terminal that a text takes: one a character, two where it is of an East Asian
+// script.
 size_t ColumnsOf(const std::string& text);
 
 // The text, or its beginning and "…" when it has more columns than `most`.

@@ -265,7 +265,7 @@ class Page(unittest.TestCase):
                                  "!!document.getElementById(a.hash.slice(1))])")
         self.assertTrue(all(there for _, there in links))
         frames = browser.evaluate("document.querySelectorAll('.frame').length")
-        self.assertEqual(len(links), frames + browser.evaluate("document.querySelectorAll('#threads .thread').length"))
+        self.assertEqual(len(links), frames + browser.evaluate("document.querySelectorAll('.thread').length"))
         self.assertEqual(len({name for name, _ in links}), len(links))
 
     def test_threads_that_are_shown_as_one_are_found_and_linked_each(self):

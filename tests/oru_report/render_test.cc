@@ -142,6 +142,8 @@ TEST(RenderHtml, OpensOnlyTheCrashedThread) {
                       "</h2> Thread 101"),
             std::string::npos);
   EXPECT_NE(html.find("<details class=thread id=t100><summary>Thread 100"), std::string::npos);
+  // It is shown once.
+  EXPECT_EQ(html.find("id=t101"), std::string::npos);
 }
 
 TEST(RenderHtml, FoldsWhatIsTheSame) {

@@ -49,6 +49,25 @@ TEST(FormatTable, FitsIntoAnyWidth) {
   }
 }
 
+TEST(ColumnsOf, CountsWideCharactersTwice) {
+  EXPECT_EQ(ColumnsOf("café"), 4U);
+  EXPECT_EQ(ColumnsOf("会議アプリ"), 10U);
+  EXPECT_EQ(ColumnsOf("a😀"), 3U);
+  EXPECT_EQ(ColumnsOf("\xff\x80"), 1U);
+  EXPECT_EQ(Shortened("会議アプリ", 10), "会議アプリ");
+  EXPECT_EQ(Shortened("会議アプリ", 9), "会議アプ…");
+  EXPECT_EQ(Shortened("会議アプリ", 8), "会議ア…");
+  EXPECT_EQ(Shortened("会議", 1), "…");
+  ReportEntry entry = Entry("2024-03-05 07:08:09", "/記録/記録記録記録記録記録記録記録.log");
+  entry.app = "会議アプリ";
+  entry.place = "名前::関数()";
+  for (const size_t width : {100U, 80U, 60U, 41U, 40U, 20U}) {
+    for (const std::string& line : oru_test::SplitLines(FormatTable({entry}, width))) {
+      EXPECT_LE(ColumnsOf(line), width) << line;
+    }
+  }
+}
+
 TEST(FormatTable, OnATerminalKeepsTheFunctionAndTheEndOfTheFile) {
   ReportEntry entry =
       Entry("2024-03-05 07:08:09", "/dumps/6.1.0/Crash_demo_s_Signal_2024-03-05-07-08-09.log");
