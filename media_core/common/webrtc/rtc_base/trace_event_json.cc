@@ -12,7 +12,7 @@ namespace tracing {
 namespace {
 
 // All events carry the same process number: a document describes one process.
-constexpr std::string_view kPid = "1";
+constexpr char kPid[] = "1";
 
 // The text of a number is cut to what fits, the terminator included.
 constexpr size_t kNumberBufferSize = 32;
@@ -32,6 +32,16 @@ class StringText {
   StringText(const StringText&) = delete;
   StringText& operator=(const StringText&) = delete;
 
+  // A copy of a known size is a few moves.
+  template <size_t kSize>
+  void Add(const char (&literal)[kSize]) {
+    static_assert(kSize <= sizeof(parts_));
+    if (kSize > room()) {
+      Flush();
+    }
+    memcpy(end_, literal, kSize - 1);
+    end_ += kSize - 1;
+  }
   void Add(std::string_view part) {
     if (part.size() > room()) {
       Flush();
