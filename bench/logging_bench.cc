@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -151,7 +152,7 @@ void BM_FlushedLine_Spdlog(benchmark::State& state) {
   }
 }
 
-// The system call by itself, with as long a line.
+// The system call by itself, with as long a line; several threads write to one file.
 void BM_FlushedLine_Write(benchmark::State& state) {
   const std::string path = TempFile("write");
   const std::string line(96, 'x');
@@ -171,6 +172,16 @@ void BM_LongLine_Own(benchmark::State& state) {
     ORU_LOG(LS_INFO) << text;
   }
   rtc::LogMessage::RemoveLogToStream(&sink);
+}
+
+// What a line of that length costs anybody: its text goes into the line.
+void BM_LongLine_Memcpy(benchmark::State& state) {
+  const std::string text(static_cast<size_t>(state.range(0)), 'x');
+  std::string line(text.size(), '\0');
+  for (auto _ : state) {
+    memcpy(&line[0], text.data(), text.size());
+    benchmark::ClobberMemory();
+  }
 }
 
 void BM_FileLine_Spdlog(benchmark::State& state) {
@@ -217,8 +228,12 @@ BENCHMARK(BM_FileLine_Buffered)->Name("log_file/buffered")->UseRealTime();
 BENCHMARK(BM_FileLine_Spdlog)->Name("log_file/spdlog")->UseRealTime();
 BENCHMARK(BM_FlushedLine_Own)->Name("log_flushed/oru")->Threads(1)->Threads(4)->UseRealTime();
 BENCHMARK(BM_FlushedLine_Spdlog)->Name("log_flushed/spdlog")->Threads(1)->Threads(4)->UseRealTime();
-BENCHMARK(BM_FlushedLine_Write)->Name("log_flushed/write")->Threads(1)->UseRealTime();
+BENCHMARK(BM_FlushedLine_Write)->Name("log_flushed/write")->Threads(1)->Threads(4)->UseRealTime();
 BENCHMARK(BM_LongLine_Own)->Name("log_long/oru")->RangeMultiplier(4)->Range(1024, 1024 * 1024);
+BENCHMARK(BM_LongLine_Memcpy)
+    ->Name("log_long/memcpy")
+    ->RangeMultiplier(4)
+    ->Range(1024, 1024 * 1024);
 BENCHMARK(BM_DisabledLevel_Own)->Name("log_disabled/oru");
 BENCHMARK(BM_DisabledLevel_Spdlog)->Name("log_disabled/spdlog");
 BENCHMARK(BM_DisabledLevel_GlogVlog)->Name("log_disabled/glog_vlog");

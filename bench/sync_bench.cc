@@ -13,6 +13,7 @@
 #include <ctime>
 #include <memory>
 #include <mutex>
+#include <shared_mutex>
 #include <thread>
 
 #include "bench/second_thread.h"
@@ -71,6 +72,21 @@ struct PthreadWriterLock {
   pthread_rwlock_t lock = PTHREAD_RWLOCK_INITIALIZER;
 };
 
+struct OwnReaderLock : OwnWriterLock {
+  void Lock() { lock->AcquireLockShared(); }
+  void Unlock() { lock->ReleaseLockShared(); }
+};
+
+struct StdReaderLock {
+  void Lock() { lock.lock_shared(); }
+  void Unlock() { lock.unlock_shared(); }
+  std::shared_mutex lock;
+};
+
+struct PthreadReaderLock : PthreadWriterLock {
+  void Lock() { pthread_rwlock_rdlock(&lock); }
+};
+
 template <class LockType>
 void LockFree(benchmark::State& state) {
   const bench::SecondThread second;
@@ -121,6 +137,22 @@ CONTENDED(OwnLock, "lock_contended/oru");
 CONTENDED(PthreadRecursive, "lock_contended/pthread_recursive");
 CONTENDED(StdMutex, "lock_contended/std_mutex");
 CONTENDED(AbslMutex, "lock_contended/absl_mutex");
+
+// Two threads that only read; the time is that of one look by any of them.
+template <class LockType>
+void ReadersShare(benchmark::State& state) {
+  static LockType s_lock;
+  for (auto _ : state) {
+    s_lock.Lock();
+    benchmark::ClobberMemory();
+    s_lock.Unlock();
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+#define READERS(type, name) BENCHMARK(ReadersShare<type>)->Name(name)->Threads(2)->UseRealTime()
+READERS(OwnReaderLock, "reader_lock/oru");
+READERS(StdReaderLock, "reader_lock/std_shared_mutex");
+READERS(PthreadReaderLock, "reader_lock/pthread_rwlock");
 
 struct OwnEvent {
   rtc::Event event{false, false};

@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "bench/lttng_tracepoint.h"
 #include "bench/second_thread.h"
 #include "media_core/common/webrtc/rtc_base/event.h"
 #include "media_core/common/webrtc/rtc_base/event_tracer.h"
@@ -56,6 +57,20 @@ void BM_Scope(benchmark::State& state, Tracer tracer) {
     ORU_TRACE_EVENT0("webrtc", "scope");
   }
   End(state, tracer);
+}
+
+// The peer's marks while no session runs.
+void BM_InstantLttng(benchmark::State& state) {
+  for (auto _ : state) {
+    lttng_ust_tracepoint(oru_bench, begin);
+  }
+}
+
+void BM_ScopeLttng(benchmark::State& state) {
+  for (auto _ : state) {
+    lttng_ust_tracepoint(oru_bench, begin);
+    lttng_ust_tracepoint(oru_bench, end);
+  }
 }
 
 // What a program feels that does something, and then rests.
@@ -149,6 +164,8 @@ BENCHMARK_CAPTURE(BM_Instant, no_capture, Tracer::kIdle)->Name("trace_instant/or
 BENCHMARK_CAPTURE(BM_Instant, no_tracer, Tracer::kNone)->Name("trace_instant/oru/no_tracer");
 BENCHMARK_CAPTURE(BM_Scope, no_capture, Tracer::kIdle)->Name("trace_scope/oru/no_capture");
 BENCHMARK_CAPTURE(BM_Scope, no_tracer, Tracer::kNone)->Name("trace_scope/oru/no_tracer");
+BENCHMARK(BM_InstantLttng)->Name("trace_instant/lttng");
+BENCHMARK(BM_ScopeLttng)->Name("trace_scope/lttng");
 BENCHMARK(BM_Flush)->Name("trace_flush/oru");
 
 }  // namespace

@@ -8,12 +8,14 @@
 #include <glib.h>
 
 #include <cstring>
+#include <ctime>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "media_core/common/webrtc/rtc_base/string_encode.h"
 #include "utils/string_utils.h"
+#include "utils/time_utils.h"
 
 namespace {
 
@@ -246,6 +248,24 @@ void SplitAbslSet(benchmark::State& state) {
   });
 }
 BENCHMARK(SplitAbslSet)->Name("splitString_set/absl")->ArgName("piece")->Arg(8)->Arg(40);
+
+void UtcTimeOru(benchmark::State& state) {
+  for ([[maybe_unused]] auto _ : state) {
+    benchmark::DoNotOptimize(tessik::utils::GetUTCTimeString(0));
+  }
+}
+void UtcTimeStrftime(benchmark::State& state) {
+  for ([[maybe_unused]] auto _ : state) {
+    const time_t now = time(nullptr);
+    std::tm utc;
+    gmtime_r(&now, &utc);
+    char text[32];
+    const size_t size = strftime(text, sizeof(text), "%Y-%m-%dT%H:%M:%SZ", &utc);
+    benchmark::DoNotOptimize(std::string(text, size));
+  }
+}
+BENCHMARK(UtcTimeOru)->Name("utc_time_string/oru");
+BENCHMARK(UtcTimeStrftime)->Name("utc_time_string/strftime");
 
 // Sixteen bytes: what a query's value or an attribute is.
 void ShortUrlDecode(benchmark::State& state) {
