@@ -196,17 +196,19 @@ void Parser::FindBeginning() {
   std::string_view after = rest_;
   std::string_view line;
   while (TakeLine(&after, &line)) {
+    const size_t blanks = std::min(line.find_first_not_of(" \t"), line.size());
+    const std::string_view label = line.substr(blanks);
     // A file may end within the label.
-    const bool first = line.data() == rest_.data();
-    begins_ = StartsWith(line, kFirstLabel) ||
-              (first && after.empty() && !line.empty() && StartsWith(kFirstLabel, line));
+    const bool part = line.data() == rest_.data() && after.empty() && !label.empty() &&
+                      StartsWith(kFirstLabel, label);
+    begins_ = part || StartsWith(label, kFirstLabel);
     if (begins_) {
-      rest_.remove_prefix(static_cast<size_t>(line.data() - rest_.data()));
+      rest_.remove_prefix(static_cast<size_t>(label.data() - rest_.data()));
       return;
     }
     if (line == kApplication || line == kCrashThread) return;
-    if (line == kAllThreads || line == kImages) {
-      section_ = line == kAllThreads ? kInCrashThread : kInThreads;
+    if (line == kAllThreads || line == kImages || line == kCustom) {
+      section_ = line == kAllThreads ? kInCrashThread : line == kImages ? kInThreads : kInImages;
       inside_block_ = true;
       return;
     }

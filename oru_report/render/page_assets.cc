@@ -53,7 +53,7 @@ li.frame > a { color: var(--dim); text-decoration: none; font-size: .88rem; } li
 .note { padding-left: 4.1rem; font-style: italic; }
 table { border-collapse: collapse; width: 100%; font-size: .92rem; }
 th, td { text-align: left; vertical-align: top; padding: .25rem .8rem .25rem 0; border-top: 1px solid var(--line); }
-td:first-child { min-width: 11rem; } td:nth-child(2) { white-space: nowrap; }
+td:first-child { min-width: 9.5rem; } td:nth-child(3) code { display: inline-block; width: 16.5ch; } td:nth-child(2) { white-space: nowrap; }
 pre { white-space: pre-wrap; } pre span { display: block; min-height: 1.2em; }
 .source { margin: .6rem 0; } .source pre { margin: .2rem 0; border: 1px solid var(--line); border-radius: .4rem; background: var(--bg);
   padding: .3rem 0; overflow-wrap: anywhere; }
@@ -68,7 +68,7 @@ svg { width: 100%; height: 4rem; display: block; border-bottom: 1px solid var(--
 .axis.each span { flex: 1 1 0; min-width: 0; }
 @media (max-width: 50rem) {
   thead { display: none; } tr { display: block; padding: .3rem 0; border-top: 1px solid var(--line); }
-  td, td:nth-child(2) { display: block; border: 0; padding: 0; white-space: normal; }
+  td:nth-child(3) code { width: auto; } td, td:nth-child(2) { display: block; border: 0; padding: 0; white-space: normal; }
   li.frame { grid-template-columns: 2.2rem 1.2rem 1fr; } .note { padding-left: 3.4rem; }
   main > .thread { margin: .25rem 0; padding: .2rem .6rem; }
   header dl { grid-template-columns: repeat(auto-fill, minmax(8rem, 1fr)); } nav input { flex-basis: 8rem; } #found { min-width: 0; }

@@ -240,7 +240,9 @@ TEST(ReportParser, ReadsWhatIsLeftOfOneWhoseBeginningIsGone) {
   ASSERT_EQ(in_threads.threads.size(), 1U);
   EXPECT_EQ(in_threads.threads[0].number, 101U);
   EXPECT_EQ(in_threads.images.size(), 3U);
-  for (const Report* report : {&no_header, &in_frames, &in_threads}) {
+  const Report in_images = from("    0x7f0000000000 -");
+  EXPECT_EQ(in_images.images.size(), 2U);
+  for (const Report* report : {&no_header, &in_frames, &in_threads, &in_images}) {
     ASSERT_EQ(report->gaps.size(), 1U);
     EXPECT_EQ(report->gaps[0], "it is cut off at its beginning");
     EXPECT_EQ(report->custom_info, "build=7\nBinary Images:\n<b>bold</b>");
@@ -248,7 +250,8 @@ TEST(ReportParser, ReadsWhatIsLeftOfOneWhoseBeginningIsGone) {
 }
 
 TEST(ReportParser, LeavesOutTheWordsOfAMailInFront) {
-  for (const char* words : {"\n\n", "Hello, here it is:\n\n> what happened?\nIt crashed.\n\n"}) {
+  for (const char* words :
+       {"\n\n", "  ", "\t", "Hello, here it is:\n\n> what happened?\nIt crashed.\n\n"}) {
     const Report report = Parsed(words + std::string(kSignalReport));
     EXPECT_TRUE(report.gaps.empty()) << words;
     EXPECT_EQ(report.header.size(), 6U);
