@@ -15,6 +15,7 @@
 
 #include "tests/rtc_base/log_capture.h"
 #include "tests/support/child_process.h"
+#include "tests/support/has_feature.h"
 
 namespace {
 

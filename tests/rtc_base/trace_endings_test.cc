@@ -18,6 +18,7 @@
 #include "tests/rtc_base/trace_text.h"
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
+#include "tests/support/has_feature.h"
 
 namespace {
 
