@@ -196,13 +196,18 @@ bool LookAt(const Visits& visits, Question* question) {
 // a moment only, as in a handler or while it starts a thread, and come to a wait or open them.
 bool LookPatiently(const Visits& visits, const RealTimeSignals& signals, int* patience_ms,
                    Question* question) {
-  while (LookAt(visits, question)) {
+  const int64_t end = NowMs() + *patience_ms;
+  const auto is_of_no_use = [&] {
     const bool askable = !question->asked && signals.Choose(question->barred) != 0;
-    if (question->visited || askable || *patience_ms <= 0) return true;
+    return question->visited || askable || NowMs() >= end;
+  };
+  bool left = LookAt(visits, question);
+  while (left && !is_of_no_use()) {
     PauseMs(kPollMs);
-    *patience_ms -= kPollMs;
+    left = LookAt(visits, question);
   }
-  return false;
+  *patience_ms = static_cast<int>(std::max<int64_t>(end - NowMs(), 0));
+  return left;
 }
 
 // Whether nothing is known of one of them.
