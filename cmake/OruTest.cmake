@@ -42,6 +42,12 @@ function(oru_add_test name)
   target_link_libraries(${name} PRIVATE oru_options ${arg_LIBS} oru_test_support GTest::gtest)
   # Tests are about the product's optimised code; their own would take twice as long to compile.
   target_compile_options(${name} PRIVATE $<$<CONFIG:Release>:-O0>)
+  # So would the checks of undefined behaviour, which every assertion's code would get; products' sources keep them.
+  if(ORU_SANITIZE MATCHES undefined)
+    set(own_sources ${arg_SOURCES})
+    list(FILTER own_sources EXCLUDE REGEX "^/")
+    set_property(SOURCE ${own_sources} APPEND PROPERTY COMPILE_OPTIONS -fno-sanitize=undefined)
+  endif()
   if(ORU_TEST_PCH AND NOT "${arg_SOURCES}" MATCHES "\\.(mm|c)(;|$)")
     target_precompile_headers(${name} REUSE_FROM oru_test_headers)
   endif()
