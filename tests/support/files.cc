@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <iterator>
+#include <vector>
 
 namespace oru_test {
 namespace {
@@ -53,7 +53,12 @@ std::string ReadFile(const std::string& path) {
     ADD_FAILURE() << "cannot read " << path;
     return "";
   }
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  std::string content;
+  std::vector<char> piece(64 << 10);
+  while (in.read(piece.data(), static_cast<std::streamsize>(piece.size())), in.gcount() > 0) {
+    content.append(piece.data(), static_cast<size_t>(in.gcount()));
+  }
+  return content;
 }
 
 void WriteFile(const std::string& path, const std::string& content) {
