@@ -1,6 +1,7 @@
 #include "media_core/biz_engine/crash_handler/machine/images/images.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <limits.h>
 #include <link.h>
@@ -238,6 +239,46 @@ TEST(SymbolizerTest, ManyAddressesAtOnceGiveWhatEachGivesAlone) {
     EXPECT_EQ(records[i].dli_fname, alone.dli_fname);
     EXPECT_EQ(records[i].dli_fbase, alone.dli_fbase);
   }
+}
+
+// How often this thread has called read and its like; the call for this number is none of them yet.
+uint64_t CountReads() {
+  char text[512] = {};
+  const int file = open("/proc/thread-self/io", O_RDONLY | O_CLOEXEC);
+  EXPECT_GT(read(file, text, sizeof(text) - 1), 0);
+  close(file);
+  const char* reads = strstr(text, "syscr: ");
+  if (reads == nullptr) return ADD_FAILURE() << text, 0;
+  return strtoull(reads + strlen("syscr: "), nullptr, 10);
+}
+
+// Whatever places its frames have in a cache.
+TEST(SymbolizerTest, AStackThatIsLookedAtAgainReadsNoFile) {
+  Symbolizer symbolizer;
+  const auto start = reinterpret_cast<uintptr_t>(&NearestSymbolTarget);
+  for (const uintptr_t stride : {7U, 64U, 1024U, 1025U}) {
+    std::vector<uintptr_t> addresses;
+    for (uintptr_t i = 0; i < 40; ++i) addresses.push_back(start + i * stride);
+    std::vector<SymbolInformation> records(addresses.size());
+    symbolizer.Resolve(addresses.data(), records.data(), addresses.size());
+    const uint64_t before = CountReads();
+    symbolizer.Resolve(addresses.data(), records.data(), addresses.size());
+    EXPECT_EQ(CountReads() - before, 1U) << stride;
+  }
+}
+
+TEST(SymbolizerTest, TheNullAddressHasNothingWhateverWasKnown) {
+  for (uintptr_t i = 0; i < 4096; ++i) {
+    SymbolInformation record;
+    Symbolizer().ResolveOne(reinterpret_cast<uintptr_t>(&NearestSymbolTarget) + i, &record);
+  }
+  void* library = dlopen(NO_BUILD_ID_LIBRARY, RTLD_NOW);
+  ASSERT_NE(library, nullptr) << dlerror();
+  Symbolizer later;
+  SymbolInformation record;
+  EXPECT_FALSE(later.ResolveOne(0, &record));
+  EXPECT_EQ(record.dli_sname, nullptr);
+  dlclose(library);
 }
 
 }  // namespace

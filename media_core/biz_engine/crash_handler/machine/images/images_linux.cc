@@ -124,24 +124,38 @@ class FoundAddresses {
  public:
   // Null when it is not known.
   const SymbolInformation* Find(uintptr_t address) const {
-    const size_t place = PlaceOf(address);
-    return addresses_[place] == address ? &records_[place] : nullptr;
+    if (address == 0) return nullptr;
+    const size_t set = SetOf(address);
+    for (size_t place = set; place < set + kWays; ++place) {
+      if (addresses_[place] == address) return &records_[place];
+    }
+    return nullptr;
   }
+  // What was kept first goes, when a set is full.
   void Keep(uintptr_t address, const SymbolInformation& record) {
-    const size_t place = PlaceOf(address);
-    addresses_[place] = address;
-    records_[place] = record;
+    const size_t set = SetOf(address);
+    for (size_t place = set + kWays - 1; place > set; --place) {
+      addresses_[place] = addresses_[place - 1];
+      records_[place] = records_[place - 1];
+    }
+    addresses_[set] = address;
+    records_[set] = record;
   }
   void Forget() {
     for (uintptr_t& address : addresses_) address = 0;
   }
 
  private:
-  static constexpr size_t kPlaces = 1024;
-  static size_t PlaceOf(uintptr_t address) { return (address ^ address >> 10) % kPlaces; }
+  static constexpr size_t kWays = 4;
+  static constexpr unsigned kSetBits = 8;
 
-  uintptr_t addresses_[kPlaces] = {};  // 0: empty
-  SymbolInformation records_[kPlaces];
+  // Multiplicative hashing: Knuth, The Art of Computer Programming, volume 3, 6.4.
+  static size_t SetOf(uintptr_t address) {
+    return (address * 0x9E3779B97F4A7C15 >> (64 - kSetBits)) * kWays;
+  }
+
+  uintptr_t addresses_[kWays << kSetBits] = {};  // 0: empty
+  SymbolInformation records_[kWays << kSetBits];
 };
 
 struct SymbolizerState {
