@@ -62,6 +62,17 @@ def first_line(path, start):
     return "unknown"
 
 
+def memory():
+    size = first_line("/proc/meminfo", "MemTotal").split()[0]
+    return f"{round(int(size) / 1e6)} GB" if size.isdigit() else "unknown"
+
+
+def system():
+    # Of the kernel only what it is, without what its builder added.
+    kernel = ".".join(platform.release().split(".")[:2])
+    return f"{platform.freedesktop_os_release().get('PRETTY_NAME')}, Linux {kernel}"
+
+
 def commit():
     done = subprocess.run(["git", "-C", HERE, "rev-parse", "--short", "HEAD"], stdout=subprocess.PIPE,
                           stderr=subprocess.DEVNULL, text=True, check=False)
@@ -74,8 +85,8 @@ def about(command):
         "time": time.strftime("%Y-%m-%d %H:%M UTC", time.gmtime()),
         "commit": commit(),
         "processor": f"{os.cpu_count()} x {first_line('/proc/cpuinfo', 'model name')}",
-        "memory": first_line("/proc/meminfo", "MemTotal"),
-        "system": f"{platform.freedesktop_os_release().get('PRETTY_NAME')}, Linux {platform.release()}",
+        "memory": memory(),
+        "system": system(),
         "load before": " ".join(f"{load:.1f}" for load in os.getloadavg()),
     }
 
