@@ -1,6 +1,8 @@
 #include "media_core/common/webrtc/rtc_base/log_stream.h"
 
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 namespace rtc {
@@ -52,7 +54,7 @@ class LogStreamPool {
 
   static void Return(LogStream* stream) {
     if (t_phase != Phase::kOpen || !IsWorthKeeping(stream)) {
-      delete stream;
+      Destroy(stream);
       return;
     }
     stream->next_ = t_idle;
@@ -78,7 +80,7 @@ class LogStreamPool {
       t_phase = Phase::kClosed;
       while (LogStream* const stream = t_idle) {
         t_idle = stream->next_;
-        delete stream;
+        Destroy(stream);
       }
     }
     Closer(const Closer&) = delete;
@@ -92,9 +94,18 @@ class LogStreamPool {
       thread_local const Closer closer;
       closer.Touch();
     }
-    LogStream* const stream = new LogStream();
+    // Zeroed: bytes that no member has are compared with the state, too.
+    std::unique_ptr<void, decltype(&free)> memory(calloc(1, sizeof(LogStream)), &free);
+    if (memory == nullptr) throw std::bad_alloc();
+    auto* const stream = new (memory.get()) LogStream();
+    memory.release();
     stream->Reset();
     return stream;
+  }
+
+  static void Destroy(LogStream* stream) {
+    stream->~LogStream();
+    free(stream);
   }
 
   // Plain values: touching them costs no look at a guard.
