@@ -98,7 +98,7 @@ class LogStreamPool {
     std::unique_ptr<void, decltype(&free)> memory(calloc(1, sizeof(LogStream)), &free);
     if (memory == nullptr) throw std::bad_alloc();
     auto* const stream = new (memory.get()) LogStream();
-    memory.release();
+    static_cast<void>(memory.release());
     stream->Reset();
     return stream;
   }
