@@ -63,6 +63,9 @@ void Say(const char* line);
 void FailAnAllocation();
 // Whether nobody handles the deadline's signal any more.
 bool DeadlineIsOver();
+// After how long a report is taken away from its owner, and how to set it.
+int RescueTimeMs();
+void SetRescueTime(int milliseconds);
 // For the life of the process.
 void UseAllDescriptors();
 void LeaveAddressSpace(size_t bytes);

@@ -40,7 +40,6 @@
 #include <utility>
 
 #include "media_core/biz_engine/crash_handler/crash_companion.h"
-#include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
 #include "tests/crash_matrix/scenario.h"
 
 namespace crash_test {
@@ -241,7 +240,7 @@ int Main(int argc, char** argv) {
     fputs("crash_scenario_child: unknown scenario or option\n", stderr);
     return 2;
   }
-  CrashHandler::SetCrashRescueTimeForTesting(atoi(argv[3]));
+  SetRescueTime(atoi(argv[3]));
   if (options.dump_dir == nullptr) options.dump_dir = argv[2];
   ChangeHome(options);
   return InstallAndRun(*scenario, options);

@@ -8,12 +8,14 @@
 #include <cstring>
 #include <new>
 
+#include "media_core/biz_engine/crash_handler/dying/crash_deadline.h"
 #include "tests/crash_matrix/scenario.h"
 
 namespace crash_test {
 namespace {
 
 const Scenario* sNewestScenario = nullptr;
+int sRescueTimeMs = 0;
 
 }  // namespace
 
@@ -26,6 +28,13 @@ const Scenario* FindScenario(const char* name) {
   const Scenario* scenario = sNewestScenario;
   while (scenario != nullptr && strcmp(scenario->name, name) != 0) scenario = scenario->older;
   return scenario;
+}
+
+int RescueTimeMs() { return sRescueTimeMs; }
+
+void SetRescueTime(int milliseconds) {
+  sRescueTimeMs = milliseconds;
+  CrashHandler::SetCrashRescueTimeForTesting(milliseconds);
 }
 
 CHILD_FUNCTION void WriteToNull() {

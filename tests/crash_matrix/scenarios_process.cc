@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdio>
 #include <thread>
 
 #include "tests/crash_matrix/scenario.h"
@@ -129,12 +130,15 @@ SCENARIO(CallbackBecomesAnotherProgram) {
   WriteToNull();
 }
 
-// Where the deadline would have passed in the meantime.
+// Where the deadline, two seconds behind the rescue, would have passed in the meantime.
 SCENARIO(CallbackBecomesALongProgram) {
   const rlimit none = {0, 0};
   Require(setrlimit(RLIMIT_SIGPENDING, &none) == 0);
   Callback([](void*, CrashType) {
-    execl("/bin/sh", "sh", "-c", "sleep 4; exit 11", nullptr);
+    char command[64];
+    const int tenths = RescueTimeMs() / 100 + 25;
+    snprintf(command, sizeof(command), "sleep %d.%d; exit 11", tenths / 10, tenths % 10);
+    execl("/bin/sh", "sh", "-c", command, nullptr);
     _exit(kScenarioFailed);
   });
   WriteToNull();
