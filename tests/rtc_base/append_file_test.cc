@@ -2,11 +2,14 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdio>
 #include <string>
+#include <thread>
 
 #include "tests/support/child_process.h"
 #include "tests/support/files.h"
@@ -32,6 +35,32 @@ int NextDescriptor() {
   const int descriptor = dup(STDERR_FILENO);
   close(descriptor);
   return descriptor;
+}
+
+TEST(AppendFile, IsAdoptedAlthoughAnotherHasItForItselfForAMoment) {
+  const TempDir dir;
+  AppendFile file(dir.Join("f"));
+  ASSERT_TRUE(file.Open(kCreate, 0600));
+  const int other = open(dir.Join("f").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  std::thread holder([other] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    flock(other, LOCK_UN);
+  });
+  EXPECT_TRUE(file.Adopt());
+  holder.join();
+  close(other);
+}
+
+TEST(AppendFile, IsNotAdoptedWhileAnotherHasItForItself) {
+  const TempDir dir;
+  AppendFile file(dir.Join("f"));
+  ASSERT_TRUE(file.Open(kCreate, 0600));
+  const int other = open(dir.Join("f").c_str(), O_RDWR | O_CLOEXEC);
+  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  EXPECT_FALSE(file.Adopt());
+  EXPECT_EQ(Append(&file, "a line\n"), 7U);
+  close(other);
 }
 
 TEST(AppendFile, GoesOnBehindWhatIsThere) {

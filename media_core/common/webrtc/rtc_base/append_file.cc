@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <ctime>
 #include <utility>
 
 #include "utils/shared_log_tail.h"
@@ -104,8 +105,22 @@ bool EndsWithNewline(int fd, uint64_t size) {
   return last == '\n' || last == '\0';
 }
 
-// Others that hold it know that the file is in use.
-bool LockShared(int fd) { return flock(fd, LOCK_SH | LOCK_NB) == 0; }
+// Others that hold it know that the file is in use. One that cuts its tail has the file for itself,
+// for a moment; who gave up then would write without the tail, and lose its lines in a crash.
+bool LockShared(int fd) {
+  constexpr timespec kPause = {0, 1000000};
+  constexpr int kAttempts = 500;
+  for (int attempt = 0; attempt < kAttempts; ++attempt) {
+    if (flock(fd, LOCK_SH | LOCK_NB) == 0) {
+      return true;
+    }
+    if (errno != EWOULDBLOCK && errno != EINTR) {
+      return false;
+    }
+    nanosleep(&kPause, nullptr);
+  }
+  return false;
+}
 bool LockAlone(int fd) { return flock(fd, LOCK_EX | LOCK_NB) == 0; }
 
 FileIdentity IdentityOf(const struct stat& info) {
