@@ -76,6 +76,14 @@ class Symbols : public testing::Test {
     ASSERT_EQ(result.exit_code, 0) << result.err;
   }
 
+  // The fixture's debug information, in a folder of build ids.
+  void MakeDebugFolder(const std::string& build_ids) {
+    const std::string folder = build_ids + "/" + id_.substr(0, 2);
+    oru_test::MakeDirs(folder);
+    Run({"/usr/bin/objcopy", "--only-keep-debug", loaded_.path,
+         folder + "/" + id_.substr(2) + ".debug"});
+  }
+
   const Loaded loaded_;
   const std::string id_;
   std::string uuid_;
@@ -230,10 +238,7 @@ TEST_F(Symbols, AnIdFindsFilesInAFolderWhereverTheyAre) {
 
 TEST_F(Symbols, ADebugFileOfABuildIdFolderIsFoundByTheIdAlone) {
   const oru_test::TempDir dir;
-  const std::string folder = dir.Join(".build-id/" + id_.substr(0, 2));
-  oru_test::MakeDirs(folder);
-  Run({"/usr/bin/objcopy", "--only-keep-debug", loaded_.path,
-       folder + "/" + id_.substr(2) + ".debug"});
+  MakeDebugFolder(dir.Join(".build-id"));
   image_.path = "/nowhere/at/all";
   EXPECT_EQ(State({{dir.path()}, false}), SymbolState::kLines);
   EXPECT_EQ(State({{dir.Join(".build-id")}, false}), SymbolState::kLines);
@@ -244,10 +249,7 @@ TEST_F(Symbols, ADebugFileOfABuildIdFolderIsFoundByTheIdAlone) {
 
 TEST_F(Symbols, ADebugFileOfTheSystemNeedNotBeNamed) {
   const oru_test::TempDir dir;
-  const std::string folder = dir.Join(".build-id/" + id_.substr(0, 2));
-  oru_test::MakeDirs(folder);
-  Run({"/usr/bin/objcopy", "--only-keep-debug", loaded_.path,
-       folder + "/" + id_.substr(2) + ".debug"});
+  MakeDebugFolder(dir.Join(".build-id"));
   image_.path = "/nowhere/at/all";
   SymbolOptions options;
   EXPECT_EQ(options.system, "/usr/lib/debug");

@@ -37,27 +37,31 @@ int NextDescriptor() {
   return descriptor;
 }
 
+// A descriptor that has the file for itself.
+int HoldAlone(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDWR | O_CLOEXEC);
+  EXPECT_EQ(flock(descriptor, LOCK_EX), 0);
+  return descriptor;
+}
+
 TEST(AppendFile, IsAdoptedAlthoughAnotherHasItForItselfForAMoment) {
   const TempDir dir;
   AppendFile file(dir.Join("f"));
   ASSERT_TRUE(file.Open(kCreate, 0600));
-  const int other = open(dir.Join("f").c_str(), O_RDWR | O_CLOEXEC);
-  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  const int other = HoldAlone(dir.Join("f"));
   std::thread holder([other] {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    flock(other, LOCK_UN);
+    close(other);
   });
   EXPECT_TRUE(file.Adopt());
   holder.join();
-  close(other);
 }
 
 TEST(AppendFile, IsNotAdoptedWhileAnotherHasItForItself) {
   const TempDir dir;
   AppendFile file(dir.Join("f"));
   ASSERT_TRUE(file.Open(kCreate, 0600));
-  const int other = open(dir.Join("f").c_str(), O_RDWR | O_CLOEXEC);
-  ASSERT_EQ(flock(other, LOCK_EX), 0);
+  const int other = HoldAlone(dir.Join("f"));
   EXPECT_FALSE(file.Adopt());
   EXPECT_EQ(Append(&file, "a line\n"), 7U);
   close(other);
