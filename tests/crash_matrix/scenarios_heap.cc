@@ -111,9 +111,10 @@ void SmashFreePiece(void* piece) {
 }
 
 SCENARIO(FaultAfterSmashingFreeMemory) {
-  // So many that no free piece is left, of whatever was given back before: then the last two are
-  // the thread's only ones of the size.
-  constexpr size_t kPieces = 200;
+  // No free piece is left, of whatever was given back before: then the last two are the thread's
+  // only ones of the size.
+  FillTheHoles();
+  constexpr size_t kPieces = 10;
   for (size_t size = 16; size <= 1024; size += 16) {
     void* pieces[kPieces];
     for (void*& piece : pieces) piece = Allocate(size);

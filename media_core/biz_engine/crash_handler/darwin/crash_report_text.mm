@@ -1,12 +1,11 @@
 #include "media_core/biz_engine/crash_handler/darwin/crash_report_text.h"
 
-#include <time.h>
-
 #include <string>
 
 #include "media_core/biz_engine/crash_handler/darwin/Oru_RTC_Crash_Report.h"
 #include "media_core/biz_engine/crash_handler/darwin/exception_stack.h"
 #include "media_core/biz_engine/crash_handler/darwin/foundation_text.h"
+#include "media_core/biz_engine/crash_handler/darwin/report_time.h"
 #include "media_core/biz_engine/crash_handler/dying/crash_state.h"
 #include "media_core/biz_engine/crash_handler/machine/host/host.h"
 #include "media_core/biz_engine/crash_handler/report/call_stack_text.h"
@@ -27,14 +26,6 @@ NSString* Word(const char* word) { return [NSString stringWithUTF8String:word]; 
 
 void AppendField(NSMutableString* text, const char* label, NSString* value) {
   [text appendFormat:@"%s%@\n", label, value];
-}
-
-// The C library's zone, which the report's name has too. Foundation's own may be another.
-NSTimeZone* LocalZone() {
-  const time_t now = time(nullptr);
-  tm local = {};
-  localtime_r(&now, &local);
-  return [NSTimeZone timeZoneForSecondsFromGMT:static_cast<NSInteger>(local.tm_gmtoff)];
 }
 
 void AppendCrashThread(NSMutableString* text, NSArray* symbols) {
@@ -110,10 +101,7 @@ void AppendCrashThread(NSMutableString* text, NSArray* symbols) {
 }
 
 - (NSString*)getCurrentTimeFormat {
-  NSDateFormatter* formatter = [[[NSDateFormatter alloc] init] autorelease];
-  [formatter setTimeZone:LocalZone()];
-  [formatter setDateFormat:@"YYYY-MM-dd HH:mm:ss SSS"];
-  return [NSString stringWithFormat:@"%@", [formatter stringFromDate:[NSDate date]]];
+  return [NSString stringWithFormat:@"%@", CrashHandler::CurrentTimeText()];
 }
 
 - (NSString*)getAppDisplayName {
@@ -132,6 +120,7 @@ void AppendCrashThread(NSMutableString* text, NSArray* symbols) {
 namespace CrashHandler {
 
 std::string PrepareReportText() {
+  PrepareReportTime();
   OruRTCCrashReport* report = [[[OruRTCCrashReport alloc] init] autorelease];
   [report generateCommonString];
   return BytesOfText([report getAppDisplayName]);
