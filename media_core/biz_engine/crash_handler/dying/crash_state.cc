@@ -165,6 +165,7 @@ void BeginCrashReport(int signo, CrashType kind, bool may_be_survived) {
   sCrash.draft_is_removed = false;
   sCrash.signo.store(signo);
   machine::ChooseMemoryWay();
+  machine::KeepMemoryOpen();
   sCrash.stage.store(CrashStage::kReporting);
   StartCrashDeadline({[] { return RescueReport(); }, &EndByCrash, may_be_survived});
 }
@@ -172,6 +173,7 @@ void BeginCrashReport(int signo, CrashType kind, bool may_be_survived) {
 void LeaveCrashToHost() {
   Advance(CrashStage::kReported);
   StopCrashDeadline();
+  machine::CloseMemory();
   sCrash.stage.store(CrashStage::kHosts);
 }
 

@@ -1,4 +1,5 @@
 // Reads of the own memory where the system refuses the usual way, in children.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -102,6 +103,79 @@ TEST_P(RefusedTest, TheFileToo) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Errors, RefusedTest, testing::Values(EPERM, EACCES, ENOSYS));
+
+// In a child: under a filter, with what a crash keeps open.
+bool ReadAsACrashDoes() {
+  if (!Filter(SYS_process_vm_readv, SECCOMP_RET_KILL_PROCESS)) return false;
+  ChooseMemoryWay();
+  KeepMemoryOpen();
+  return CurrentMemoryWay() == MemoryWay::kFile;
+}
+
+int NextDescriptor() {
+  const int descriptor = dup(STDIN_FILENO);
+  close(descriptor);
+  return descriptor;
+}
+
+TEST(MemoryWayTest, InACrashTheFileIsOpenedOnce) {
+  const auto result = oru_test::RunInFork([] {
+    if (!ReadAsACrashDoes() || !Filter(SYS_openat, SECCOMP_RET_KILL_PROCESS)) return 8;
+    return CheckReads();
+  });
+  EXPECT_EQ(result.Ending(), "exit 0");
+}
+
+TEST(MemoryWayTest, TheFileTakesNoDescriptorAfterTheCrash) {
+  const auto result = oru_test::RunInFork([] {
+    const int before = NextDescriptor();
+    if (!ReadAsACrashDoes()) return 8;
+    if (NextDescriptor() == before) return 7;
+    KeepMemoryOpen();
+    CloseMemory();
+    if (NextDescriptor() != before) return 6;
+    return CheckReads();
+  });
+  EXPECT_EQ(result.Ending(), "exit 0");
+}
+
+TEST(MemoryWayTest, AHostThatClosesEveryDescriptorHindersNoRead) {
+  const auto result = oru_test::RunInFork([] {
+    const int file = NextDescriptor();
+    if (!ReadAsACrashDoes() || close(file) != 0) return 8;
+    if (CheckReads() != 0) return 7;
+    // Other files in its place.
+    int ends[2];
+    for (const char* path : {"/proc/self/exe", "/proc/self/cmdline"}) {
+      if (open(path, O_RDONLY | O_CLOEXEC) != file) return 6;
+      if (CheckReads() != 0) return 5;
+      close(file);
+    }
+    if (pipe(ends) != 0 || ends[0] != file) return 4;
+    if (CheckReads() != 0) return 3;
+    CloseMemory();
+    return fcntl(ends[0], F_GETFD) >= 0 ? 0 : 2;
+  });
+  EXPECT_EQ(result.Ending(), "exit 0");
+}
+
+TEST(MemoryWayTest, AChildForkedInACrashReadsItsOwnMemory) {
+  const auto result = oru_test::RunInFork([] {
+    static volatile int value;
+    value = 1;
+    if (!ReadAsACrashDoes()) return 8;
+    const pid_t child = fork();
+    if (child == 0) {
+      value = 2;
+      int seen = 0;
+      mach_copyMem(const_cast<int*>(&value), &seen, sizeof(seen));
+      _exit(seen);
+    }
+    int status = 0;
+    return waitpid(child, &status, 0) == child && status == 2 << 8 ? 0 : 1;
+  });
+  EXPECT_EQ(result.Ending(), "exit 0");
+}
 
 TEST(MemoryWayTest, WithoutAProcessFileSystemReadsAreCheckedPageByPage) {
   if (getuid() != 0) GTEST_SKIP() << "only a superuser may change the root";

@@ -23,6 +23,12 @@ int mach_copyMem(const void* source, void* destination, size_t count);
 // first read does it where nobody has. On macOS there is one way.
 void ChooseMemoryWay();
 
+// For a crash: until CloseMemory, reads need not open anew each time what they read from. It takes
+// a file descriptor on Linux under a filter, and nothing elsewhere. A forked child, which has
+// memory of its own, goes without.
+void KeepMemoryOpen();
+void CloseMemory();
+
 // What a report needs where the kernel gives no memory, however many threads and images there are.
 constexpr size_t kScratchReserveBytes = size_t{1536} << 10;
 

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -25,27 +26,32 @@ constexpr int kNotChosen = -1;
 
 std::atomic<int> sWay{kNotChosen};
 
-// The process's number, in a page that the kernel empties in a forked child.
-std::atomic<std::atomic<int>*> sProcessPage{nullptr};
+// What is this process's alone, in a page that the kernel empties in a forked child.
+struct ProcessPage {
+  std::atomic<int> number;       // 0: not asked for yet
+  std::atomic<int> memory_file;  // its descriptor plus one; 0: not kept open
+  std::atomic<dev_t> device;     // of the memory file
+  std::atomic<ino_t> inode;
+};
+
+std::atomic<ProcessPage*> sProcessPage{nullptr};
 
 void MapProcessPage() {
   if (sProcessPage.load() != nullptr) return;
   void* page = mmap(nullptr, kPageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANON, -1, 0);
   if (page == MAP_FAILED) return;
-  std::atomic<int>* none = nullptr;
+  ProcessPage* none = nullptr;
   const bool wiped = madvise(page, kPageSize, MADV_WIPEONFORK) == 0;
-  if (wiped && sProcessPage.compare_exchange_strong(none, static_cast<std::atomic<int>*>(page))) {
-    return;
-  }
+  if (wiped && sProcessPage.compare_exchange_strong(none, static_cast<ProcessPage*>(page))) return;
   munmap(page, kPageSize);
 }
 
 int OwnProcess() {
-  std::atomic<int>* page = sProcessPage.load(std::memory_order_acquire);
-  int number = page == nullptr ? 0 : page->load(std::memory_order_relaxed);
+  ProcessPage* page = sProcessPage.load(std::memory_order_acquire);
+  int number = page == nullptr ? 0 : page->number.load(std::memory_order_relaxed);
   if (number != 0) return number;
   number = static_cast<int>(SystemCall(SYS_getpid));
-  if (page != nullptr) page->store(number, std::memory_order_relaxed);
+  if (page != nullptr) page->number.store(number, std::memory_order_relaxed);
   return number;
 }
 
@@ -57,13 +63,32 @@ long ReadByCall(const struct iovec* from, const struct iovec* to, size_t count) 
   return SystemCall(SYS_process_vm_readv, SystemCall(SYS_gettid), to, count, from, count, 0L);
 }
 
+// With a thread's own link also where the main thread has ended.
+int OpenMemoryFile() {
+  const int file = OpenFile("/proc/thread-self/mem", O_RDONLY | O_CLOEXEC);
+  return file >= 0 ? file : OpenFile("/proc/self/mem", O_RDONLY | O_CLOEXEC);
+}
+
+bool LookAt(int file, struct stat* about) {
+  return SystemCall(SYS_newfstatat, file, "", about, AT_EMPTY_PATH) == 0;
+}
+
+// -1 for none. The host may have closed it, and opened another at its number.
+int KeptMemoryFile() {
+  const ProcessPage* const page = sProcessPage.load(std::memory_order_acquire);
+  const int file = page == nullptr ? -1 : page->memory_file.load() - 1;
+  struct stat about;
+  if (file < 0 || !LookAt(file, &about)) return -1;
+  return about.st_dev == page->device && about.st_ino == page->inode ? file : -1;
+}
+
 // All or an error number.
 int ReadByFile(const void* source, void* destination, size_t count) {
-  int memory = OpenFile("/proc/thread-self/mem", O_RDONLY | O_CLOEXEC);
-  if (memory < 0) memory = OpenFile("/proc/self/mem", O_RDONLY | O_CLOEXEC);
-  if (memory < 0) return EACCES;
-  const long got = SystemCall(SYS_pread64, memory, destination, count, source);
-  SystemCall(SYS_close, memory);
+  const int kept = KeptMemoryFile();
+  const int file = kept >= 0 ? kept : OpenMemoryFile();
+  if (file < 0) return EACCES;
+  const long got = SystemCall(SYS_pread64, file, destination, count, source);
+  if (file != kept) SystemCall(SYS_close, file);
   return got >= 0 && static_cast<size_t>(got) == count ? 0 : EFAULT;
 }
 
@@ -121,6 +146,24 @@ MemoryWay FindWay() {
 void ChooseMemoryWay() {
   MapProcessPage();
   sWay.store(static_cast<int>(FindWay()));
+}
+
+void KeepMemoryOpen() {
+  ProcessPage* const page = sProcessPage.load(std::memory_order_acquire);
+  if (page == nullptr || CurrentMemoryWay() != MemoryWay::kFile || KeptMemoryFile() >= 0) return;
+  struct stat about;
+  const int file = OpenMemoryFile();
+  if (file < 0 || !LookAt(file, &about)) return;
+  page->device.store(about.st_dev);
+  page->inode.store(about.st_ino);
+  page->memory_file.store(file + 1);
+}
+
+void CloseMemory() {
+  const int kept = KeptMemoryFile();
+  if (kept < 0) return;
+  sProcessPage.load()->memory_file.store(0);
+  SystemCall(SYS_close, kept);
 }
 
 MemoryWay CurrentMemoryWay() {

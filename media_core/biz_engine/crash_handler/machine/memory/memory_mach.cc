@@ -12,6 +12,10 @@ int mach_copyMem(const void* source, void* destination, size_t count) {
 
 void ChooseMemoryWay() {}
 
+void KeepMemoryOpen() {}
+
+void CloseMemory() {}
+
 void* ResizePages(void* /*pages*/, size_t /*old_size*/, size_t /*new_size*/) { return nullptr; }
 
 }  // namespace CrashHandler::machine
