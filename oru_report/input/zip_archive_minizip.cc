@@ -13,19 +13,31 @@ constexpr uLong kMaxNameBytes = 4096;
 class EntryStream : public ByteStream {
  public:
   EntryStream(unzFile archive, uint64_t packed) : archive_(archive), packed_(packed) {}
-  ~EntryStream() override { unzCloseCurrentFile(archive_); }
+  ~EntryStream() override {
+    if (!closed_) unzCloseCurrentFile(archive_);
+  }
 
   long Read(char* buffer, size_t room, std::string* error) override {
+    if (closed_) return 0;
     const int got = unzReadCurrentFile(archive_, buffer, static_cast<unsigned>(room));
     if (got < 0) *error = "its packed form is damaged";
-    return got < 0 ? -1 : got;
+    return got == 0 && room != 0 ? Close(error) : got;
   }
 
   uint64_t StoredSize() const override { return packed_; }
 
  private:
+  // Only now the sum over all bytes is known.
+  long Close(std::string* error) {
+    closed_ = true;
+    if (unzCloseCurrentFile(archive_) != UNZ_CRCERROR) return 0;
+    *error = "its bytes are not those that were packed";
+    return -1;
+  }
+
   unzFile archive_;
   uint64_t packed_;
+  bool closed_ = false;
 };
 
 // minizip's functions of a file, over bytes.

@@ -209,6 +209,22 @@ class Machine(unittest.TestCase):
         self.assertIn(b"its packed form is damaged", done.stderr)
         self.assertIn(b"packed in an unknown way", done.stderr)
 
+    def test_a_byte_that_changed_in_an_archive_is_told(self):
+        archive = os.path.join(self.temp.name, "changed.zip")
+        with zipfile.ZipFile(archive, "w", zipfile.ZIP_STORED) as file:
+            for number in range(2):
+                file.writestr("6.1.0/" + fleet.name_of(number), fleet.report_of(number))
+        with open(archive, "rb") as file:
+            content = file.read()
+        at = content.find(b"Crash Thread Backtrace:") + 30
+        with open(archive, "wb") as file:
+            file.write(content[:at] + bytes([content[at] ^ 1]) + content[at + 1:])
+        done = run("show", archive, status=1)
+        self.assertEqual(done.stdout.count(b"Not whole: its bytes are not those that were packed\n"), 1)
+        self.assertEqual(done.stdout.count(b"Crashed here"), 2)
+        self.assertEqual(done.stderr.count(b"its bytes are not those that were packed"), 1)
+        self.assertIn(b"1 of 2 reports is not whole", run("list", archive, status=1).stderr)
+
     def test_an_empty_archive_has_no_reports(self):
         archive = os.path.join(self.temp.name, "empty.zip")
         with zipfile.ZipFile(archive, "w"):
