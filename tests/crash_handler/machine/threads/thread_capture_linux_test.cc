@@ -342,7 +342,7 @@ class AllRealTimeSignalsHandled {
   }
 
  private:
-  struct sigaction before_[64];
+  struct sigaction before_[64] = {};
 };
 
 TEST(ThreadCaptureTest, WhereTheHostHandlesAllSignalsOneIsBorrowed) {

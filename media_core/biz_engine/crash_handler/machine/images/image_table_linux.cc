@@ -4,13 +4,13 @@
 #include <link.h>
 #include <sys/auxv.h>
 #include <sys/uio.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cstring>
 
 #include "media_core/biz_engine/crash_handler/machine/images/elf_format.h"
+#include "media_core/biz_engine/crash_handler/machine/images/program_file_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/memory_linux.h"
 
 namespace CrashHandler::machine {
@@ -41,12 +41,6 @@ bool CopyString(uint64_t source, char* destination, size_t room) {
 
 bool ReadOwnMemory(const void*, uint64_t position, void* destination, size_t count) {
   return mach_copyMem(reinterpret_cast<const void*>(position), destination, count) == 0;
-}
-
-// The program's own name is not in the linker's list.
-void ProgramPath(char* path, size_t room) {
-  const ssize_t length = readlink("/proc/thread-self/exe", path, room - 1);
-  path[length < 0 ? 0 : length] = '\0';
 }
 
 // Whether the image whose header is there has its dynamic section where the linker says.
@@ -268,7 +262,8 @@ void ImageTable::Content::AddLink(const struct link_map& link, uint64_t at, cons
   image.name_size = strlen(path) + 1;
   if (!ReadSegments(link, main_program, &image.segments)) return;
   ReadBuildId(&image);
-  if (main_program) ProgramPath(path, sizeof(path));
+  // The program's own name is not in the linker's list.
+  if (main_program) ReadProgramPath(path, sizeof(path));
   if (CopyPath(path, &image)) ++count;
 }
 

@@ -9,6 +9,7 @@
 #include "media_core/biz_engine/crash_handler/machine/images/elf_image.h"
 #include "media_core/biz_engine/crash_handler/machine/images/image_table_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/images/images.h"
+#include "media_core/biz_engine/crash_handler/machine/images/program_file_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/images/uuid_text.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/block_cache.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/open_file.h"
@@ -43,9 +44,9 @@ class ImageFile {
   // `blocks` are for this object alone while it lives and is usable.
   ImageFile(const LoadedImage& image, bool main_program, Blocks* blocks) : blocks_(blocks) {
     if (image.build_id.size == 0 && !main_program) return;
-    // The program's link works when its file was moved or deleted, too, and is always its own.
-    file_ = OpenFile(main_program ? "/proc/thread-self/exe" : image.path,
-                     O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    // The program's is always its own.
+    file_ =
+        main_program ? OpenProgramFile() : OpenFile(image.path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     struct stat about;
     if (file_ >= 0 && fstat(file_, &about) == 0) size_ = static_cast<uint64_t>(about.st_size);
     if (file_ >= 0 && !main_program && !Matches(image.build_id)) {
