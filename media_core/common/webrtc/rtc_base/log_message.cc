@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -25,11 +26,14 @@ namespace {
 
 constexpr std::string_view LoggingSeverityString[] = {"SENSITIVE", "V", "D", "I", "W", "E"};
 
-// The sinks and their lock. Never destroyed: threads that outlive main may log.
+// The sinks and their lock. Never destroyed: threads that outlive main may log. In one cache line:
+// who gets the lock has got what it guards.
 struct LogState {
   CriticalSection g_log_crit;
   LogSinkRegistry streams;
 };
+constexpr size_t kCacheLine = 64;
+static_assert(sizeof(LogState) <= kCacheLine);
 
 LogState* MakeState();
 
@@ -44,10 +48,15 @@ LogState& State() {
 }
 
 LogState* MakeState() {
-  auto* const made = new LogState();
+  void* memory = nullptr;
+  if (posix_memalign(&memory, kCacheLine, sizeof(LogState)) != 0) {
+    throw std::bad_alloc();
+  }
+  auto* const made = new (memory) LogState();
   LogState* first = nullptr;
   if (!g_state.compare_exchange_strong(first, made)) {
-    delete made;
+    made->~LogState();
+    free(memory);
     return first;
   }
   return made;
