@@ -21,7 +21,8 @@ class EntryStream : public ByteStream {
     if (closed_) return 0;
     const int got = unzReadCurrentFile(archive_, buffer, static_cast<unsigned>(room));
     if (got < 0) *error = "its packed form is damaged";
-    return got == 0 && room != 0 ? Close(error) : got;
+    if (got == 0 && room != 0) return Close(error);
+    return got < 0 ? -1 : got;
   }
 
   uint64_t StoredSize() const override { return packed_; }

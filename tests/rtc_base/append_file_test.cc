@@ -17,6 +17,7 @@
 
 namespace {
 
+using oru_test::NextDescriptor;
 using oru_test::ReadFile;
 using oru_test::RunInFork;
 using oru_test::SmallDisk;
@@ -28,13 +29,6 @@ constexpr int kCreate = O_RDWR | O_CREAT | O_APPEND;
 
 size_t Append(AppendFile* file, const std::string& text) {
   return file->Append(text.data(), text.size());
-}
-
-// The descriptor that the next file will get.
-int NextDescriptor() {
-  const int descriptor = dup(STDERR_FILENO);
-  close(descriptor);
-  return descriptor;
 }
 
 // A descriptor that has the file for itself.

@@ -91,6 +91,12 @@ int DescriptorOf(const std::string& path) {
   return -1;
 }
 
+int NextDescriptor() {
+  const int descriptor = dup(STDERR_FILENO);
+  close(descriptor);
+  return descriptor;
+}
+
 void MakeDirs(const std::string& path) {
   for (size_t slash = path.find('/', 1); slash != std::string::npos;
        slash = path.find('/', slash + 1)) {

@@ -34,6 +34,8 @@ bool PathExists(const std::string& path);
 // The descriptor of this process, not of a standard stream, that stands for the file; -1 without
 // one.
 int DescriptorOf(const std::string& path);
+// The descriptor that the next file will get.
+int NextDescriptor();
 // Creates the folder and the missing ones above it.
 void MakeDirs(const std::string& path);
 // Names in the folder, sorted, without "." and ".."; empty when it cannot be opened.

@@ -16,9 +16,12 @@
 #include "media_core/biz_engine/crash_handler/machine/memory/memory.h"
 #include "media_core/biz_engine/crash_handler/machine/memory/memory_linux.h"
 #include "tests/support/child_process.h"
+#include "tests/support/files.h"
 
 namespace CrashHandler::machine {
 namespace {
+
+using oru_test::NextDescriptor;
 
 // From now on the system call has that result (an action of a filter).
 bool Filter(unsigned call, unsigned action) {
@@ -110,12 +113,6 @@ bool ReadAsACrashDoes() {
   ChooseMemoryWay();
   KeepMemoryOpen();
   return CurrentMemoryWay() == MemoryWay::kFile;
-}
-
-int NextDescriptor() {
-  const int descriptor = dup(STDIN_FILENO);
-  close(descriptor);
-  return descriptor;
 }
 
 TEST(MemoryWayTest, InACrashTheFileIsOpenedOnce) {

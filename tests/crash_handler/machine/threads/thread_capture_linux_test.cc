@@ -24,6 +24,7 @@
 #include "media_core/biz_engine/crash_handler/machine/threads/task_files_linux.h"
 #include "media_core/biz_engine/crash_handler/machine/threads/thread_capture.h"
 #include "media_core/biz_engine/crash_handler/machine/unwind/stack_walk.h"
+#include "tests/crash_handler/support/after_main_thread_linux.h"
 #include "tests/support/child_process.h"
 
 namespace CrashHandler::machine {
@@ -517,26 +518,9 @@ TEST(ThreadCaptureTest, AThreadWithoutThreadLocalStorageAnswers) {
   EXPECT_EQ(result.Ending(), "exit 0");
 }
 
-// In a child whose main thread has ended, as by pthread_exit.
-int AfterTheMainThread(int (*body)()) {
-  const ThreadNumber main_thread = CurrentThreadNumber();
-  std::thread([body, main_thread] {
-    char status[4096] = "";
-    while (strstr(status, "State:\tZ") == nullptr) {
-      const int file = OpenTaskFile(main_thread, "status");
-      ReadTaskFile(file, status, sizeof(status));
-      close(file);
-    }
-    _exit(body());
-  }).detach();
-  // As pthread_exit, without its way through the frames of the test.
-  SystemCall(SYS_exit, 0);
-  return 9;
-}
-
 TEST(ThreadCaptureTest, OtherThreadsAreKnownAfterTheMainThreadHasEnded) {
   const auto result = oru_test::RunInFork([] {
-    return AfterTheMainThread([] {
+    return oru_test::AfterTheMainThread([] {
       const Busy busy;
       const Runner waiting([] { WaitsByNanosleep(0); });
       waiting.AwaitKernel();

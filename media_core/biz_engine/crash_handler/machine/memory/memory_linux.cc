@@ -153,7 +153,11 @@ void KeepMemoryOpen() {
   if (page == nullptr || CurrentMemoryWay() != MemoryWay::kFile || KeptMemoryFile() >= 0) return;
   struct stat about;
   const int file = OpenMemoryFile();
-  if (file < 0 || !LookAt(file, &about)) return;
+  if (file < 0) return;
+  if (!LookAt(file, &about)) {
+    SystemCall(SYS_close, file);
+    return;
+  }
   page->device.store(about.st_dev);
   page->inode.store(about.st_ino);
   page->memory_file.store(file + 1);
