@@ -216,7 +216,7 @@ TEST_F(CrashReportTest, DestroyDoesNothing) {
 }
 
 TEST_F(CrashReportTest, FileNameHasIdentityKindAndLocalTime) {
-  setenv("TZ", "XXX-5:30", 1);
+  setenv("TZ", "IST-5:30", 1);
   tzset();
   const time_t before = time(nullptr);
   const std::string path = Utf8([Report() getCrashFilePath:@"ignored" crashType:@"Signal"]);
